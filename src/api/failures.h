@@ -1,0 +1,44 @@
+// How failures travel and where they are reported. Every folder of the library may include this header.
+//
+// A failed allocation is CAtlException(E_OUTOFMEMORY), raised by the text and variant owners themselves; a failure
+// that the caller is to read is a std::runtime_error; all else is a text in the caller's message collection.
+#pragma once
+
+#include "symbology/host_interfaces.h"
+
+#include <string>
+#include <string_view>
+
+namespace ConditionalXml {
+
+/// \throws std::runtime_error with this text.
+[[noreturn]] void throwText(const std::string& text);
+
+/// Adds an error with the code E_FAIL; nothing happens without a collection. The collection's answer is ignored.
+void addError(IGPMessages* messages, std::string_view text);
+/// Adds a plain message; nothing happens without a collection. The collection's answer is ignored.
+void addMessage(IGPMessages* messages, std::string_view text);
+
+/// Converts to the thread's ANSI code page; what it lacks becomes its replacement character.
+std::string narrow(WideView text);
+std::string narrow(const OLECHAR* text) = delete;  // a BSTR may hold zeros: say view(...)
+/// Converts from the thread's ANSI code page.
+CComBSTR widen(std::string_view text);
+
+/// The text of a BSTR, null included, embedded zeros included; valid as long as the BSTR.
+inline WideView view(BSTR text) noexcept {
+    return {text, SysStringLen(text)};
+}
+
+/// A copy of `text` that owns its characters, zeros included; the empty text gives an allocated empty BSTR.
+CComBSTR makeBstr(WideView text);
+
+/// "lead 'item'!" when `lead` ends with the opening quote.
+std::string quoted(std::string_view lead, WideView item);
+
+/// Writes one entry to the host's diagnostic event log when it is enabled; never throws.
+/// \param function the reporting function's qualified name; \param sourceFile may be null or empty;
+/// \param line tells failing steps of one function apart.
+void LogComFailure(const OLECHAR* function, HRESULT status, const OLECHAR* sourceFile, ULONG line) noexcept;
+
+}  // namespace ConditionalXml

@@ -1,0 +1,50 @@
+// Condition: rules that a row must satisfy and the symbology that applies when it does.
+#pragma once
+
+#include "rules/rule.h"
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace ConditionalXml {
+
+/// One entry of a feature class's ordered condition lists. Never changed after it was built, except that its rules
+/// convert their operands.
+class Condition {
+public:
+    explicit Condition(FeatureClassRule& owner);
+    virtual ~Condition();
+    Condition(const Condition&) = delete;
+    Condition& operator=(const Condition&) = delete;
+
+    /// Builds the condition of a `condition` element. \return null when it is discarded; a rule that could not be
+    /// built is reported to `messages` (may be null), other reasons are not.
+    static std::shared_ptr<Condition> build(IXMLDOMNode* node, FeatureClassRule& owner, IGPMessages* messages);
+
+    /// Whether the row satisfies the condition. A match stores the matched condition (the last nested one that
+    /// matches, else this one) in `matched` and this condition's rule name, when it has one, in `ruleName`, a borrowed
+    /// text that lives as long as the document. A nested condition's name is stored at once and stands even when a
+    /// later rule fails.
+    bool evaluate(RowValueMap& rowValues, BSTR& ruleName, const Condition*& matched, IGPMessages* messages);
+
+    ConditionMap* conditionMap;          // not owned
+    FeatureClassRule* featureClassRule;  // not owned
+    std::vector<std::shared_ptr<Rule>> rules;
+    double xoffset = 0;
+    double yoffset = 0;
+    double angle = 0;
+    bool hasPlacement = false;
+    LONG type = 1;
+    CComBSTR field;
+    CComBSTR rulename;
+    std::vector<std::pair<CComBSTR, bool>> generateArguments;  // name, whether it is a list
+    WideString expressionText;
+
+private:
+    bool readAttributes(IXMLDOMNamedNodeMap* attributes);
+    bool readRules(IXMLDOMNode* node, IGPMessages* messages);
+    bool readExpressions(IXMLDOMNode* node);
+};
+
+}  // namespace ConditionalXml

@@ -1,0 +1,36 @@
+// Reading a document through the DOM: the few questions that the loader asks of it.
+#pragma once
+
+#include "platform/platform.h"
+
+#include <optional>
+
+namespace ConditionalXml {
+
+/// The attribute collection of an element; null when it cannot be had.
+CComPtr<IXMLDOMNamedNodeMap> attributesOf(IXMLDOMNode* node);
+
+/// The attribute's typed value; nothing when the attribute is absent or cannot be read.
+std::optional<CComVariant> attributeValue(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name);
+
+/// The same as text: a value of another type is converted, one without text is the empty text.
+std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name);
+
+/// The node's typed value as text.
+CComBSTR nodeText(IXMLDOMNode* node);
+
+/// The nodes that `xpath` selects, relative to `node`; null when the selection fails.
+CComPtr<IXMLDOMNodeList> selectNodes(IXMLDOMNode* node, const OLECHAR* xpath);
+
+/// Calls `body(IXMLDOMNode*)` for each node of the list in document order until it returns false.
+/// \return whether every call returned true.
+template <class Body>
+bool forEachNode(IXMLDOMNodeList* nodes, Body&& body) {
+    for (;;) {
+        CComPtr<IXMLDOMNode> node;
+        if (nodes->nextNode(&node) != S_OK || !node) return true;
+        if (!body(node.p)) return false;
+    }
+}
+
+}  // namespace ConditionalXml

@@ -1,0 +1,67 @@
+// Attribute rules: one field of the row against operands or against a second field of the row.
+#pragma once
+
+#include "rules/rule.h"
+
+namespace ConditionalXml {
+
+class CXAttributeRuleEqual : public CXAttributeRule {
+public:
+    using CXAttributeRule::CXAttributeRule;
+};
+
+/// Holds exactly when equality does not, special outcomes included.
+class CXAttributeRuleNotEqual : public CXAttributeRule {
+public:
+    using CXAttributeRule::CXAttributeRule;
+    bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
+};
+
+class CXAttributeRuleLt : public CXAttributeRule {
+public:
+    using CXAttributeRule::CXAttributeRule;
+    bool compare(const VARIANT& fieldValue, const VARIANT& operand) const override;
+};
+
+class CXAttributeRuleLte : public CXAttributeRule {
+public:
+    using CXAttributeRule::CXAttributeRule;
+    bool compare(const VARIANT& fieldValue, const VARIANT& operand) const override;
+};
+
+class CXAttributeRuleGt : public CXAttributeRule {
+public:
+    using CXAttributeRule::CXAttributeRule;
+    bool compare(const VARIANT& fieldValue, const VARIANT& operand) const override;
+};
+
+class CXAttributeRuleGte : public CXAttributeRule {
+public:
+    using CXAttributeRule::CXAttributeRule;
+    bool compare(const VARIANT& fieldValue, const VARIANT& operand) const override;
+};
+
+/// Inclusive at both ends; false unless there are exactly two operands, the lower bound first.
+class CXAttributeRuleBetween : public CXAttributeRule {
+public:
+    using CXAttributeRule::CXAttributeRule;
+    bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
+};
+
+/// `*` stands for any text, `**` for one asterisk; the first occurrence of a piece decides.
+class CXAttributeRuleLike : public CXAttributeRule {
+public:
+    using CXAttributeRule::CXAttributeRule;
+    bool compare(const VARIANT& fieldValue, const VARIANT& operand) const override;
+};
+
+class CXAttributeRuleNotLike : public CXAttributeRuleLike {
+public:
+    using CXAttributeRuleLike::CXAttributeRuleLike;
+    bool compare(const VARIANT& fieldValue, const VARIANT& operand) const override;
+};
+
+/// Builds the rule of an element whose `type` is "A". \return null when the element makes none.
+std::shared_ptr<Rule> createAttributeRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages);
+
+}  // namespace ConditionalXml

@@ -1,0 +1,21 @@
+// Runs: symbolizing a feature class, a selection of it, or one row that the host holds.
+#pragma once
+
+#include "cxml/condition_map.h"
+#include "symbology/host_interfaces.h"
+
+namespace ConditionalXml {
+
+/// The class's alias name in upper case, the key of its configuration. \return a failed status of the host.
+HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name);
+
+/// Symbolizes the rows of `selection` (all rows when null) through an update cursor and writes the changed ones back.
+/// \return false when the class has no configuration.
+/// \throws std::runtime_error when the cursor cannot be opened.
+bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass,
+                           ISelectionSet* selection, IGPMessages* messages);
+
+/// Symbolizes one row without storing it. \return whether it changed.
+bool symbolizeSingleRow(const ConditionMap& map, IRow* row);
+
+}  // namespace ConditionalXml

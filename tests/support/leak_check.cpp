@@ -1,0 +1,43 @@
+#include "support/leak_check.h"
+
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace {
+
+struct Counter {
+    const char* name;
+    std::size_t (*count)();
+    std::size_t before;
+};
+
+std::vector<Counter>& counters() {
+    static std::vector<Counter> all{{"platform objects", PlatformLiveObjects, 0}, {"BSTRs", PlatformHeldBstrs, 0}};
+    return all;
+}
+
+class LeakCheck : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo& /*test*/) override {
+        SetErrorInfo(0, nullptr);
+        for (Counter& counter : counters()) counter.before = counter.count();
+    }
+    void OnTestEnd(const testing::TestInfo& test) override {
+        SetErrorInfo(0, nullptr);  // the thread's error object belongs to no test
+        for (const Counter& counter : counters())
+            EXPECT_EQ(counter.count(), counter.before)
+                << counter.name << " left by " << test.test_suite_name() << '.' << test.name();
+    }
+};
+
+}  // namespace
+
+void registerLiveCounter(const char* name, std::size_t (*count)()) {
+    counters().push_back({name, count, 0});
+}
+
+void installLeakCheck() {
+    // Listeners hear OnTestEnd in reverse order: appended last, this one still counts into the printed result.
+    testing::UnitTest::GetInstance()->listeners().Append(new LeakCheck);
+}
