@@ -35,14 +35,23 @@ constexpr GUID parseGuid(const char (&text)[37]) {
 #if defined(_MSC_VER)
 #define SYMBOLOGY_INTERFACE(Name, guid) struct __declspec(uuid(guid)) __declspec(novtable) Name
 #elif defined(_WIN32)
-#define SYMBOLOGY_INTERFACE(Name, guid)                                 \
-    struct Name;                                                        \
+#define SYMBOLOGY_INTERFACE_ID(Name, guid)                              \
     template <>                                                         \
     inline const GUID& __mingw_uuidof<Name>() {                         \
         static constexpr GUID id = symbology_platform::parseGuid(guid); \
         return id;                                                      \
-    }                                                                   \
+    }
+#define SYMBOLOGY_INTERFACE(Name, guid) \
+    struct Name;                        \
+    SYMBOLOGY_INTERFACE_ID(Name, guid)  \
     struct Name
+
+// MinGW's msxml.h declares these without saying their identifiers.
+SYMBOLOGY_INTERFACE_ID(IXMLDOMNode, "2933BF80-7B36-11D2-B20E-00C04F983E60")
+SYMBOLOGY_INTERFACE_ID(IXMLDOMDocument, "2933BF81-7B36-11D2-B20E-00C04F983E60")
+SYMBOLOGY_INTERFACE_ID(IXMLDOMNodeList, "2933BF82-7B36-11D2-B20E-00C04F983E60")
+SYMBOLOGY_INTERFACE_ID(IXMLDOMNamedNodeMap, "2933BF83-7B36-11D2-B20E-00C04F983E60")
+SYMBOLOGY_INTERFACE_ID(IXMLDOMParseError, "3EFAA426-272F-11D2-836F-0000F87A7782")
 #else
 #define SYMBOLOGY_INTERFACE(Name, guid)                                    \
     struct Name;                                                           \
