@@ -1,0 +1,102 @@
+// GdalWorkspace: a dataset that GDAL opens, as the tools of the embedded host see it. The library sees the same dataset
+// through the COM interfaces of host_interfaces.h, which the objects handed out here implement.
+#pragma once
+
+#include "symbology/host_interfaces.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace embedded_host {
+
+/// What went wrong with a dataset: one line, UTF-8, that names the dataset, layer or field and says what GDAL said.
+class HostError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What the update cursors of a workspace tell about the run that uses them. The library ignores some failures of its
+/// host (a row that could not be written back, a read error in mid-run); they are kept here so that nothing is lost.
+struct RunMonitor {
+    std::int64_t rows = 0;     // rows that cursors gave
+    std::int64_t changed = 0;  // rows that were written back
+    std::string failure;       // the first read or write that failed, with GDAL's words; empty when none did
+    const std::atomic<bool>* stop = nullptr;            // when it turns true, NextRow answers E_ABORT
+    std::function<void(std::int64_t rows)> onProgress;  // called every few thousand rows
+};
+
+struct LayerInfo {
+    std::string name;   // the table's name
+    std::string alias;  // its title where it has one, else its name
+    bool spatial;
+    std::int64_t rowCount;  // -1 when counting it is not cheap
+};
+
+enum class FieldKind { Text, Real };
+
+struct FieldRequest {
+    std::string name;
+    FieldKind kind;
+};
+
+/// One open dataset. Used from one thread. COM objects that it handed out keep what they need of it alive, but cursors
+/// must be released before commit() or rollback().
+class GdalWorkspace {
+public:
+    enum class Access { Read, Update };
+
+    /// \param dataset a path or a GDAL connection string. \throws HostError
+    static std::shared_ptr<GdalWorkspace> open(const std::string& dataset, Access access);
+
+    virtual ~GdalWorkspace() = default;
+
+    /// All tables of the dataset, spatial or not, in the dataset's order.
+    virtual std::vector<LayerInfo> layers() = 0;
+
+    /// \param subtypeField the class's subtype field; without one the layer's metadata item SUBTYPE_FIELD, if any.
+    /// \throws HostError when there is no such layer or it has no such field.
+    virtual CComPtr<IFeatureClass> openFeatureClass(const std::string& layer,
+                                                    const std::optional<std::string>& subtypeField) = 0;
+
+    /// The rows that satisfy an SQL where clause and, when ids are given, have one of them.
+    /// \throws HostError when the clause is not understood. Ids without a row are left out.
+    virtual CComPtr<ISelectionSet> select(const std::string& layer, const std::optional<std::string>& where,
+                                          const std::optional<std::vector<ObjectId>>& ids) = 0;
+
+    /// The names of the layer's fields, in order, without key and geometry.
+    virtual std::vector<std::string> fieldNames(const std::string& layer) = 0;
+
+    /// Adds those of the fields that the layer does not have (names compared without regard to case).
+    /// \return how many were added. \throws HostError
+    virtual std::size_t addFields(const std::string& layer, const std::vector<FieldRequest>& fields) = 0;
+
+    /// All changes from begin() on reach the dataset together, at commit(). \throws HostError
+    virtual void begin() = 0;
+    virtual void commit() = 0;
+    /// Never throws; the dataset is as it was at begin(). Does nothing outside a transaction.
+    virtual void rollback() noexcept = 0;
+
+    /// Cursors opened from now on report to `monitor` (null: to nobody). It must outlive them.
+    virtual void watch(RunMonitor* monitor) = 0;
+
+    /// The dataset as the library sees it.
+    virtual CComPtr<IWorkspace> workspace() = 0;
+};
+
+/// Imports S-57 cells (each with its update files) into a new GeoPackage: a layer per object class, list attributes as
+/// comma-separated text, soundings split, text as UTF-8, field widths not limited.
+/// \param progress called with the share done, 0 to 1; may be empty. \return names of the layers and their row counts.
+/// \throws HostError naming the cell or the dataset; a dataset that could not be finished is removed.
+std::vector<LayerInfo> importCells(const std::vector<std::string>& cells, const std::string& dataset,
+                                   const std::function<void(double)>& progress);
+
+/// COM objects of the embedded host that are alive. For tests.
+std::size_t liveObjects();
+
+}  // namespace embedded_host
