@@ -1,0 +1,204 @@
+#!/usr/bin/env python3
+"""Runs one category of the differential program natively and under Wine and compares the answers line by line.
+
+Exit status: 0 when every difference is a known one and every known one was seen, 1 otherwise, 77 when Wine or the
+Windows program is missing. See known_differences.txt for the list's format.
+"""
+
+import argparse
+import collections
+import dataclasses
+import fcntl
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+
+SKIPPED = 77
+SHOWN = 40
+
+
+@dataclasses.dataclass
+class Known:
+    """One entry of the list: what was asked, both answers as regular expressions, and why ours is right."""
+
+    line: int
+    category: str = ""
+    wine: str = ""
+    asked: str = ""
+    portable: str = ""
+    theirs: str = ""
+    ulps: int = 0
+    reason: str = ""
+    seen: int = 0
+
+    def matches(self, asked, portable, theirs):
+        if not re.fullmatch(self.asked, asked):
+            return False
+        if self.ulps:
+            return within_ulps(portable, theirs, self.ulps)
+        return re.fullmatch(self.portable, portable) is not None and re.fullmatch(self.theirs, theirs) is not None
+
+
+def within_ulps(portable, theirs, limit):
+    """Whether two answers are alike but for the last places of one real in them."""
+    pattern = r"(R8|R4|DATE) 0x([0-9A-F]+)"
+    if re.sub(pattern, "", portable) != re.sub(pattern, "", theirs):
+        return False
+    ours, other = re.findall(pattern, portable), re.findall(pattern, theirs)
+    if len(ours) != 1 or len(other) != 1 or ours[0][0] != other[0][0]:
+        return False
+    # Reals of one sign are ordered as their bit patterns are.
+    return 0 < abs(int(ours[0][1], 16) - int(other[0][1], 16)) <= limit
+
+
+def read_known(path):
+    fields = {"category", "wine", "asked", "portable", "theirs", "ulps", "reason"}
+    entries, current = [], None
+    for number, raw in enumerate(path.read_text(encoding="ascii").splitlines(), 1):
+        text = raw.rstrip()
+        if text.startswith("#"):
+            continue
+        if not text:
+            current = None
+            continue
+        if current is None:
+            current = Known(number)
+            entries.append(current)
+        name, separator, value = text.partition(": ")
+        if not separator or name not in fields:
+            raise SystemExit(f"{path}:{number}: expected one of {sorted(fields)} and ': '")
+        setattr(current, name, int(value) if name == "ulps" else value)
+    for entry in entries:
+        complete = entry.ulps or (entry.portable and entry.theirs)
+        if not (entry.category and entry.asked and entry.reason and complete):
+            raise SystemExit(f"{path}:{entry.line}: incomplete entry")
+    return entries
+
+
+def run(command, timeout, **options):
+    """Runs a command in a process group of its own, which a time-out ends as a whole."""
+    with subprocess.Popen(command, start_new_session=True, **options) as process:
+        try:
+            return process.wait(timeout)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.wait()
+            raise SystemExit(f"no end after {timeout} s: {command}")
+
+
+def find_wine():
+    for name in ("wine64", "wine"):
+        if found := shutil.which(name):
+            return found
+    # Debian keeps the loader out of the path when only the 64-bit half is installed.
+    for path in ("/usr/lib/wine/wine64", "/usr/lib/wine/wine"):
+        if os.access(path, os.X_OK):
+            return path
+    return None
+
+
+class Wine:
+    """Wine with a prefix of its own inside the build folder."""
+
+    def __init__(self, program, work):
+        self.program = program
+        self.prefix = work / "wine-prefix"
+        self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), WINEARCH="win64", WINEDEBUG="-all",
+                                WINEDLLOVERRIDES="mscoree,mshtml=", LC_ALL="C.UTF-8")
+        self.environment.pop("DISPLAY", None)
+        self.create_prefix(work / "wine-prefix.lock")
+
+    def create_prefix(self, lock_path):
+        ready = self.prefix / "ready"
+        with open(lock_path, "w", encoding="ascii") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            if ready.exists():
+                return
+            self.run(["wineboot", "--init"], 300)
+            ready.touch()
+
+    def run(self, arguments, timeout, cwd=None):
+        return run([self.program, *arguments], timeout, env=self.environment, cwd=cwd, stdin=subprocess.DEVNULL,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def version(self):
+        text = subprocess.run([self.program, "--version"], env=self.environment, stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL, timeout=60, check=True, text=True).stdout
+        return re.search(r"wine-(\d+)", text).group(1)
+
+
+def read_answers(path):
+    lines = path.read_text(encoding="ascii").splitlines()
+    return [line.split("\t", 1) for line in lines]
+
+
+def compare(portable, theirs, entries):
+    """Counts into the entries; returns the lines that no entry explains."""
+    if len(portable) != len(theirs):
+        return [f"{len(portable)} cases here, {len(theirs)} there"]
+    unexplained = []
+    for (asked, answer), (asked_there, answer_there) in zip(portable, theirs):
+        if asked != asked_there:
+            return unexplained + [f"the case here is\n  {asked}\nand there\n  {asked_there}"]
+        if answer == answer_there:
+            continue
+        # Every entry that matches counts as seen, so that overlapping ones do not hide each other.
+        matching = [entry for entry in entries if entry.matches(asked, answer, answer_there)]
+        for entry in matching:
+            entry.seen += 1
+        if not matching:
+            unexplained.append(f"{asked}\n  portable: {answer}\n  theirs:   {answer_there}")
+    return unexplained
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("native", "windows", "known", "work"):
+        parser.add_argument(f"--{name}", type=pathlib.Path, required=True)
+    parser.add_argument("--seed", default="20240131")
+    parser.add_argument("--count", help="random cases, in place of the category's own number")
+    parser.add_argument("category")
+    options = parser.parse_args()
+
+    wine_program = find_wine()
+    if not wine_program or not options.windows.exists():
+        print("skipped:", "no cross-built program" if wine_program else "no Wine")
+        return SKIPPED
+
+    arguments = [options.category, "{}", options.seed] + ([options.count] if options.count else [])
+    answers = {}
+    for side in ("portable", "theirs"):
+        # A relative name means the same to both programs.
+        name = f"{options.category}.{side}.txt"
+        command = [name if argument == "{}" else argument for argument in arguments]
+        if side == "portable":
+            status = run([options.native, *command], 300, cwd=options.work)
+        else:
+            wine = Wine(wine_program, options.work)
+            status = wine.run([options.windows, *command], 300, cwd=options.work)
+        if status != 0:
+            print(f"{side}: exit status {status}")
+            return 1
+        answers[side] = read_answers(options.work / name)
+
+    version = wine.version()
+    entries = [entry for entry in read_known(options.known)
+               if entry.category == options.category and (not entry.wine or version in entry.wine.split())]
+    unexplained = compare(answers["portable"], answers["theirs"], entries)
+    for text in unexplained[:SHOWN]:
+        print(text)
+    unseen = [entry for entry in entries if not entry.seen]
+    for entry in unseen:
+        print(f"{options.known}:{entry.line}: matches no difference any more")
+    explained = collections.Counter({entry.line: entry.seen for entry in entries})
+    print(f"{options.category}: {len(answers['portable'])} cases, {len(unexplained)} unexplained differences, "
+          f"known differences by line {dict(explained)}, Wine {version}")
+    return 1 if unexplained or unseen else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
