@@ -8,9 +8,25 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+# Enough optimisation that a debug suite is quick, little enough that a debugger can follow.
+set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g -D_GLIBCXX_ASSERTIONS")
+
+find_program(SYMBOLOGY_CCACHE ccache)
+if(SYMBOLOGY_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${SYMBOLOGY_CCACHE}")
+endif()
 
 add_library(symbology_flags INTERFACE)
 target_include_directories(symbology_flags INTERFACE "${CMAKE_SOURCE_DIR}/include" "${CMAKE_SOURCE_DIR}/src")
 target_compile_options(symbology_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual -Wundef
   $<$<BOOL:${SYMBOLOGY_WERROR}>:-Werror>)
+if(SYMBOLOGY_SANITIZE)
+  # For every target, so that no part of the process is blind; the first finding ends the test.
+  add_compile_options(-fsanitize=${SYMBOLOGY_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${SYMBOLOGY_SANITIZE})
+endif()
+if(SYMBOLOGY_COVERAGE)
+  add_compile_options(--coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()

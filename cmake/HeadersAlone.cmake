@@ -1,0 +1,15 @@
+# headers_alone(TARGET LIBS... HEADERS...): compiles each header as the first and only thing of a source file, so that
+# none of them leans on what its includers happen to include before it. Paths are relative to the source tree.
+function(headers_alone target)
+  cmake_parse_arguments(arg "" "" "LIBS;HEADERS" ${ARGN})
+  set(sources "")
+  foreach(header IN LISTS arg_HEADERS)
+    string(REGEX REPLACE "^(include|src)/" "" name "${header}")
+    set(source "${CMAKE_BINARY_DIR}/headers_alone/${header}.cpp")
+    file(CONFIGURE OUTPUT "${source}" CONTENT "#include \"${name}\"\n#include \"${name}\"\n")
+    list(APPEND sources "${source}")
+  endforeach()
+  add_library(${target} OBJECT ${sources})
+  target_include_directories(${target} PRIVATE "${CMAKE_SOURCE_DIR}")
+  target_link_libraries(${target} PRIVATE symbology_flags ${arg_LIBS})
+endfunction()

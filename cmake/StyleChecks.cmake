@@ -1,0 +1,13 @@
+# clang-format and clang-tidy as tests, in the versions that scripts/tools.txt pins and scripts/setup installs.
+find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
+enable_testing()
+
+add_test(NAME style.format
+         COMMAND "${Python3_EXECUTABLE}" "${CMAKE_SOURCE_DIR}/scripts/checks/format.py"
+                 --clang-format "${SYMBOLOGY_CACHE}/tools/bin/clang-format")
+add_test(NAME style.tidy
+         COMMAND "${Python3_EXECUTABLE}" "${CMAKE_SOURCE_DIR}/scripts/checks/tidy.py"
+                 --clang-tidy "${SYMBOLOGY_CACHE}/tools/bin/clang-tidy" --cache "${SYMBOLOGY_CACHE}/tidy"
+                 --database "${CMAKE_BINARY_DIR}/compile_commands.json")
+set_tests_properties(style.format style.tidy PROPERTIES LABELS style)
+set_tests_properties(style.tidy PROPERTIES TIMEOUT 3600 PROCESSORS 2)

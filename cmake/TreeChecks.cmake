@@ -1,0 +1,16 @@
+# Tests of the source tree itself; each is a small check of scripts/checks/tree.py, proven by tests/tree.
+include(HeadersAlone)
+find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
+
+foreach(check arrows seams words size links)
+  add_test(NAME tree.${check}
+           COMMAND "${Python3_EXECUTABLE}" "${CMAKE_SOURCE_DIR}/scripts/checks/tree.py" ${check})
+endforeach()
+add_test(NAME tree.the_checks_can_fail
+         COMMAND "${Python3_EXECUTABLE}" -m unittest discover -s "${CMAKE_SOURCE_DIR}/tests/tree" -p "*_test.py")
+
+# platform/platform.h is the door to the files behind it: those say so, and are not to be included alone.
+file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
+     "${CMAKE_SOURCE_DIR}/include/*.h" "${CMAKE_SOURCE_DIR}/src/*.h" "${CMAKE_SOURCE_DIR}/host/*.h")
+list(FILTER headers EXCLUDE REGEX "^src/platform/(atl|interface)\\.h$|^src/platform/portable/|^src/python/|^host/gdal/")
+headers_alone(headers-alone HEADERS ${headers})
