@@ -59,9 +59,9 @@ public:
 private:
     bool loadSubtypes(IXMLDOMNode* node, IGPMessages* messages);
     bool loadSubtype(IXMLDOMNode* node, IGPMessages* messages);
-    bool loadConditions(IXMLDOMNode* node, ConditionList& target, IGPMessages* messages);
+    void loadConditions(IXMLDOMNode* node, ConditionList& target, IGPMessages* messages);
 
-    std::unique_ptr<RowBinding> binding_;  // made by the first row of a run
+    std::unique_ptr<RowBinding> binding_;
 };
 
 }  // namespace ConditionalXml

@@ -1,6 +1,7 @@
 // Attribute rules: one field of the row against operands or against a second field of the row.
 #pragma once
 
+#include "rules/like_pattern.h"
 #include "rules/rule.h"
 
 namespace ConditionalXml {
@@ -48,11 +49,19 @@ public:
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
 };
 
-/// `*` stands for any text, `**` for one asterisk; the first occurrence of a piece decides.
+/// `*` stands for any text, `**` for one asterisk; the first occurrence of a piece decides. A value that has no text
+/// (NULL, or a field that the row lacks) matches no pattern; a number is matched by its display text when the pattern
+/// is a text.
 class CXAttributeRuleLike : public CXAttributeRule {
 public:
     using CXAttributeRule::CXAttributeRule;
     bool compare(const VARIANT& fieldValue, const VARIANT& operand) const override;
+
+private:
+    const LikePattern& patternFor(const VARIANT& operand, WideView text) const;
+
+    mutable std::vector<LikePattern> patterns_;  // of the operands, by position, cut when first needed
+    mutable LikePattern otherPattern_;           // of the last operand that came from the row
 };
 
 class CXAttributeRuleNotLike : public CXAttributeRuleLike {

@@ -17,6 +17,9 @@ struct BstrLess {
     }
 };
 
+/// Whether a name is the given word, compared as BstrLess orders names.
+bool equalNames(const CComBSTR& name, const OLECHAR* word);
+
 /// Gives each distinct name a number, from 0 in order of first mention, so that rules find a row's values by number
 /// instead of by text. A name keeps its number for the life of the table.
 class FieldNames {

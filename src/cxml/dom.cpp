@@ -1,0 +1,52 @@
+#include "cxml/dom.h"
+
+#include "api/failures.h"
+
+namespace ConditionalXml {
+
+CComPtr<IXMLDOMNamedNodeMap> attributesOf(IXMLDOMNode* node) {
+    CComPtr<IXMLDOMNamedNodeMap> attributes;
+    if (node->get_attributes(&attributes) != S_OK) return nullptr;
+    return attributes;
+}
+
+std::optional<CComVariant> attributeValue(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name) {
+    CComPtr<IXMLDOMNode> attribute;
+    if (attributes->getNamedItem(CComBSTR(name), &attribute) != S_OK || !attribute) return std::nullopt;
+    CComVariant value;
+    if (FAILED(attribute->get_nodeTypedValue(&value))) return std::nullopt;
+    return value;
+}
+
+namespace {
+
+CComBSTR textOf(CComVariant& value) {
+    if (value.vt != VT_BSTR && FAILED(value.ChangeType(VT_BSTR))) return makeBstr({});
+    if (!value.bstrVal) return makeBstr({});
+    CComBSTR text;
+    text.Attach(value.bstrVal);
+    value.vt = VT_EMPTY;
+    return text;
+}
+
+}  // namespace
+
+std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name) {
+    std::optional<CComVariant> value = attributeValue(attributes, name);
+    if (!value) return std::nullopt;
+    return textOf(*value);
+}
+
+CComBSTR nodeText(IXMLDOMNode* node) {
+    CComVariant value;
+    if (FAILED(node->get_nodeTypedValue(&value))) return makeBstr({});
+    return textOf(value);
+}
+
+CComPtr<IXMLDOMNodeList> selectNodes(IXMLDOMNode* node, const OLECHAR* xpath) {
+    CComPtr<IXMLDOMNodeList> nodes;
+    if (FAILED(node->selectNodes(CComBSTR(xpath), &nodes))) return nullptr;
+    return nodes;
+}
+
+}  // namespace ConditionalXml

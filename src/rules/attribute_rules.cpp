@@ -1,0 +1,149 @@
+// The operators of attribute rules, and their factory.
+#include "rules/attribute_rules.h"
+
+#include "api/failures.h"
+#include "cxml/dom.h"
+#include "cxml/feature_class_rule.h"
+
+#include <optional>
+
+namespace ConditionalXml {
+
+bool CXAttributeRuleNotEqual::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
+    return !CXAttributeRule::evaluate(rowValues, messages);
+}
+
+namespace {
+
+/// NULL is never less or greater than anything, and types must be alike.
+bool ordered(const VARIANT& fieldValue, const VARIANT& operand, HRESULT wanted) {
+    return fieldValue.vt == operand.vt && fieldValue.vt != VT_NULL && compareVariants(fieldValue, operand) == wanted;
+}
+
+/// As ordered(), or equal; two NULLs count as equal.
+bool orderedOrEqual(const VARIANT& fieldValue, const VARIANT& operand, HRESULT wanted) {
+    if (fieldValue.vt != operand.vt) return false;
+    if (fieldValue.vt == VT_NULL) return true;
+    const HRESULT order = compareVariants(fieldValue, operand);
+    return order == wanted || order == VARCMP_EQ;
+}
+
+}  // namespace
+
+bool CXAttributeRuleLt::compare(const VARIANT& fieldValue, const VARIANT& operand) const {
+    return ordered(fieldValue, operand, VARCMP_LT);
+}
+
+bool CXAttributeRuleLte::compare(const VARIANT& fieldValue, const VARIANT& operand) const {
+    return orderedOrEqual(fieldValue, operand, VARCMP_LT);
+}
+
+bool CXAttributeRuleGt::compare(const VARIANT& fieldValue, const VARIANT& operand) const {
+    return ordered(fieldValue, operand, VARCMP_GT);
+}
+
+bool CXAttributeRuleGte::compare(const VARIANT& fieldValue, const VARIANT& operand) const {
+    return orderedOrEqual(fieldValue, operand, VARCMP_GT);
+}
+
+namespace {
+
+/// Whether the value lies beyond the bound, in the `beyond` direction, or on it.
+bool withinBound(const VARIANT& fieldValue, const VARIANT& bound, HRESULT beyond) {
+    const HRESULT order = compareVariants(fieldValue, bound);
+    return order == beyond || (order == VARCMP_EQ && fieldValue.vt == bound.vt);
+}
+
+}  // namespace
+
+bool CXAttributeRuleBetween::evaluate(RowValueMap& rowValues, IGPMessages* /*messages*/) {
+    static const CComVariant missing;
+    const VARIANT* found = lookupField(rowValues);
+    const VARIANT& fieldValue = found ? *found : missing;
+    if (values.size() != 2 || fieldValue.vt == VT_NULL) return false;
+    for (CComVariant& bound : values)
+        if (bound.vt != fieldValue.vt) VariantChangeType(&bound, &bound, 0, fieldValue.vt);
+    return withinBound(fieldValue, values[0], VARCMP_GT) && withinBound(fieldValue, values[1], VARCMP_LT);
+}
+
+namespace {
+
+/// The text that a value is matched by; `converted` holds it when the value is not a text itself. Nothing for a value
+/// without text.
+std::optional<WideView> displayText(const VARIANT& value, CComVariant& converted) {
+    if (value.vt == VT_BSTR) return view(value.bstrVal);
+    if (value.vt == VT_EMPTY || value.vt == VT_NULL) return std::nullopt;
+    if (FAILED(converted.ChangeType(VT_BSTR, &value))) return std::nullopt;
+    return view(converted.bstrVal);
+}
+
+}  // namespace
+
+bool CXAttributeRuleLike::compare(const VARIANT& fieldValue, const VARIANT& operand) const {
+    if (fieldValue.vt != VT_BSTR && operand.vt != VT_BSTR) return false;
+    CComVariant convertedValue;
+    CComVariant convertedPattern;
+    const std::optional<WideView> text = displayText(fieldValue, convertedValue);
+    const std::optional<WideView> pattern = displayText(operand, convertedPattern);
+    return text && pattern && patternFor(operand, *pattern).matches(*text);
+}
+
+const LikePattern& CXAttributeRuleLike::patternFor(const VARIANT& operand, WideView text) const {
+    LikePattern* pattern = &otherPattern_;
+    if (patterns_.size() != values.size()) patterns_.resize(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i)
+        if (&values[i] == &operand) pattern = &patterns_[i];
+    if (pattern->source() != text) *pattern = LikePattern(text);
+    return *pattern;
+}
+
+bool CXAttributeRuleNotLike::compare(const VARIANT& fieldValue, const VARIANT& operand) const {
+    return !CXAttributeRuleLike::compare(fieldValue, operand);
+}
+
+namespace {
+
+template <class AttributeRule>
+std::shared_ptr<CXAttributeRule> make(FeatureClassRule& owner) {
+    return std::make_shared<AttributeRule>(owner);
+}
+
+struct Operator {
+    const OLECHAR* keyword;
+    std::shared_ptr<CXAttributeRule> (*make)(FeatureClassRule&);
+};
+
+constexpr Operator operators[] = {
+    {OLESTR("equal"), make<CXAttributeRuleEqual>},
+    {OLESTR("equals"), make<CXAttributeRuleEqual>},
+    {OLESTR("notequal"), make<CXAttributeRuleNotEqual>},
+    {OLESTR("notequals"), make<CXAttributeRuleNotEqual>},
+    {OLESTR("lt"), make<CXAttributeRuleLt>},
+    {OLESTR("lte"), make<CXAttributeRuleLte>},
+    {OLESTR("gt"), make<CXAttributeRuleGt>},
+    {OLESTR("gte"), make<CXAttributeRuleGte>},
+    {OLESTR("between"), make<CXAttributeRuleBetween>},
+    {OLESTR("like"), make<CXAttributeRuleLike>},
+    {OLESTR("notlike"), make<CXAttributeRuleNotLike>},
+};
+
+}  // namespace
+
+std::shared_ptr<Rule> createAttributeRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages) {
+    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(ruleElement);
+    if (!attributes) return nullptr;
+    const auto keyword = attributeText(attributes, OLESTR("operator"));
+    if (!keyword) return nullptr;
+    if (keyword->Length() != 0) CharLowerBuffW(keyword->m_str, keyword->Length());
+    for (const Operator& candidate : operators) {
+        if (!equalNames(*keyword, candidate.keyword)) continue;
+        std::shared_ptr<CXAttributeRule> rule = candidate.make(owner);
+        const bool hasValues = rule->readValues(ruleElement);
+        const bool hasField = rule->readField(ruleElement);
+        return hasValues && hasField ? rule : nullptr;
+    }
+    addMessage(messages, "Operator '" + narrow(view(*keyword)) + "' not recognized for attribute rule.");
+    return nullptr;
+}
+
+}  // namespace ConditionalXml

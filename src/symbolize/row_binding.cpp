@@ -1,0 +1,72 @@
+#include "symbolize/row_binding.h"
+
+#include "api/failures.h"
+#include "cxml/feature_class_rule.h"
+
+namespace ConditionalXml {
+
+namespace {
+
+constexpr const OLECHAR* symbolField = OLESTR("SYMBOL_C");
+constexpr const OLECHAR* placementFields[] = {OLESTR("Xoffset_C"), OLESTR("Yoffset_C"), OLESTR("Rotate_C")};
+
+}  // namespace
+
+RowBinding::RowBinding(FeatureClassRule& owner) : values(owner.fieldNames), owner_(owner) {}
+
+bool RowBinding::bindTargets(IFields* fields) {
+    if (fields == fields_.p) return true;
+    release();
+    fields_ = fields;
+    bindTarget(symbol, symbolField);
+    if (symbol.position < 0) {
+        release();
+        return false;
+    }
+    bindTarget(xoffset, placementFields[0]);
+    bindTarget(yoffset, placementFields[1]);
+    bindTarget(angle, placementFields[2]);
+    return true;
+}
+
+void RowBinding::bindTarget(Target& target, const OLECHAR* name) {
+    const CComBSTR text(name);
+    target.slot = owner_.fieldNames->intern(text);
+    if (FAILED(fields_->FindField(text, &target.position))) target.position = -1;
+}
+
+bool RowBinding::bindColumns() {
+    if (columnsBound_) return true;
+    columns_.clear();
+    for (const CComBSTR& name : owner_.referencedFields) {
+        Column column{name, owner_.fieldNames->intern(name), -1, false};
+        if (FAILED(fields_->FindField(name, &column.position))) {
+            release();  // the next row asks again
+            return false;
+        }
+        column.reported = column.position < 0 && isReported(name);
+        columns_.push_back(column);
+    }
+    columnsBound_ = true;
+    return true;
+}
+
+bool RowBinding::isReported(const CComBSTR& name) const {
+    for (const OLECHAR* placement : placementFields)
+        if (equalNames(name, placement)) return false;
+    WideString bare(view(name));
+    for (std::size_t at = bare.find(OLESTR("[]")); at != WideString::npos; at = bare.find(OLESTR("[]"), at))
+        bare.erase(at, 2);
+    const CComBSTR key = makeBstr(bare);
+    return !owner_.additionalFields.contains(key) && !owner_.knownFields.contains(key) &&
+           !owner_.additionalFieldValues.contains(key);
+}
+
+void RowBinding::release() noexcept {
+    fields_.Release();
+    columnsBound_ = false;
+    symbol = xoffset = yoffset = angle = Target{};
+    values.clear();
+}
+
+}  // namespace ConditionalXml

@@ -1,0 +1,128 @@
+#include "symbolize/runs.h"
+
+#include "api/failures.h"
+#include "symbolize/table_manager.h"
+#include "symbology/vel_core.h"
+
+#include <exception>
+
+namespace ConditionalXml {
+
+namespace {
+
+/// Empties the rule's table manager when a run ends, however it ends.
+class RunScope {
+public:
+    explicit RunScope(FeatureClassRule& rule) : rule_(rule) {}
+    RunScope(const RunScope&) = delete;
+    RunScope& operator=(const RunScope&) = delete;
+    ~RunScope() { rule_.endRun(); }
+
+private:
+    FeatureClassRule& rule_;
+};
+
+/// Gives the rule's table manager the workspace and the table of the run.
+void prepareTables(FeatureClassRule& rule, IObjectClass* objectClass, const CComBSTR& upperName) {
+    CComPtr<IWorkspace> workspace;
+    if (const CComQIPtr<IDataset> dataset(objectClass); dataset) dataset->get_Workspace(&workspace);
+    rule.tableManager->prepare(workspace, CComQIPtr<ITable>(objectClass), upperName);
+}
+
+/// The position of the class's subtype field; -1 when it has no subtypes.
+LONG subtypeFieldOf(IObjectClass* objectClass) {
+    const CComQIPtr<ISubtypes> subtypes(objectClass);
+    VARIANT_BOOL has = VARIANT_FALSE;
+    if (!subtypes || FAILED(subtypes->get_HasSubtype(&has)) || has == VARIANT_FALSE) return -1;
+    LONG index = -1;
+    return SUCCEEDED(subtypes->get_SubtypeFieldIndex(&index)) ? index : -1;
+}
+
+/// What the host said about the call that just failed, or our own words for the class when it said nothing.
+std::string hostError(std::string_view lead, const CComBSTR& className) {
+    CComPtr<IErrorInfo> info;
+    CComBSTR description;
+    if (GetErrorInfo(0, &info) == S_OK && info && SUCCEEDED(info->GetDescription(&description)) &&
+        description.Length() != 0)
+        return narrow(view(description));
+    return quoted(lead, view(className));
+}
+
+CComPtr<IQueryFilter> createFilter(const FeatureClassRule& rule) {
+    CComPtr<IUnknown> object;
+    if (FAILED(VelCreateInstance(CLSID_QueryFilter, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
+                                 reinterpret_cast<void**>(&object))))
+        return nullptr;
+    CComQIPtr<IQueryFilter> filter(object.p);
+    if (!filter) return nullptr;
+    for (const CComBSTR& name : rule.referencedFields) filter->AddField(name);
+    return filter;
+}
+
+CComPtr<ICursor> openCursor(IFeatureClass* featureClass, ISelectionSet* selection, IQueryFilter* filter) {
+    CComPtr<ICursor> cursor;
+    HRESULT hr = E_NOINTERFACE;
+    if (selection) {
+        if (const CComQIPtr<ISelectionSet2> rows(selection); rows) hr = rows->Update(filter, VARIANT_FALSE, &cursor);
+    } else if (const CComQIPtr<ITable> table(featureClass); table) {
+        hr = table->Update(filter, VARIANT_FALSE, &cursor);
+    }
+    return SUCCEEDED(hr) ? cursor : nullptr;
+}
+
+void symbolizeRows(FeatureClassRule& rule, ICursor* cursor, LONG subtypeField, IGPMessages* messages) {
+    for (;;) {
+        CComPtr<IRow> row;
+        if (cursor->NextRow(&row) != S_OK || !row) return;
+        try {
+            // A row that cannot be written back does not end the run; the host knows that it could not.
+            if (rule.symbolizeRow(row, subtypeField, messages)) cursor->UpdateRow(row);
+        } catch (const std::exception& e) {
+            addMessage(messages, e.what());
+        }
+    }
+}
+
+}  // namespace
+
+HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name) {
+    name.Empty();
+    const HRESULT hr = objectClass->get_AliasName(&name);
+    if (SUCCEEDED(hr) && name.Length() != 0) CharUpperBuffW(name.m_str, name.Length());
+    return hr;
+}
+
+bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass,
+                           ISelectionSet* selection, IGPMessages* messages) {
+    const std::shared_ptr<FeatureClassRule> rule = map.find(upperName);
+    if (!rule) {
+        addMessage(messages, quoted("No configuration defined for: '", view(upperName)));
+        return false;
+    }
+    const RunScope scope(*rule);
+    prepareTables(*rule, featureClass, upperName);
+    const LONG subtypeField = subtypeFieldOf(featureClass);
+    SetErrorInfo(0, nullptr);  // what an earlier call left behind says nothing about this one
+    const CComPtr<IQueryFilter> filter = createFilter(*rule);
+    if (!filter) throwText(hostError("Failed to create query filter for: '", upperName));
+    const CComPtr<ICursor> cursor = openCursor(featureClass, selection, filter);
+    if (!cursor) throwText(hostError("Failed to open update cursor for: '", upperName));
+    symbolizeRows(*rule, cursor, subtypeField, messages);
+    return true;
+}
+
+bool symbolizeSingleRow(const ConditionMap& map, IRow* row) {
+    CComPtr<ITable> table;
+    if (FAILED(row->get_Table(&table)) || !table) return false;
+    const CComQIPtr<IObjectClass> objectClass(table.p);
+    if (!objectClass) return false;
+    CComBSTR upperName;
+    if (FAILED(upperAliasName(objectClass, upperName))) return false;
+    const std::shared_ptr<FeatureClassRule> rule = map.find(upperName);
+    if (!rule) return false;
+    const RunScope scope(*rule);
+    prepareTables(*rule, objectClass, upperName);
+    return rule->symbolizeRow(row, subtypeFieldOf(objectClass), nullptr);
+}
+
+}  // namespace ConditionalXml
