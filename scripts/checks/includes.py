@@ -1,0 +1,118 @@
+"""The seams of the tree: which folder may include which, and where the outer world's headers may stand."""
+
+import re
+from pathlib import Path
+
+from sources import code_files, read_text
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
+
+# What each folder may include, besides itself. Arrows point one way:
+# tools -> host -> include <- api -> symbolize -> cxml <-> rules -> gdb, python -> platform.
+PLATFORM = {"include", "src/platform"}
+LEAVES = PLATFORM | {"src/gdb", "src/python"}
+ARROWS = {
+    "include": {"src/platform"},
+    "src/platform": set(),
+    "src/gdb": PLATFORM,
+    "src/python": PLATFORM,
+    "src/rules": LEAVES | {"src/cxml"},
+    "src/cxml": LEAVES | {"src/rules"},
+    "src/symbolize": LEAVES | {"src/cxml", "src/rules"},
+    "src/api": LEAVES | {"src/cxml", "src/rules", "src/symbolize"},
+    "host": PLATFORM,
+    "tools": PLATFORM | {"host"},
+}
+# Two headers are everybody's own: how failures are reported, and the tables that rules look into.
+EXCEPTIONS = {
+    "src/api/failures.h": {"src/gdb", "src/python", "src/rules", "src/cxml", "src/symbolize"},
+    "src/symbolize/table_manager.h": {"src/cxml", "src/rules"},
+}
+
+
+def folder_of(path):
+    """The folder as ARROWS names it; None for tests, fuzzers and benchmarks, which may look everywhere."""
+    parts = path.parts
+    if parts[0] == "src" and len(parts) > 2:
+        return "/".join(parts[:2])
+    return parts[0] if parts[0] in ("include", "host", "tools") else None
+
+
+def includes_of(root, path):
+    """(line number, header as written, quoted?) of each include directive."""
+    text = read_text(root / path) or ""
+    for match in INCLUDE.finditer(text):
+        yield text.count("\n", 0, match.start(2)) + 1, match.group(2), match.group(1) == '"'
+
+
+def resolve(root, includer, header):
+    """The included file of the tree as a relative path; None when it is not one of the tree's."""
+    for base in (includer.parent, Path("include"), Path("src"), Path("."), Path("tests")):
+        candidate = root / base / header
+        if candidate.is_file():
+            return candidate.resolve().relative_to(root.resolve())
+    return None
+
+
+def check_arrows(root):
+    problems = []
+    for path in code_files(root):
+        source = folder_of(path)
+        for line, header, quoted in includes_of(root, path):
+            target = resolve(root, path, header)
+            if target is None:
+                if quoted and "/" in header:
+                    problems.append(f"{path}:{line}: no such file in the tree: {header}")
+                continue
+            folder = folder_of(target)
+            if source is None or folder == source:
+                continue
+            if folder is None:
+                problems.append(f"{path}:{line}: {source} includes {target}, which is not part of the product")
+            elif folder not in ARROWS.get(source, set()) and source not in EXCEPTIONS.get(str(target), set()):
+                problems.append(f"{path}:{line}: {source} may not include {target}")
+    return problems
+
+
+# Headers of libraries: a pattern, and the folders that may include them.
+LIBRARIES = [
+    ("ICU", re.compile(r"^unicode/"), ("src/platform/portable/",)),
+    ("libxml2", re.compile(r"^libxml/"), ("src/platform/portable/",)),
+    ("GDAL", re.compile(r"^(gdal|ogr|cpl_|vrt|gnm)\w*\.h$"), ("host/", "tests/host/")),
+    ("SQLite", re.compile(r"^sqlite3"), ("host/", "tests/host/")),
+    ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("src/python/",)),
+    ("Windows", re.compile(r"^(windows|windef|winbase|winnls|ole\w*|oa\w+|objbase|unknwn|msxml\w*|comdef\w*|atl\w+)\.h$",
+                           re.IGNORECASE), ("src/platform/", "tests/platform/differential/")),
+]
+POSIX = re.compile(
+    r"^(unistd|fcntl|dlfcn|dirent|pthread|strings|poll|langinfo|iconv|pwd|grp|semaphore|termios|sched|glob|fnmatch"
+    r"|libgen|link|execinfo|cxxabi|syslog|regex|wordexp|spawn|endian|byteswap|sys/\w+|arpa/\w+|net\w*/\w+)\.h$")
+CONDITIONAL = re.compile(r"^\s*#\s*(if|ifdef|ifndef|elif|elifdef|elifndef)\b((?:[^\\\n]|\\\n|\\.)*)", re.MULTILINE)
+SYSTEM_MACRO = re.compile(
+    r"\b(_?WIN(32|64)|_WIN(32|64)|WINVER|_WIN32_WINNT|_MSC_VER|_MSVC_LANG|_ATL_VER|__MINGW\w*|__CYGWIN__|__linux\w*|linux"
+    r"|__unix\w*|unix|__APPLE__|__ANDROID__|_POSIX\w*|__GNUC\w*|__GLIBC\w*|__GLIBCXX__|__clang\w*|__INTEL_COMPILER"
+    r"|__has_(include|builtin|attribute|feature)|_LIBCPP\w*|__x86_64__|_M_X64|_M_IX86|__SIZEOF_\w+)\b")
+
+
+def check_seams(root):
+    problems = []
+    for path in code_files(root):
+        name = path.as_posix()
+        for line, header, _ in includes_of(root, path):
+            for library, pattern, allowed in LIBRARIES:
+                if pattern.match(header) and not name.startswith(allowed):
+                    problems.append(f"{path}:{line}: {library} ({header}) belongs to {' or '.join(allowed)}")
+            if name.startswith("src/") and not name.startswith("src/platform/portable/") and POSIX.match(header):
+                problems.append(f"{path}:{line}: {header} is POSIX, which belongs to src/platform/portable/")
+        if not name.startswith("src/platform/"):
+            problems += conditionals_of(root, path)
+    return problems
+
+
+def conditionals_of(root, path):
+    text = read_text(root / path) or ""
+    for match in CONDITIONAL.finditer(text):
+        macro = SYSTEM_MACRO.search(match.group(2))
+        if macro:
+            line = text.count("\n", 0, match.start(1)) + 1
+            yield f"{path}:{line}: #{match.group(1)} {macro.group(0)}: systems and compilers differ in src/platform/ only"
