@@ -126,9 +126,11 @@ bool Condition::readExpressions(IXMLDOMNode* node) {
     for (ExpressionSource::Argument& argument : source.takeArguments()) {
         CComBSTR name = makeBstr(argument.name);
         if (!argument.qualified()) featureClassRule->registerReferencedField(name);
+        argumentSlots_.push_back(featureClassRule->fieldNames->intern(name));
         generateArguments.emplace_back(std::move(name), argument.isList);
     }
     expressionText = source.finish();
+    compileExpression();
     return true;
 }
 
@@ -141,6 +143,8 @@ bool Condition::evaluate(RowValueMap& rowValues, BSTR& ruleName, const Condition
     }
     matched = candidate;
     if (rulename.Length() != 0) ruleName = rulename;
+    constexpr LONG expressionType = 2;
+    if (type == expressionType) generate(rowValues);
     return true;
 }
 

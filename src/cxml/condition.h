@@ -1,6 +1,7 @@
 // Condition: rules that a row must satisfy and the symbology that applies when it does.
 #pragma once
 
+#include "python/compiled_expression.h"
 #include "rules/rule.h"
 
 #include <memory>
@@ -39,12 +40,25 @@ public:
     CComBSTR field;
     CComBSTR rulename;
     std::vector<std::pair<CComBSTR, bool>> generateArguments;  // name, whether it is a list
+    CComBSTR generatedValue;                                   // the last accepted result of "Generate"
+    CompiledExpression compiledExpression;
     WideString expressionText;
 
+    /// Calls "Generate" with the row's values and writes its text into the field of the current row.
+    /// \return whether it was called and its result accepted; false without an expression, without a value for an
+    ///         argument, or for a result that is neither a text nor None.
+    /// \throws std::runtime_error with the report of a Python error.
+    bool generate(const RowValueMap& rowValues);
+
 private:
+    void compileExpression();
+    bool callGenerate(const RowValueMap& rowValues);
+    void writeGenerated();
     bool readAttributes(IXMLDOMNamedNodeMap* attributes);
     bool readRules(IXMLDOMNode* node, IGPMessages* messages);
     bool readExpressions(IXMLDOMNode* node);
+
+    std::vector<FieldNames::Slot> argumentSlots_;  // of generateArguments
 };
 
 }  // namespace ConditionalXml

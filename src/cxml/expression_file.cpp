@@ -1,6 +1,8 @@
 #include "cxml/expression_file.h"
 
 #include "api/failures.h"
+#include "gdb/product_files.h"
+#include "platform/native_path.h"
 
 #include <fstream>
 
@@ -33,7 +35,10 @@ std::optional<std::string> readExpressionFile(WideView path, const std::set<CCom
     if (narrowPath.find_first_of("\\/") != std::string::npos) return std::nullopt;
     for (const CComBSTR& directory : directories)
         if (auto content = readWhole(narrow(view(directory)) + narrowPath)) return content;
-    return std::nullopt;
+    CComBSTR product;
+    if (GeodatabaseUtilities::ProductFilesFolder(&product) != ERROR_SUCCESS) return std::nullopt;
+    // Joined as it stands: a folder that was registered without its closing backslash is not found.
+    return readWhole(nativePath(narrow(view(product)) + "Charting\\" + narrowPath));
 }
 
 }  // namespace ConditionalXml

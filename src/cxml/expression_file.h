@@ -13,7 +13,8 @@ namespace ConditionalXml {
 CComBSTR folderOf(WideView path);
 
 /// The whole file as narrow text. A path is tried as it stands; a bare file name that does not open so is looked for
-/// in the directories, in their order. Nothing when none opens.
+/// in the directories, in their order, then in the "Charting" folder of the installed product's files. Nothing when
+/// none opens.
 std::optional<std::string> readExpressionFile(WideView path, const std::set<CComBSTR, BstrLess>& directories);
 
 }  // namespace ConditionalXml

@@ -1,9 +1,8 @@
-// The operators of attribute rules, and their factory.
+// The comparisons of attribute rules, and their factory.
 #include "rules/attribute_rules.h"
 
 #include "api/failures.h"
-#include "cxml/dom.h"
-#include "cxml/feature_class_rule.h"
+#include "rules/rule_operators.h"
 
 #include <optional>
 
@@ -101,49 +100,21 @@ bool CXAttributeRuleNotLike::compare(const VARIANT& fieldValue, const VARIANT& o
     return !CXAttributeRuleLike::compare(fieldValue, operand);
 }
 
-namespace {
-
-template <class AttributeRule>
-std::shared_ptr<CXAttributeRule> make(FeatureClassRule& owner) {
-    return std::make_shared<AttributeRule>(owner);
-}
-
-struct Operator {
-    const OLECHAR* keyword;
-    std::shared_ptr<CXAttributeRule> (*make)(FeatureClassRule&);
-};
-
-constexpr Operator operators[] = {
-    {OLESTR("equal"), make<CXAttributeRuleEqual>},
-    {OLESTR("equals"), make<CXAttributeRuleEqual>},
-    {OLESTR("notequal"), make<CXAttributeRuleNotEqual>},
-    {OLESTR("notequals"), make<CXAttributeRuleNotEqual>},
-    {OLESTR("lt"), make<CXAttributeRuleLt>},
-    {OLESTR("lte"), make<CXAttributeRuleLte>},
-    {OLESTR("gt"), make<CXAttributeRuleGt>},
-    {OLESTR("gte"), make<CXAttributeRuleGte>},
-    {OLESTR("between"), make<CXAttributeRuleBetween>},
-    {OLESTR("like"), make<CXAttributeRuleLike>},
-    {OLESTR("notlike"), make<CXAttributeRuleNotLike>},
-};
-
-}  // namespace
-
 std::shared_ptr<Rule> createAttributeRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages) {
-    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(ruleElement);
-    if (!attributes) return nullptr;
-    const auto keyword = attributeText(attributes, OLESTR("operator"));
-    if (!keyword) return nullptr;
-    if (keyword->Length() != 0) CharLowerBuffW(keyword->m_str, keyword->Length());
-    for (const Operator& candidate : operators) {
-        if (!equalNames(*keyword, candidate.keyword)) continue;
-        std::shared_ptr<CXAttributeRule> rule = candidate.make(owner);
-        const bool hasValues = rule->readValues(ruleElement);
-        const bool hasField = rule->readField(ruleElement);
-        return hasValues && hasField ? rule : nullptr;
-    }
-    addMessage(messages, "Operator '" + narrow(view(*keyword)) + "' not recognized for attribute rule.");
-    return nullptr;
+    static constexpr RuleOperator operators[] = {
+        {OLESTR("equal"), makeRule<CXAttributeRuleEqual>},
+        {OLESTR("equals"), makeRule<CXAttributeRuleEqual>},
+        {OLESTR("notequal"), makeRule<CXAttributeRuleNotEqual>},
+        {OLESTR("notequals"), makeRule<CXAttributeRuleNotEqual>},
+        {OLESTR("lt"), makeRule<CXAttributeRuleLt>},
+        {OLESTR("lte"), makeRule<CXAttributeRuleLte>},
+        {OLESTR("gt"), makeRule<CXAttributeRuleGt>},
+        {OLESTR("gte"), makeRule<CXAttributeRuleGte>},
+        {OLESTR("between"), makeRule<CXAttributeRuleBetween>},
+        {OLESTR("like"), makeRule<CXAttributeRuleLike>},
+        {OLESTR("notlike"), makeRule<CXAttributeRuleNotLike>},
+    };
+    return createFromOperator(operators, "attribute", ruleElement, owner, messages);
 }
 
 }  // namespace ConditionalXml

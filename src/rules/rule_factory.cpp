@@ -1,5 +1,7 @@
 // From a `rule` element to a rule: its family, then its nested conditions.
 #include "rules/attribute_rules.h"
+#include "rules/list_attribute_rules.h"
+#include "rules/query_rules.h"
 #include "rules/rule.h"
 
 #include "api/failures.h"
@@ -19,6 +21,8 @@ struct Family {
 
 constexpr Family families[] = {
     {OLESTR("A"), createAttributeRule},
+    {OLESTR("L"), createListAttributeRule},
+    {OLESTR("Q"), createQueryRule},
 };
 
 /// The conditions inside a rule. Their faults are not reported: no messages are passed on.

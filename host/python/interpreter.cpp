@@ -1,0 +1,38 @@
+#include "host/python/interpreter.h"
+
+#include "host/gdal/gdal_workspace.h"
+
+#include <Python.h>
+
+namespace embedded_host {
+
+namespace {
+
+void check(const PyStatus& status) {
+    if (PyStatus_Exception(status))
+        throw HostError(std::string("cannot start Python: ") + (status.err_msg ? status.err_msg : "unknown reason"));
+}
+
+}  // namespace
+
+PythonInterpreter::PythonInterpreter(const PythonOptions& options) {
+    PyConfig config;
+    PyConfig_InitIsolatedConfig(&config);
+    config.user_site_directory = options.userSitePackages ? 1 : 0;
+    try {
+        check(PyConfig_SetBytesString(&config, &config.home, SYMBOLOGY_PYTHON_HOME));
+        check(Py_InitializeFromConfig(&config));
+    } catch (...) {
+        PyConfig_Clear(&config);
+        throw;
+    }
+    PyConfig_Clear(&config);
+    mainThread_ = PyEval_SaveThread();
+}
+
+PythonInterpreter::~PythonInterpreter() {
+    PyEval_RestoreThread(static_cast<PyThreadState*>(mainThread_));
+    Py_FinalizeEx();
+}
+
+}  // namespace embedded_host

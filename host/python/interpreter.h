@@ -1,0 +1,27 @@
+// The embedded host's Python interpreter.
+#pragma once
+
+#include <string>
+
+namespace embedded_host {
+
+struct PythonOptions {
+    bool userSitePackages = false;  // whether the user's own packages can be imported
+};
+
+/// Initialises the interpreter for as long as it lives: isolated from the environment, with the standard library of
+/// the interpreter that the host was built with. The creating thread gives the interpreter lock back at once, so that
+/// any thread may take it; the same thread destroys it, when no document with expressions is left.
+class PythonInterpreter {
+public:
+    /// \throws HostError when the interpreter cannot start.
+    explicit PythonInterpreter(const PythonOptions& options = {});
+    ~PythonInterpreter();
+    PythonInterpreter(const PythonInterpreter&) = delete;
+    PythonInterpreter& operator=(const PythonInterpreter&) = delete;
+
+private:
+    void* mainThread_;
+};
+
+}  // namespace embedded_host

@@ -1,0 +1,40 @@
+#include "gdb/product_files.h"
+
+#include "api/failures.h"
+
+namespace GeodatabaseUtilities {
+
+namespace {
+
+/// Reads a text of at most `Units` units, terminator included. \return the registry's status.
+template <std::size_t Units>
+LONG readText(const OLECHAR* keyPath, const OLECHAR* valueName, BSTR* text) {
+    *text = nullptr;
+    HKEY key = nullptr;
+    LONG status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_QUERY_VALUE, &key);
+    if (status != ERROR_SUCCESS) return status;
+    OLECHAR buffer[Units + 1] = {};  // the value may come without a terminator of its own
+    DWORD bytes = Units * sizeof(OLECHAR);
+    status = RegQueryValueExW(key, valueName, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &bytes);
+    RegCloseKey(key);
+    if (status != ERROR_SUCCESS) return status;
+    *text = ConditionalXml::makeBstr(buffer).Detach();
+    return ERROR_SUCCESS;
+}
+
+}  // namespace
+
+HRESULT HostVersion(BSTR* version) {
+    constexpr std::size_t versionUnits = 32;
+    const LONG status = readText<versionUnits>(OLESTR("Software\\Quillon\\TessalyPro"), OLESTR("Version"), version);
+    return status == ERROR_SUCCESS ? S_OK : E_FAIL;
+}
+
+LONG ProductFilesFolder(BSTR* folder) {
+    constexpr std::size_t folderUnits = 130;
+    CComBSTR version;
+    HostVersion(&version);  // read as the lookup is defined; it plays no part in the answer
+    return readText<folderUnits>(OLESTR("Software\\Quillon\\SolvanePro"), OLESTR("ProductFiles"), folder);
+}
+
+}  // namespace GeodatabaseUtilities

@@ -1,0 +1,165 @@
+// Calling a condition's "Generate" with the values of a row, and writing what it returns.
+#include "cxml/condition.h"
+
+#include "api/failures.h"
+#include "cxml/feature_class_rule.h"
+#include "python/get_gil.h"
+#include "python/py_ref.h"
+#include "python/python_error.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace ConditionalXml {
+
+namespace {
+
+constexpr const char* moduleName = "CalcFields";
+
+/// The greatest length of any text that was generated, for statistics; guarded by the interpreter lock.
+unsigned longestGenerated = 0;
+
+/// A text as the interpreter receives it: narrow text in twice as many bytes as the text has units, terminator
+/// included. Null when it does not fit.
+PyRef narrowText(BSTR text) {
+    constexpr UINT greatestLength = 0x3FFFFFFE;
+    constexpr UINT stackUnits = 512;
+    const UINT length = SysStringLen(text);
+    if (length == 0) return PyRef(PyUnicode_FromString(""));
+    if (length > greatestLength) return {};
+    const UINT capacity = (length + 1) * 2;
+    char onStack[(stackUnits + 1) * 2];
+    std::string onHeap;
+    char* buffer = onStack;
+    if (length > stackUnits) {
+        onHeap.resize(capacity);
+        buffer = onHeap.data();
+    }
+    const int bytes = WideCharToMultiByte(CP_THREAD_ACP, 0, text, static_cast<int>(length), buffer,
+                                          static_cast<int>(capacity - 1), nullptr, nullptr);
+    if (bytes == 0) return {};
+    buffer[bytes] = '\0';
+    return PyRef(PyUnicode_FromString(buffer));
+}
+
+PyRef toPython(const VARIANT& value) {
+    switch (value.vt) {
+        case VT_I4:
+            return PyRef(PyLong_FromLong(value.lVal));
+        case VT_R8:
+            return PyRef(PyFloat_FromDouble(value.dblVal));
+        case VT_BSTR:
+            return narrowText(value.bstrVal);
+        default:
+            return PyRef::borrow(Py_None);
+    }
+}
+
+PyRef toPythonList(std::span<const CComVariant> values) {
+    PyRef list(PyList_New(0));
+    for (const CComVariant& value : values) {
+        const PyRef item = toPython(value);
+        if (!item || PyList_Append(list.get(), item.get()) != 0) return {};
+    }
+    return list;
+}
+
+/// The code, executed in a module of its own: nothing of an earlier call is to be seen in it.
+PyRef executeModule(const Condition& condition) {
+    if (PyDict_DelItemString(PyImport_GetModuleDict(), moduleName) != 0) PyErr_Clear();
+    PyRef module(PyImport_ExecCodeModule(moduleName, condition.compiledExpression.get()));
+    if (!module) reportPythonError(condition);
+    return module;
+}
+
+/// The function, borrowed from the module.
+PyObject* findGenerate(const Condition& condition, const PyRef& module) {
+    PyObject* function = PyDict_GetItemString(PyModule_GetDict(module.get()), "Generate");
+    if (function) return function;
+    PyErr_SetString(PyExc_AttributeError, "the expression does not define the function 'Generate'");
+    reportPythonError(condition);
+}
+
+/// What the text that "Generate" returned leaves in the field: up to 2,047 units, never half a surrogate pair, up to
+/// the first zero.
+WideString acceptedText(PyObject* text) {
+    constexpr std::size_t greatestLength = 2047;
+    constexpr Py_UCS4 beyondUnit = 0x10000;
+    WideString accepted;
+    const Py_ssize_t length = PyUnicode_GetLength(text);
+    for (Py_ssize_t i = 0; i < length; ++i) {
+        const Py_UCS4 character = PyUnicode_READ_CHAR(text, i);
+        const std::size_t units = character < beyondUnit ? 1 : 2;
+        if (character == 0 || accepted.size() + units > greatestLength) break;
+        if (units == 1) {
+            accepted.push_back(static_cast<OLECHAR>(character));
+        } else {
+            accepted.push_back(static_cast<OLECHAR>(0xD800 + ((character - beyondUnit) >> 10)));
+            accepted.push_back(static_cast<OLECHAR>(0xDC00 + ((character - beyondUnit) & 0x3FF)));
+        }
+    }
+    return accepted;
+}
+
+}  // namespace
+
+bool Condition::callGenerate(const RowValueMap& rowValues) {
+    const GetGIL lock;
+    const PyRef module = executeModule(*this);
+    PyObject* const function = findGenerate(*this, module);
+    const PyRef arguments(PyTuple_New(static_cast<Py_ssize_t>(generateArguments.size())));
+    for (std::size_t i = 0; i < generateArguments.size(); ++i) {
+        const FieldNames::Slot slot = argumentSlots_[i];
+        if (!rowValues.contains(slot)) return false;
+        PyRef argument =
+            generateArguments[i].second ? toPythonList(rowValues.values(slot)) : toPython(*rowValues.first(slot));
+        if (!argument) {
+            PyErr_Clear();
+            return false;
+        }
+        PyTuple_SetItem(arguments.get(), static_cast<Py_ssize_t>(i), argument.release());
+    }
+    const PyRef result(PyObject_CallObject(function, arguments.get()));
+    if (!result) reportPythonError(*this);
+    if (result.get() == Py_None) {
+        generatedValue = makeBstr({});
+    } else if (PyUnicode_Check(result.get())) {
+        generatedValue = makeBstr(acceptedText(result.get()));
+    } else {
+        const std::string text = "Unexpected return type from python function:\n" + narrow(expressionText);
+        OutputDebugStringA(text.c_str());
+        return false;
+    }
+    longestGenerated = std::max(longestGenerated, generatedValue.Length());
+    return true;
+}
+
+void Condition::writeGenerated() {
+    IRow* const row = featureClassRule->currentRow;
+    CComPtr<IFields> fields;
+    LONG position = -1;
+    if (FAILED(row->get_Fields(&fields)) || !fields || FAILED(fields->FindField(field, &position)) || position < 0)
+        return;
+    CComVariant current;
+    row->get_Value(position, &current);
+    if (current.vt == VT_BSTR && VarBstrCmp(generatedValue, current.bstrVal, LOCALE_USER_DEFAULT, 0) == VARCMP_EQ)
+        return;
+    VARIANT value;  // borrows the text: put_Value copies what it keeps
+    VariantInit(&value);
+    value.vt = VT_NULL;
+    if (generatedValue.Length() != 0) {
+        value.vt = VT_BSTR;
+        value.bstrVal = generatedValue;
+    }
+    row->put_Value(position, value);
+    featureClassRule->changed = true;
+}
+
+bool Condition::generate(const RowValueMap& rowValues) {
+    if (!compiledExpression) return false;
+    if (!callGenerate(rowValues)) return false;
+    writeGenerated();  // the host is called without the interpreter lock
+    return true;
+}
+
+}  // namespace ConditionalXml

@@ -1,0 +1,38 @@
+#include "python/get_gil.h"
+
+#include "python/compiled_expression.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace ConditionalXml {
+
+namespace {
+
+/// Ends the process as a failed assertion does. An interpreter that is not there is a mistake in the host's code: there
+/// is nothing to go on with.
+[[noreturn]] void failAssertion(const char* expression, const char* source, int line) {
+    std::fprintf(stderr, "Assertion failed: %s, file %s, line %d\n", expression, source, line);
+    std::fflush(stderr);
+    std::abort();
+}
+
+}  // namespace
+
+GetGIL::GetGIL() {
+    constexpr int assertionLine = 12;
+    if (!Py_IsInitialized()) failAssertion("Py_IsInitialized()", "GetGIL", assertionLine);
+    state_ = PyGILState_Ensure();
+}
+
+GetGIL::~GetGIL() {
+    PyGILState_Release(state_);
+}
+
+CompiledExpression::~CompiledExpression() {
+    if (!code_) return;
+    const GetGIL lock;
+    Py_DECREF(code_);
+}
+
+}  // namespace ConditionalXml

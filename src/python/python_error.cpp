@@ -1,0 +1,71 @@
+#include "python/python_error.h"
+
+#include "api/failures.h"
+#include "cxml/condition.h"
+#include "python/py_ref.h"
+
+#include <sstream>
+
+namespace ConditionalXml {
+
+namespace {
+
+constexpr std::size_t shownSourceUnits = 60;
+
+/// The UTF-8 text of str(object). An object that refuses to give one is shown as a question mark.
+std::string textOf(PyObject* object) {
+    const PyRef text(PyObject_Str(object));
+    const char* utf8 = text ? PyUnicode_AsUTF8(text.get()) : nullptr;
+    std::string result = utf8 ? utf8 : "?";
+    PyErr_Clear();
+    return result;
+}
+
+PyRef attribute(const PyRef& object, const char* name) {
+    PyRef value(PyObject_GetAttrString(object.get(), name));
+    PyErr_Clear();
+    return value;
+}
+
+void writeCondition(std::ostream& report, const Condition& condition) {
+    report << "Encountered error processing Python in CXML!\n";
+    if (condition.rulename.Length() != 0) report << "Rule Name: " << narrow(view(condition.rulename)) << '\n';
+    if (condition.field.Length() != 0) report << "Calculating Field: " << narrow(view(condition.field)) << '\n';
+    const WideView source = condition.expressionText;
+    if (source.empty()) return;
+    report << "Function: " << narrow(source.substr(0, shownSourceUnits));
+    if (source.size() > shownSourceUnits) report << " ...";
+    report << '\n';
+}
+
+void writeTraceback(std::ostream& report, PyRef traceback) {
+    report << "ptrace =\n";
+    while (traceback && traceback.get() != Py_None) {
+        const PyRef frame = attribute(traceback, "tb_frame");
+        const PyRef line = attribute(traceback, "tb_lineno");
+        if (!frame || !line) break;
+        const PyRef code(reinterpret_cast<PyObject*>(PyFrame_GetCode(reinterpret_cast<PyFrameObject*>(frame.get()))));
+        const PyRef file = attribute(code, "co_filename");
+        // The number does not count: every frame shows the same.
+        report << "frame0: " << (file ? textOf(file.get()) : "?") << '@' << textOf(line.get()) << '\n';
+        traceback = attribute(traceback, "tb_next");
+    }
+    report << '\n';
+}
+
+}  // namespace
+
+void reportPythonError(const Condition& condition) {
+    std::ostringstream report;
+    writeCondition(report, condition);
+    const PyRef error(PyErr_GetRaisedException());
+    if (error) {
+        report << "ptype = " << textOf(reinterpret_cast<PyObject*>(Py_TYPE(error.get()))) << '\n';
+        report << "pvalue = " << textOf(error.get()) << '\n';
+        if (PyRef traceback(PyException_GetTraceback(error.get())); traceback)
+            writeTraceback(report, std::move(traceback));
+    }
+    throwText(report.str());
+}
+
+}  // namespace ConditionalXml
