@@ -9,5 +9,8 @@ add_test(NAME style.tidy
          COMMAND "${Python3_EXECUTABLE}" "${CMAKE_SOURCE_DIR}/scripts/checks/tidy.py"
                  --clang-tidy "${SYMBOLOGY_CACHE}/tools/bin/clang-tidy" --cache "${SYMBOLOGY_CACHE}/tidy"
                  --database "${CMAKE_BINARY_DIR}/compile_commands.json")
-set_tests_properties(style.format style.tidy PROPERTIES LABELS style)
+add_test(NAME style.the_checks_can_fail
+         COMMAND "${Python3_EXECUTABLE}" "${CMAKE_SOURCE_DIR}/tests/tree/style_checks.py"
+                 "${SYMBOLOGY_CACHE}/tools/bin/clang-format" "${SYMBOLOGY_CACHE}/tools/bin/clang-tidy")
+set_tests_properties(style.format style.tidy style.the_checks_can_fail PROPERTIES LABELS style)
 set_tests_properties(style.tidy PROPERTIES TIMEOUT 3600 PROCESSORS 2)

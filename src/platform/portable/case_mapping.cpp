@@ -5,15 +5,28 @@
 
 namespace {
 
-// Windows maps unit to unit; what would leave the basic plane, or is half of a pair, stays as it is.
+using Mapping = decltype(&u_toupper);
+
+/// Windows maps only letters that have each other as upper and lower case, both of one unit: no dotless i to I, no
+/// micro sign to capital mu, no title case. Pairs that are younger than Unicode 15 stay as they are, so that the
+/// answer does not depend on ICU's version.
+WCHAR mapped(WCHAR unit, Mapping there, Mapping back) {
+    const UChar32 other = there(unit);
+    if (other == unit || other > 0xFFFF || back(other) != unit) return unit;
+    constexpr std::uint8_t newestUnicode = 15;
+    UVersionInfo age;
+    u_charAge(other, age);
+    return age[0] <= newestUnicode ? static_cast<WCHAR>(other) : unit;
+}
+
 WCHAR upper(WCHAR unit) {
-    const UChar32 mapped = u_toupper(unit);
-    return mapped <= 0xFFFF ? static_cast<WCHAR>(mapped) : unit;
+    if (unit < 0x80) return unit >= u'a' && unit <= u'z' ? static_cast<WCHAR>(unit - u'a' + u'A') : unit;
+    return mapped(unit, u_toupper, u_tolower);
 }
 
 WCHAR lower(WCHAR unit) {
-    const UChar32 mapped = u_tolower(unit);
-    return mapped <= 0xFFFF ? static_cast<WCHAR>(mapped) : unit;
+    if (unit < 0x80) return unit >= u'A' && unit <= u'Z' ? static_cast<WCHAR>(unit - u'A' + u'a') : unit;
+    return mapped(unit, u_tolower, u_toupper);
 }
 
 }  // namespace

@@ -62,7 +62,8 @@ Sequence sequenceOf(unsigned char lead) {
     return {0, 0, 0};
 }
 
-/// Takes one character off the front of `bytes`; `invalid` for the longest piece that could have begun one.
+/// Takes one character off the front of `bytes`; `invalid` for a piece that begins none. As on Windows such a piece
+/// ends before the first byte that is no continuation, or after the second byte when that is the wrong one.
 char32_t takeCharacter(std::string_view& bytes) {
     const auto lead = static_cast<unsigned char>(bytes.front());
     bytes.remove_prefix(1);
@@ -73,9 +74,10 @@ char32_t takeCharacter(std::string_view& bytes) {
     for (int i = 0; i < sequence.trailing; ++i) {
         if (bytes.empty()) return invalid;
         const auto next = static_cast<unsigned char>(bytes.front());
+        if ((next & 0xC0U) != 0x80U) return invalid;
+        bytes.remove_prefix(1);
         if (next < sequence.secondMin || next > sequence.secondMax) return invalid;
         character = character << 6U | (next & 0x3FU);
-        bytes.remove_prefix(1);
         sequence.secondMin = 0x80;
         sequence.secondMax = 0xBF;
     }

@@ -49,6 +49,10 @@ struct DECIMAL {
     ULONGLONG Lo64;
 };
 
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wnested-anon-types"  // the members have no other names on Windows
+#endif
 struct VARIANT {
     union {
         __extension__ struct {
@@ -84,6 +88,9 @@ struct VARIANT {
         DECIMAL decVal;
     };
 };
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
 using VARIANTARG = VARIANT;
 static_assert(sizeof(DECIMAL) == 16 && sizeof(VARIANT) == 24, "the sizes of Windows x86-64");
 

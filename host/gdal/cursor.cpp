@@ -1,0 +1,146 @@
+// The update cursor.
+#include "host/gdal/cursor.h"
+
+#include "host/gdal/errors.h"
+#include "host/gdal/text.h"
+#include "host/velcore/query_filter.h"
+
+#include <algorithm>
+#include <iterator>
+#include <numeric>
+#include <utility>
+
+namespace embedded_host {
+
+namespace {
+
+constexpr std::int64_t rowsPerProgress = 4096;
+
+void check(HRESULT hr) {
+    if (FAILED(hr)) throw StatusError(hr, "the query filter cannot be read");
+}
+
+ColumnSet namedColumns(const TableSchema& schema, IQueryFilterSource& filter) {
+    LONG count = 0;
+    check(filter.get_FieldCount(&count));
+    ColumnSet columns;
+    for (LONG i = 0; i < count; ++i) {
+        CComBSTR name;
+        check(filter.get_FieldName(i, &name));
+        if (const LONG position = schema.find(viewOf(name)); position >= 0)
+            columns.push_back(static_cast<std::size_t>(position));
+    }
+    std::sort(columns.begin(), columns.end());
+    columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+    return columns;
+}
+
+ColumnSet allColumns(const TableSchema& schema) {
+    ColumnSet columns(schema.columns.size());
+    std::iota(columns.begin(), columns.end(), std::size_t{0});
+    return columns;
+}
+
+}  // namespace
+
+FilterContent readFilter(const TableSchema& schema, IQueryFilter* filter) {
+    FilterContent content;
+    if (!filter) return {allColumns(schema), {}};
+    const CComQIPtr<IQueryFilterSource> source(static_cast<IUnknown*>(filter));
+    if (!source) throw StatusError(E_NOINTERFACE, "the query filter is not one of this host's");
+    LONG count = 0;
+    check(source->get_FieldCount(&count));
+    content.columns = count == 0 ? allColumns(schema) : namedColumns(schema, *source);
+    CComBSTR where;
+    check(source->get_WhereClause(&where));
+    content.where = toUtf8(viewOf(where));
+    return content;
+}
+
+Cursor::Cursor(std::shared_ptr<RowSource> source, ColumnSet columns, SharedIds ids, bool recycling)
+    : source_(std::move(source)),
+      columns_(std::move(columns)),
+      recycling_(recycling),
+      reader_(source_->table->read(columns_, std::move(ids))) {}
+
+Cursor::~Cursor() {
+    source_->monitor = nullptr;
+}
+
+void Cursor::note(const std::exception& failure) noexcept {
+    try {
+        if (source_->monitor && source_->monitor->failure.empty()) source_->monitor->failure = failure.what();
+    } catch (const std::bad_alloc&) {  // the status still says that it failed
+    }
+}
+
+void Cursor::checkStop() const {
+    const RunMonitor* monitor = source_->monitor;
+    if (monitor && monitor->stop && monitor->stop->load(std::memory_order_relaxed))
+        throw StatusError(E_ABORT, source_->table->title() + ": stopped");
+}
+
+void Cursor::readMissedColumns() {
+    if (source_->missed.empty()) return;
+    ColumnSet all;
+    std::set_union(columns_.begin(), columns_.end(), source_->missed.begin(), source_->missed.end(),
+                   std::back_inserter(all));
+    source_->missed.clear();
+    columns_ = std::move(all);
+    reader_->setColumns(columns_);
+}
+
+Row& Cursor::rowToFill() {
+    if (!row_ || (!recycling_ && !row_->isFree())) row_ = new Row(source_);
+    return *row_;
+}
+
+void Cursor::countRow() {
+    RunMonitor* monitor = source_->monitor;
+    if (!monitor) return;
+    ++monitor->rows;
+    if (monitor->rows % rowsPerProgress == 0 && monitor->onProgress) monitor->onProgress(monitor->rows);
+}
+
+HRESULT Cursor::NextRow(IRow** row) {
+    if (!row) return E_POINTER;
+    *row = nullptr;
+    return atBoundary([&] {
+        if (atEnd_) return S_FALSE;
+        checkStop();
+        try {
+            readMissedColumns();
+            Row& next = rowToFill();
+            ObjectId id = 0;
+            atEnd_ = !reader_->next(id, next.startFilling());
+            if (atEnd_) return S_FALSE;
+            next.finishFilling(id);
+        } catch (const HostError& error) {
+            note(error);
+            atEnd_ = true;
+            throw;
+        }
+        countRow();
+        row_->AddRef();
+        *row = row_;
+        return S_OK;
+    });
+}
+
+HRESULT Cursor::UpdateRow(IRow* row) {
+    if (!row) return E_POINTER;
+    return atBoundary([&] {
+        const CComQIPtr<IHostRow> own(static_cast<IUnknown*>(row));
+        if (!own || own->hostRow()->source() != source_)
+            throw StatusError(E_INVALIDARG, source_->table->title() + ": the row is not one of this cursor's");
+        try {
+            if (own->hostRow()->write() && source_->monitor) ++source_->monitor->changed;
+        } catch (const std::exception& error) {
+            note(error);
+            throw;
+        }
+        return S_OK;
+    });
+}
+
+}  // namespace embedded_host

@@ -1,0 +1,180 @@
+// Opening, closing and transactions.
+#include "host/gdal/dataset.h"
+
+#include "host/gdal/errors.h"
+#include "host/gdal/table.h"
+#include "host/gdal/text.h"
+
+#include <gdal_priv.h>
+#include <ogrsf_frmts.h>
+#include <sqlite3.h>
+
+#include <array>
+#include <string_view>
+#include <utility>
+
+namespace embedded_host {
+
+namespace {
+
+bool isOneOf(std::string_view driver, std::initializer_list<std::string_view> drivers) {
+    for (const std::string_view other : drivers)
+        if (driver == other) return true;
+    return false;
+}
+
+bool isPostgres(GDALDataset& gdal) {
+    return isOneOf(gdal.GetDriverName(), {"PostgreSQL"});
+}
+
+bool isSqliteFile(GDALDataset& gdal) {
+    return isOneOf(gdal.GetDriverName(), {"GPKG", "SQLite"});
+}
+
+GDALDataset* openGdal(const std::string& name, Dataset::Access access) {
+    GDALAllRegister();
+    const GdalErrors errors;
+    const unsigned flags = GDAL_OF_VECTOR | GDAL_OF_VERBOSE_ERROR |
+                           static_cast<unsigned>(access == Dataset::Access::Update ? GDAL_OF_UPDATE : GDAL_OF_READONLY);
+    // Tables that a GeoPackage does not list among its contents are tables all the same.
+    constexpr std::array options{"LIST_ALL_TABLES=YES", static_cast<const char*>(nullptr)};
+    GDALDataset* gdal = GDALDataset::Open(name.c_str(), flags, nullptr, nullptr, nullptr);
+    if (gdal && isOneOf(gdal->GetDriverName(), {"GPKG"})) {
+        // Asked again with the option, which other drivers would warn about.
+        delete gdal;
+        gdal = GDALDataset::Open(name.c_str(), flags, nullptr, options.data(), nullptr);
+    }
+    if (!gdal)
+        throw HostError(
+            name + (access == Dataset::Access::Update ? ": cannot be opened for update: " : ": cannot be opened: ") +
+            errors.text("no such dataset, or not one that GDAL knows"));
+    return gdal;
+}
+
+}  // namespace
+
+void executeSql(GDALDataset& gdal, const std::string& sql) {
+    const GdalErrors errors;
+    if (OGRLayer* result = gdal.ExecuteSQL(sql.c_str(), nullptr, nullptr)) gdal.ReleaseResultSet(result);
+    if (errors.any()) throw HostError(errors.text({}));
+}
+
+void Dataset::Closer::operator()(GDALDataset* dataset) const noexcept {
+    const GdalErrors errors;
+    delete dataset;
+}
+
+Dataset::Dataset(std::string name, Access access)
+    : name_(std::move(name)), access_(access), gdal_(openGdal(name_, access)) {
+    if (isSqliteFile(*gdal_)) sqlite_ = static_cast<sqlite3*>(gdal_->GetInternalHandle("SQLITE_HANDLE"));
+    if (access_ == Access::Read) return;
+    // Without real transactions a kill in mid-run would leave a half-written dataset.
+    if (!gdal_->TestCapability(ODsCTransactions))
+        throw HostError(name_ + ": cannot be opened for update: " + gdal_->GetDriverName() +
+                        " datasets have no transactions; import it into a GeoPackage first");
+    if (sqlite_ && sqlite3_db_readonly(sqlite_, "main") == 1)
+        throw HostError(name_ + ": cannot be opened for update: the file is read-only");
+}
+
+Dataset::~Dataset() {
+    rollback();
+}
+
+WorkspaceType Dataset::type() const noexcept {
+    return sqlite_ || isSqliteFile(*gdal_) ? workspaceLocalDatabase
+           : isPostgres(*gdal_)            ? workspaceRemoteDatabase
+                                           : workspaceFileSystem;
+}
+
+OGRLayer* Dataset::findLayer(const std::string& layer) const {
+    const GdalErrors errors;
+    for (OGRLayer* candidate : gdal_->GetLayers())
+        if (layer == candidate->GetName()) return candidate;
+    return layer.empty() ? nullptr : gdal_->GetLayerByName(layer.c_str());
+}
+
+std::shared_ptr<Table> Dataset::table(const std::string& layer) {
+    OGRLayer* found = findLayer(layer);
+    if (!found) throw HostError(name_ + ": there is no layer '" + layer + "'");
+    std::weak_ptr<Table>& known = tables_[found->GetName()];
+    if (std::shared_ptr<Table> table = known.lock()) return table;
+    const GdalErrors errors;
+    std::shared_ptr<Table> table = makeTable(shared_from_this(), *found);
+    known = table;
+    return table;
+}
+
+bool Dataset::isGeoPackage() const {
+    return isOneOf(gdal_->GetDriverName(), {"GPKG"});
+}
+
+bool Dataset::transactionLost() const noexcept {
+    return inTransaction_ && sqlite_ && sqlite3_get_autocommit(sqlite_) != 0;
+}
+
+void Dataset::checkWritable() const {
+    if (access_ == Access::Read) throw StatusError(E_ACCESSDENIED, name_ + ": the dataset is open for reading only");
+    if (transactionLost())
+        throw HostError(name_ + ": an earlier failure ended the transaction; nothing more is written");
+}
+
+void Dataset::noteChange(const std::string& table) {
+    changedTables_.insert(table);
+}
+
+void Dataset::lockForWriting() {
+    // Another process's lock, or a folder where no journal can be made, shows now and not at the first row.
+    if (isGeoPackage()) executeSql(*gdal_, "UPDATE gpkg_contents SET last_change = last_change WHERE 0");
+}
+
+void Dataset::begin() {
+    checkWritable();
+    if (inTransaction_) throw HostError(name_ + ": a transaction is open already");
+    const GdalErrors errors;
+    if (gdal_->StartTransaction() != OGRERR_NONE)
+        throw HostError(name_ + ": cannot begin a transaction: " + errors.text("no reason given"));
+    inTransaction_ = true;
+    changedTables_.clear();
+    try {
+        lockForWriting();
+    } catch (const HostError& error) {
+        rollback();
+        throw HostError(name_ + ": cannot be written: " + error.what());
+    }
+}
+
+void Dataset::writeChangeTimes() {
+    if (!isGeoPackage()) return;
+    for (const std::string& table : changedTables_)
+        executeSql(*gdal_,
+                   "UPDATE gpkg_contents SET last_change = strftime('%Y-%m-%dT%H:%M:%fZ', 'now') "
+                   "WHERE lower(table_name) = lower(" +
+                       quotedText(table) + ")");
+}
+
+void Dataset::commit() {
+    if (!inTransaction_) throw HostError(name_ + ": there is no transaction to commit");
+    try {
+        checkWritable();
+        writeChangeTimes();
+        const GdalErrors errors;
+        if (gdal_->CommitTransaction() != OGRERR_NONE) throw HostError(errors.text("no reason given"));
+        inTransaction_ = false;
+        changedTables_.clear();
+    } catch (const HostError& error) {
+        const std::string text = name_ + ": cannot commit: " + error.what();
+        rollback();
+        throw HostError(text);
+    }
+}
+
+void Dataset::rollback() noexcept {
+    if (!inTransaction_) return;
+    inTransaction_ = false;
+    changedTables_.clear();
+    const GdalErrors errors;
+    // The only failure is that the database has rolled back by itself.
+    static_cast<void>(gdal_->RollbackTransaction());
+}
+
+}  // namespace embedded_host

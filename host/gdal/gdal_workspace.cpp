@@ -1,0 +1,111 @@
+// GdalWorkspace: what the tools do with a dataset.
+#include "host/gdal/gdal_workspace.h"
+
+#include "host/gdal/dataset.h"
+#include "host/gdal/errors.h"
+#include "host/gdal/feature_class.h"
+#include "host/gdal/selection.h"
+#include "host/gdal/text.h"
+#include "host/gdal/workspace_object.h"
+
+#include <gdal_priv.h>
+#include <ogrsf_frmts.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace embedded_host {
+
+namespace {
+
+class Workspace final : public GdalWorkspace {
+public:
+    Workspace(const std::string& dataset, Access access) : dataset_(std::make_shared<Dataset>(dataset, access)) {}
+    // A transaction that nobody finished did not happen, even when objects of the dataset live on.
+    ~Workspace() override { dataset_->rollback(); }
+    Workspace(const Workspace&) = delete;
+    Workspace& operator=(const Workspace&) = delete;
+
+    std::vector<LayerInfo> layers() override {
+        std::vector<std::string> names;
+        {
+            const GdalErrors errors;
+            for (OGRLayer* layer : dataset_->gdal().GetLayers()) names.emplace_back(layer->GetName());
+        }
+        std::vector<LayerInfo> infos;
+        for (const std::string& name : names) {
+            const std::shared_ptr<Table> table = dataset_->table(name);
+            const GdalErrors errors;
+            // Not forced: where it would mean reading everything, the answer is -1.
+            const GIntBig rows = dataset_->findLayer(name)->GetFeatureCount(FALSE);
+            infos.push_back({name, table->alias(), table->isSpatial(), rows < 0 ? -1 : rows});
+        }
+        return infos;
+    }
+
+    CComPtr<IFeatureClass> openFeatureClass(const std::string& layer,
+                                            const std::optional<std::string>& subtypeField) override {
+        return new FeatureClass(dataset_->table(layer), subtypeField);
+    }
+
+    CComPtr<ISelectionSet> select(const std::string& layer, const std::optional<std::string>& where,
+                                  const std::optional<std::vector<ObjectId>>& ids) override {
+        const std::shared_ptr<Table> table = dataset_->table(layer);
+        const std::string clause = where.value_or(std::string());
+        auto selected =
+            std::make_shared<ObjectIds>(ids ? table->restrict(ascending(*ids), clause) : table->select(clause, false));
+        return new SelectionSet(new FeatureClass(table, std::string()), std::move(selected));
+    }
+
+    std::vector<std::string> fieldNames(const std::string& layer) override {
+        const std::shared_ptr<const TableSchema> schema = dataset_->table(layer)->schema();
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < schema->fieldCount(); ++i) names.push_back(schema->columns[i].name);
+        return names;
+    }
+
+    std::size_t addFields(const std::string& layer, const std::vector<FieldRequest>& fields) override {
+        const std::shared_ptr<Table> table = dataset_->table(layer);
+        std::size_t added = 0;
+        for (const FieldRequest& field : fields) {
+            if (table->schema()->find(toWide(field.name)) >= 0) continue;
+            dataset_->checkWritable();
+            addField(*table, field);
+            ++added;
+        }
+        return added;
+    }
+
+    void begin() override { dataset_->begin(); }
+    void commit() override { dataset_->commit(); }
+    void rollback() noexcept override { dataset_->rollback(); }
+    void watch(RunMonitor* monitor) override { dataset_->monitor = monitor; }
+    CComPtr<IWorkspace> workspace() override { return workspaceOf(*dataset_); }
+
+private:
+    static ObjectIds ascending(ObjectIds ids) {
+        std::sort(ids.begin(), ids.end());
+        ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+        return ids;
+    }
+
+    void addField(Table& table, const FieldRequest& request) {
+        const GdalErrors errors;
+        OGRFieldDefn field(request.name.c_str(), request.kind == FieldKind::Real ? OFTReal : OFTString);
+        // The exact name or none: a driver may not shorten it.
+        if (dataset_->findLayer(table.name())->CreateField(&field, FALSE) != OGRERR_NONE)
+            throw HostError(table.title() + ": cannot add field " + request.name + ": " +
+                            errors.text("no reason given"));
+        table.refresh();
+    }
+
+    std::shared_ptr<Dataset> dataset_;
+};
+
+}  // namespace
+
+std::shared_ptr<GdalWorkspace> GdalWorkspace::open(const std::string& dataset, Access access) {
+    return std::make_shared<Workspace>(dataset, access);
+}
+
+}  // namespace embedded_host

@@ -1,0 +1,94 @@
+// A row of a table.
+#include "host/gdal/row.h"
+
+#include "host/gdal/errors.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace embedded_host {
+
+namespace {
+
+void insertInto(ColumnSet& columns, std::size_t column) {
+    const auto place = std::lower_bound(columns.begin(), columns.end(), column);
+    if (place == columns.end() || *place != column) columns.insert(place, column);
+}
+
+}  // namespace
+
+Row::Row(std::shared_ptr<RowSource> source) : source_(std::move(source)), cells_(source_->schema->columns.size()) {}
+Row::~Row() = default;
+
+HRESULT Row::get_Fields(IFields** fields) {
+    return source_->fields.CopyTo(fields);
+}
+
+HRESULT Row::get_Table(ITable** table) {
+    return source_->tableObject.CopyTo(table);
+}
+
+std::size_t Row::checkedIndex(LONG index) const {
+    if (index < 0 || static_cast<std::size_t>(index) >= cells_.size())
+        throw StatusError(E_INVALIDARG, source_->table->title() + ": there is no field " + std::to_string(index));
+    return static_cast<std::size_t>(index);
+}
+
+void Row::fetch(std::size_t column) {
+    try {
+        if (!source_->table->fetch(id_, {column}, cells_))
+            throw HostError(source_->table->title() + ": row " + std::to_string(id_) + " is gone");
+    } catch (const HostError& error) {
+        if (source_->monitor && source_->monitor->failure.empty()) source_->monitor->failure = error.what();
+        throw;
+    }
+    touched_.push_back(column);
+    insertInto(source_->missed, column);
+}
+
+HRESULT Row::get_Value(LONG index, VARIANT* value) {
+    if (!value) return E_POINTER;
+    VariantInit(value);
+    return atBoundary([&] {
+        const std::size_t column = checkedIndex(index);
+        if (cells_[column].state == Cell::State::Missing) fetch(column);
+        toVariant(source_->schema->columns[column], cells_[column], value);
+        return S_OK;
+    });
+}
+
+HRESULT Row::put_Value(LONG index, VARIANT value) {
+    return atBoundary([&] {
+        const std::size_t column = checkedIndex(index);
+        const Column& description = source_->schema->columns[column];
+        if (column == source_->schema->keyPosition())
+            throw StatusError(E_ACCESSDENIED, "field " + description.name + ": the key of a row does not change");
+        fromVariant(description, value, cells_[column]);
+        insertInto(changed_, column);
+        touched_.push_back(column);
+        return S_OK;
+    });
+}
+
+HRESULT Row::Store() {
+    return atBoundary([&] {
+        write();
+        return S_OK;
+    });
+}
+
+Cells& Row::startFilling() noexcept {
+    for (const std::size_t column : touched_) cells_[column].state = Cell::State::Missing;
+    touched_.clear();
+    changed_.clear();
+    return cells_;
+}
+
+bool Row::write() {
+    if (changed_.empty()) return false;
+    source_->table->update(id_, changed_, cells_);
+    changed_.clear();
+    return true;
+}
+
+}  // namespace embedded_host

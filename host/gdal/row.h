@@ -1,0 +1,66 @@
+// A row of a table.
+#pragma once
+
+#include "host/gdal/live_objects.h"
+#include "host/gdal/table.h"
+
+#include <memory>
+
+namespace embedded_host {
+class Row;
+}
+
+/// Tells the host's own rows from those of another maker.
+SYMBOLOGY_INTERFACE(IHostRow, "5D3C0102-8A41-4E7B-9C1E-2B6F0A7D4C01") : public IUnknown {
+    virtual embedded_host::Row* STDMETHODCALLTYPE hostRow() = 0;
+};
+
+namespace embedded_host {
+
+/// What the rows of one cursor, or the one row of a GetRow call, have in common.
+struct RowSource {
+    std::shared_ptr<Table> table;
+    std::shared_ptr<const TableSchema> schema;
+    CComPtr<ITable> tableObject;
+    CComPtr<IFields> fields;
+    // Columns that a row was asked for without having them: the cursor reads them for the rows to come.
+    ColumnSet missed;
+    // Null when nobody watches, and after the cursor's end: rows may live longer.
+    RunMonitor* monitor = nullptr;
+};
+
+class Row final : public ComObject<HostCounter, IRow, IHostRow> {
+public:
+    explicit Row(std::shared_ptr<RowSource> source);
+    ~Row() override;
+
+    HRESULT STDMETHODCALLTYPE get_Fields(IFields** fields) override;
+    HRESULT STDMETHODCALLTYPE get_Value(LONG index, VARIANT* value) override;
+    HRESULT STDMETHODCALLTYPE put_Value(LONG index, VARIANT value) override;
+    HRESULT STDMETHODCALLTYPE get_Table(ITable** table) override;
+    HRESULT STDMETHODCALLTYPE Store() override;
+    Row* STDMETHODCALLTYPE hostRow() override { return this; }
+
+    const std::shared_ptr<RowSource>& source() const noexcept { return source_; }
+    /// Whether nobody but its cursor holds the row, so that it may become another row.
+    bool isFree() const noexcept { return isHeldOnce(); }
+
+    /// Forgets the row's content before a reader fills the cells with the next one.
+    Cells& startFilling() noexcept;
+    void finishFilling(ObjectId id) noexcept { id_ = id; }
+
+    /// Writes the values that were put since the last time. \return whether there were any. \throws HostError
+    bool write();
+
+private:
+    std::size_t checkedIndex(LONG index) const;
+    void fetch(std::size_t column);
+
+    std::shared_ptr<RowSource> source_;
+    ObjectId id_ = 0;
+    Cells cells_;
+    ColumnSet changed_;  // ascending
+    ColumnSet touched_;  // filled by other ways than the cursor's reader
+};
+
+}  // namespace embedded_host

@@ -1,0 +1,119 @@
+// Prepared statements on the SQLite connection that GDAL has open.
+#include "host/gdal/sqlite_statement.h"
+
+#include "host/gdal/errors.h"
+
+#include <sqlite3.h>
+
+#include <climits>
+#include <cmath>
+
+namespace embedded_host {
+
+namespace {
+
+// Text between double quotes is a name, never a text: a misspelt field is an error and not a comparison with its name.
+class StrictNames {
+public:
+    explicit StrictNames(sqlite3* connection) noexcept : connection_(connection) {
+        sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, -1, &before_);
+        sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    }
+    ~StrictNames() { sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, before_, nullptr); }
+    StrictNames(const StrictNames&) = delete;
+    StrictNames& operator=(const StrictNames&) = delete;
+
+private:
+    sqlite3* connection_;
+    int before_ = 0;
+};
+
+bool isBlank(const char* text) noexcept {
+    while (*text == ' ' || *text == '\n' || *text == ';') ++text;
+    return *text == '\0';
+}
+
+std::string_view textOf(sqlite3_stmt* statement, int column) noexcept {
+    const void* text = sqlite3_column_text(statement, column);
+    const int length = sqlite3_column_bytes(statement, column);
+    return text ? std::string_view(static_cast<const char*>(text), static_cast<std::size_t>(length))
+                : std::string_view();
+}
+
+}  // namespace
+
+SqliteStatement::SqliteStatement(sqlite3* connection, const std::string& sql) : connection_(connection) {
+    const StrictNames strict(connection);
+    const char* rest = nullptr;
+    if (sqlite3_prepare_v2(connection_, sql.c_str(), -1, &statement_, &rest) != SQLITE_OK) fail();
+    if (!statement_ || !isBlank(rest)) {
+        sqlite3_finalize(statement_);
+        throw HostError("not one SQL statement: " + sql);
+    }
+}
+
+SqliteStatement::~SqliteStatement() {
+    sqlite3_finalize(statement_);
+}
+
+void SqliteStatement::fail() const {
+    throw HostError(sqlite3_errmsg(connection_));
+}
+
+bool SqliteStatement::step() {
+    switch (sqlite3_step(statement_)) {
+        case SQLITE_ROW:
+            return true;
+        case SQLITE_DONE:
+            return false;
+        default:
+            fail();
+    }
+}
+
+void SqliteStatement::reset() noexcept {
+    sqlite3_reset(statement_);  // repeats the failure that step() has already told
+}
+
+void SqliteStatement::bind(int parameter, std::int64_t value) {
+    if (sqlite3_bind_int64(statement_, parameter, value) != SQLITE_OK) fail();
+}
+
+void SqliteStatement::bind(int parameter, CellPart part, const Cell& cell) {
+    int status = SQLITE_OK;
+    if (cell.state == Cell::State::Null)
+        status = sqlite3_bind_null(statement_, parameter);
+    else if (part == CellPart::Integer)
+        status = sqlite3_bind_int64(statement_, parameter, cell.integer);
+    else if (part == CellPart::Real)
+        status = sqlite3_bind_double(statement_, parameter, cell.real);
+    else
+        status =
+            sqlite3_bind_text64(statement_, parameter, cell.text.data(), cell.text.size(), SQLITE_STATIC, SQLITE_UTF8);
+    if (status != SQLITE_OK) fail();
+}
+
+std::int64_t SqliteStatement::integer(int column) const noexcept {
+    return sqlite3_column_int64(statement_, column);
+}
+
+void SqliteStatement::read(int column, CellPart part, Cell& cell) const {
+    const int stored = sqlite3_column_type(statement_, column);
+    cell.state = Cell::State::Value;
+    if (stored == SQLITE_NULL) {
+        cell.state = Cell::State::Null;
+    } else if (part == CellPart::Text) {
+        if (stored == SQLITE_BLOB) cell.state = Cell::State::Foreign;
+        cell.text.assign(textOf(statement_, column));
+    } else if (part == CellPart::Integer && stored == SQLITE_INTEGER) {
+        cell.integer = sqlite3_column_int64(statement_, column);
+    } else if (part == CellPart::Real && (stored == SQLITE_FLOAT || stored == SQLITE_INTEGER)) {
+        cell.real = sqlite3_column_double(statement_, column);
+    } else if (part != CellPart::None) {
+        // SQLite lets any value into any column; a number is not made of what is none.
+        cell.state = Cell::State::Foreign;
+        cell.text.assign(textOf(statement_, column));
+    }
+}
+
+}  // namespace embedded_host

@@ -1,0 +1,237 @@
+// A table of an SQLite file, read and written through statements of its own.
+#include "host/gdal/sqlite_table.h"
+
+#include "host/gdal/dataset.h"
+#include "host/gdal/errors.h"
+#include "host/gdal/text.h"
+
+#include <ogrsf_frmts.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+
+namespace embedded_host {
+
+namespace {
+
+std::string condition(const std::string& where) {
+    // The line break ends a comment that the clause may end with.
+    return "(" + where + "\n)";
+}
+
+// Reads with one statement that walks the table in the order of its row ids, which no update changes.
+class ScanReader final : public RowReader {
+public:
+    ScanReader(std::shared_ptr<SqliteTable> table, const ColumnSet& columns)
+        : table_(std::move(table)), schema_(table_->schema()) {
+        setColumns(columns);
+    }
+
+    bool next(ObjectId& id, Cells& cells) override {
+        const GdalErrors errors;
+        if (!statement_) start();
+        if (!statement_->step()) return false;
+        lastId_ = statement_->integer(0);
+        started_ = true;
+        SqliteTable::readRow(*statement_, *schema_, columns_, cells);
+        id = lastId_;
+        return true;
+    }
+    void setColumns(const ColumnSet& columns) override {
+        columns_ = columns;
+        statement_.reset();
+    }
+
+private:
+    void start() {
+        const std::string from = started_ ? " WHERE " + table_->key() + " > ?1" : "";
+        statement_ = std::make_unique<SqliteStatement>(
+            table_->connection(), table_->selection(columns_) + from + " ORDER BY " + table_->key());
+        if (started_) statement_->bind(1, lastId_);
+    }
+
+    std::shared_ptr<SqliteTable> table_;
+    std::shared_ptr<const TableSchema> schema_;
+    ColumnSet columns_;
+    std::unique_ptr<SqliteStatement> statement_;
+    ObjectId lastId_ = 0;
+    bool started_ = false;
+};
+
+// Reads rows whose ids were settled before the first of them was read.
+class IdReader final : public RowReader {
+public:
+    IdReader(std::shared_ptr<SqliteTable> table, const ColumnSet& columns, SharedIds ids)
+        : table_(std::move(table)), schema_(table_->schema()), ids_(std::move(ids)) {
+        setColumns(columns);
+    }
+
+    bool next(ObjectId& id, Cells& cells) override {
+        const GdalErrors errors;
+        for (; position_ < ids_->size(); ++position_) {
+            const StatementRun run(*statement_);
+            statement_->bind(1, (*ids_)[position_]);
+            if (!statement_->step()) continue;
+            SqliteTable::readRow(*statement_, *schema_, columns_, cells);
+            id = (*ids_)[position_++];
+            return true;
+        }
+        return false;
+    }
+    void setColumns(const ColumnSet& columns) override {
+        columns_ = columns;
+        statement_ = std::make_unique<SqliteStatement>(
+            table_->connection(), table_->selection(columns_) + " WHERE " + table_->key() + " = ?1");
+    }
+
+private:
+    std::shared_ptr<SqliteTable> table_;
+    std::shared_ptr<const TableSchema> schema_;
+    SharedIds ids_;
+    std::size_t position_ = 0;
+    ColumnSet columns_;
+    std::unique_ptr<SqliteStatement> statement_;
+};
+
+bool hasRowIds(sqlite3* connection, const std::string& table) {
+    try {
+        SqliteStatement statement(connection, "SELECT _rowid_ FROM " + quotedName(table) + " LIMIT 1");
+        SqliteStatement kind(connection, "SELECT 1 FROM sqlite_master WHERE type = 'table' AND lower(name) = lower(" +
+                                             quotedText(table) + ")");
+        return kind.step();
+    } catch (const HostError&) {  // a view or a table without row ids
+        return false;
+    }
+}
+
+// The GDAL driver for plain SQLite files stores lists, and compressed texts, in encodings of its own.
+bool hasPlainColumns(sqlite3* connection, const std::string& table) {
+    SqliteStatement columns(connection, "SELECT 1 FROM pragma_table_info(" + quotedText(table) +
+                                            ") WHERE lower(type) LIKE '%list%' OR lower(type) LIKE '%deflate%'");
+    return !columns.step();
+}
+
+}  // namespace
+
+bool SqliteTable::suits(Dataset& dataset, OGRLayer& layer) {
+    sqlite3* connection = dataset.sqlite();
+    return connection && hasRowIds(connection, layer.GetName()) && hasPlainColumns(connection, layer.GetName());
+}
+
+SqliteTable::SqliteTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer) : Table(dataset, layer) {}
+SqliteTable::~SqliteTable() = default;
+
+sqlite3* SqliteTable::connection() const {
+    return dataset().sqlite();
+}
+
+std::string SqliteTable::key() const {
+    return "_rowid_";
+}
+
+std::string SqliteTable::selection(const ColumnSet& columns) const {
+    std::string sql = "SELECT _rowid_";
+    const std::shared_ptr<const TableSchema> current = schema();
+    for (const std::size_t column : columns)
+        sql += column == current->keyPosition() ? ", _rowid_" : ", " + quotedName(current->columns[column].name);
+    return sql + " FROM " + quotedName(name());
+}
+
+void SqliteTable::readRow(const SqliteStatement& row, const TableSchema& schema, const ColumnSet& columns,
+                          Cells& cells) {
+    int position = 1;
+    for (const std::size_t column : columns) row.read(position++, partOf(schema.columns[column].type), cells[column]);
+}
+
+ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
+    const GdalErrors errors;
+    std::string sql = "SELECT _rowid_ FROM " + quotedName(name());
+    if (!where.empty()) sql += " WHERE " + condition(where);
+    // The condition is evaluated for all rows before the first id is used.
+    sql += " ORDER BY _rowid_";
+    if (onlyOne) sql += " LIMIT 1";
+    try {
+        SqliteStatement statement(connection(), sql);
+        ObjectIds ids;
+        while (statement.step()) ids.push_back(statement.integer(0));
+        return ids;
+    } catch (const HostError& error) {
+        fail(where.empty() ? error.what() : "where clause \"" + where + "\": " + errors.text(error.what()));
+    }
+}
+
+ObjectIds SqliteTable::restrict(const ObjectIds& ids, const std::string& where) {
+    const GdalErrors errors;
+    std::string sql = "SELECT 1 FROM " + quotedName(name()) + " WHERE _rowid_ = ?1";
+    if (!where.empty()) sql += " AND " + condition(where);
+    try {
+        SqliteStatement statement(connection(), sql);
+        ObjectIds kept;
+        for (const ObjectId id : ids) {
+            const StatementRun run(statement);
+            statement.bind(1, id);
+            if (statement.step()) kept.push_back(id);
+        }
+        return kept;
+    } catch (const HostError& error) {
+        fail(where.empty() ? error.what() : "where clause \"" + where + "\": " + errors.text(error.what()));
+    }
+}
+
+std::unique_ptr<RowReader> SqliteTable::read(const ColumnSet& columns, SharedIds ids) {
+    auto self = std::static_pointer_cast<SqliteTable>(shared_from_this());
+    if (ids) return std::make_unique<IdReader>(std::move(self), columns, std::move(ids));
+    return std::make_unique<ScanReader>(std::move(self), columns);
+}
+
+template <class MakeSql>
+SqliteStatement& SqliteTable::prepared(std::vector<Prepared>& known, const ColumnSet& columns, MakeSql&& makeSql) {
+    const auto found =
+        std::find_if(known.begin(), known.end(), [&](const Prepared& entry) { return entry.first == columns; });
+    if (found != known.end()) return *found->second;
+    constexpr std::size_t mostStatements = 32;
+    if (known.size() >= mostStatements) known.erase(known.begin());
+    known.emplace_back(columns, std::make_unique<SqliteStatement>(connection(), makeSql()));
+    return *known.back().second;
+}
+
+bool SqliteTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
+    const GdalErrors errors;
+    try {
+        SqliteStatement& statement =
+            prepared(fetches_, columns, [&] { return selection(columns) + " WHERE _rowid_ = ?1"; });
+        const StatementRun run(statement);
+        statement.bind(1, id);
+        if (!statement.step()) return false;
+        readRow(statement, *schema(), columns, cells);
+        return true;
+    } catch (const HostError& error) {
+        fail("row " + std::to_string(id) + ": " + errors.text(error.what()));
+    }
+}
+
+void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
+    checkWritable();
+    const GdalErrors errors;
+    const std::shared_ptr<const TableSchema> current = schema();
+    try {
+        SqliteStatement& statement = prepared(updates_, columns, [&] {
+            std::string sql = "UPDATE " + quotedName(name()) + " SET ";
+            for (const std::size_t column : columns)
+                sql += (column == columns.front() ? "" : ", ") + quotedName(current->columns[column].name) + " = ?";
+            return sql + " WHERE _rowid_ = ?";
+        });
+        const StatementRun run(statement);
+        int parameter = 1;
+        for (const std::size_t column : columns)
+            statement.bind(parameter++, partOf(current->columns[column].type), cells[column]);
+        statement.bind(parameter, id);
+        statement.step();
+    } catch (const HostError& error) {
+        fail("row " + std::to_string(id) + " cannot be written: " + errors.text(error.what()));
+    }
+    if (sqlite3_changes(connection()) == 0) fail("row " + std::to_string(id) + " cannot be written: it is gone");
+    dataset().noteChange(name());
+}
+
+}  // namespace embedded_host

@@ -1,0 +1,46 @@
+// A table of an SQLite file (GeoPackage too), read and written through statements on the connection that GDAL has open.
+#pragma once
+
+#include "host/gdal/sqlite_statement.h"
+#include "host/gdal/table.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace embedded_host {
+
+/// GDAL describes the table; rows pass GDAL by, because its features cost several times what SQLite's rows do.
+class SqliteTable final : public Table {
+public:
+    /// Whether the layer is a table with a row id and with columns whose content SQLite has as GDAL would show it.
+    static bool suits(Dataset& dataset, OGRLayer& layer);
+
+    SqliteTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer);
+    ~SqliteTable() override;
+
+    ObjectIds select(const std::string& where, bool onlyOne) override;
+    ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
+    std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
+    bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
+    void update(ObjectId id, const ColumnSet& columns, const Cells& cells) override;
+
+    /// SELECT of the key and the columns, up to and with FROM.
+    std::string selection(const ColumnSet& columns) const;
+    std::string key() const;
+    sqlite3* connection() const;
+    /// Fills the columns from a row of selection().
+    static void readRow(const SqliteStatement& row, const TableSchema& schema, const ColumnSet& columns, Cells& cells);
+
+private:
+    // A statement and the columns that it is for; callers ask for few different sets.
+    using Prepared = std::pair<ColumnSet, std::unique_ptr<SqliteStatement>>;
+    template <class MakeSql>
+    SqliteStatement& prepared(std::vector<Prepared>& known, const ColumnSet& columns, MakeSql&& makeSql);
+
+    std::vector<Prepared> fetches_;
+    std::vector<Prepared> updates_;
+};
+
+}  // namespace embedded_host

@@ -1,0 +1,104 @@
+// A table of a dataset: its description, and reading and writing its rows by object id. What the COM objects work on.
+#pragma once
+
+#include "host/gdal/cell.h"
+#include "host/gdal/gdal_workspace.h"
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+class OGRLayer;
+
+namespace embedded_host {
+
+class Dataset;
+
+using ObjectIds = std::vector<ObjectId>;
+using SharedIds = std::shared_ptr<const ObjectIds>;
+
+/// The fields of a table as they were at one time. The key has the position after the last field.
+struct TableSchema {
+    std::vector<Column> columns;  // the table's fields, then the key
+    std::unordered_map<WideString, LONG> positions;
+    std::unordered_map<WideString, LONG> positionsByUpperCase;
+
+    TableSchema(const OGRLayer& layer, const std::string& keyName);
+
+    std::size_t fieldCount() const noexcept { return columns.size() - 1; }
+    std::size_t keyPosition() const noexcept { return columns.size() - 1; }
+    /// The exact name first, then the name without regard to case; -1 when there is none.
+    LONG find(WideView name) const;
+};
+
+/// Which columns of a row: positions of a schema, ascending.
+using ColumnSet = std::vector<std::size_t>;
+
+/// Rows in ascending object id. No change made while it reads makes it give a row twice or miss one.
+class RowReader {
+public:
+    virtual ~RowReader() = default;
+    /// Fills the reader's columns of `cells` (as many as the schema has). \return false at the end.
+    virtual bool next(ObjectId& id, Cells& cells) = 0;
+    /// Has the rows to come read with these columns.
+    virtual void setColumns(const ColumnSet& columns) = 0;
+};
+
+class Table : public std::enable_shared_from_this<Table> {
+public:
+    Table(std::shared_ptr<Dataset> dataset, OGRLayer& layer);
+    virtual ~Table() = default;
+    Table(const Table&) = delete;
+    Table& operator=(const Table&) = delete;
+
+    Dataset& dataset() const noexcept { return *dataset_; }
+    const std::string& name() const noexcept { return name_; }
+    const std::string& alias() const noexcept { return alias_; }
+    bool isSpatial() const noexcept { return spatial_; }
+    std::shared_ptr<const TableSchema> schema() const noexcept { return schema_; }
+    /// The layer's metadata item SUBTYPE_FIELD; empty when it has none.
+    const std::string& subtypeMetadata() const noexcept { return subtypeMetadata_; }
+    /// Reads the fields anew, after some were added.
+    void refresh();
+
+    /// The name that begins this table's failures: dataset and layer.
+    std::string title() const;
+
+    /// Ascending ids of the rows that satisfy `where` (all when empty), at most one when `onlyOne`.
+    /// \throws HostError for a clause that is not understood.
+    virtual ObjectIds select(const std::string& where, bool onlyOne) = 0;
+    /// Those of the ascending `ids` that have a row which satisfies `where`.
+    virtual ObjectIds restrict(const ObjectIds& ids, const std::string& where) = 0;
+    /// The rows of `ids`, all rows when it is null; ids without a row are passed over.
+    virtual std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) = 0;
+    /// Fills `columns` of one row. \return false when there is no such row.
+    virtual bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) = 0;
+    /// Writes `columns` of one row and nothing else of it. \throws HostError, also when there is no such row.
+    virtual void update(ObjectId id, const ColumnSet& columns, const Cells& cells) = 0;
+
+protected:
+    OGRLayer& layer() const noexcept { return layer_; }
+    /// The key's name in SQL and in GDAL's filters.
+    const std::string& keyName() const noexcept { return keyName_; }
+    /// Begins every write. \throws HostError when the dataset may not be written.
+    void checkWritable() const;
+    [[noreturn]] void fail(const std::string& why) const;
+
+private:
+    std::shared_ptr<Dataset> dataset_;
+    OGRLayer& layer_;
+    std::string name_;
+    std::string alias_;
+    std::string keyName_;
+    std::string subtypeMetadata_;
+    bool spatial_;
+    std::shared_ptr<const TableSchema> schema_;
+};
+
+/// Opens a table in the way that suits its dataset best.
+std::shared_ptr<Table> makeTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer);
+
+}  // namespace embedded_host

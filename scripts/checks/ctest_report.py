@@ -1,0 +1,51 @@
+"""What a CTest run found, from the JUnit file that it writes."""
+
+import re
+import xml.etree.ElementTree
+from dataclasses import dataclass, field
+
+
+@dataclass
+class Counts:
+    """Results of tests. `failed` and `skipped` hold (name, what it said)."""
+
+    passed: int = 0
+    failed: list = field(default_factory=list)
+    skipped: list = field(default_factory=list)
+
+    def add(self, other):
+        self.passed += other.passed
+        self.failed += other.failed
+        self.skipped += other.skipped
+
+    def __str__(self):
+        return f"{self.passed} passed, {len(self.failed)} failed, {len(self.skipped)} skipped"
+
+
+def skip_reason(output, message):
+    """GoogleTest prints `file:line: Skipped` and then the reason."""
+    said = re.search(r"Skipped\s*\n\s*(\S.*)", output)
+    return said.group(1).strip() if said else message or "no reason given"
+
+
+def read(path):
+    counts = Counts()
+    for case in xml.etree.ElementTree.parse(path).getroot().iter("testcase"):
+        name, status = case.get("name"), case.get("status")
+        output = case.findtext("system-out") or ""
+        skipped = case.find("skipped")
+        failure = case.find("failure")
+        if status == "run":
+            counts.passed += 1
+        elif status == "disabled":
+            counts.skipped.append((name, "disabled"))
+        elif skipped is not None and failure is None:
+            message = skipped.get("message") or ""
+            # A program that is not there was not skipped.
+            if "Unable to find executable" in message or name.endswith("_NOT_BUILT"):
+                counts.failed.append((name, message or "not built"))
+            else:
+                counts.skipped.append((name, skip_reason(output, message)))
+        else:
+            counts.failed.append((name, output or (failure.get("message") if failure is not None else "") or status))
+    return counts

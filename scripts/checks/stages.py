@@ -1,0 +1,189 @@
+#!/usr/bin/env python3
+"""The stages of scripts/test: each builds and tests one preset, or checks one thing. See scripts/test."""
+
+import os
+import shutil
+import subprocess
+import sys
+import time
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+import ctest_report
+from ctest_report import Counts
+from sources import root_folder
+
+ROOT = root_folder()
+LOGS = ROOT / "build" / "logs"
+JOBS = str(os.cpu_count() or 2)
+FUZZ_SECONDS = int(os.environ.get("SYMBOLOGY_FUZZ_SECONDS", "30"))
+
+
+def cache_folder():
+    """The same folder as scripts/setup's."""
+    caches = Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache")
+    return Path(os.environ.get("SYMBOLOGY_CACHE") or caches / "symbology")
+
+
+def run(name, command, log, **options):
+    """Runs one command as a test of its own; its output goes to the log."""
+    log.write(f"$ {' '.join(map(str, command))}\n".encode())
+    log.flush()
+    started = log.tell()
+    status = subprocess.run(command, cwd=ROOT, stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT,
+                            **options).returncode
+    if status == 0:
+        return Counts(passed=1)
+    log.seek(started)
+    said = log.read().decode(errors="replace")
+    return Counts(failed=[(name, f"{said}\n(exit status {status})")])
+
+
+def configure_and_build(preset, log):
+    counts = run(f"{preset}: configure", ["cmake", "--preset", preset], log)
+    if not counts.failed:
+        counts.add(run(f"{preset}: build", ["cmake", "--build", "--preset", preset, "-j", JOBS], log))
+    return counts
+
+
+def ctest(preset, log, *more):
+    report = LOGS / f"{preset}.xml"
+    report.unlink(missing_ok=True)
+    ran = run(f"{preset}: ctest", ["ctest", "--preset", preset, "-j", JOBS, "--output-junit", report, *more], log)
+    if not report.exists():
+        return ran
+    counts = ctest_report.read(report)
+    if ran.failed and not counts.failed:  # no tests at all, or something else than a test
+        counts.add(ran)
+    return counts
+
+
+def suite(preset):
+    def stage(log):
+        counts = configure_and_build(preset, log)
+        if not counts.failed:
+            counts.add(ctest(preset, log))
+        return counts
+    return stage
+
+
+def release(log):
+    """The suite as it is shipped; every benchmark once, for its checks and not for its times."""
+    counts = suite("release")(log)
+    for program in sorted((ROOT / "build/release/bin").glob("*_bench")):
+        counts.add(run(program.name, [program, "--benchmark_min_time=0.001"], log))
+    return counts
+
+
+def style(log):
+    counts = run("tidy: configure", ["cmake", "--preset", "tidy"], log)
+    if not counts.failed:
+        counts.add(ctest("tidy", log))
+    return counts
+
+
+def formatting(log):
+    tool = cache_folder() / "tools/bin/clang-format"
+    return run("format", [sys.executable, "scripts/checks/format.py", "--clang-format", tool], log)
+
+
+def windows_syntax(log):
+    return configure_and_build("windows-syntax", log)
+
+
+def coverage(log):
+    counts = suite("coverage")(log)
+    counts.add(run("coverage-report", ["cmake", "--build", "--preset", "coverage-report"], log))
+    return counts
+
+
+def fuzz(log):
+    """The seeds as tests, then a while of fuzzing for each target."""
+    if not shutil.which("clang++"):
+        return Counts(skipped=[("fuzz", "needs clang++")])
+    counts = suite("fuzz")(log)
+    programs = sorted((ROOT / "build/fuzz/bin").glob("*_fuzzer"))
+    if counts.failed or not programs:
+        counts.failed += [] if programs else [("fuzz", "no fuzz targets")]
+        return counts
+
+    findings = ROOT / "build/fuzz/findings"
+    findings.mkdir(exist_ok=True)
+
+    def campaign(program):
+        target = program.name.removesuffix("_fuzzer")
+        corpus = ROOT / "build/fuzz/corpus" / target
+        corpus.mkdir(parents=True, exist_ok=True)
+        dictionary = ROOT / "fuzz" / f"{target}.dict"
+        command = [program, f"-max_total_time={FUZZ_SECONDS}", "-timeout=20", "-rss_limit_mb=2048",
+                   "-max_len=16384", f"-artifact_prefix={findings}/{target}-", "-print_final_stats=1"]
+        command += [f"-dict={dictionary}"] if dictionary.exists() else []
+        with open(LOGS / f"fuzz-{target}.log", "w+b") as own_log:
+            return run(f"fuzz.{target}.{FUZZ_SECONDS}s", [*command, corpus, ROOT / "fuzz/seeds" / target], own_log)
+
+    with ThreadPoolExecutor(int(JOBS)) as pool:
+        for result in pool.map(campaign, programs):
+            counts.add(result)
+    return counts
+
+
+STAGES = {
+    "dev": suite("dev"),
+    "release": release,
+    "asan-ubsan": suite("asan-ubsan"),
+    "style": style,
+    "format": formatting,
+    "windows-syntax": windows_syntax,
+    "fuzz": fuzz,
+    "coverage": coverage,
+}
+
+
+def show_failures(counts, most_lines=80):
+    for name, said in counts.failed:
+        lines = said.splitlines()
+        print(f"--- {name} failed" + (f", the last {most_lines} of {len(lines)} lines:" if len(lines) > most_lines else ":"))
+        print("\n".join(lines[-most_lines:]), flush=True)
+
+
+def show_skips(counts):
+    reasons = {}
+    for name, reason in counts.skipped:
+        reasons.setdefault(reason, []).append(name)
+    for reason, names in reasons.items():
+        listed = ", ".join(names[:5]) + (f" and {len(names) - 5} more" if len(names) > 5 else "")
+        print(f"    skipped: {listed}: {reason}")
+
+
+def main(names):
+    unknown = [name for name in names if name not in STAGES]
+    if unknown or not names:
+        print(f"no such stage: {' '.join(unknown) or '(none named)'}; there are {', '.join(STAGES)}", file=sys.stderr)
+        return 2
+    # A clone elsewhere is the same source to the compiler cache.
+    os.environ.setdefault("CCACHE_BASEDIR", str(ROOT))
+    os.environ.setdefault("CCACHE_NOHASHDIR", "1")
+    LOGS.mkdir(parents=True, exist_ok=True)
+
+    total = Counts()
+    summary = []
+    for name in names:
+        print(f"== {name}", flush=True)
+        started = time.monotonic()
+        with open(LOGS / f"{name}.log", "w+b") as log:
+            counts = STAGES[name](log)
+        show_failures(counts)
+        summary.append((name, counts, time.monotonic() - started))
+        print(f"   {counts} ({summary[-1][2]:.0f} s)", flush=True)
+        total.add(counts)
+
+    print("\nStages")
+    for name, counts, seconds in summary:
+        print(f"  {name:<15} {counts} ({seconds:.0f} s)")
+        show_skips(counts)
+    print(f"\n{total}")
+    return 1 if total.failed or not total.passed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

@@ -1,0 +1,42 @@
+// How the order of Windows differs from ICU's root collation, in ICU's rule syntax: "<" begins a new letter, "<<" an
+// accent, "<<<" a case of the one before, "=" the same; "&" says after what. Everything else is ICU's own order.
+#pragma once
+
+namespace symbology_platform {
+
+constexpr char16_t wordSortRules[] =
+    // Scripts.
+    u"[reorder Latn Grek Cyrl Armn Hira Hebr Arab Thai Zzzz Hang Hani]"
+    // No letter is made of two units that are letters or symbols by themselves.
+    u"[suppressContractions [lL\u0418\u0438]]"
+    // Special units: not compared here, see compareSpecials.
+    u"&[first tertiary ignorable]=\\'=\\-=֊=ߴ=ߵ=\u2010=\u2011=\u2012=\u2013=\u2014=\u2015=‧=⁃=⁻=₋=−=〜=〰=︱=︲"
+    u"=﹘=﹣=＇=－"
+    // Spaces and symbols.
+    u"&\\ =\u205F<<\u202F<\u00A0<\\\t<\\\n<\\\v<\\\f<\\\r<\u2000=\u2002<\u2001=\u2003<\u2004<\u2005<\u2006"
+    u"<\u2007<\u2008<\u2009<\u200A<\u200B<\\\u2028<\\\u2029<⁕<<⁖<<⁘<<⁙<<⁚<<⁛<\\!<<<！<<‼<<⁉<\\\"=⁍<<<＂<⁎<\\#=⁗<<<＃"
+    u"<⁔<\\$=⁒<<<＄<⁐<\\%=⁏<<<％<⁌<\\&=⁋<<<＆<\\(<<<（<\\)<<<）<\\*<<<＊<<ˉ<<⁑<\\,<<<，<\\.=․<<<．<\\/<<<／"
+    u"<\\:<<<：<\\;<<<；<\\?<<<？<<⁇<<⁈<\\@<<<＠<\\[<<<［<<⁅<\\\\<<<＼<\\]<<<］<<⁆<\\^=ˆ<<<＾<\\_<<<＿<\\`=ˋ"
+    u"<<<｀<\\{<<<｛<\\|<<<｜<\\}<<<｝<\\~<<<～<¡<¦<¨<¯<´<<ˊ<¸<¿<ˇ<<˘<˙<˚<˛<˜<˝<‖<‗<‘<’<‚<‛<“<”"
+    u"<„<‟<′<<″<<‶<<‴<<‷<‵<‸=⁊<‹=⁓<›<‽<‾<‿<¢<£<¤<¥<₱<₠<₣<₤<₥=₭<₦<₧<₨<₩<₯<₰<₮<₢<€<₡<₲<₳<₴<₵<₪<₫<₹<₺<ː<\\+"
+    u"<<<＋<⁄<\\<<<<＜<\\=<<<＝<\\><<<＞<±<«<»<×<÷<§<©<¬<®<°<µ<¶<·<‥<…<†<‡<•<‣<‰<<‱<※<⁀<⁁<⁂<⁜<⁝<⁞"
+    // Digits.
+    u"&0<¼<½<¾&1<<<¹&2<<<²&3<<<³"
+    // Accents.
+    u"&[first primary ignorable]<<\u030D<<\u0301<<\u0300<<\u0307<<\u0302<<\u0308<<\u030C<<\u0306<<\u0304<<\u0303"
+    u"<<\u030A<<\u0328<<\u0327<<\u030B<<\u0335=\u0336<<\u0337<<\u0338<<\u0305<<\u0309<<\u030E<<\u030F<<\u0310"
+    u"<<\u0311<<\u0312<<\u0313<<\u0314<<\u0315<<\u0316<<\u0317<<\u0318<<\u0319<<\u031A<<\u031B<<\u031C<<\u031D"
+    u"<<\u031E<<\u031F<<\u0320<<\u0321<<\u0322<<\u0323<<\u0324<<\u0325<<\u0326<<\u0329<<\u032A<<\u032B<<\u032C"
+    u"<<\u032D<<\u032E<<\u032F<<\u0330<<\u0331<<\u0332<<\u0333<<\u0334<<\u0339<<\u033A<<\u033B<<\u033C<<\u033D"
+    u"<<\u033E<<\u033F<<\u0342<<\u0345"
+    // Accented letters that have no decomposition.
+    u"&a\u030D<<ª&o\u030D<<º&i\u030D<<ı&k\u030D<<ĸ&n\u0313=ŉ&l\u0307<<ŀ<<<Ŀ&d\u0334<<ð<<<Ð"
+    // Letters that are other letters in one sign.
+    u"&ss=ß&ae=æ&AE=Æ&oe=œ&OE=Œ&ij=ĳ&IJ=Ĳ&th=þ&TH=Þ&ff=ﬀ&fi=ﬁ&fl=ﬂ&ffi=ﬃ&ffl=ﬄ&st=ﬆ"
+    // Letters of their own.
+    u"&s<ſ&t<ŧ<<<Ŧ"
+    // Cyrillic short i is an accented letter; Hebrew final forms come before the others.
+    u"&и\u0306=й&И\u0306=Й"
+    u"&[before 3]כ<<<ך&[before 3]מ<<<ם&[before 3]נ<<<ן&[before 3]פ<<<ף&[before 3]צ<<<ץ";
+
+}  // namespace symbology_platform

@@ -1,0 +1,19 @@
+// Texts of tests are UTF-8 literals; these carry them to and from the host's.
+#pragma once
+
+#include "platform/platform.h"
+
+#include <string>
+#include <string_view>
+
+namespace memhost {
+
+/// A new BSTR; the empty text gives an allocated empty one.
+CComBSTR bstr(std::string_view utf8);
+std::string utf8(WideView text);
+/// Null reads as the empty text.
+std::string utf8(BSTR text);
+/// A value for reading: "NULL", "EMPTY", a quoted text, or the number with its type, as in "I4 5" or "R8 1.5".
+std::string describe(const VARIANT& value);
+
+}  // namespace memhost
