@@ -2,6 +2,7 @@
 // through the COM interfaces of host_interfaces.h, which the objects handed out here implement.
 #pragma once
 
+#include "host/host_error.h"
 #include "symbology/host_interfaces.h"
 
 #include <atomic>
@@ -9,17 +10,10 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace embedded_host {
-
-/// What went wrong with a dataset: one line, UTF-8, that names the dataset, layer or field and says what GDAL said.
-class HostError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// What the update cursors of a workspace tell about the run that uses them. The library ignores some failures of its
 /// host (a row that could not be written back, a read error in mid-run); they are kept here so that nothing is lost.

@@ -1,8 +1,9 @@
 #include "host/python/interpreter.h"
 
-#include "host/gdal/gdal_workspace.h"
+#include "host/host_error.h"
 
 #include <Python.h>
+#include <string>
 
 namespace embedded_host {
 
