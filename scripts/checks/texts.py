@@ -33,7 +33,7 @@ def check_words(root):
 
 
 MOST_LINES = 500
-WRITTEN_BY_HAND = {".cpp", ".h", ".py", ".cmake", ".md", ".sh", ""}
+WRITTEN_BY_HAND = {".cpp", ".h", ".py", ".cmake", ".sh", ""}
 
 
 def check_size(root):
