@@ -71,9 +71,9 @@ private:
     }
 
     void readSuffix() {
-        // A sign may stand before or after the number; after it, even more than once.
-        while (takeBlank() || (!leadingPlus_ && take(u'+')) || takeTrailingMinus() ||
-               takeOnce(currency_, currencySeen_) || (opened_ && takeOnce(u')', closed_))) {
+        // A sign may stand before or after the number. Behind it the platform is not strict about repetitions.
+        while (takeBlank() || take(u',') || (!leadingPlus_ && take(u'+')) || takeTrailingMinus() || take(currency_) ||
+               (opened_ && takeOnce(u')', closed_))) {
         }
     }
     bool takeTrailingMinus() {
@@ -128,7 +128,8 @@ private:
 
     /// \return false when an exponent begins and does not end.
     bool readExponent() {
-        // The letters of Fortran and of the older Basics are understood too.
+        // An amount of money has none. The letter of Fortran and of the older Basics is understood too.
+        if (currencySeen_) return true;
         if (!take(u'e') && !take(u'E') && !take(u'd') && !take(u'D')) return true;
         const bool negative = take(u'-');
         if (!negative) take(u'+');

@@ -195,7 +195,11 @@ HRESULT fromReal(const Request& request, double value, VARIANT& target) {
     if (!isInteger(request.type)) return DISP_E_TYPEMISMATCH;
     Int128 integer = 0;
     const HRESULT hr = roundToInteger(value, integer);
-    return FAILED(hr) ? hr : storeInteger(target, request.type, integer);
+    if (FAILED(hr)) return hr;
+    // OLE Automation gives up one bit early here.
+    constexpr Int128 limit = Int128{1} << 62;
+    if (request.type == VT_I8 && (integer < -limit || integer >= limit)) return DISP_E_OVERFLOW;
+    return storeInteger(target, request.type, integer);
 }
 
 HRESULT fromFloat(const Request& request, float value, VARIANT& target) {
