@@ -2,6 +2,7 @@
 #include "host/gdal/dataset.h"
 
 #include "host/gdal/errors.h"
+#include "host/gdal/sqlite_statement.h"
 #include "host/gdal/table.h"
 #include "host/gdal/text.h"
 
@@ -123,8 +124,14 @@ void Dataset::noteChange(const std::string& table) {
 }
 
 void Dataset::lockForWriting() {
-    // Another process's lock, or a folder where no journal can be made, shows now and not at the first row.
-    if (isGeoPackage()) executeSql(*gdal_, "UPDATE gpkg_contents SET last_change = last_change WHERE 0");
+    if (!sqlite_) return;
+    // Another process's lock, or a folder where no journal can be made, shows now and not at the first row: writing the
+    // file's version anew, as it is, takes the lock and opens the journal.
+    SqliteStatement version(sqlite_, "PRAGMA user_version");
+    version.step();
+    const std::string same = std::to_string(version.integer(0));
+    version.reset();
+    SqliteStatement(sqlite_, "PRAGMA user_version = " + same).step();
 }
 
 void Dataset::begin() {
