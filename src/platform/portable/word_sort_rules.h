@@ -7,8 +7,8 @@ namespace symbology_platform {
 constexpr char16_t wordSortRules[] =
     // Scripts.
     u"[reorder Latn Grek Cyrl Armn Hira Hebr Arab Thai Zzzz Hang Hani]"
-    // No letter is made of two units that are letters or symbols by themselves.
-    u"[suppressContractions [lL\u0418\u0438]]"
+    // A middle dot is a symbol after l, too; Cyrillic short i is an accented letter (see below).
+    u"[suppressContractions [\u00B7\u0387\u0418\u0438]]"
     // Special units: not compared here, see compareSpecials.
     u"&[first tertiary ignorable]=\\'=\\-=֊=ߴ=ߵ=\u2010=\u2011=\u2012=\u2013=\u2014=\u2015=‧=⁃=⁻=₋=−=〜=〰=︱=︲"
     u"=﹘=﹣=＇=－"
@@ -31,12 +31,13 @@ constexpr char16_t wordSortRules[] =
     u"<<\u033E<<\u033F<<\u0342<<\u0345"
     // Accented letters that have no decomposition.
     u"&a\u030D<<ª&o\u030D<<º&i\u030D<<ı&k\u030D<<ĸ&n\u0313=ŉ&l\u0307<<ŀ<<<Ŀ&d\u0334<<ð<<<Ð"
+    // And one that ICU does not decompose.
+    u"&и\u0306=й&И\u0306=Й"
     // Letters that are other letters in one sign.
     u"&ss=ß&ae=æ&AE=Æ&oe=œ&OE=Œ&ij=ĳ&IJ=Ĳ&th=þ&TH=Þ&ff=ﬀ&fi=ﬁ&fl=ﬂ&ffi=ﬃ&ffl=ﬄ&st=ﬆ"
     // Letters of their own.
     u"&s<ſ&t<ŧ<<<Ŧ"
-    // Cyrillic short i is an accented letter; Hebrew final forms come before the others.
-    u"&и\u0306=й&И\u0306=Й"
+    // Hebrew final forms come before the others.
     u"&[before 3]כ<<<ך&[before 3]מ<<<ם&[before 3]נ<<<ן&[before 3]פ<<<ף&[before 3]צ<<<ץ";
 
 }  // namespace symbology_platform
