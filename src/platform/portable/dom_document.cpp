@@ -26,7 +26,8 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE load(VARIANT source, VARIANT_BOOL* loaded) override {
-        if (loaded) *loaded = VARIANT_FALSE;
+        if (!loaded) return E_POINTER;
+        *loaded = VARIANT_FALSE;
         const bool byReference = source.vt == (VT_BSTR | VT_BYREF);
         if ((source.vt != VT_BSTR && !byReference) || (byReference && !source.byref)) return E_INVALIDARG;
         const BSTR path = byReference ? *static_cast<BSTR*>(source.byref) : source.bstrVal;
@@ -34,7 +35,8 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE loadXML(BSTR xml, VARIANT_BOOL* loaded) override {
-        if (loaded) *loaded = VARIANT_FALSE;
+        if (!loaded) return E_POINTER;
+        *loaded = VARIANT_FALSE;
         return replace([&] { return loadText(viewOf(xml)); }, loaded);
     }
 
@@ -58,7 +60,7 @@ private:
             failure_ = std::move(result.failure);
             if (!result.tree) return S_FALSE;
             tree_ = std::move(result.tree);
-            if (loaded) *loaded = VARIANT_TRUE;
+            *loaded = VARIANT_TRUE;
             return S_OK;
         });
     }

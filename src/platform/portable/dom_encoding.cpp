@@ -2,6 +2,8 @@
 
 #include <unicode/ucnv.h>
 #include <bit>
+#include <cstdint>
+#include <iterator>
 
 namespace symbology_platform::dom {
 
@@ -54,8 +56,21 @@ std::string declaredEncoding(std::string_view text) {
     return close == std::string_view::npos ? std::string() : std::string(text.substr(at + 1, close - at - 1));
 }
 
-/// Whether a declaration that the text is of `type` can be true of a text that begins as `family` says.
-bool agrees(UConverterType type, int smallestCharacter, Family family) {
+/// Whether the bytes in which the declaration was found say the same in the encoding that it names.
+bool readsDeclaration(UConverter* converter) {
+    constexpr std::string_view bytes = "<?xml";
+    constexpr std::u16string_view characters = u"<?xml";
+    UChar read[8];
+    UErrorCode status = U_ZERO_ERROR;
+    const std::int32_t length = ucnv_toUChars(converter, read, static_cast<std::int32_t>(std::size(read)), bytes.data(),
+                                              static_cast<std::int32_t>(bytes.size()), &status);
+    return U_SUCCESS(status) && std::u16string_view(read, static_cast<std::size_t>(length)) == characters;
+}
+
+/// Whether the encoding can be that of a text that begins as `family` says.
+bool agrees(UConverter* converter, Family family) {
+    const UConverterType type = ucnv_getType(converter);
+    const int smallestCharacter = ucnv_getMinCharSize(converter);
     switch (family) {
         case Family::Utf8:
             return type == UCNV_UTF8;
@@ -64,7 +79,7 @@ bool agrees(UConverterType type, int smallestCharacter, Family family) {
         case Family::Utf16Big:
             return smallestCharacter == 2 && type != UCNV_UTF16_LittleEndian;
         case Family::Bytes:
-            return smallestCharacter == 1;
+            return smallestCharacter == 1 && readsDeclaration(converter);
         case Family::Utf32:
             break;
     }
@@ -102,7 +117,7 @@ EncodingChoice detectEncoding(std::string_view start) {
     const icu::LocalUConverterPointer converter = openConverter(declared);
     if (converter.isNull())
         choice.failure = unsupported(declared);
-    else if (!agrees(ucnv_getType(converter.getAlias()), ucnv_getMinCharSize(converter.getAlias()), family))
+    else if (!agrees(converter.getAlias(), family))
         choice.failure = "The text is not in the encoding '" + declared + "' that it declares.";
     else if (family == Family::Bytes)
         choice.name = declared;

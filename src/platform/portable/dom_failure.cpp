@@ -37,8 +37,19 @@ Window windowOf(const xmlParserInput* input) {
             static_cast<std::size_t>(input->cur - input->base)};
 }
 
+/// Without the quotations of the text that follow in further lines, and without the names of the parser's functions.
+std::string_view essence(std::string_view reason) {
+    if (reason.starts_with("xmlParseEntityRef: no name"))
+        return "An ampersand is not followed by the name of an entity";
+    reason = reason.substr(0, reason.find('\n'));
+    const std::size_t colon = reason.find(": ");
+    const bool named = reason.starts_with("xml") && reason.find(' ') > colon;
+    return named && colon != reason.npos ? reason.substr(colon + 2) : reason;
+}
+
 std::string sentence(std::string_view reason) {
     std::string text;
+    reason = essence(reason);
     for (const char c : reason) {
         const bool blank = static_cast<unsigned char>(c) <= ' ';
         if (!blank)

@@ -121,11 +121,15 @@ void Parser::onError(void* /*context*/, ReportedError error) noexcept {
     const auto* context = static_cast<xmlParserCtxt*>(error->ctxt);
     if (!context || !isFatal(error)) return;
     Parser& self = *static_cast<Parser*>(context->_private);
-    if (error->code == XML_ERR_NO_MEMORY) self.outOfMemory_ = true;
+    if (self.failed()) return;
+    // The parser's bound on the length of a text is reported as if memory had run out.
+    const std::string_view message = error->message ? error->message : "";
+    const bool tooLong = error->code == XML_ERR_NO_MEMORY && message.find("huge") != message.npos;
+    if (error->code == XML_ERR_NO_MEMORY && !tooLong) self.outOfMemory_ = true;
     self.guarded([&] {
         // A text that broke off is at fault itself, not what the parser then misses.
         const bool brokeOff = !self.source_.failure().empty() && isAtEnd(self.context_);
-        self.fail(brokeOff ? self.source_.failure() : error->message ? error->message : "");
+        self.fail(brokeOff ? self.source_.failure() : tooLong ? "A text is too long." : message);
     });
 }
 
@@ -191,9 +195,10 @@ void Parser::startElement(void* context, const xmlChar* name, const xmlChar* pre
         for (int i = 0; i < namespaceCount; ++i) added += viewOf(namespaces[2 * i + 1]).size();
         allowed = self.allowsExpansion(added);
     });
-    if (!allowed) namespaceCount = attributeCount = defaultedCount = 0;
-    self.original_.startElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
-                                  defaultedCount, attributes);
+    if (!allowed) namespaceCount = attributeCount = 0;
+    // Not called defaulted, all attributes come into the tree.
+    self.original_.startElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount, 0,
+                                  attributes);
     auto* parser = static_cast<xmlParserCtxt*>(context);
     // The lines of an entity's text are not those of the document.
     if (parser == self.context_ && parser->inputNr == 1 && parser->node) setLine(parser->node, tagLine(parser->input));

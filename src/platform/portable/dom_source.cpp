@@ -131,6 +131,7 @@ void DocumentSource::open(const char* encoding) {
 }
 
 void DocumentSource::decode(char*& target, char* limit) {
+    if (!pendingFailure_.empty()) return flush(target, limit);
     if (rawBegin_ == rawEnd_) fill();
     if (ended_) return;
     UErrorCode status = U_ZERO_ERROR;
@@ -152,7 +153,17 @@ void DocumentSource::decode(char*& target, char* limit) {
     std::string text;
     for (int i = 0; U_SUCCESS(ignored) && i < count; ++i) text += ' ' + hexByte(bytes[i]);
     const char* name = ucnv_getName(from_.getAlias(), &ignored);
-    fail("The bytes" + text + " are not a character of the encoding " + (name ? name : "") + '.');
+    pendingFailure_ = "The bytes" + text + " are not a character of the encoding " + (name ? name : "") + '.';
+    flush(target, limit);
+}
+
+/// Delivers what was decoded before the bytes that could not be.
+void DocumentSource::flush(char*& target, char* limit) {
+    UErrorCode status = U_ZERO_ERROR;
+    const UChar* source = pivotSource_;
+    ucnv_fromUnicode(to_.getAlias(), &target, limit, &source, pivotTarget_, nullptr, false, &status);
+    pivotSource_ += source - pivotSource_;
+    if (status != U_BUFFER_OVERFLOW_ERROR) fail(pendingFailure_);
 }
 
 }  // namespace symbology_platform::dom

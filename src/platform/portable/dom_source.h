@@ -82,6 +82,7 @@ private:
     void chooseEncoding();
     void open(const char* encoding);
     void decode(char*& target, char* limit);
+    void flush(char*& target, char* limit);
     void fail(std::string reason);
 
     ByteReader& reader_;
@@ -98,6 +99,7 @@ private:
     UChar* pivotSource_ = nullptr;
     UChar* pivotTarget_ = nullptr;
     std::uint64_t delivered_ = 0;
+    std::string pendingFailure_;  ///< what failure_ will be when all before it is delivered
     std::string failure_;
 };
 
