@@ -187,6 +187,22 @@ bool isTie(double value, int significantDigits) {
     return exact[next] == '5' && exact.substr(next + 1, further).find_first_not_of('0') == std::string_view::npos;
 }
 
+/// Writes a number below one without its exponent, when so many decimal places show all of its digits.
+bool addSmall(ShortText& text, std::string_view mantissa, std::string_view exponent, int places) {
+    if (exponent.front() != '-') return false;
+    int zeros = 0;
+    std::from_chars(exponent.data() + 1, exponent.data() + exponent.size(), zeros);
+    const bool negative = mantissa.front() == '-';
+    if (negative) mantissa.remove_prefix(1);
+    const int digits = static_cast<int>(mantissa.size()) - (mantissa.size() > 1 ? 1 : 0);
+    if (zeros >= places || zeros + digits - 1 > places) return false;
+    text.add(negative ? "-0." : "0.");
+    for (; zeros > 1; --zeros) text.add('0');
+    text.add(mantissa.substr(0, 1));
+    if (mantissa.size() > 1) text.add(mantissa.substr(2));
+    return true;
+}
+
 }  // namespace
 
 HRESULT readNumber(std::u16string_view text, LCID locale, NumberText& number) {
@@ -248,16 +264,20 @@ ShortText textOfReal(double value, int significantDigits) {
     ShortText text;
     if (std::isnan(value)) {
         text.add(std::signbit(value) ? "-1.#IND" : "1.#QNAN");
-    } else if (std::isinf(value)) {
+        return text;
+    }
+    if (std::isinf(value)) {
         text.add(value < 0 ? "-1.#INF" : "1.#INF");
-    } else {
-        char buffer[48];
-        // A tie goes away from zero.
-        if (isTie(value, significantDigits)) value = std::nextafter(value, value < 0 ? -HUGE_VAL : HUGE_VAL);
-        // Adding zero takes the sign from a negative zero.
-        char* end =
-            std::to_chars(buffer, buffer + sizeof buffer, value + 0.0, std::chars_format::general, significantDigits)
-                .ptr;
+        return text;
+    }
+    // A tie goes away from zero.
+    if (isTie(value, significantDigits)) value = std::nextafter(value, value < 0 ? -HUGE_VAL : HUGE_VAL);
+    char buffer[48];
+    // Adding zero takes the sign from a negative zero.
+    char* end =
+        std::to_chars(buffer, buffer + sizeof buffer, value + 0.0, std::chars_format::general, significantDigits).ptr;
+    char* const exponent = std::find(buffer, end, 'e');
+    if (exponent == end || !addSmall(text, {buffer, exponent}, {exponent + 1, end}, significantDigits)) {
         std::replace(buffer, end, 'e', 'E');
         text.add({buffer, end});
     }

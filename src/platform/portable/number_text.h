@@ -53,7 +53,8 @@ private:
 
 ShortText textOfInteger(std::int64_t value);
 ShortText textOfInteger(std::uint64_t value);
-/// At most `significantDigits` digits, an exponent where it is shorter: "0.1", "1E+15", "1.5E-05", "1.#INF".
+/// At most `significantDigits` digits; an exponent when the digits do not stand within so many places before or behind
+/// the point: "0.00001", "1E+15", "1.23456789012345E-05", "1.#INF".
 ShortText textOfReal(double value, int significantDigits);
 /// `magnitude` divided by ten to the power of `scale`, without trailing zeros after the point.
 ShortText textOfDecimal(UInt128 magnitude, unsigned scale, bool negative);
