@@ -32,7 +32,7 @@ WideString takeDescription() {
 }
 
 TEST(ErrorInfo, NoneAtFirst) {
-    IErrorInfo* info = reinterpret_cast<IErrorInfo*>(8);  // the call has to overwrite it
+    auto* info = reinterpret_cast<IErrorInfo*>(8);  // the call has to overwrite it
     EXPECT_EQ(GetErrorInfo(0, &info), S_FALSE);
     EXPECT_EQ(info, nullptr);
 }
@@ -140,7 +140,7 @@ TEST(ErrorInfo, OneObjectBehindItsInterfaces) {
     ASSERT_EQ(CreateErrorInfo(&created), S_OK);
     const CComQIPtr<IErrorInfo> info(created);
     EXPECT_TRUE(created.IsEqualObject(info));
-    void* object = &object;  // the call has to overwrite it
+    void* object = static_cast<void*>(&object);  // the call has to overwrite it
     EXPECT_EQ(created->QueryInterface(sampleGuid, &object), E_NOINTERFACE);
     EXPECT_EQ(object, nullptr);
     EXPECT_EQ(created->QueryInterface(sampleGuid, nullptr), E_POINTER);
@@ -162,7 +162,7 @@ TEST(ObjectFactory, Refusals) {
         {"in another process", CLSID_DOMDocument, nullptr, CLSCTX_SERVER & ~CLSCTX_INPROC_SERVER, REGDB_E_CLASSNOTREG},
     };
     for (const Row& row : rows) {
-        void* object = &object;  // the call has to overwrite it
+        void* object = static_cast<void*>(&object);  // the call has to overwrite it
         EXPECT_EQ(CoCreateInstance(row.clsid, row.outer, row.context, __uuidof(IUnknown), &object), row.expected)
             << row.name;
         EXPECT_EQ(object, nullptr) << row.name;

@@ -38,6 +38,7 @@ struct Pair {
     ULONG flags = 0;
 };
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name that GoogleTest looks for
 void PrintTo(const Pair& pair, std::ostream* stream) {
     *stream << readable(pair.left) << " and " << readable(pair.right);
 }
@@ -132,7 +133,7 @@ const Pair flagged[] = {
 
 std::string pairName(const testing::TestParamInfo<Pair>& info) {
     std::string name = info.param.name;
-    std::replace_if(name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+    std::ranges::replace_if(name, [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
     return name;
 }
 
@@ -271,8 +272,9 @@ TEST(TextProperties, AsciiTablesAgreeWithIcu) {
 TEST(TextProperties, OneOrderForAll) {
     Texts texts(u"aAb-'_\u00E4\u00C4\u0301\u00DFs\u0430\u4E00\u00AD\u2013");
     std::vector<CComBSTR> all;
+    all.reserve(400);
     for (int i = 0; i < 400; ++i) all.push_back(bstr(texts.next()));
-    std::sort(all.begin(), all.end(), [](const CComBSTR& left, const CComBSTR& right) {
+    std::ranges::sort(all, [](const CComBSTR& left, const CComBSTR& right) {
         return VarBstrCmp(left, right, LOCALE_USER_DEFAULT, 0) == VARCMP_LT;
     });
     // Equal texts are neighbours now; a class's number must say how any two texts compare.
@@ -307,6 +309,7 @@ TEST(TextProperties, KeysOfAMapAreFoundAgain) {
 TEST(TextCompare, ThreadsShareTheOrder) {
     std::vector<std::thread> threads;
     std::vector<int> wrong(8);
+    threads.reserve(wrong.size());
     for (int& count : wrong)
         threads.emplace_back([&count] {
             for (int i = 0; i < 2000; ++i) {

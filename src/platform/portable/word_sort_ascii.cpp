@@ -28,8 +28,7 @@ constexpr std::array<std::uint8_t, asciiUnits> primaryWeights() {
 constexpr auto primary = primaryWeights();
 
 std::size_t commonPrefix(TextView left, TextView right) {
-    return static_cast<std::size_t>(std::mismatch(left.begin(), left.end(), right.begin(), right.end()).first -
-                                    left.begin());
+    return static_cast<std::size_t>(std::ranges::mismatch(left, right).in1 - left.begin());
 }
 
 /// What is left of the longer text once the shorter has ended: a weight makes it the greater one.

@@ -10,7 +10,8 @@ constexpr char16_t wordSortRules[] =
     // A middle dot is a symbol after l, too; Cyrillic short i is an accented letter (see below).
     u"[suppressContractions [\u00B7\u0387\u0418\u0438]]"
     // Special units: not compared here, see compareSpecials.
-    u"&[first tertiary ignorable]=\\'=\\-=֊=ߴ=ߵ=\u2010=\u2011=\u2012=\u2013=\u2014=\u2015=‧=⁃=⁻=₋=−=〜=〰=︱=︲"
+    u"&[first tertiary "
+    u"ignorable]=\\'=\\-=֊=\u07F4=\u07F5=\u2010=\u2011=\u2012=\u2013=\u2014=\u2015=‧=⁃=⁻=₋=−=〜=〰=︱=︲"
     u"=﹘=﹣=＇=－"
     // Spaces and symbols.
     u"&\\ =\u205F<<\u202F<\u00A0<\\\t<\\\n<\\\v<\\\f<\\\r<\u2000=\u2002<\u2001=\u2003<\u2004<\u2005<\u2006"
@@ -38,6 +39,7 @@ constexpr char16_t wordSortRules[] =
     // Letters of their own.
     u"&s<ſ&t<ŧ<<<Ŧ"
     // Hebrew final forms come before the others.
-    u"&[before 3]כ<<<ך&[before 3]מ<<<ם&[before 3]נ<<<ן&[before 3]פ<<<ף&[before 3]צ<<<ץ";
+    u"&[before 3]\u05DB<<<\u05DA&[before 3]\u05DE<<<\u05DD&[before 3]\u05E0<<<\u05DF&[before 3]\u05E4<<<\u05E3"
+    u"&[before 3]\u05E6<<<\u05E5";
 
 }  // namespace symbology_platform

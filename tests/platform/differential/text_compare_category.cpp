@@ -54,7 +54,7 @@ WideString drawText(Random& random, const Alphabet& alphabet) {
     WideString text;
     for (std::uint32_t left = random.below(7); left > 0; --left) {
         const std::uint32_t size = alphabet.last - alphabet.first + 1U;
-        const OLECHAR drawn = static_cast<OLECHAR>(alphabet.first + random.below(size));
+        const auto drawn = static_cast<OLECHAR>(alphabet.first + random.below(size));
         if (random.oneIn(4))
             text += random.pick(fewUnits);
         else if (isAccent(drawn))
@@ -67,12 +67,12 @@ WideString drawText(Random& random, const Alphabet& alphabet) {
 
 /// A text that is nearly the same, so that the later levels of the order decide.
 WideString vary(Random& random, WideString text) {
-    const std::uint32_t size = static_cast<std::uint32_t>(text.size());
+    const auto size = static_cast<std::uint32_t>(text.size());
     if (size == 0) return text + random.pick(fewUnits);
     const std::uint32_t place = random.below(size);
     const OLECHAR special = random.oneIn(2) ? OLECHAR('-') : OLECHAR('\'');
     // An accent stays with its letter.
-    const bool accented = std::any_of(text.begin(), text.end(), isAccent);
+    const bool accented = std::ranges::any_of(text, isAccent);
     switch (random.below(accented ? 3 : 5)) {
         case 0:
             CharUpperBuffW(text.data(), size);
@@ -195,8 +195,8 @@ void addComparisonEdges(Report& report) {
         for (std::size_t i = 1; i < std::size(texts); ++i)
             addComparison(report, "edge", texts[i - 1], texts[i], LOCALE_USER_DEFAULT, flags);
     CComBSTR empty(0, OLESTR(""));
-    for (const BSTR left : {BSTR{}, empty.m_str})
-        for (const BSTR right : {BSTR{}, empty.m_str})
+    for (BSTR left : {BSTR{}, empty.m_str})
+        for (BSTR right : {BSTR{}, empty.m_str})
             report.add("edge " + quotedBstr(left) + ' ' + quotedBstr(right),
                        std::to_string(VarBstrCmp(left, right, LOCALE_USER_DEFAULT, 0)));
 }
