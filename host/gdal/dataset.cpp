@@ -68,6 +68,8 @@ void Dataset::Closer::operator()(GDALDataset* dataset) const noexcept {
 Dataset::Dataset(std::string name, Access access)
     : name_(std::move(name)), access_(access), gdal_(openGdal(name_, access)) {
     if (isSqliteFile(*gdal_)) sqlite_ = static_cast<sqlite3*>(gdal_->GetInternalHandle("SQLITE_HANDLE"));
+    // Text between double quotes is a name, never a text: a misspelt field is an error, not a comparison with its name.
+    if (sqlite_) sqlite3_db_config(sqlite_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     if (access_ == Access::Read) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
     if (!gdal_->TestCapability(ODsCTransactions))
