@@ -193,6 +193,27 @@ void addTexts(std::vector<CComVariant>& all) {
     for (const WideString& text : dateTexts()) all.push_back(textVariant(text));
 }
 
+// The order in which a function's arguments are evaluated is the compiler's choice: what is drawn from `random` is
+// drawn in statements of its own, so that every build draws the same.
+
+std::uint64_t anyWidth(Random& random) {
+    const std::uint64_t bits = random.next();
+    return bits >> random.below(64);
+}
+
+/// A day near or in the range of dates, with whole seconds.
+double randomDay(Random& random) {
+    const double day = static_cast<double>(random.below(3700000)) - 700000;
+    return day + static_cast<double>(random.below(86400)) / 86400;
+}
+
+CComVariant randomDecimal(Random& random) {
+    const auto high = static_cast<std::uint32_t>(random.oneIn(3) ? random.next() : 0);
+    const std::uint64_t low = anyWidth(random);
+    const unsigned scale = random.below(random.oneIn(2) ? 29 : 6);
+    return decimalVariant(high, low, scale, random.oneIn(2));
+}
+
 WideString digits(Random& random, unsigned most) {
     WideString text;
     for (unsigned left = random.below(most + 1); left > 0; --left)
@@ -302,8 +323,10 @@ WideString randomNumberText(Random& random) {
         text += digits(random, 3);
     }
     if (random.oneIn(8)) text += OLESTR(" ");
-    if (random.oneIn(8))
-        text.insert(random.below(static_cast<std::uint32_t>(text.size()) + 1), wide(random.pick(spoilers)));
+    if (random.oneIn(8)) {
+        const std::uint32_t place = random.below(static_cast<std::uint32_t>(text.size()) + 1);
+        text.insert(place, wide(random.pick(spoilers)));
+    }
     return text;
 }
 
@@ -330,7 +353,8 @@ WideString randomDateText(Random& random) {
             break;
     }
     if (random.oneIn(2)) return date;
-    WideString time = between(random, 0, random.oneIn(10) ? 26 : 23) + OLESTR(":") + between(random, 0, 61);
+    WideString time = between(random, 0, random.oneIn(10) ? 26 : 23);
+    time += OLESTR(":") + between(random, 0, 61);
     if (random.oneIn(2)) time += OLESTR(":") + between(random, 0, 61);
     static constexpr std::string_view halves[] = {" AM", " PM", "AM", "pm", " a", " p"};
     if (random.oneIn(3)) time += wide(random.pick(halves));
@@ -352,20 +376,17 @@ CComVariant randomVariant(Random& random, VARTYPE type) {
         case VT_R8:
             return realVariant(type, randomReal(random));
         case VT_DATE:
-            if (random.oneIn(4)) return realVariant(type, randomReal(random));
-            return realVariant(type, static_cast<double>(random.below(3700000)) - 700000 +
-                                         static_cast<double>(random.below(86400)) / 86400);
+            return realVariant(type, random.oneIn(4) ? randomReal(random) : randomDay(random));
         case VT_BSTR:
             return textVariant(random.oneIn(6) ? randomDateText(random) : randomNumberText(random));
         case VT_DECIMAL:
-            return decimalVariant(static_cast<std::uint32_t>(random.oneIn(3) ? random.next() : 0),
-                                  random.next() >> random.below(64), random.below(random.oneIn(2) ? 29 : 6),
-                                  random.oneIn(2));
+            return randomDecimal(random);
         case VT_BOOL:
             return integerVariant(type, random.oneIn(4) ? random.next() : 0 - random.below(2));
-        default:
-            return integerVariant(type,
-                                  (random.oneIn(2) ? 0 : ~std::uint64_t{0}) ^ (random.next() >> random.below(64)));
+        default: {
+            const std::uint64_t inverted = random.oneIn(2) ? 0 : ~std::uint64_t{0};
+            return integerVariant(type, inverted ^ anyWidth(random));
+        }
     }
 }
 
