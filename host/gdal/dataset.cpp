@@ -165,6 +165,8 @@ void Dataset::commit() {
     if (!inTransaction_) throw HostError(name_ + ": there is no transaction to commit");
     try {
         checkWritable();
+        // A run that changed nothing leaves the file as it is, to the byte.
+        if (changedTables_.empty()) return rollback();
         writeChangeTimes();
         const GdalErrors errors;
         if (gdal_->CommitTransaction() != OGRERR_NONE) throw HostError(errors.text("no reason given"));

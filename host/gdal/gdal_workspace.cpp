@@ -54,7 +54,7 @@ public:
         const std::string clause = where.value_or(std::string());
         auto selected =
             std::make_shared<ObjectIds>(ids ? table->restrict(ascending(*ids), clause) : table->select(clause, false));
-        return new SelectionSet(new FeatureClass(table, std::string()), std::move(selected));
+        return new SelectionSet(new FeatureClass(table, usableSubtypeMetadata(*table)), std::move(selected));
     }
 
     std::vector<std::string> fieldNames(const std::string& layer) override {
@@ -89,6 +89,12 @@ private:
         return ids;
     }
 
+    // A subtype field that the table lacks is for openFeatureClass() to complain about; a selection works without.
+    static std::string usableSubtypeMetadata(const Table& table) {
+        const bool usable = table.schema()->find(toWide(table.subtypeMetadata())) >= 0;
+        return usable ? table.subtypeMetadata() : std::string();
+    }
+
     void addField(Table& table, const FieldRequest& request) {
         const GdalErrors errors;
         OGRFieldDefn field(request.name.c_str(), request.kind == FieldKind::Real ? OFTReal : OFTString);
@@ -96,6 +102,7 @@ private:
         if (dataset_->findLayer(table.name())->CreateField(&field, FALSE) != OGRERR_NONE)
             throw HostError(table.title() + ": cannot add field " + request.name + ": " +
                             errors.text("no reason given"));
+        dataset_->noteChange(table.name());
         table.refresh();
     }
 

@@ -118,22 +118,19 @@ bool SqliteTable::suits(Dataset& dataset, OGRLayer& layer) {
     return connection && hasRowIds(connection, layer.GetName()) && hasPlainColumns(connection, layer.GetName());
 }
 
-SqliteTable::SqliteTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer) : Table(dataset, layer) {}
+SqliteTable::SqliteTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer)
+    : Table(dataset, layer), key_(*layer.GetFIDColumn() ? quotedName(layer.GetFIDColumn()) : "_rowid_") {}
 SqliteTable::~SqliteTable() = default;
 
 sqlite3* SqliteTable::connection() const {
     return dataset().sqlite();
 }
 
-std::string SqliteTable::key() const {
-    return "_rowid_";
-}
-
 std::string SqliteTable::selection(const ColumnSet& columns) const {
-    std::string sql = "SELECT _rowid_";
+    std::string sql = "SELECT " + key_;
     const std::shared_ptr<const TableSchema> current = schema();
     for (const std::size_t column : columns)
-        sql += column == current->keyPosition() ? ", _rowid_" : ", " + quotedName(current->columns[column].name);
+        sql += column == current->keyPosition() ? ", " + key_ : ", " + quotedName(current->columns[column].name);
     return sql + " FROM " + quotedName(name());
 }
 
@@ -145,10 +142,10 @@ void SqliteTable::readRow(const SqliteStatement& row, const TableSchema& schema,
 
 ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
     const GdalErrors errors;
-    std::string sql = "SELECT _rowid_ FROM " + quotedName(name());
+    std::string sql = "SELECT " + key_ + " FROM " + quotedName(name());
     if (!where.empty()) sql += " WHERE " + condition(where);
     // The condition is evaluated for all rows before the first id is used.
-    sql += " ORDER BY _rowid_";
+    sql += " ORDER BY " + key_;
     if (onlyOne) sql += " LIMIT 1";
     try {
         SqliteStatement statement(connection(), sql);
@@ -162,7 +159,7 @@ ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
 
 ObjectIds SqliteTable::restrict(const ObjectIds& ids, const std::string& where) {
     const GdalErrors errors;
-    std::string sql = "SELECT 1 FROM " + quotedName(name()) + " WHERE _rowid_ = ?1";
+    std::string sql = "SELECT 1 FROM " + quotedName(name()) + " WHERE " + key_ + " = ?1";
     if (!where.empty()) sql += " AND " + condition(where);
     try {
         SqliteStatement statement(connection(), sql);
@@ -199,7 +196,7 @@ bool SqliteTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
     const GdalErrors errors;
     try {
         SqliteStatement& statement =
-            prepared(fetches_, columns, [&] { return selection(columns) + " WHERE _rowid_ = ?1"; });
+            prepared(fetches_, columns, [&] { return selection(columns) + " WHERE " + key_ + " = ?1"; });
         const StatementRun run(statement);
         statement.bind(1, id);
         if (!statement.step()) return false;
@@ -219,7 +216,7 @@ void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cel
             std::string sql = "UPDATE " + quotedName(name()) + " SET ";
             for (const std::size_t column : columns)
                 sql += (column == columns.front() ? "" : ", ") + quotedName(current->columns[column].name) + " = ?";
-            return sql + " WHERE _rowid_ = ?";
+            return sql + " WHERE " + key_ + " = ?";
         });
         const StatementRun run(statement);
         int parameter = 1;

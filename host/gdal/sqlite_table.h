@@ -28,7 +28,7 @@ public:
 
     /// SELECT of the key and the columns, up to and with FROM.
     std::string selection(const ColumnSet& columns) const;
-    std::string key() const;
+    const std::string& key() const noexcept { return key_; }
     sqlite3* connection() const;
     /// Fills the columns from a row of selection().
     static void readRow(const SqliteStatement& row, const TableSchema& schema, const ColumnSet& columns, Cells& cells);
@@ -39,6 +39,7 @@ private:
     template <class MakeSql>
     SqliteStatement& prepared(std::vector<Prepared>& known, const ColumnSet& columns, MakeSql&& makeSql);
 
+    std::string key_;  // as SQL writes it
     std::vector<Prepared> fetches_;
     std::vector<Prepared> updates_;
 };

@@ -164,6 +164,21 @@ TEST_F(FeatureClasses, ObjectIdsHave64Bits) {
     EXPECT_EQ(sqlite(path_, "SELECT name FROM BOYLAT WHERE fid = 5000000000").front(), "far");
 }
 
+TEST_F(FeatureClasses, AKeyThatIsNotTheRowIdIsStillTheKey) {
+    makeChart(path_, 1);
+    sqlite(path_, "CREATE TABLE odd (id INT PRIMARY KEY, name TEXT); INSERT INTO odd VALUES (70, 'a'), (50, 'b')");
+    workspace_ = GdalWorkspace::open(path_, Access::Update);
+    const CComPtr<ITable> table = openTable("odd");
+    for (const ObjectId id : idsOf(workspace_->select("odd", "name = 'b'", std::nullopt))) {
+        CComPtr<IRow> found;
+        ASSERT_EQ(table->GetRow(id, &found), S_OK);
+        EXPECT_EQ(value(found, "name"), "BSTR:b");
+        EXPECT_EQ(found->put_Value(fieldIndex(found, "name"), variant("changed")), S_OK);
+        EXPECT_EQ(found->Store(), S_OK) << errorText();
+    }
+    EXPECT_EQ(sqlite(path_, "SELECT name FROM odd ORDER BY id"), (std::vector<std::string>{"changed", "a"}));
+}
+
 TEST_F(FeatureClasses, NamesAreUnicode) {
     makeChart(path_, 1);
     sqlite(path_,

@@ -2,9 +2,10 @@
 #include "host/chart.h"
 #include "host/child.h"
 
-#include <gdal_priv.h>
 #include <sys/resource.h>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 
 namespace host_test {
 namespace {
@@ -60,6 +61,21 @@ TEST_F(Transactions, RollbackTakesThemBack) {
     workspace_->rollback();
     symbolizeAll(*workspace_, "new");
     EXPECT_EQ(changedRows(), "10");
+}
+
+TEST_F(Transactions, ARunThatChangesNothingLeavesEveryByte) {
+    const auto bytes = [&] {
+        std::ifstream file(path_, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    makeChart(path_, 10);
+    const std::string before = bytes();
+    workspace_ = GdalWorkspace::open(path_, Access::Update);
+    workspace_->begin();
+    for (CComPtr<ICursor> cursor = update(); next(cursor);) continue;
+    workspace_->commit();
+    workspace_.reset();
+    EXPECT_TRUE(bytes() == before);
 }
 
 TEST_F(Transactions, AWorkspaceThatIsDroppedRollsBack) {
