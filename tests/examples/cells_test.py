@@ -47,6 +47,10 @@ class Cells(TestCase):
     def test_overview_cell(self):
         self.check("US1BS01M.000", 11, 1500)
 
+    def test_the_document_has_nothing_to_complain_of(self):
+        status, said = cxml_json("check", ENC / "enc.cxml")
+        self.assertEqual((status, said["document"]["messages"]), (0, []))
+
     def test_the_query_covers_the_document(self):
         classes = re.findall(r'featureClass name="(\w+)"', (ENC / "enc.cxml").read_text(encoding="utf-8"))
         self.assertEqual(sorted(classes), sorted(expected_queries()))

@@ -110,6 +110,10 @@ class Chart(TestCase):
         self.assertEqual((status, [layer["changed"] for layer in said["layers"]]), (0, [0] * len(layers())))
         self.assertEqual(self.symbols(), sorted(expected()))
 
+    def test_the_document_has_nothing_to_complain_of(self):
+        status, said = cxml_json("check", DOCUMENT)
+        self.assertEqual((status, said["document"]["messages"]), (0, []))
+
     def test_attributes_and_geometry_are_left_alone(self):
         before = shutil.copy(self.dataset, self.folder / "before.gpkg")
         cxml_json("symbolize", DOCUMENT, self.dataset, "--add-fields")
