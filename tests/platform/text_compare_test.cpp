@@ -109,6 +109,8 @@ const Pair equals[] = {
     {"oe", u"\u0153", VARCMP_EQ, u"oe"},
     {"thorn", u"\u00FE", VARCMP_EQ, u"th"},
     {"fi", u"\uFB01", VARCMP_EQ, u"fi"},
+    {"digits of another script are others", u"\u0661", VARCMP_GT, u"1"},
+    {"control character of Latin-1 is a symbol", u"a\u0096b", VARCMP_LT, u"ab"},
     {"soft hyphen is ignored", u"a\u00ADb", VARCMP_EQ, u"ab"},
     {"joiner is ignored", u"a\u200Db", VARCMP_EQ, u"ab"},
     {"byte order mark is ignored", u"\uFEFFa", VARCMP_EQ, u"a"},

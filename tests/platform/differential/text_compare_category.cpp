@@ -34,12 +34,13 @@ struct Alphabet {
 
 constexpr Alphabet alphabets[] = {
     {"ASCII", 0x20, 0x7E},          {"ASCII", 0x20, 0x7E},          {"control", 0x01, 0x20},
-    {"Latin-1", 0xA0, 0xFF},        {"Latin-A", 0x100, 0x17F},      {"accent", 0x300, 0x33F},
+    {"Latin-1", 0x80, 0xFF},        {"Latin-A", 0x100, 0x17F},      {"accent", 0x300, 0x33F},
     {"Greek", 0x3B1, 0x3CE},        {"Cyrillic", 0x400, 0x45F},     {"Hebrew", 0x5D0, 0x5EA},
     {"Latin more", 0x1E00, 0x1E95}, {"Vietnamese", 0x1EA0, 0x1EF9}, {"punctuation", 0x2000, 0x2064},
     {"currency", 0x20A0, 0x20B5},   {"Hiragana", 0x3041, 0x3096},   {"Katakana", 0x30A1, 0x30FA},
     {"CJK", 0x4E00, 0x4E59},        {"Hangul", 0xAC00, 0xD7A3},     {"private", 0xE000, 0xF8FF},
-    {"full width", 0xFF01, 0xFF5E},
+    {"full width", 0xFF01, 0xFF5E}, {"digits", 0x660, 0x669},       {"digits", 0x6F0, 0x6F9},
+    {"digits", 0x966, 0x96F},
 };
 
 constexpr OLECHAR fewUnits[] = {'a', 'A', 'b', 'B', '-', '\'', ' ', '_', '1', 0xE4, 0xC4, 0x2013};
@@ -168,6 +169,10 @@ void addComparisonEdges(Report& report) {
                                        OLESTR("la"),
                                        OLESTR("\u2122"),
                                        OLESTR("\u00BD"),
+                                       OLESTR("\u0661"),
+                                       OLESTR("\u06F1"),
+                                       OLESTR("1"),
+                                       OLESTR("a\u0096b"),
                                        OLESTR("\u00B2"),
                                        OLESTR("\u20AC"),
                                        OLESTR("\u1EBD"),
