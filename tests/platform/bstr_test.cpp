@@ -33,7 +33,7 @@ TEST_F(Bstr, NullHasNoLengthAndIsFreed) {
 }
 
 TEST_F(Bstr, EmptyTextIsNotNull) {
-    const BSTR text = SysAllocString(OLESTR(""));
+    BSTR text = SysAllocString(OLESTR(""));
     ASSERT_NE(text, nullptr);
     EXPECT_EQ(SysStringLen(text), 0U);
     EXPECT_EQ(text[0], 0);
@@ -41,7 +41,7 @@ TEST_F(Bstr, EmptyTextIsNotNull) {
 }
 
 TEST_F(Bstr, LengthCountsEmbeddedZeros) {
-    const BSTR text = SysAllocStringLen(OLESTR("a\0b"), 3);
+    BSTR text = SysAllocStringLen(OLESTR("a\0b"), 3);
     EXPECT_EQ(viewOf(text), WideView(OLESTR("a\0b"), 3));
     EXPECT_EQ(SysStringByteLen(text), 6U);
     EXPECT_EQ(text[3], 0);
@@ -49,14 +49,14 @@ TEST_F(Bstr, LengthCountsEmbeddedZeros) {
 }
 
 TEST_F(Bstr, LengthWithoutTextOnlyReserves) {
-    const BSTR text = SysAllocStringLen(nullptr, 5);
+    BSTR text = SysAllocStringLen(nullptr, 5);
     EXPECT_EQ(SysStringLen(text), 5U);
     EXPECT_EQ(text[5], 0);
     SysFreeString(text);
 }
 
 TEST_F(Bstr, OddByteCountIsKeptAndTerminated) {
-    const BSTR text = SysAllocStringByteLen("abc", 3);
+    BSTR text = SysAllocStringByteLen("abc", 3);
     EXPECT_EQ(SysStringByteLen(text), 3U);
     EXPECT_EQ(SysStringLen(text), 1U);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(text), 6), std::string("abc\0\0\0", 6));
@@ -79,18 +79,18 @@ TEST_F(Bstr, EverySizeKeepsItsContentBesideItsNeighbours) {
             texts.push_back(SysAllocStringLen(content.c_str(), length));
         }
         EXPECT_EQ(newlyHeld(), texts.size());
-        for (const BSTR text : texts) {
+        for (BSTR text : texts) {
             const UINT length = SysStringLen(text);
             EXPECT_EQ(viewOf(text), WideString(length, static_cast<OLECHAR>(u'!' + length % 90)));
             EXPECT_EQ(text[length], 0);
         }
-        for (const BSTR text : texts) SysFreeString(text);
+        for (BSTR text : texts) SysFreeString(text);
         EXPECT_EQ(newlyHeld(), 0U);
     }
 }
 
 TEST_F(Bstr, CountFollowsTextsThroughOtherThreads) {
-    const BSTR mine = SysAllocString(OLESTR("made here, freed there"));
+    BSTR mine = SysAllocString(OLESTR("made here, freed there"));
     BSTR theirs = nullptr;
     std::thread([&] {
         SysFreeString(mine);
@@ -118,7 +118,7 @@ TEST_F(Bstr, CountHoldsWhileManyThreadsHandTextsOn) {
     std::vector<std::thread> takers;
     for (auto& texts : made)
         takers.emplace_back([&texts] {
-            for (const BSTR text : texts) SysFreeString(text);
+            for (BSTR text : texts) SysFreeString(text);
         });
     for (std::thread& taker : takers) taker.join();
     EXPECT_EQ(newlyHeld(), 0U);
@@ -142,12 +142,12 @@ TEST_F(Bstr, TextsFreedByAThreadsLastDestructorsCount) {
 
 TEST_F(Bstr, OneAllocationFails) {
     PlatformFailBstrAllocation(2, false);
-    const BSTR first = SysAllocString(OLESTR("1"));
+    BSTR first = SysAllocString(OLESTR("1"));
     EXPECT_NE(first, nullptr);
     EXPECT_FALSE(PlatformBstrAllocationFailed());
     EXPECT_EQ(SysAllocString(OLESTR("2")), nullptr);
     EXPECT_TRUE(PlatformBstrAllocationFailed());
-    const BSTR third = SysAllocString(OLESTR("3"));
+    BSTR third = SysAllocString(OLESTR("3"));
     EXPECT_NE(third, nullptr);
     SysFreeString(first);
     SysFreeString(third);
@@ -160,7 +160,7 @@ TEST_F(Bstr, AllLaterAllocationsFail) {
     EXPECT_EQ(SysAllocStringByteLen(nullptr, 2), nullptr);
     PlatformFailBstrAllocation(0, false);
     EXPECT_FALSE(PlatformBstrAllocationFailed());
-    const BSTR text = SysAllocString(OLESTR("again"));
+    BSTR text = SysAllocString(OLESTR("again"));
     EXPECT_NE(text, nullptr);
     SysFreeString(text);
 }

@@ -65,6 +65,14 @@ static_assert(sizeClassOf(1) == 0 && sizeClassOf(32) == 0 && sizeClassOf(33) == 
 static_assert(sizeClassOf(257) == 8 && sizeClassOf(4096) == 11 && sizeClassOf(4097) == uncached);
 static_assert(sizeOfClass(7) == 256 && sizeOfClass(8) == 512 && sizeOfClass(11) == 4096);
 
+// The heap itself: there is nothing below to manage the blocks' memory.
+void* takeFromHeap(std::size_t bytes) {
+    return std::malloc(bytes);  // NOLINT(cppcoreguidelines-no-malloc)
+}
+void giveToHeap(void* block) {
+    std::free(block);  // NOLINT(cppcoreguidelines-no-malloc)
+}
+
 enum class Phase : unsigned char { Unused, Live, Ended };
 
 /// What one thread keeps. It has no constructor or destructor to run, so that texts may be made and freed as long as
@@ -80,7 +88,9 @@ struct ThreadState {
     bool caching;
 };
 
-constinit thread_local ThreadState threadState{};
+// Found without a call, which halves the time of a text's life; the loader keeps room for so little even when this
+// library is loaded late.
+[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadState threadState{};
 
 /// The threads that are alive, and the balance of those that have ended.
 struct Registry {
@@ -126,7 +136,7 @@ struct Membership {
         for (FreeBlock*& list : state.kept)
             while (FreeBlock* block = list) {
                 list = block->next;
-                std::free(block);
+                giveToHeap(block);
             }
     }
 };
@@ -156,14 +166,14 @@ bool mustFail() {
 }
 
 void* takeBlock(ThreadState& state, std::uint32_t sizeClass, std::size_t bytes) {
-    if (sizeClass == uncached) return std::malloc(bytes);
+    if (sizeClass == uncached) return takeFromHeap(bytes);
     if (FreeBlock* block = state.kept[sizeClass]) {
         state.kept[sizeClass] = block->next;
         --state.keptCount[sizeClass];
         return block;
     }
     // Without the cache the block has exactly the size asked for, and a sanitizer sees its end.
-    return std::malloc(state.caching ? sizeOfClass(sizeClass) : bytes);
+    return takeFromHeap(state.caching ? sizeOfClass(sizeClass) : bytes);
 }
 
 bool keepBlock(ThreadState& state, std::uint32_t sizeClass, void* block) {
@@ -207,13 +217,13 @@ BSTR SysAllocString(const OLECHAR* text) {
 }
 
 BSTR SysAllocStringLen(const OLECHAR* text, UINT length) {
-    const BSTR result = allocate(std::size_t{length} * sizeof(OLECHAR));
+    BSTR result = allocate(std::size_t{length} * sizeof(OLECHAR));
     if (result && text) std::memcpy(result, text, length * sizeof(OLECHAR));
     return result;
 }
 
 BSTR SysAllocStringByteLen(const char* data, UINT bytes) {
-    const BSTR result = allocate(bytes);
+    BSTR result = allocate(bytes);
     if (result && data) std::memcpy(result, data, bytes);
     return result;
 }
@@ -223,7 +233,7 @@ void SysFreeString(BSTR text) {
     ThreadState& state = currentThread();
     count(state, -1);
     Header* header = headerOf(text);
-    if (!keepBlock(state, header->sizeClass, header)) std::free(header);
+    if (!keepBlock(state, header->sizeClass, header)) giveToHeap(header);
 }
 
 UINT SysStringLen(BSTR text) {

@@ -37,11 +37,12 @@ TimeOfDay timeOf(double fraction) {
     time.minute = static_cast<unsigned>(rest);
     rest = (rest - time.minute) * 60;
     time.second = static_cast<unsigned>(rest);
-    if (rest - time.second <= 0.5 || ++time.second < 60) return time;
-    time.second = 0;
-    if (++time.minute < 60) return time;
-    time.minute = 0;
-    ++time.hour;
+    if (rest - time.second <= 0.5) return time;
+    time.second += 1;
+    time.minute += time.second / 60;
+    time.second %= 60;
+    time.hour += time.minute / 60;
+    time.minute %= 60;
     return time;
 }
 
