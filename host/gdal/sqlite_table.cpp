@@ -29,8 +29,12 @@ public:
 
     bool next(ObjectId& id, Cells& cells) override {
         const GdalErrors errors;
-        if (!statement_) start();
-        if (!statement_->step()) return false;
+        try {
+            if (!statement_) start();
+            if (!statement_->step()) return false;
+        } catch (const HostError& error) {
+            table_->failReading(error);
+        }
         lastId_ = statement_->integer(0);
         started_ = true;
         SqliteTable::readRow(*statement_, *schema_, columns_, cells);
@@ -68,23 +72,32 @@ public:
 
     bool next(ObjectId& id, Cells& cells) override {
         const GdalErrors errors;
-        for (; position_ < ids_->size(); ++position_) {
-            const StatementRun run(*statement_);
-            statement_->bind(1, (*ids_)[position_]);
-            if (!statement_->step()) continue;
-            SqliteTable::readRow(*statement_, *schema_, columns_, cells);
-            id = (*ids_)[position_++];
-            return true;
+        try {
+            while (position_ < ids_->size())
+                if (readOne(id = (*ids_)[position_++], cells)) return true;
+            return false;
+        } catch (const HostError& error) {
+            table_->failReading(error);
         }
-        return false;
     }
     void setColumns(const ColumnSet& columns) override {
         columns_ = columns;
-        statement_ = std::make_unique<SqliteStatement>(
-            table_->connection(), table_->selection(columns_) + " WHERE " + table_->key() + " = ?1");
+        statement_.reset();
     }
 
 private:
+    // False for a row that has gone since its id was settled.
+    bool readOne(ObjectId id, Cells& cells) {
+        if (!statement_)
+            statement_ = std::make_unique<SqliteStatement>(
+                table_->connection(), table_->selection(columns_) + " WHERE " + table_->key() + " = ?1");
+        const StatementRun run(*statement_);
+        statement_->bind(1, id);
+        if (!statement_->step()) return false;
+        SqliteTable::readRow(*statement_, *schema_, columns_, cells);
+        return true;
+    }
+
     std::shared_ptr<SqliteTable> table_;
     std::shared_ptr<const TableSchema> schema_;
     SharedIds ids_;
@@ -179,6 +192,10 @@ std::unique_ptr<RowReader> SqliteTable::read(const ColumnSet& columns, SharedIds
     auto self = std::static_pointer_cast<SqliteTable>(shared_from_this());
     if (ids) return std::make_unique<IdReader>(std::move(self), columns, std::move(ids));
     return std::make_unique<ScanReader>(std::move(self), columns);
+}
+
+void SqliteTable::failReading(const HostError& error) const {
+    fail(std::string("cannot be read: ") + error.what());
 }
 
 template <class MakeSql>

@@ -33,6 +33,9 @@ public:
     /// Fills the columns from a row of selection().
     static void readRow(const SqliteStatement& row, const TableSchema& schema, const ColumnSet& columns, Cells& cells);
 
+    /// Throws the failure of a reader, with the table's name.
+    [[noreturn]] void failReading(const HostError& error) const;
+
 private:
     // A statement and the columns that it is for; callers ask for few different sets.
     using Prepared = std::pair<ColumnSet, std::unique_ptr<SqliteStatement>>;

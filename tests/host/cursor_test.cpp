@@ -2,6 +2,7 @@
 #include "host/chart.h"
 
 #include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -273,6 +274,40 @@ TEST_F(Cursors, AWriteThatFailsIsKeptByTheMonitor) {
     EXPECT_EQ(monitor.changed, 2);
     EXPECT_EQ(monitor.failure, path_ + ", layer BOYLAT: row 3 cannot be written: row is guarded");
     workspace_->watch(nullptr);
+}
+
+TEST_F(Cursors, AReadThatFailsIsKeptByTheMonitor) {
+    for (const char* where : {"", "fid > 0"}) {
+        makeChart(path_, 5000);
+        const auto size = static_cast<std::streamoff>(std::filesystem::file_size(path_));
+        std::fstream(path_, std::ios::in | std::ios::out | std::ios::binary)
+            .seekp(size / 2)
+            .write(std::string(65536, '\xFF').data(), 65536);
+        workspace_ = GdalWorkspace::open(path_, Access::Update);
+        RunMonitor monitor;
+        workspace_->watch(&monitor);
+        CComPtr<ICursor> cursor;
+        CComPtr<IRow> row;
+        HRESULT hr = openTable()->Update(filter({"name"}, where), VARIANT_FALSE, &cursor);
+        while (hr == S_OK) {
+            row.Release();
+            hr = cursor->NextRow(&row);
+        }
+        EXPECT_EQ(hr, E_FAIL);
+        EXPECT_FALSE(row);
+        const std::string text = errorText();
+        EXPECT_TRUE(text.starts_with(path_ + ", layer BOYLAT: ")) << text;
+        EXPECT_TRUE(text.ends_with("database disk image is malformed")) << text;
+        if (cursor) {
+            EXPECT_GT(monitor.rows, 100);
+            EXPECT_EQ(monitor.failure, text);
+            EXPECT_EQ(cursor->NextRow(&row), S_FALSE);
+        }
+        workspace_->watch(nullptr);
+        cursor.Release();
+        workspace_.reset();
+        std::filesystem::remove(path_);
+    }
 }
 
 TEST_F(Cursors, ARowThatIsGoneCannotBeWritten) {
