@@ -1,6 +1,7 @@
 // cxml import, and a chart from its cell to its symbols.
 #include "tool_test.h"
 
+#include <csignal>
 #include <cstdlib>
 
 namespace {
@@ -65,6 +66,24 @@ TEST_F(Import, ExistingDatasetIsNotTouched) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_NE(outcome.err.find(dataset), std::string::npos) << outcome.err;
     EXPECT_TRUE(readFile(dataset) == before);
+}
+
+TEST_F(Import, InterruptLeavesNothing) {
+    NEED_CELLS();
+    const std::string dataset = inFolder("chart.gpkg").string();
+    ProcessOptions options;
+    options.errorsToTerminal = true;
+    bool sent = false;
+    options.onErrorText = [&](pid_t pid, const std::string& text) {
+        if (sent || text.find("importing") == std::string::npos) return;
+        sent = true;
+        kill(pid, SIGINT);
+    };
+    const Outcome outcome = cxml({"import", (cells() / "US5OH10M.000").string(), dataset}, options);
+    EXPECT_TRUE(sent);
+    EXPECT_EQ(outcome.status, 130) << outcome.err;
+    EXPECT_NE(outcome.err.find("cxml: interrupted\r\n"), std::string::npos) << outcome.err;
+    EXPECT_TRUE(fs::is_empty(inFolder("."))) << "neither the dataset nor a part of it";
 }
 
 TEST_F(Import, MakesALayerPerObjectClassAndSaysItsRows) {

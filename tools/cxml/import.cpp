@@ -13,22 +13,25 @@ namespace {
 // Leaves the progress callback, which is how an import is stopped.
 struct Stopped {};
 
-ExitStatus import(std::vector<std::string> paths) {
+// The last path is the dataset, those before it are cells.
+ExitStatus importPaths(std::vector<std::string> paths) {
     const std::string dataset = paths.back();
     paths.pop_back();
     Console console(Console::Bar::WhenTerminal);
     console.progress().startShare("importing");
     try {
         const std::vector<embedded_host::LayerInfo> layers =
-            embedded_host::importCells(paths, dataset, [&](double share) { console.progress().share(share); });
+            embedded_host::importCells(paths, dataset, [&](double share) {
+                if (stopRequested() && share < 1) throw Stopped();  // a finished dataset stays
+                console.progress().share(share);
+            });
         for (const embedded_host::LayerInfo& layer : layers)
             console.result(fmt::format("{}: {} row{}", layer.name, layer.rowCount, layer.rowCount == 1 ? "" : "s"));
         return ExitStatus::Good;
+    } catch (const Stopped&) {
+        console.complain("interrupted");
+        return ExitStatus::Interrupted;
     } catch (const embedded_host::HostError& e) {
-        if (stopRequested()) {
-            console.complain("interrupted");
-            return ExitStatus::Interrupted;
-        }
         console.complain(e.what());
         return ExitStatus::Unusable;
     }
@@ -44,7 +47,7 @@ void addImport(CLI::App& app, Command& chosen) {
         ->required()
         ->expected(2, CLI::detail::expected_max_vector_size)
         ->type_name("");
-    command->callback([&chosen, paths] { chosen = [paths] { return import(*paths); }; });
+    command->callback([&chosen, paths] { chosen = [paths] { return importPaths(*paths); }; });
 }
 
 }  // namespace cxml
