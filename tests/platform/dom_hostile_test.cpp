@@ -59,6 +59,8 @@ const Bomb bombs[] = {
     {"ManySmallReferences",
      [] { return "<!DOCTYPE a [<!ENTITY e '" + std::string(900, 'x') + "'>]><a>" + repeated("&e;", 200000) + "</a>"; },
      tooMuch},
+    {"ManyTinyReferences", [] { return "<!DOCTYPE a [<!ENTITY e 'x'>]><a>" + repeated("&e;", 1'000'000) + "</a>"; },
+     tooMuch},
     {"ManyElementsFromAnEntity",
      [] { return "<!DOCTYPE a [<!ENTITY e '" + repeated("<b/>", 10000) + "'>]><a>" + repeated("&e;", 10000) + "</a>"; },
      tooMuch},

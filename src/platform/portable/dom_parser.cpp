@@ -22,8 +22,10 @@ constexpr int options = XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_BIG_LINES 
 #endif
                         XML_PARSE_IGNORE_ENC;  // the source decodes
 
-/// What declarations may add to a document of any size: references to entities, defaulted attributes.
-constexpr std::uint64_t freeExpansion = 4'000'000;
+/// Bytes that declarations may add to a document: by references to entities, and by defaulted attributes.
+constexpr std::uint64_t largestExpansion = 4'000'000;
+/// What a reference costs beside its text: the parser copies the text before it once more.
+constexpr std::uint64_t referenceCost = 400;
 
 bool isExternal(const xmlEntity* entity) {
     return entity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY || entity->etype == XML_EXTERNAL_PARAMETER_ENTITY;
@@ -34,6 +36,8 @@ bool isFatal(ReportedError error) {
     // MSXML knows version 1.0 only.
     if (error->domain == XML_FROM_PARSER && error->code == XML_WAR_UNKNOWN_VERSION) return true;
     if (error->level == XML_ERR_FATAL) return true;
+    // Any text may be the name of a namespace.
+    if (error->code == XML_WAR_NS_URI || error->code == XML_WAR_NS_URI_RELATIVE) return false;
     // Undeclared prefixes and entities are errors without being against well-formedness in its narrow sense; what is
     // only against a document type is not looked at.
     return error->level == XML_ERR_ERROR && error->domain != XML_FROM_DTD && error->domain != XML_FROM_VALID;
@@ -133,9 +137,8 @@ void Parser::onError(void* /*context*/, ReportedError error) noexcept {
     });
 }
 
-bool Parser::allowsExpansion(std::uint64_t added) {
-    expanded_ += added;
-    if (expanded_ <= freeExpansion + 2 * source_.delivered()) return true;
+bool Parser::isWithin(std::uint64_t expanded, std::uint64_t limit) {
+    if (expanded <= limit) return true;
     fail("The declarations of the document expand to too much text.");
     return false;
 }
@@ -153,7 +156,8 @@ bool Parser::allows(const xmlEntity* entity, const xmlParserCtxt* context) {
         const auto* text = reinterpret_cast<const xmlChar*>(name.c_str());
         return isParameter ? xmlGetParameterEntity(context->myDoc, text) : xmlGetDocEntity(context->myDoc, text);
     };
-    return allowsExpansion(entitySizes_.sizeOf(entity, isParameter ? '%' : '&', lookup));
+    referenced_ += entitySizes_.sizeOf(entity, isParameter ? '%' : '&', lookup) + referenceCost;
+    return isWithin(referenced_, largestExpansion);
 }
 
 xmlEntity* Parser::getEntity(void* context, const xmlChar* name) noexcept {
@@ -193,7 +197,9 @@ void Parser::startElement(void* context, const xmlChar* name, const xmlChar* pre
         for (int i = attributeCount - defaultedCount; i < attributeCount; ++i)
             added += static_cast<std::uint64_t>(attributes[5 * i + 4] - attributes[5 * i + 3]);
         for (int i = 0; i < namespaceCount; ++i) added += viewOf(namespaces[2 * i + 1]).size();
-        allowed = self.allowsExpansion(added);
+        self.defaulted_ += added;
+        // Namespaces that the document spells out are counted too, hence what was read counts for it.
+        allowed = self.isWithin(self.defaulted_, largestExpansion + 2 * self.source_.delivered());
     });
     if (!allowed) namespaceCount = attributeCount = 0;
     // Not called defaulted, all attributes come into the tree.

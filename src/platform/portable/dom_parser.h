@@ -41,7 +41,7 @@ private:
     void guarded(Body&& body) noexcept;
     void installHandlers();
     bool allows(const xmlEntity* entity, const xmlParserCtxt* context);
-    bool allowsExpansion(std::uint64_t added);
+    bool isWithin(std::uint64_t expanded, std::uint64_t limit);
     void fail(std::string_view reason);
     bool failed() const { return failure_.code != 0; }
 
@@ -49,7 +49,8 @@ private:
     xmlParserCtxt* context_;
     xmlSAXHandler original_{};
     EntitySizes entitySizes_;
-    std::uint64_t expanded_ = 0;
+    std::uint64_t referenced_ = 0;  ///< bytes that references to entities have cost
+    std::uint64_t defaulted_ = 0;   ///< bytes of defaulted attributes and of namespaces
     ParseFailure failure_;
     bool outOfMemory_ = false;
 };

@@ -26,8 +26,10 @@ public:
         lastKept_ = text_.size();
     }
     void addGap() { gap_ = true; }
+    std::size_t size() const { return text_.size(); }
 
-    std::string take() {
+    std::string take() { return std::move(text_); }
+    std::string takeTrimmed() {
         std::size_t end = text_.size();
         while (end > lastKept_ && isSpace(text_[end - 1])) --end;
         std::size_t begin = 0;
@@ -54,8 +56,10 @@ bool countsSpace(const xmlNode* text) {
 }
 
 void joinText(const xmlNode* element, TextJoiner& joiner) {
+    const std::size_t sizeBefore = joiner.size();
     for (const xmlNode* child = element->children; child; child = child->next) {
-        if (hasMark(child, Mark::GapBefore)) joiner.addGap();
+        // Before an element's first text nothing is separated.
+        if (hasMark(child, Mark::GapBefore) && joiner.size() > sizeBefore) joiner.addGap();
         if (child->type == XML_ELEMENT_NODE)
             joinText(child, joiner);
         else if (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE)
@@ -146,11 +150,11 @@ std::string nodeText(const xmlNode* node) {
         case XML_ELEMENT_NODE:
         case XML_DOCUMENT_NODE:
             joinText(node, joiner);
-            return joiner.take();
+            return hasMark(node, Mark::PreservesSpace) ? joiner.take() : joiner.takeTrimmed();
         case XML_TEXT_NODE:
         case XML_CDATA_SECTION_NODE:
             joiner.add(viewOf(node->content), countsSpace(node));
-            return joiner.take();
+            return joiner.takeTrimmed();
         case XML_ATTRIBUTE_NODE:
             return attributeValue(reinterpret_cast<const xmlAttr*>(node));
         case XML_COMMENT_NODE:

@@ -36,7 +36,7 @@ bool isNamed(const xmlNode* node, std::string_view name);
 
 std::string attributeValue(const xmlAttr* attribute);
 /// The text of the node and its descendants. Where white space does not count, it is trimmed, and one space stands for
-/// what was dropped between tags; CDATA sections are taken as they are.
+/// what was dropped after a text and between tags; CDATA sections are taken as they are.
 std::string nodeText(const xmlNode* node);
 
 }  // namespace symbology_platform::dom
