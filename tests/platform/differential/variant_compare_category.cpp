@@ -1,6 +1,7 @@
 // VarCmp of every type with every type.
 #include "platform/differential/variants.h"
 
+#include <initializer_list>
 #include <limits>
 
 namespace differential {
@@ -20,11 +21,11 @@ void addComparison(Report& report, const CComVariant& left, const CComVariant& r
 std::vector<CComVariant> samples() {
     std::vector<CComVariant> all(1);
     all.push_back(integerVariant(VT_NULL, 0));
-    for (const VARTYPE type :
-         {VT_BOOL, VT_I1, VT_UI1, VT_I2, VT_UI2, VT_I4, VT_UI4, VT_I8, VT_UI8, VT_INT, VT_UINT, VT_CY, VT_ERROR})
+    for (const VARTYPE type : std::initializer_list<VARTYPE>{VT_BOOL, VT_I1, VT_UI1, VT_I2, VT_UI2, VT_I4, VT_UI4,
+                                                             VT_I8, VT_UI8, VT_INT, VT_UINT, VT_CY, VT_ERROR})
         for (const int value : {-10000, -1, 0, 1, 10000})
             all.push_back(integerVariant(static_cast<VARTYPE>(type), static_cast<std::uint64_t>(value)));
-    for (const VARTYPE type : {VT_R4, VT_R8, VT_DATE})
+    for (const VARTYPE type : std::initializer_list<VARTYPE>{VT_R4, VT_R8, VT_DATE})
         for (const double value : {-1.0, -0.0, 0.1, 1.0, 1.5, 10000.0, 1e18})
             all.push_back(realVariant(static_cast<VARTYPE>(type), value));
     for (const bool negative : {false, true})

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 
 namespace differential {
@@ -134,7 +135,7 @@ void addReals(std::vector<CComVariant>& all) {
                                         1.7976931348623157e308,
                                         2.2250738585072014e-308,
                                         4.9406564584124654e-324};
-    for (const VARTYPE type : {VT_R4, VT_R8, VT_DATE})
+    for (const VARTYPE type : std::initializer_list<VARTYPE>{VT_R4, VT_R8, VT_DATE})
         for (const double value : values) {
             if (type == VT_R4 && value > 3.5e38) continue;
             all.push_back(realVariant(type, value));
@@ -145,7 +146,7 @@ void addReals(std::vector<CComVariant>& all) {
         0.999995,  0.99999,   43861.99999421, 43861.99999422, -0.25,     -1.75,   -657434.0,
         -657435.0, 2958465.0, 2958465.99999,  2958466.0,      2958465.5, 0.00001, 43861.5};
     for (const double day : days) all.push_back(realVariant(VT_DATE, day));
-    for (const VARTYPE type : {VT_R4, VT_R8}) {
+    for (const VARTYPE type : std::initializer_list<VARTYPE>{VT_R4, VT_R8}) {
         all.push_back(realVariant(type, std::numeric_limits<double>::infinity()));
         all.push_back(realVariant(type, -std::numeric_limits<double>::infinity()));
         all.push_back(realVariant(type, std::numeric_limits<double>::quiet_NaN()));
