@@ -115,13 +115,13 @@ std::vector<LayerInfo> importCells(const std::vector<std::string>& cells, const 
     if (exists(dataset)) throw HostError(dataset + ": exists already; an import makes a new dataset");
     UnfinishedFile file(dataset);
     {
+        const GdalErrors errors;  // before the dataset: it may also complain when a failure closes it
         DatasetHandle target;
         const auto count = static_cast<double>(cells.size());
         for (std::size_t i = 0; i < cells.size(); ++i)
             importCell(cells[i], file.name(), target, [&](double done) {
                 if (progress) progress((static_cast<double>(i) + done) / count);
             });
-        const GdalErrors errors;
         target.reset();
         if (errors.any()) throw HostError(dataset + ": cannot be finished: " + errors.text({}));
     }
