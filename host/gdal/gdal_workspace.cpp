@@ -84,8 +84,8 @@ public:
 
 private:
     static ObjectIds ascending(ObjectIds ids) {
-        std::sort(ids.begin(), ids.end());
-        ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+        std::ranges::sort(ids);
+        ids.erase(std::ranges::unique(ids).begin(), ids.end());
         return ids;
     }
 

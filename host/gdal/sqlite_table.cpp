@@ -200,8 +200,7 @@ void SqliteTable::failReading(const HostError& error) const {
 
 template <class MakeSql>
 SqliteStatement& SqliteTable::prepared(std::vector<Prepared>& known, const ColumnSet& columns, MakeSql&& makeSql) {
-    const auto found =
-        std::find_if(known.begin(), known.end(), [&](const Prepared& entry) { return entry.first == columns; });
+    const auto found = std::ranges::find_if(known, [&](const Prepared& entry) { return entry.first == columns; });
     if (found != known.end()) return *found->second;
     constexpr std::size_t mostStatements = 32;
     if (known.size() >= mostStatements) known.erase(known.begin());
