@@ -72,8 +72,8 @@ private:
 
     void readSuffix() {
         // A sign may stand before or after the number. Behind it the platform is not strict about repetitions.
-        while (takeBlank() || take(u',') || (!leadingPlus_ && take(u'+')) || takeTrailingMinus() || take(currency_) ||
-               (opened_ && takeOnce(u')', closed_))) {
+        while (takeBlank() || (!number_.isPattern && take(u',')) || (!leadingPlus_ && take(u'+')) ||
+               takeTrailingMinus() || take(currency_) || (opened_ && takeOnce(u')', closed_))) {
         }
     }
     bool takeTrailingMinus() {
