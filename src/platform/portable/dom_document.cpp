@@ -30,7 +30,7 @@ public:
         *loaded = VARIANT_FALSE;
         const bool byReference = source.vt == (VT_BSTR | VT_BYREF);
         if ((source.vt != VT_BSTR && !byReference) || (byReference && !source.byref)) return E_INVALIDARG;
-        const BSTR path = byReference ? *static_cast<BSTR*>(source.byref) : source.bstrVal;
+        BSTR path = byReference ? *static_cast<BSTR*>(source.byref) : source.bstrVal;
         return replace([&] { return loadFile(viewOf(path)); }, loaded);
     }
 
@@ -74,11 +74,10 @@ private:
 }  // namespace symbology_platform::dom
 
 HRESULT createDomDocument(REFIID iid, void** object) {
-    using namespace symbology_platform::dom;
     *object = nullptr;
-    return atBoundary([&] {
+    return symbology_platform::dom::atBoundary([&] {
         CComPtr<IXMLDOMDocument> document;
-        document.Attach(new Document);
+        document.Attach(new symbology_platform::dom::Document);
         return document->QueryInterface(iid, object);
     });
 }

@@ -23,9 +23,9 @@ std::uint64_t EntitySizes::measure(const xmlEntity* entity, char sign, const Loo
     if (!isNew) return known->second;
     const std::string_view content = viewOf(entity->content);
     std::uint64_t size = content.size();
-    for (std::size_t at = content.find(sign); at != content.npos; at = content.find(sign, at + 1)) {
+    for (std::size_t at = content.find(sign); at != std::string_view::npos; at = content.find(sign, at + 1)) {
         const std::size_t end = content.find(';', at);
-        if (end == content.npos) break;
+        if (end == std::string_view::npos) break;
         const xmlEntity* inner = lookup(std::string(content.substr(at + 1, end - at - 1)));
         if (inner) size = std::min(size + measure(inner, sign, lookup, depth + 1), tooMuch);
     }

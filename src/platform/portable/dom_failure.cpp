@@ -44,7 +44,7 @@ std::string_view essence(std::string_view reason) {
     reason = reason.substr(0, reason.find('\n'));
     const std::size_t colon = reason.find(": ");
     const bool named = reason.starts_with("xml") && reason.find(' ') > colon;
-    return named && colon != reason.npos ? reason.substr(colon + 2) : reason;
+    return named && colon != std::string_view::npos ? reason.substr(colon + 2) : reason;
 }
 
 std::string sentence(std::string_view reason) {
@@ -87,12 +87,12 @@ ParseFailure describeFailure(std::string_view reason, const xmlParserCtxt* conte
     const auto [text, at] = windowOf(input);
     // A line's end belongs to the line; the parser may stand behind it.
     std::size_t begin = at == 0 ? 0 : text.rfind('\n', at - 1);
-    const bool lineBegins = begin != text.npos || input->consumed == 0;
-    begin = begin == text.npos || at == 0 ? 0 : begin + 1;
+    const bool lineBegins = begin != std::string_view::npos || input->consumed == 0;
+    begin = begin == std::string_view::npos || at == 0 ? 0 : begin + 1;
     if (lineBegins) failure.position = static_cast<LONG>(toUtf16(text.substr(begin, at - begin)).size()) + 1;
     if (at - begin > shownBefore) begin = at - shownBefore;
     while (begin < at && isContinuation(text[begin])) ++begin;
-    std::size_t end = std::min(text.find_first_of("\r\n", at), std::min(text.size(), at + shownAfter));
+    std::size_t end = std::min({text.find_first_of("\r\n", at), text.size(), at + shownAfter});
     while (end > at && end < text.size() && isContinuation(text[end])) --end;
     failure.sourceLine = toUtf16(text.substr(begin, end - begin));
     return failure;

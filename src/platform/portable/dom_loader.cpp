@@ -29,7 +29,7 @@ LoadResult load(ByteReader& reader, DocumentSource::Encoding encoding) {
 LoadResult loadFile(std::u16string_view path) {
     std::string name;
     if (path.empty()) return notLoaded("The path of the document is empty.");
-    if (path.find(u'\0') != path.npos || !toUtf8(path, name))
+    if (path.find(u'\0') != std::u16string_view::npos || !toUtf8(path, name))
         return notLoaded("The path of the document is not the name of a file.");
     FileReader reader(name);
     if (!reader.failure().empty()) return notLoaded(reader.failure());

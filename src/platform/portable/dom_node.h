@@ -25,6 +25,9 @@ HRESULT nodeGetAllAttributes(const NodeRef& ref, IXMLDOMNodeList** nodes);
 /// Implements IXMLDOMNode, or an interface derived from it, and INodeTrace through `Object::ref()`.
 template <class Object, class Interface>
 class NodeObject : public ComObject<Object, Interface, INodeTrace> {
+    NodeObject() = default;
+    friend Object;
+
 public:
     HRESULT STDMETHODCALLTYPE get_nodeName(BSTR* name) final { return nodeGetName(ref(), name); }
     HRESULT STDMETHODCALLTYPE get_attributes(IXMLDOMNamedNodeMap** attributes) final {

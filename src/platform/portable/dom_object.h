@@ -30,8 +30,9 @@ HRESULT atBoundary(Body&& body) noexcept {
 template <class Object, class First, class... Others>
 class ComObject : public First, public Others... {
 public:
-    ComObject() = default;
-    ComObject(const ComObject&) = delete;
+    // Classes may stand between this one and the object's: the object as the only friend would not do.
+    ComObject() = default;                 // NOLINT(bugprone-crtp-constructor-accessibility)
+    ComObject(const ComObject&) = delete;  // NOLINT(bugprone-crtp-constructor-accessibility)
     ComObject& operator=(const ComObject&) = delete;
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) final {

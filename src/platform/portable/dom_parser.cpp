@@ -52,12 +52,15 @@ int tagLine(const xmlParserInput* input) {
     return line;
 }
 
-}  // namespace
-
-Parser::Parser(DocumentSource& source) : source_(source) {
+xmlParserCtxt* newContext() {
     static std::once_flag initialized;
     std::call_once(initialized, xmlInitParser);
-    context_ = xmlNewParserCtxt();
+    return xmlNewParserCtxt();
+}
+
+}  // namespace
+
+Parser::Parser(DocumentSource& source) : source_(source), context_(newContext()) {
     if (!context_ || !context_->sax) throw std::bad_alloc();
     installHandlers();
 }
@@ -128,7 +131,7 @@ void Parser::onError(void* /*context*/, ReportedError error) noexcept {
     if (self.failed()) return;
     // The parser's bound on the length of a text is reported as if memory had run out.
     const std::string_view message = error->message ? error->message : "";
-    const bool tooLong = error->code == XML_ERR_NO_MEMORY && message.find("huge") != message.npos;
+    const bool tooLong = error->code == XML_ERR_NO_MEMORY && message.find("huge") != std::string_view::npos;
     if (error->code == XML_ERR_NO_MEMORY && !tooLong) self.outOfMemory_ = true;
     self.guarded([&] {
         // A text that broke off is at fault itself, not what the parser then misses.

@@ -76,7 +76,7 @@ bool isFunction(std::string_view name) {
                                                  "text",
                                                  "translate",
                                                  "true"};
-    return std::find(std::begin(names), std::end(names), name) != std::end(names);
+    return std::ranges::find(names, name) != std::end(names);
 }
 
 /// Copies an expression token by token.
@@ -109,7 +109,7 @@ private:
 
     void copyLiteral(char quote) {
         const std::size_t close = text_.find(quote, at_ + 1);
-        copy(close == text_.npos ? text_.size() - at_ : close + 1 - at_);
+        copy(close == std::string_view::npos ? text_.size() - at_ : close + 1 - at_);
         operandBefore_ = true;
     }
 
@@ -134,7 +134,7 @@ private:
                 length += 1 + local;
         }
         const std::size_t next = text_.find_first_not_of(" \t\r\n", at_ + length);
-        const std::string_view rest = next == text_.npos ? std::string_view() : text_.substr(next);
+        const std::string_view rest = next == std::string_view::npos ? std::string_view() : text_.substr(next);
         const std::string_view name = text_.substr(at_, length);
         if (rest.starts_with("::")) return copy(length);
         if (rest.starts_with('(')) return isFunction(name) ? copy(length) : reject();
@@ -171,7 +171,7 @@ SimplePath parseSimplePath(std::string_view path) {
         const std::string_view step = path.substr(0, slash);
         if (!isSimpleName(step)) return {};
         result.steps.push_back(step);
-        if (slash == path.npos) return result;
+        if (slash == std::string_view::npos) return result;
         path.remove_prefix(slash + 1);
     }
 }

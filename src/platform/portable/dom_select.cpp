@@ -65,7 +65,7 @@ HRESULT evaluate(xmlNode* node, const std::string& expression, bool firstOnly, s
 
 HRESULT select(xmlNode* node, std::u16string_view path, bool firstOnly, std::vector<xmlNode*>& found) {
     std::string text;
-    if (path.find(u'\0') != path.npos || !toUtf8(path, text)) return E_FAIL;
+    if (path.find(u'\0') != std::u16string_view::npos || !toUtf8(path, text)) return E_FAIL;
     const SimplePath simple = parseSimplePath(text);
     if (simple.steps.empty()) {
         const std::string expression = matchNamesAsWritten(text);

@@ -71,7 +71,7 @@ void joinText(const xmlNode* element, TextJoiner& joiner) {
 }  // namespace
 
 bool isSpace(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return isSpace(c); });
+    return std::ranges::all_of(text, [](char c) { return isSpace(c); });
 }
 
 std::u16string toUtf16(std::string_view text) {
@@ -96,7 +96,7 @@ bool toUtf8(std::u16string_view text, std::string& result) {
 }
 
 BSTR toBstr(std::u16string_view text) {
-    const BSTR result = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+    BSTR result = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
     if (!result) throw std::bad_alloc();
     return result;
 }
