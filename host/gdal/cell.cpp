@@ -80,8 +80,8 @@ std::string textOf(const Column& column, const VARIANT& value) {
 std::string limitedText(const Column& column, const VARIANT& value) {
     std::string text = textOf(column, value);
     if (column.width > 0) {
-        const auto characters = std::count_if(text.begin(), text.end(),
-                                              [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; });
+        const auto characters =
+            std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; });
         if (characters > column.width)
             refuse(DISP_E_OVERFLOW, column,
                    "'" + text + "' is longer than the field's " + std::to_string(column.width) + " characters");

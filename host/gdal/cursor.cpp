@@ -30,8 +30,8 @@ ColumnSet namedColumns(const TableSchema& schema, IQueryFilterSource& filter) {
         if (const LONG position = schema.find(viewOf(name)); position >= 0)
             columns.push_back(static_cast<std::size_t>(position));
     }
-    std::sort(columns.begin(), columns.end());
-    columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+    std::ranges::sort(columns);
+    columns.erase(std::ranges::unique(columns).begin(), columns.end());
     return columns;
 }
 
@@ -67,11 +67,8 @@ Cursor::~Cursor() {
     source_->monitor = nullptr;
 }
 
-void Cursor::note(const std::exception& failure) noexcept {
-    try {
-        if (source_->monitor && source_->monitor->failure.empty()) source_->monitor->failure = failure.what();
-    } catch (const std::bad_alloc&) {  // the status still says that it failed
-    }
+void Cursor::note(const std::exception& failure) {
+    if (source_->monitor && source_->monitor->failure.empty()) source_->monitor->failure = failure.what();
 }
 
 void Cursor::checkStop() const {
@@ -83,8 +80,7 @@ void Cursor::checkStop() const {
 void Cursor::readMissedColumns() {
     if (source_->missed.empty()) return;
     ColumnSet all;
-    std::set_union(columns_.begin(), columns_.end(), source_->missed.begin(), source_->missed.end(),
-                   std::back_inserter(all));
+    std::ranges::set_union(columns_, source_->missed, std::back_inserter(all));
     source_->missed.clear();
     columns_ = std::move(all);
     reader_->setColumns(columns_);

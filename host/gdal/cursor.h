@@ -30,7 +30,7 @@ private:
     void readMissedColumns();
     Row& rowToFill();
     void countRow();
-    void note(const std::exception& failure) noexcept;
+    void note(const std::exception& failure);
 
     std::shared_ptr<RowSource> source_;
     ColumnSet columns_;

@@ -2,6 +2,7 @@
 #include "host/gdal/dataset.h"
 
 #include "host/gdal/errors.h"
+#include "host/gdal/sqlite_statement.h"
 #include "host/gdal/table.h"
 #include "host/gdal/text.h"
 
@@ -67,6 +68,8 @@ void Dataset::Closer::operator()(GDALDataset* dataset) const noexcept {
 Dataset::Dataset(std::string name, Access access)
     : name_(std::move(name)), access_(access), gdal_(openGdal(name_, access)) {
     if (isSqliteFile(*gdal_)) sqlite_ = static_cast<sqlite3*>(gdal_->GetInternalHandle("SQLITE_HANDLE"));
+    // Text between double quotes is a name, never a text: a misspelt field is an error, not a comparison with its name.
+    if (sqlite_) sqlite3_db_config(sqlite_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     if (access_ == Access::Read) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
     if (!gdal_->TestCapability(ODsCTransactions))
@@ -123,8 +126,14 @@ void Dataset::noteChange(const std::string& table) {
 }
 
 void Dataset::lockForWriting() {
-    // Another process's lock, or a folder where no journal can be made, shows now and not at the first row.
-    if (isGeoPackage()) executeSql(*gdal_, "UPDATE gpkg_contents SET last_change = last_change WHERE 0");
+    if (!sqlite_) return;
+    // Another process's lock, or a folder where no journal can be made, shows now and not at the first row: writing the
+    // file's version anew, as it is, takes the lock and opens the journal.
+    SqliteStatement version(sqlite_, "PRAGMA user_version");
+    version.step();
+    const std::string same = std::to_string(version.integer(0));
+    version.reset();
+    SqliteStatement(sqlite_, "PRAGMA user_version = " + same).step();
 }
 
 void Dataset::begin() {
@@ -156,6 +165,8 @@ void Dataset::commit() {
     if (!inTransaction_) throw HostError(name_ + ": there is no transaction to commit");
     try {
         checkWritable();
+        // A run that changed nothing leaves the file as it is, to the byte.
+        if (changedTables_.empty()) return rollback();
         writeChangeTimes();
         const GdalErrors errors;
         if (gdal_->CommitTransaction() != OGRERR_NONE) throw HostError(errors.text("no reason given"));

@@ -54,7 +54,7 @@ public:
         const std::string clause = where.value_or(std::string());
         auto selected =
             std::make_shared<ObjectIds>(ids ? table->restrict(ascending(*ids), clause) : table->select(clause, false));
-        return new SelectionSet(new FeatureClass(table, std::string()), std::move(selected));
+        return new SelectionSet(new FeatureClass(table, usableSubtypeMetadata(*table)), std::move(selected));
     }
 
     std::vector<std::string> fieldNames(const std::string& layer) override {
@@ -84,9 +84,15 @@ public:
 
 private:
     static ObjectIds ascending(ObjectIds ids) {
-        std::sort(ids.begin(), ids.end());
-        ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+        std::ranges::sort(ids);
+        ids.erase(std::ranges::unique(ids).begin(), ids.end());
         return ids;
+    }
+
+    // A subtype field that the table lacks is for openFeatureClass() to complain about; a selection works without.
+    static std::string usableSubtypeMetadata(const Table& table) {
+        const bool usable = table.schema()->find(toWide(table.subtypeMetadata())) >= 0;
+        return usable ? table.subtypeMetadata() : std::string();
     }
 
     void addField(Table& table, const FieldRequest& request) {
@@ -96,6 +102,7 @@ private:
         if (dataset_->findLayer(table.name())->CreateField(&field, FALSE) != OGRERR_NONE)
             throw HostError(table.title() + ": cannot add field " + request.name + ": " +
                             errors.text("no reason given"));
+        dataset_->noteChange(table.name());
         table.refresh();
     }
 

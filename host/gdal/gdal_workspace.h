@@ -85,7 +85,8 @@ public:
 
 /// Imports S-57 cells (each with its update files) into a new GeoPackage: a layer per object class, list attributes as
 /// comma-separated text, soundings split, text as UTF-8, field widths not limited.
-/// \param progress called with the share done, 0 to 1; may be empty. \return names of the layers and their row counts.
+/// \param progress called with the share done, 0 to 1; may be empty; what it throws ends the import and leaves it.
+/// \return names of the layers and their row counts.
 /// \throws HostError naming the cell or the dataset; a dataset that could not be finished is removed.
 std::vector<LayerInfo> importCells(const std::vector<std::string>& cells, const std::string& dataset,
                                    const std::function<void(double)>& progress);

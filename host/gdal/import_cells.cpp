@@ -23,23 +23,6 @@ struct OptionsFree {
     void operator()(GDALVectorTranslateOptions* options) const noexcept { GDALVectorTranslateOptionsFree(options); }
 };
 
-// The share of one cell within the whole import.
-struct Progress {
-    const std::function<void(double)>& report;
-    std::size_t cell;
-    std::size_t cells;
-
-    static int CPL_STDCALL onProgress(double done, const char* /*message*/, void* context) {
-        const auto& self = *static_cast<const Progress*>(context);
-        try {
-            self.report((static_cast<double>(self.cell) + done) / static_cast<double>(self.cells));
-            return TRUE;
-        } catch (...) {  // the caller's way to stop the import; no exception may cross GDAL
-            return FALSE;
-        }
-    }
-};
-
 // A file under another name until it is finished, so that a half-made dataset is never taken for a whole one.
 class UnfinishedFile {
 public:
@@ -89,29 +72,38 @@ DatasetHandle openCell(const std::string& cell) {
     return opened;
 }
 
-std::unique_ptr<GDALVectorTranslateOptions, OptionsFree> translateOptions(bool append) {
+std::unique_ptr<GDALVectorTranslateOptions, OptionsFree> translateOptions(const char* layer, bool append) {
     std::vector<const char*> arguments{"-f", "GPKG", "-unsetFieldWidth", "-mapFieldType",
                                        "StringList=String,IntegerList=String"};
     if (append) arguments.insert(arguments.end(), {"-append", "-addfields"});
-    arguments.push_back(nullptr);
+    arguments.insert(arguments.end(), {layer, nullptr});
     // GDAL copies the arguments; its interface only forgets to say const.
     return std::unique_ptr<GDALVectorTranslateOptions, OptionsFree>(
         GDALVectorTranslateOptionsNew(const_cast<char**>(arguments.data()), nullptr));
 }
 
-void importCell(const std::string& cell, const std::string& file, DatasetHandle& target, Progress progress) {
-    const DatasetHandle source = openCell(cell);
+// Layer by layer: GDAL's own progress is silent for cells whose soundings are split.
+void importLayer(const std::string& cell, GDALDatasetH source, const char* layer, const std::string& file,
+                 DatasetHandle& target) {
     const GdalErrors errors;
-    const auto options = translateOptions(target != nullptr);
+    const auto options = translateOptions(layer, target != nullptr);
     if (!options) throw HostError(cell + ": " + errors.text("GDAL refused the import's options"));
-    if (progress.report) GDALVectorTranslateOptionsSetProgress(options.get(), &Progress::onProgress, &progress);
-    GDALDatasetH sources = source.get();
     int usageError = FALSE;
     GDALDatasetH result =
-        GDALVectorTranslate(target ? nullptr : file.c_str(), target.get(), 1, &sources, options.get(), &usageError);
+        GDALVectorTranslate(target ? nullptr : file.c_str(), target.get(), 1, &source, options.get(), &usageError);
     if (result && !target) target.reset(result);
     if (!result || usageError || errors.any())
-        throw HostError(cell + ": cannot be imported: " + errors.text("the import was stopped"));
+        throw HostError(cell + ": layer " + layer + " cannot be imported: " + errors.text("no reason given"));
+}
+
+void importCell(const std::string& cell, const std::string& file, DatasetHandle& target,
+                const std::function<void(double)>& progress) {
+    const DatasetHandle source = openCell(cell);
+    const int layers = GDALDatasetGetLayerCount(source.get());
+    for (int i = 0; i < layers; ++i) {
+        progress(static_cast<double>(i) / layers);
+        importLayer(cell, source.get(), OGR_L_GetName(GDALDatasetGetLayer(source.get(), i)), file, target);
+    }
 }
 
 }  // namespace
@@ -123,14 +115,18 @@ std::vector<LayerInfo> importCells(const std::vector<std::string>& cells, const 
     if (exists(dataset)) throw HostError(dataset + ": exists already; an import makes a new dataset");
     UnfinishedFile file(dataset);
     {
+        const GdalErrors errors;  // before the dataset: it may also complain when a failure closes it
         DatasetHandle target;
+        const auto count = static_cast<double>(cells.size());
         for (std::size_t i = 0; i < cells.size(); ++i)
-            importCell(cells[i], file.name(), target, {progress, i, cells.size()});
-        const GdalErrors errors;
+            importCell(cells[i], file.name(), target, [&](double done) {
+                if (progress) progress((static_cast<double>(i) + done) / count);
+            });
         target.reset();
         if (errors.any()) throw HostError(dataset + ": cannot be finished: " + errors.text({}));
     }
     file.finish();
+    if (progress) progress(1.0);
     return GdalWorkspace::open(dataset, GdalWorkspace::Access::Read)->layers();
 }
 

@@ -9,6 +9,7 @@
 #include <ogrsf_frmts.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -46,7 +47,7 @@ public:
     void setColumns(const ColumnSet& columns) override {
         // The rest of the block has been read without the new columns.
         if (inBlock_ < block_.size()) {
-            const auto rest = std::lower_bound(ids_->begin(), ids_->end(), block_[inBlock_]->GetFID());
+            const auto rest = std::ranges::lower_bound(*ids_, block_[inBlock_]->GetFID());
             position_ = static_cast<std::size_t>(rest - ids_->begin());
         }
         columns_ = columns;
@@ -62,8 +63,7 @@ private:
         table_->visitBlock(ids_->data() + position_, ids_->data() + end, {}, &columns_,
                            [&](OGRFeatureUniquePtr&& feature) { block_.push_back(std::move(feature)); });
         position_ = end;
-        std::sort(block_.begin(), block_.end(),
-                  [](const auto& left, const auto& right) { return left->GetFID() < right->GetFID(); });
+        std::ranges::sort(block_, [](const auto& left, const auto& right) { return left->GetFID() < right->GetFID(); });
     }
 
     std::shared_ptr<OgrTable> table_;
@@ -116,7 +116,7 @@ private:
         const std::shared_ptr<const TableSchema> schema = table_.schema();
         std::vector<const char*> ignored;
         for (std::size_t i = 0; i < schema->fieldCount() && !filterNeedsFields; ++i)
-            if (!columns || !std::binary_search(columns->begin(), columns->end(), i))
+            if (!columns || !std::ranges::binary_search(*columns, i))
                 ignored.push_back(schema->columns[i].name.c_str());
         ignored.push_back("OGR_GEOMETRY");
         ignored.push_back("OGR_STYLE");
@@ -154,7 +154,7 @@ ObjectIds OgrTable::select(const std::string& where, bool onlyOne) {
     Reading reading(*this, where, nullptr);
     ObjectIds ids;
     while (const OGRFeatureUniquePtr feature = reading.next()) ids.push_back(feature->GetFID());
-    std::sort(ids.begin(), ids.end());
+    std::ranges::sort(ids);
     if (onlyOne && ids.size() > 1) ids.erase(ids.begin() + 1, ids.end());
     return ids;
 }
@@ -163,13 +163,13 @@ ObjectIds OgrTable::restrict(const ObjectIds& ids, const std::string& where) {
     ObjectIds kept;
     if (!dataset().hasSql() && !where.empty()) {
         const ObjectIds matching = select(where, false);
-        std::set_intersection(ids.begin(), ids.end(), matching.begin(), matching.end(), std::back_inserter(kept));
+        std::ranges::set_intersection(ids, matching, std::back_inserter(kept));
         return kept;
     }
     for (std::size_t at = 0; at < ids.size(); at += blockRows)
         visitBlock(ids.data() + at, ids.data() + std::min(at + blockRows, ids.size()), where, nullptr,
                    [&](OGRFeatureUniquePtr&& feature) { kept.push_back(feature->GetFID()); });
-    std::sort(kept.begin(), kept.end());
+    std::ranges::sort(kept);
     return kept;
 }
 

@@ -11,7 +11,7 @@ namespace embedded_host {
 namespace {
 
 void insertInto(ColumnSet& columns, std::size_t column) {
-    const auto place = std::lower_bound(columns.begin(), columns.end(), column);
+    const auto place = std::ranges::lower_bound(columns, column);
     if (place == columns.end() || *place != column) columns.insert(place, column);
 }
 

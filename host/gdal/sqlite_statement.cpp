@@ -12,22 +12,6 @@ namespace embedded_host {
 
 namespace {
 
-// Text between double quotes is a name, never a text: a misspelt field is an error and not a comparison with its name.
-class StrictNames {
-public:
-    explicit StrictNames(sqlite3* connection) noexcept : connection_(connection) {
-        sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, -1, &before_);
-        sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
-    }
-    ~StrictNames() { sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, before_, nullptr); }
-    StrictNames(const StrictNames&) = delete;
-    StrictNames& operator=(const StrictNames&) = delete;
-
-private:
-    sqlite3* connection_;
-    int before_ = 0;
-};
-
 bool isBlank(const char* text) noexcept {
     while (*text == ' ' || *text == '\n' || *text == ';') ++text;
     return *text == '\0';
@@ -43,7 +27,6 @@ std::string_view textOf(sqlite3_stmt* statement, int column) noexcept {
 }  // namespace
 
 SqliteStatement::SqliteStatement(sqlite3* connection, const std::string& sql) : connection_(connection) {
-    const StrictNames strict(connection);
     const char* rest = nullptr;
     if (sqlite3_prepare_v2(connection_, sql.c_str(), -1, &statement_, &rest) != SQLITE_OK) fail();
     if (!statement_ || !isBlank(rest)) {

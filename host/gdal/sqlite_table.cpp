@@ -29,8 +29,12 @@ public:
 
     bool next(ObjectId& id, Cells& cells) override {
         const GdalErrors errors;
-        if (!statement_) start();
-        if (!statement_->step()) return false;
+        try {
+            if (!statement_) start();
+            if (!statement_->step()) return false;
+        } catch (const HostError& error) {
+            table_->failReading(error);
+        }
         lastId_ = statement_->integer(0);
         started_ = true;
         SqliteTable::readRow(*statement_, *schema_, columns_, cells);
@@ -68,23 +72,32 @@ public:
 
     bool next(ObjectId& id, Cells& cells) override {
         const GdalErrors errors;
-        for (; position_ < ids_->size(); ++position_) {
-            const StatementRun run(*statement_);
-            statement_->bind(1, (*ids_)[position_]);
-            if (!statement_->step()) continue;
-            SqliteTable::readRow(*statement_, *schema_, columns_, cells);
-            id = (*ids_)[position_++];
-            return true;
+        try {
+            while (position_ < ids_->size())
+                if (readOne(id = (*ids_)[position_++], cells)) return true;
+            return false;
+        } catch (const HostError& error) {
+            table_->failReading(error);
         }
-        return false;
     }
     void setColumns(const ColumnSet& columns) override {
         columns_ = columns;
-        statement_ = std::make_unique<SqliteStatement>(
-            table_->connection(), table_->selection(columns_) + " WHERE " + table_->key() + " = ?1");
+        statement_.reset();
     }
 
 private:
+    // False for a row that has gone since its id was settled.
+    bool readOne(ObjectId id, Cells& cells) {
+        if (!statement_)
+            statement_ = std::make_unique<SqliteStatement>(
+                table_->connection(), table_->selection(columns_) + " WHERE " + table_->key() + " = ?1");
+        const StatementRun run(*statement_);
+        statement_->bind(1, id);
+        if (!statement_->step()) return false;
+        SqliteTable::readRow(*statement_, *schema_, columns_, cells);
+        return true;
+    }
+
     std::shared_ptr<SqliteTable> table_;
     std::shared_ptr<const TableSchema> schema_;
     SharedIds ids_;
@@ -118,22 +131,19 @@ bool SqliteTable::suits(Dataset& dataset, OGRLayer& layer) {
     return connection && hasRowIds(connection, layer.GetName()) && hasPlainColumns(connection, layer.GetName());
 }
 
-SqliteTable::SqliteTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer) : Table(dataset, layer) {}
+SqliteTable::SqliteTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer)
+    : Table(dataset, layer), key_(*layer.GetFIDColumn() ? quotedName(layer.GetFIDColumn()) : "_rowid_") {}
 SqliteTable::~SqliteTable() = default;
 
 sqlite3* SqliteTable::connection() const {
     return dataset().sqlite();
 }
 
-std::string SqliteTable::key() const {
-    return "_rowid_";
-}
-
 std::string SqliteTable::selection(const ColumnSet& columns) const {
-    std::string sql = "SELECT _rowid_";
+    std::string sql = "SELECT " + key_;
     const std::shared_ptr<const TableSchema> current = schema();
     for (const std::size_t column : columns)
-        sql += column == current->keyPosition() ? ", _rowid_" : ", " + quotedName(current->columns[column].name);
+        sql += column == current->keyPosition() ? ", " + key_ : ", " + quotedName(current->columns[column].name);
     return sql + " FROM " + quotedName(name());
 }
 
@@ -145,10 +155,10 @@ void SqliteTable::readRow(const SqliteStatement& row, const TableSchema& schema,
 
 ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
     const GdalErrors errors;
-    std::string sql = "SELECT _rowid_ FROM " + quotedName(name());
+    std::string sql = "SELECT " + key_ + " FROM " + quotedName(name());
     if (!where.empty()) sql += " WHERE " + condition(where);
     // The condition is evaluated for all rows before the first id is used.
-    sql += " ORDER BY _rowid_";
+    sql += " ORDER BY " + key_;
     if (onlyOne) sql += " LIMIT 1";
     try {
         SqliteStatement statement(connection(), sql);
@@ -162,7 +172,7 @@ ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
 
 ObjectIds SqliteTable::restrict(const ObjectIds& ids, const std::string& where) {
     const GdalErrors errors;
-    std::string sql = "SELECT 1 FROM " + quotedName(name()) + " WHERE _rowid_ = ?1";
+    std::string sql = "SELECT 1 FROM " + quotedName(name()) + " WHERE " + key_ + " = ?1";
     if (!where.empty()) sql += " AND " + condition(where);
     try {
         SqliteStatement statement(connection(), sql);
@@ -184,10 +194,13 @@ std::unique_ptr<RowReader> SqliteTable::read(const ColumnSet& columns, SharedIds
     return std::make_unique<ScanReader>(std::move(self), columns);
 }
 
+void SqliteTable::failReading(const HostError& error) const {
+    fail(std::string("cannot be read: ") + error.what());
+}
+
 template <class MakeSql>
 SqliteStatement& SqliteTable::prepared(std::vector<Prepared>& known, const ColumnSet& columns, MakeSql&& makeSql) {
-    const auto found =
-        std::find_if(known.begin(), known.end(), [&](const Prepared& entry) { return entry.first == columns; });
+    const auto found = std::ranges::find_if(known, [&](const Prepared& entry) { return entry.first == columns; });
     if (found != known.end()) return *found->second;
     constexpr std::size_t mostStatements = 32;
     if (known.size() >= mostStatements) known.erase(known.begin());
@@ -199,7 +212,7 @@ bool SqliteTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
     const GdalErrors errors;
     try {
         SqliteStatement& statement =
-            prepared(fetches_, columns, [&] { return selection(columns) + " WHERE _rowid_ = ?1"; });
+            prepared(fetches_, columns, [&] { return selection(columns) + " WHERE " + key_ + " = ?1"; });
         const StatementRun run(statement);
         statement.bind(1, id);
         if (!statement.step()) return false;
@@ -219,7 +232,7 @@ void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cel
             std::string sql = "UPDATE " + quotedName(name()) + " SET ";
             for (const std::size_t column : columns)
                 sql += (column == columns.front() ? "" : ", ") + quotedName(current->columns[column].name) + " = ?";
-            return sql + " WHERE _rowid_ = ?";
+            return sql + " WHERE " + key_ + " = ?";
         });
         const StatementRun run(statement);
         int parameter = 1;

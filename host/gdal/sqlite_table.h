@@ -28,10 +28,13 @@ public:
 
     /// SELECT of the key and the columns, up to and with FROM.
     std::string selection(const ColumnSet& columns) const;
-    std::string key() const;
+    const std::string& key() const noexcept { return key_; }
     sqlite3* connection() const;
     /// Fills the columns from a row of selection().
     static void readRow(const SqliteStatement& row, const TableSchema& schema, const ColumnSet& columns, Cells& cells);
+
+    /// Throws the failure of a reader, with the table's name.
+    [[noreturn]] void failReading(const HostError& error) const;
 
 private:
     // A statement and the columns that it is for; callers ask for few different sets.
@@ -39,6 +42,7 @@ private:
     template <class MakeSql>
     SqliteStatement& prepared(std::vector<Prepared>& known, const ColumnSet& columns, MakeSql&& makeSql);
 
+    std::string key_;  // as SQL writes it
     std::vector<Prepared> fetches_;
     std::vector<Prepared> updates_;
 };

@@ -42,7 +42,7 @@ BSTR toBstr(std::string_view utf8) {
     const BSTR text = SysAllocStringLen(nullptr, static_cast<UINT>(length));
     if (!text) AtlThrow(E_OUTOFMEMORY);
     if (ascii)
-        std::copy(utf8.begin(), utf8.end(), text);
+        std::ranges::copy(utf8, text);
     else
         MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), text, length);
     return text;

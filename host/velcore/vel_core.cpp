@@ -20,7 +20,7 @@ std::vector<Registration>& registrations() {
 
 std::vector<Registration>::iterator findRegistration(REFCLSID clsid) {
     std::vector<Registration>& all = registrations();
-    return std::find_if(all.begin(), all.end(), [&](const Registration& entry) { return entry.first == clsid; });
+    return std::ranges::find_if(all, [&](const Registration& entry) { return entry.first == clsid; });
 }
 
 HRESULT create(REFCLSID clsid, DWORD context, REFIID iid, void** object) {

@@ -10,7 +10,7 @@ MACHINE_PATH = re.compile(r"(?<![\w.$}~/*-])/(?:home|Users|tmp|work|mnt)/[\w.]|(
 # Hosts stand in files as names of XML namespaces and of standards only. Where packages come from is the machine's
 # own setting.
 URL_HOST = re.compile(r"\b(?:https?|ftp|git|ssh)://(?:[^\s/@\"'<>]*@)?([\w.-]*\w)")
-KNOWN_HOSTS = re.compile(r"(^|\.)(w3\.org|opengis\.net|opengeospatial\.org|example|example\.(com|org|net)|localhost)$")
+KNOWN_HOSTS = re.compile(r"(^|\.)(w3\.org|geopackage\.org|gdal\.org|opengis\.net|opengeospatial\.org|example|example\.(com|org|net)|localhost)$")
 PACKAGE_HOST = re.compile(r"\b(?:[\w-]+\.)*[\w-]*(?:mirror|registry|pypi|artifact)[\w-]*(?:\.[\w-]+)*"
                           r"\.(?:com|dev|internal|io|net|org)\b", re.IGNORECASE)
 
@@ -33,7 +33,7 @@ def check_words(root):
 
 
 MOST_LINES = 500
-WRITTEN_BY_HAND = {".cpp", ".h", ".py", ".cmake", ".md", ".sh", ""}
+WRITTEN_BY_HAND = {".cpp", ".h", ".py", ".cmake", ".sh", ""}
 
 
 def check_size(root):

@@ -4,7 +4,7 @@
 #include "api/failures.h"
 #include "cxml/condition_map.h"
 #include "cxml/dom.h"
-#include "symbolize/row_binding.h"
+#include "rules/row_binding.h"
 #include "symbolize/table_manager.h"
 
 namespace ConditionalXml {

@@ -46,12 +46,14 @@ constexpr GUID parseGuid(const char (&text)[37]) {
     SYMBOLOGY_INTERFACE_ID(Name, guid)  \
     struct Name
 
-// MinGW's msxml.h declares these without saying their identifiers.
+#if __MINGW64_VERSION_MAJOR < 12
+// The msxml.h of these versions declares the interfaces without saying their identifiers.
 SYMBOLOGY_INTERFACE_ID(IXMLDOMNode, "2933BF80-7B36-11D2-B20E-00C04F983E60")
 SYMBOLOGY_INTERFACE_ID(IXMLDOMDocument, "2933BF81-7B36-11D2-B20E-00C04F983E60")
 SYMBOLOGY_INTERFACE_ID(IXMLDOMNodeList, "2933BF82-7B36-11D2-B20E-00C04F983E60")
 SYMBOLOGY_INTERFACE_ID(IXMLDOMNamedNodeMap, "2933BF83-7B36-11D2-B20E-00C04F983E60")
 SYMBOLOGY_INTERFACE_ID(IXMLDOMParseError, "3EFAA426-272F-11D2-836F-0000F87A7782")
+#endif
 #else
 #define SYMBOLOGY_INTERFACE(Name, guid)                                    \
     struct Name;                                                           \

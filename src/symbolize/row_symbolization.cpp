@@ -1,7 +1,7 @@
 // Symbolizing one row: reading its values, choosing its conditions, writing what differs.
 #include "api/failures.h"
 #include "cxml/feature_class_rule.h"
-#include "symbolize/row_binding.h"
+#include "rules/row_binding.h"
 #include "symbolize/table_manager.h"
 
 #include <exception>

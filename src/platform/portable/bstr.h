@@ -14,5 +14,11 @@ SYMBOLOGY_PLATFORM_API void SysFreeString(BSTR text);
 SYMBOLOGY_PLATFORM_API UINT SysStringLen(BSTR text);
 SYMBOLOGY_PLATFORM_API UINT SysStringByteLen(BSTR text);
 
-/// BSTRs allocated and not yet freed in this process, all threads together. For tests.
+/// BSTRs allocated and not yet freed in this process, all threads together. For tests. Exact while no other thread
+/// allocates or frees.
 SYMBOLOGY_PLATFORM_API std::size_t PlatformHeldBstrs();
+/// Makes the n-th BSTR allocation from now on (1 is the next, all threads counted) return null, and with `allAfter`
+/// every later one too; 0 ends it. For tests.
+SYMBOLOGY_PLATFORM_API void PlatformFailBstrAllocation(long nth, bool allAfter);
+/// Whether an allocation was made to fail since PlatformFailBstrAllocation was last called.
+SYMBOLOGY_PLATFORM_API bool PlatformBstrAllocationFailed();

@@ -7,16 +7,20 @@ namespace {
 
 using Mapping = decltype(&u_toupper);
 
+/// Whether a character is one of Unicode 15: younger ones are left alone, so that ICU's version does not matter.
+bool isEstablished(UChar32 character) {
+    constexpr std::uint8_t newestUnicode = 15;
+    UVersionInfo age;
+    u_charAge(character, age);
+    return age[0] <= newestUnicode;
+}
+
 /// Windows maps only letters that have each other as upper and lower case, both of one unit: no dotless i to I, no
-/// micro sign to capital mu, no title case. Pairs that are younger than Unicode 15 stay as they are, so that the
-/// answer does not depend on ICU's version.
+/// micro sign to capital mu, no title case.
 WCHAR mapped(WCHAR unit, Mapping there, Mapping back) {
     const UChar32 other = there(unit);
     if (other == unit || other > 0xFFFF || back(other) != unit) return unit;
-    constexpr std::uint8_t newestUnicode = 15;
-    UVersionInfo age;
-    u_charAge(other, age);
-    return age[0] <= newestUnicode ? static_cast<WCHAR>(other) : unit;
+    return isEstablished(unit) && isEstablished(other) ? static_cast<WCHAR>(other) : unit;
 }
 
 WCHAR upper(WCHAR unit) {

@@ -137,7 +137,8 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceByt
 }
 
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceUnits, LPSTR target, int targetBytes,
-                        LPCSTR defaultChar, LPBOOL usedDefault) {
+                        LPCSTR defaultChar,
+                        LPBOOL usedDefault) {  // NOLINT(readability-non-const-parameter): Windows' own signature
     if (!isUtf8(codePage) || (flags & ~WC_ERR_INVALID_CHARS) != 0 || defaultChar || usedDefault) return 0;
     if (!source || sourceUnits == 0 || targetBytes < 0 || (targetBytes > 0 && !target)) return 0;
     const std::size_t length = sourceUnits < 0 ? std::char_traits<WCHAR>::length(source) + 1 : std::size_t(sourceUnits);

@@ -1,6 +1,7 @@
 // The word sort of ASCII texts, which nearly all are, by two tables.
 #include "platform/portable/word_sort.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -15,10 +16,6 @@ constexpr std::size_t asciiUnits = 128;
 constexpr std::string_view primaryOrder =
     " \t\n\v\f\r!\"#$%&()*,./:;?@[\\]^_`{|}~+<=>0123456789abcdefghijklmnopqrstuvwxyz";
 
-constexpr bool isUpper(WCHAR unit) {
-    return unit >= u'A' && unit <= u'Z';
-}
-
 constexpr std::array<std::uint8_t, asciiUnits> primaryWeights() {
     std::array<std::uint8_t, asciiUnits> weights{};
     for (std::size_t i = 0; i < primaryOrder.size(); ++i)
@@ -30,53 +27,48 @@ constexpr std::array<std::uint8_t, asciiUnits> primaryWeights() {
 
 constexpr auto primary = primaryWeights();
 
-/// Goes over a text's units that have a primary weight.
-class AsciiCursor {
-public:
-    explicit AsciiCursor(TextView text) : text_(text) {}
+std::size_t commonPrefix(TextView left, TextView right) {
+    return static_cast<std::size_t>(std::ranges::mismatch(left, right).in1 - left.begin());
+}
 
-    /// The next such unit's weight, 0 at the end or, with `leftAscii` set, before a unit beyond ASCII.
-    unsigned next() {
-        for (; at_ < text_.size(); ++at_) {
-            if (text_[at_] >= asciiUnits) {
-                leftAscii = true;
-                return 0;
-            }
-            unit = text_[at_];
-            if (const unsigned weight = primary[unit]; weight != 0) {
-                ++at_;
-                return weight;
-            }
-            skipped = true;
-        }
-        return 0;
+/// What is left of the longer text once the shorter has ended: a weight makes it the greater one.
+std::optional<bool> hasWeight(TextView rest) {
+    for (const WCHAR unit : rest) {
+        if (unit >= asciiUnits) return std::nullopt;
+        if (primary[unit] != 0) return true;
     }
-
-    WCHAR unit = 0;
-    bool skipped = false;
-    bool leftAscii = false;
-
-private:
-    TextView text_;
-    std::size_t at_ = 0;
-};
+    return false;
+}
 
 }  // namespace
 
 std::optional<Order> compareAscii(TextView left, TextView right) {
-    AsciiCursor leftCursor(left);
-    AsciiCursor rightCursor(right);
+    // What is common may be anything: a unit of ASCII means the same after all of them.
+    const std::size_t common = commonPrefix(left, right);
+    left.remove_prefix(common);
+    right.remove_prefix(common);
+    std::size_t leftAt = 0;
+    std::size_t rightAt = 0;
     Order caseOrder = 0;
-    for (;;) {
-        const unsigned leftWeight = leftCursor.next();
-        const unsigned rightWeight = rightCursor.next();
-        if (leftCursor.leftAscii || rightCursor.leftAscii) return std::nullopt;
-        if (leftWeight != rightWeight) return leftWeight < rightWeight ? -1 : 1;
-        if (leftWeight == 0) break;
-        if (caseOrder == 0) caseOrder = int(isUpper(leftCursor.unit)) - int(isUpper(rightCursor.unit));
+    while (leftAt < left.size() && rightAt < right.size()) {
+        const WCHAR leftUnit = left[leftAt];
+        const WCHAR rightUnit = right[rightAt];
+        if ((leftUnit | rightUnit) >= asciiUnits) return std::nullopt;
+        const unsigned leftWeight = primary[leftUnit];
+        const unsigned rightWeight = primary[rightUnit];
+        if (leftWeight != 0 && rightWeight != 0) {
+            if (leftWeight != rightWeight) return leftWeight < rightWeight ? -1 : 1;
+            // Small letters have the greater codes.
+            if (leftUnit != rightUnit && caseOrder == 0) caseOrder = leftUnit > rightUnit ? -1 : 1;
+        }
+        leftAt += leftWeight == 0 || rightWeight != 0 ? 1 : 0;
+        rightAt += rightWeight == 0 || leftWeight != 0 ? 1 : 0;
     }
-    if (caseOrder != 0) return caseOrder;
-    return leftCursor.skipped || rightCursor.skipped ? compareSpecials(left, right) : 0;
+    const auto leftGreater = hasWeight(left.substr(leftAt));
+    const auto rightGreater = hasWeight(right.substr(rightAt));
+    if (!leftGreater || !rightGreater) return std::nullopt;
+    if (*leftGreater != *rightGreater) return *leftGreater ? 1 : -1;
+    return caseOrder != 0 ? caseOrder : compareSpecials(left, right);
 }
 
 }  // namespace symbology_platform

@@ -24,8 +24,9 @@ unsigned specialWeight(WCHAR unit) {
 
 /// How many letters a unit that is not special counts as, where its place in the text matters.
 unsigned lettersIn(WCHAR unit) {
+    constexpr WCHAR zeroWidthSpace = 0x200B;  // a space like others, whatever Unicode says
     if (unit == 0) return 0;
-    if (unit < 0x80) return 1;
+    if (unit < 0x80 || unit == zeroWidthSpace) return 1;
     constexpr TextView doubles = u"\u00DF\u00E6\u00C6\u0153\u0152\u0133\u0132\u00FE\u00DE\uFB00\uFB01\uFB02\uFB06";
     constexpr TextView triples = u"\uFB03\uFB04";
     if (doubles.find(unit) != TextView::npos) return 2;

@@ -58,7 +58,7 @@ void addEdges(Report& report) {
     report.add("SysAllocStringLen of too many units", describeText(copy));
     CComBSTR empty(0, OLESTR(""));
     CComBSTR text(OLESTR("text"));
-    const BSTR choices[] = {nullptr, empty, text};
+    BSTR choices[] = {nullptr, empty, text};
     for (BSTR left : choices)
         for (BSTR right : choices) addJoined(report, left, right);
     report.add("VarBstrCat without a place for the result", differential::hex(VarBstrCat(text, text, nullptr)));

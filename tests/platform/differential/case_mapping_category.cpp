@@ -9,7 +9,7 @@ using differential::Report;
 
 void mapCase(Report& report, Random& random, long randomCases) {
     for (std::uint32_t unit = 0; unit < 0x10000; ++unit) {
-        OLECHAR upper = static_cast<OLECHAR>(unit);
+        auto upper = static_cast<OLECHAR>(unit);
         OLECHAR lower = upper;
         CharUpperBuffW(&upper, 1);
         CharLowerBuffW(&lower, 1);

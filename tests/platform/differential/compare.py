@@ -44,15 +44,15 @@ class Known:
 
 
 def within_ulps(portable, theirs, limit):
-    """Whether two answers are alike but for the last places of one real in them."""
-    pattern = r"(R8|R4|DATE) 0x([0-9A-F]+)"
+    """Whether two answers are alike but for the last places of the one real, date or amount in them."""
+    pattern = r"(R8|R4|DATE|CY) (0x[0-9A-F]+|-?[0-9]+)"
     if re.sub(pattern, "", portable) != re.sub(pattern, "", theirs):
         return False
     ours, other = re.findall(pattern, portable), re.findall(pattern, theirs)
     if len(ours) != 1 or len(other) != 1 or ours[0][0] != other[0][0]:
         return False
     # Reals of one sign are ordered as their bit patterns are.
-    return 0 < abs(int(ours[0][1], 16) - int(other[0][1], 16)) <= limit
+    return 0 < abs(int(ours[0][1], 0) - int(other[0][1], 0)) <= limit
 
 
 def read_known(path):
@@ -118,7 +118,8 @@ class Wine:
             fcntl.flock(lock, fcntl.LOCK_EX)
             if ready.exists():
                 return
-            self.run(["wineboot", "--init"], 300)
+            if self.run(["wineboot", "--init"], 300) != 0 or not self.prefix.is_dir():
+                raise SystemExit("Wine could not make its prefix")
             ready.touch()
 
     def run(self, arguments, timeout, cwd=None):
@@ -163,6 +164,9 @@ def main():
     parser.add_argument("--count", help="random cases, in place of the category's own number")
     parser.add_argument("category")
     options = parser.parse_args()
+    # Wine insists on an absolute prefix, and both programs run in the work folder.
+    options.native, options.windows, options.work = (
+        path.resolve() for path in (options.native, options.windows, options.work))
 
     wine_program = find_wine()
     if not wine_program or not options.windows.exists():

@@ -45,6 +45,8 @@ class CompareTest(unittest.TestCase):
         self.assertFalse(compare.within_ulps(far, "0x00000000 R8 0x3FF0000000000000", 2))
         self.assertFalse(compare.within_ulps(near, "0x00000001 R8 0x3FF0000000000000", 2))
         self.assertFalse(compare.within_ulps(near, "0x00000000 I4 1", 2))
+        self.assertTrue(compare.within_ulps("0x00000000 CY -5", "0x00000000 CY -4", 2))
+        self.assertFalse(compare.within_ulps("0x00000000 CY -5", "0x00000000 CY 5", 2))
 
     def test_list_is_read(self):
         with tempfile.TemporaryDirectory() as folder:

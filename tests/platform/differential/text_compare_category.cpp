@@ -34,12 +34,13 @@ struct Alphabet {
 
 constexpr Alphabet alphabets[] = {
     {"ASCII", 0x20, 0x7E},          {"ASCII", 0x20, 0x7E},          {"control", 0x01, 0x20},
-    {"Latin-1", 0xA0, 0xFF},        {"Latin-A", 0x100, 0x17F},      {"accent", 0x300, 0x33F},
+    {"Latin-1", 0x80, 0xFF},        {"Latin-A", 0x100, 0x17F},      {"accent", 0x300, 0x33F},
     {"Greek", 0x3B1, 0x3CE},        {"Cyrillic", 0x400, 0x45F},     {"Hebrew", 0x5D0, 0x5EA},
     {"Latin more", 0x1E00, 0x1E95}, {"Vietnamese", 0x1EA0, 0x1EF9}, {"punctuation", 0x2000, 0x2064},
     {"currency", 0x20A0, 0x20B5},   {"Hiragana", 0x3041, 0x3096},   {"Katakana", 0x30A1, 0x30FA},
     {"CJK", 0x4E00, 0x4E59},        {"Hangul", 0xAC00, 0xD7A3},     {"private", 0xE000, 0xF8FF},
-    {"full width", 0xFF01, 0xFF5E},
+    {"full width", 0xFF01, 0xFF5E}, {"digits", 0x660, 0x669},       {"digits", 0x6F0, 0x6F9},
+    {"digits", 0x966, 0x96F},
 };
 
 constexpr OLECHAR fewUnits[] = {'a', 'A', 'b', 'B', '-', '\'', ' ', '_', '1', 0xE4, 0xC4, 0x2013};
@@ -54,7 +55,7 @@ WideString drawText(Random& random, const Alphabet& alphabet) {
     WideString text;
     for (std::uint32_t left = random.below(7); left > 0; --left) {
         const std::uint32_t size = alphabet.last - alphabet.first + 1U;
-        const OLECHAR drawn = static_cast<OLECHAR>(alphabet.first + random.below(size));
+        const auto drawn = static_cast<OLECHAR>(alphabet.first + random.below(size));
         if (random.oneIn(4))
             text += random.pick(fewUnits);
         else if (isAccent(drawn))
@@ -67,12 +68,12 @@ WideString drawText(Random& random, const Alphabet& alphabet) {
 
 /// A text that is nearly the same, so that the later levels of the order decide.
 WideString vary(Random& random, WideString text) {
-    const std::uint32_t size = static_cast<std::uint32_t>(text.size());
+    const auto size = static_cast<std::uint32_t>(text.size());
     if (size == 0) return text + random.pick(fewUnits);
     const std::uint32_t place = random.below(size);
     const OLECHAR special = random.oneIn(2) ? OLECHAR('-') : OLECHAR('\'');
     // An accent stays with its letter.
-    const bool accented = std::any_of(text.begin(), text.end(), isAccent);
+    const bool accented = std::ranges::any_of(text, isAccent);
     switch (random.below(accented ? 3 : 5)) {
         case 0:
             CharUpperBuffW(text.data(), size);
@@ -164,9 +165,14 @@ void addComparisonEdges(Report& report) {
                                        OLESTR("\u212B"),
                                        OLESTR("\u00C5"),
                                        OLESTR("A\u030A"),
-                                       OLESTR("l\u00B7l"),
+                                       OLESTR("l\u00B7b"),
+                                       OLESTR("la"),
                                        OLESTR("\u2122"),
                                        OLESTR("\u00BD"),
+                                       OLESTR("\u0661"),
+                                       OLESTR("\u06F1"),
+                                       OLESTR("1"),
+                                       OLESTR("a\u0096b"),
                                        OLESTR("\u00B2"),
                                        OLESTR("\u20AC"),
                                        OLESTR("\u1EBD"),
@@ -194,8 +200,8 @@ void addComparisonEdges(Report& report) {
         for (std::size_t i = 1; i < std::size(texts); ++i)
             addComparison(report, "edge", texts[i - 1], texts[i], LOCALE_USER_DEFAULT, flags);
     CComBSTR empty(0, OLESTR(""));
-    for (const BSTR left : {BSTR{}, empty.m_str})
-        for (const BSTR right : {BSTR{}, empty.m_str})
+    for (BSTR left : {BSTR{}, empty.m_str})
+        for (BSTR right : {BSTR{}, empty.m_str})
             report.add("edge " + quotedBstr(left) + ' ' + quotedBstr(right),
                        std::to_string(VarBstrCmp(left, right, LOCALE_USER_DEFAULT, 0)));
 }

@@ -1,4 +1,4 @@
-#include "symbolize/row_binding.h"
+#include "rules/row_binding.h"
 
 #include "api/failures.h"
 #include "cxml/feature_class_rule.h"

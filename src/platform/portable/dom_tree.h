@@ -1,0 +1,72 @@
+// The parsed tree that documents, nodes and lists share, and what is noted on its nodes.
+#pragma once
+
+#include "platform/portable/types.h"
+
+#include <libxml/tree.h>
+#include <memory>
+
+namespace symbology_platform::dom {
+
+/// Owns a libxml2 document. Its structure never changes once it is shared: a second load makes another tree, and
+/// whoever holds a node of the old one keeps that alive.
+class Tree {
+public:
+    /// Takes the document over; null stands for memory that ran out.
+    explicit Tree(xmlDoc* document);
+    Tree(const Tree&) = delete;
+    Tree& operator=(const Tree&) = delete;
+    ~Tree() { xmlFreeDoc(document_); }
+
+    static std::shared_ptr<Tree> makeEmpty();
+
+    xmlNode* documentNode() const { return reinterpret_cast<xmlNode*>(document_); }
+    xmlNode* root() const { return xmlDocGetRootElement(document_); }
+
+private:
+    xmlDoc* document_;
+};
+
+/// A node and its share in the tree.
+struct NodeRef {
+    std::shared_ptr<Tree> tree;
+    xmlNode* node = nullptr;
+};
+
+// Notes on a node, kept in its _private: the line from bit 4 on, flags below. Attributes are nodes like any other here.
+
+enum class Mark : std::uintptr_t {
+    Read = 1,
+    PreservesSpace = 2,  ///< an element whose white space counts
+    GapBefore = 4,       ///< white space that was dropped stood before this node
+    GapAtEnd = 8         ///< white space that was dropped stood after this element's last child
+};
+
+inline std::uintptr_t notesOf(const xmlNode* node) {
+    return reinterpret_cast<std::uintptr_t>(node->_private);
+}
+inline bool hasMark(const xmlNode* node, Mark mark) {
+    return (notesOf(node) & static_cast<std::uintptr_t>(mark)) != 0;
+}
+inline void setNotes(xmlNode* node, std::uintptr_t notes) {
+    node->_private = reinterpret_cast<void*>(notes);  // NOLINT(performance-no-int-to-ptr): never followed
+}
+inline void setMark(xmlNode* node, Mark mark) {
+    setNotes(node, notesOf(node) | static_cast<std::uintptr_t>(mark));
+}
+/// From 1; 0 when unknown.
+inline LONG lineOf(const xmlNode* node) {
+    return static_cast<LONG>(notesOf(node) >> 4U);
+}
+inline void setLine(xmlNode* node, int line) {
+    setNotes(node, (notesOf(node) & 0xFU) | (static_cast<std::uintptr_t>(line) << 4U));
+}
+
+/// What is done to a tree before it is shared: white space between tags goes, leaving a note where it stood, and
+/// namespace declarations become attributes. False when elements are nested so deeply that walking them is not safe.
+bool finishTree(xmlDoc* document);
+
+/// Whether the attribute declares a namespace.
+bool declaresNamespace(const xmlNode* attribute);
+
+}  // namespace symbology_platform::dom

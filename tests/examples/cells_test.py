@@ -1,0 +1,60 @@
+"""Real cells, imported and symbolized, against a query over their attributes. Skipped where there are no cells."""
+import os
+import pathlib
+import re
+
+from support import ROOT, TestCase, cxml, cxml_json, main, query
+
+ENC = ROOT / "examples" / "enc"
+CELLS = pathlib.Path(os.environ.get("SYMBOLOGY_SAMPLE_CELLS") or ROOT.parent / "shared" / "sample-cells")
+
+
+def expected_queries():
+    text = (ENC / "expected.sql").read_text(encoding="utf-8")
+    return dict(re.findall(r"^-- layer (\w+)\n(.*?);$", text, re.MULTILINE | re.DOTALL))
+
+
+class Cells(TestCase):
+    def check(self, name, least_layers, least_features):
+        cell = CELLS / name
+        if not cell.exists():
+            self.skipTest(f"no cell at {cell}; set SYMBOLOGY_SAMPLE_CELLS to a folder that has {name}")
+        dataset = self.folder / "cell.gpkg"
+        done = cxml("import", cell, dataset)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        tables = {table for (table,) in query(dataset, "SELECT table_name FROM gpkg_contents")}
+        queries = {layer: sql for layer, sql in expected_queries().items() if layer in tables}
+        self.assertGreaterEqual(len(queries), least_layers)
+        expected = {layer: query(dataset, sql) for layer, sql in queries.items()}  # before symbolizing
+        self.assertGreaterEqual(sum(map(len, expected.values())), least_features)
+
+        status, said = cxml_json("symbolize", ENC / "enc.cxml", dataset, "--add-fields")
+        self.assertEqual((status, said["document"]["messages"]), (0, []))
+        self.assertEqual({layer["layer"]: (layer["changed"], layer["messages"]) for layer in said["layers"]},
+                         {layer: (len(rows), []) for layer, rows in expected.items()})
+        for layer, rows in expected.items():
+            with self.subTest(layer):
+                self.assertEqual(
+                    query(dataset, f"SELECT fid, SYMBOL_C, Xoffset_C, Yoffset_C, Rotate_C FROM {layer} ORDER BY fid"),
+                    sorted(rows))
+
+        status, said = cxml_json("symbolize", ENC / "enc.cxml", dataset)
+        self.assertEqual((status, sum(layer["changed"] for layer in said["layers"])), (0, 0))
+
+    def test_harbour_cell(self):
+        self.check("US5OH10M.000", 17, 3000)
+
+    def test_overview_cell(self):
+        self.check("US1BS01M.000", 11, 1500)
+
+    def test_the_document_has_nothing_to_complain_of(self):
+        status, said = cxml_json("check", ENC / "enc.cxml")
+        self.assertEqual((status, said["document"]["messages"]), (0, []))
+
+    def test_the_query_covers_the_document(self):
+        classes = re.findall(r'featureClass name="(\w+)"', (ENC / "enc.cxml").read_text(encoding="utf-8"))
+        self.assertEqual(sorted(classes), sorted(expected_queries()))
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,121 @@
+"""Loads every example of the docs, runs the tables that go with them, and holds the page of errors against the sources."""
+import re
+import sqlite3
+import subprocess
+
+from doc_examples import examples, value
+from support import ROOT, TestCase, cxml_json, main, query, texts
+
+PAGES = sorted(ROOT.glob("docs/*.md")) + [ROOT / "README.md"]
+PLACEMENT = ("Xoffset_C", "Yoffset_C", "Rotate_C")
+
+
+def result_kind(name):
+    return "real" if name in PLACEMENT else "text"
+
+
+class Examples(TestCase):
+    def place(self, example):
+        """A folder of the example's own with its document."""
+        folder = self.folder / example.where.replace(":", "-")
+        folder.mkdir()
+        (folder / "example.cxml").write_text(example.document, encoding="utf-8")
+        return folder
+
+    def test_every_example_loads_or_says_what_it_should(self):
+        count = 0
+        for page in PAGES:
+            for example in examples(page):
+                count += 1
+                with self.subTest(example.where):
+                    status, said = cxml_json("check", self.place(example) / "example.cxml")
+                    document = said["document"]
+                    if example.broken:
+                        self.assertEqual(status, 1)
+                        self.assertIn(example.broken, "\n".join(texts(document["messages"]) + [document["error"] or ""]))
+                    else:
+                        self.assertEqual((status, document["loaded"], document["messages"]), (0, True, []), said)
+        self.assertGreater(count, 25, "examples are gone, or no longer recognised")
+
+    def make_class(self, example, folder):
+        """A GeoPackage with one table: the example's class with its rows, and the fields that a run writes."""
+        fields = {"SYMBOL_C": "text", **{name: "real" for name in PLACEMENT}}
+        fields.update({column.name: column.kind for column in example.columns if column.given})
+        types = {"integer": "Integer", "real": "Real", "text": "String"}
+        (folder / "rows.csv").write_text(",".join(fields) + "\n" + "," * (len(fields) - 1) + "\n", encoding="utf-8")
+        (folder / "rows.csvt").write_text(",".join(types[kind] for kind in fields.values()) + "\n", encoding="utf-8")
+        dataset = folder / "rows.gpkg"
+        subprocess.run(["ogr2ogr", "-f", "GPKG", dataset, folder / "rows.csv", "-nln", example.class_name],
+                       check=True)
+        connection = sqlite3.connect(dataset)
+        with connection:
+            connection.execute(f"DELETE FROM {example.class_name}")
+            given = [(i, column) for i, column in enumerate(example.columns) if column.given]
+            names = ", ".join(column.name for _, column in given)
+            for cells in example.rows:
+                connection.execute(f"INSERT INTO {example.class_name} ({names}) VALUES ({', '.join('?' * len(given))})",
+                                   [value(cells[i], column.kind) for i, column in given])
+        connection.close()
+        return dataset
+
+    def test_every_table_comes_out_as_printed(self):
+        count = 0
+        for page in PAGES:
+            for example in examples(page):
+                if not example.rows:
+                    continue
+                count += 1
+                with self.subTest(example.where):
+                    folder = self.place(example)
+                    dataset = self.make_class(example, folder)
+                    options = ["--subtype-field", example.subtype] if example.subtype else []
+                    status, said = cxml_json("symbolize", folder / "example.cxml", dataset, *options)
+                    self.assertEqual(status, 0, said)
+                    self.assertEqual([layer["messages"] for layer in said["layers"]], [[]])
+                    results = [(i, column) for i, column in enumerate(example.columns) if not column.given]
+                    self.assertTrue(results, "a table without a result")
+                    wanted = [tuple(value(cells[i], result_kind(column.name)) for i, column in results)
+                              for cells in example.rows]
+                    self.assertEqual(query(dataset, f"SELECT {', '.join(column.name for _, column in results)} "
+                                                    f"FROM {example.class_name} ORDER BY fid"), wanted)
+        self.assertGreater(count, 20, "tables are gone, or no longer recognised")
+
+
+class ErrorsPage(TestCase):
+    """docs/errors.md knows every text of the library, and the library every text of the page."""
+
+    LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
+
+    def setUp(self):
+        super().setUp()
+        self.page = (ROOT / "docs" / "errors.md").read_text(encoding="utf-8")
+        self.literals = set()
+        for folder in ("api", "cxml", "rules", "symbolize"):
+            for source in sorted((ROOT / "src" / folder).glob("*.cpp")):
+                for line in source.read_text(encoding="utf-8").splitlines():
+                    if not line.lstrip().startswith(("#include", "//")):
+                        self.literals.update(self.LITERAL.findall(line))
+
+    def pieces(self, text, separators):
+        return [piece.strip() for piece in re.split(separators, text) if len(piece.strip()) >= 8]
+
+    def test_every_text_of_the_sources_is_on_the_page(self):
+        sentences = [piece for literal in self.literals if re.search(r"\w{2,}[^\w/]* \w{2,}", literal)
+                     for piece in self.pieces(literal.replace("\\n", ""), r"%s|%u")]
+        self.assertGreater(len(sentences), 15)
+        for piece in sentences:
+            with self.subTest(piece):
+                self.assertTrue(piece in self.page, "not on the page")
+
+    def test_every_text_of_the_page_is_in_the_sources(self):
+        printed = re.findall(r"^\| `([A-Z][^`]* [^`]*)` \|", self.page, re.MULTILINE)
+        self.assertGreater(len(printed), 15)
+        for text in printed:
+            for piece in self.pieces(text, r"\{\w+\}"):
+                with self.subTest(piece):
+                    self.assertTrue(any(piece in literal or (len(literal) >= 12 and literal.strip() in piece)
+                                        for literal in self.literals))
+
+
+if __name__ == "__main__":
+    main()

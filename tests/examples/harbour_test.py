@@ -1,0 +1,134 @@
+"""The harbour chart: its text is what its program draws, its parts agree, and symbolizing gives what is expected."""
+import csv
+import re
+import shutil
+import subprocess
+import sys
+
+from support import ROOT, TestCase, cxml_json, main, query
+
+HARBOUR = ROOT / "examples" / "harbour"
+DOCUMENT = HARBOUR / "harbour.cxml"
+
+
+def expected():
+    with open(HARBOUR / "expected.csv", encoding="utf-8", newline="") as file:
+        return [(row["layer"], int(row["id"]), row["symbol"],
+                 *(float(row[name]) if row[name] else None for name in ("x", "y", "rotation")))
+                for row in csv.DictReader(file)]
+
+
+def layers():
+    return sorted(path.stem for path in (HARBOUR / "data").glob("*.csv"))
+
+
+def rows(layer):
+    with open(HARBOUR / "data" / f"{layer}.csv", encoding="utf-8", newline="") as file:
+        return list(csv.DictReader(file))
+
+
+def rings(wkt):
+    """The rings of a polygon, each a list of positions."""
+    return [[tuple(map(float, position.split()[:2])) for position in ring.split(",")]
+            for ring in re.findall(r"\(([^()]+)\)", wkt)]
+
+
+def contains(polygon, x, y):
+    crossings = 0
+    for ring in polygon:
+        for (x1, y1), (x2, y2) in zip(ring, ring[1:]):
+            crossings += (y1 > y) != (y2 > y) and x < x1 + (y - y1) / (y2 - y1) * (x2 - x1)
+    return crossings % 2 == 1
+
+
+class Text(TestCase):
+    def test_the_program_draws_the_text(self):
+        subprocess.run([sys.executable, "-B", HARBOUR / "generator", self.folder], check=True)
+        drawn = {path.name: path.read_bytes() for path in self.folder.iterdir()}
+        kept = {path.name: path.read_bytes() for path in (HARBOUR / "data").iterdir()}
+        self.assertEqual(sorted(drawn), sorted(kept))
+        for name in sorted(drawn):
+            self.assertTrue(drawn[name] == kept[name], f"{name} differs from what the program draws")
+
+    def test_feature_numbers_are_unique(self):
+        numbers = [row["FIDN"] for layer in layers() for row in rows(layer)]
+        self.assertEqual(len(numbers), len(set(numbers)))
+        self.assertGreater(len(numbers), 300)
+
+    def test_soundings_and_dangers_fit_the_depth_areas(self):
+        areas = [(rings(row["WKT"]), float(row["DRVAL1"]), float(row["DRVAL2"])) for row in rows("DEPARE")]
+        checked = 0
+        for layer in ("SOUNDG", "WRECKS", "OBSTRN", "UWTROC"):
+            for row in rows(layer):
+                x, y = rings(row["WKT"])[0][0]
+                around = [(shallow, deep) for polygon, shallow, deep in areas if contains(polygon, x, y)]
+                with self.subTest(layer=layer, id=row["FIDN"]):
+                    self.assertEqual(len(around), 1)
+                    if layer == "SOUNDG":
+                        self.assertTrue(around[0][0] <= float(row["DEPTH"]) <= around[0][1], (row["DEPTH"], around))
+                    else:
+                        self.assertEqual(float(row["SURDEP"]), around[0][0])
+                checked += 1
+        self.assertGreater(checked, 250)
+
+
+class Chart(TestCase):
+    def setUp(self):
+        super().setUp()
+        self.dataset = self.folder / "harbour.gpkg"
+        subprocess.run([HARBOUR / "build", self.dataset], check=True)
+
+    def test_the_same_text_gives_the_same_file(self):
+        first = self.dataset.read_bytes()
+        subprocess.run([HARBOUR / "build", self.dataset], check=True)
+        self.assertTrue(first == self.dataset.read_bytes())
+
+    def test_the_query_gives_the_expected_symbols(self):
+        # The query is run before any document has been near the data.
+        sql = (HARBOUR / "expected.sql").read_text(encoding="utf-8")
+        self.assertEqual(query(self.dataset, sql), expected())
+        self.assertEqual(sorted({row[0] for row in expected()}), layers())
+
+    def symbols(self):
+        found = []
+        for layer in layers():
+            found += query(self.dataset,
+                           f"SELECT '{layer}', FIDN, SYMBOL_C, Xoffset_C, Yoffset_C, Rotate_C FROM {layer}")
+        return sorted(found)
+
+    def test_symbolizing_gives_the_expected_symbols_and_then_changes_nothing(self):
+        status, said = cxml_json("symbolize", DOCUMENT, self.dataset, "--add-fields")
+        self.assertEqual((status, said["document"]["loaded"], said["document"]["messages"]), (0, True, []))
+        self.assertEqual(sorted(layer["layer"] for layer in said["layers"]), layers())
+        for layer in said["layers"]:
+            count = len(rows(layer["layer"]))
+            self.assertEqual(layer, {"layer": layer["layer"], "succeeded": True, "rows": count, "changed": count,
+                                     "messages": []})
+        self.assertEqual(self.symbols(), sorted(expected()))
+
+        status, said = cxml_json("symbolize", DOCUMENT, self.dataset)
+        self.assertEqual((status, [layer["changed"] for layer in said["layers"]]), (0, [0] * len(layers())))
+        self.assertEqual(self.symbols(), sorted(expected()))
+
+    def test_the_document_has_nothing_to_complain_of(self):
+        status, said = cxml_json("check", DOCUMENT)
+        self.assertEqual((status, said["document"]["messages"]), (0, []))
+
+    def test_attributes_and_geometry_are_left_alone(self):
+        before = shutil.copy(self.dataset, self.folder / "before.gpkg")
+        cxml_json("symbolize", DOCUMENT, self.dataset, "--add-fields")
+        for layer in layers():
+            columns = ", ".join(name for (name,) in query(before, f"SELECT name FROM pragma_table_info('{layer}')"))
+            everything = f"SELECT {columns} FROM {layer} ORDER BY fid"
+            self.assertEqual(query(self.dataset, everything), query(before, everything), layer)
+
+    def test_resetting_clears_the_symbols_only(self):
+        cxml_json("symbolize", DOCUMENT, self.dataset, "--add-fields")
+        status, _ = cxml_json("reset", DOCUMENT, self.dataset)
+        self.assertEqual(status, 0)
+        cleared = [(layer, number, None, *placement) for layer, number, _, *placement in expected()]
+        self.assertEqual(self.symbols(), sorted(cleared))
+
+
+if __name__ == "__main__":
+    main()

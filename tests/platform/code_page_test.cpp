@@ -1,0 +1,199 @@
+// UTF-8 to UTF-16 and back.
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr UINT codePages[] = {CP_ACP, CP_THREAD_ACP, CP_UTF8};
+
+/// Counts, then converts into a target of exactly that size with a guard behind it.
+WideString toWide(std::string_view bytes, UINT codePage = CP_UTF8) {
+    const int size = static_cast<int>(bytes.size());
+    const int count = MultiByteToWideChar(codePage, 0, bytes.data(), size, nullptr, 0);
+    WideString target(static_cast<std::size_t>(count) + 1, u'#');
+    EXPECT_EQ(MultiByteToWideChar(codePage, 0, bytes.data(), size, target.data(), count), count);
+    EXPECT_EQ(target.back(), u'#');
+    target.pop_back();
+    return target;
+}
+
+std::string toBytes(WideView text, UINT codePage = CP_UTF8) {
+    const int size = static_cast<int>(text.size());
+    const int count = WideCharToMultiByte(codePage, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
+    std::string target(static_cast<std::size_t>(count) + 1, '#');
+    EXPECT_EQ(WideCharToMultiByte(codePage, 0, text.data(), size, target.data(), count, nullptr, nullptr), count);
+    EXPECT_EQ(target.back(), '#');
+    target.pop_back();
+    return target;
+}
+
+TEST(CodePage, ValidTextsGoBothWays) {
+    struct Row {
+        const char* name;
+        WideView text;
+        std::string_view bytes;
+    };
+    const Row rows[] = {
+        {"ASCII", u"Depth 1", "Depth 1"},
+        {"embedded zero", u"a\0b"sv, "a\0b"sv},
+        {"least and greatest of two bytes", u"\u0080\u07FF", "\xC2\x80\xDF\xBF"},
+        {"least and greatest of three bytes", u"\u0800\uFFFF", "\xE0\xA0\x80\xEF\xBF\xBF"},
+        {"around the surrogates", u"\uD7FF\uE000", "\xED\x9F\xBF\xEE\x80\x80"},
+        {"least and greatest of four bytes", u"\U00010000\U0010FFFF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
+        {"byte order mark is kept", u"\uFEFFa",
+         "\xEF\xBB\xBF"
+         "a"},
+        {"replacement character", u"\uFFFD", "\xEF\xBF\xBD"},
+    };
+    for (const Row& row : rows)
+        for (const UINT codePage : codePages) {
+            EXPECT_EQ(toBytes(row.text, codePage), row.bytes) << row.name;
+            EXPECT_EQ(toWide(row.bytes, codePage), row.text) << row.name;
+        }
+}
+
+TEST(CodePage, InvalidBytesAreReplaced) {
+    struct Row {
+        const char* name;
+        std::string_view bytes;
+        WideView expected;
+    };
+    const Row rows[] = {
+        {"lone continuation byte", "a\x80z", u"a\uFFFDz"},
+        {"byte that starts nothing", "\xFFz", u"\uFFFDz"},
+        {"overlong of two bytes", "\xC0\xAFz", u"\uFFFD\uFFFDz"},
+        {"overlong of three bytes", "\xE0\x80\xAFz", u"\uFFFD\uFFFDz"},
+        {"overlong of four bytes", "\xF0\x80\x80\xAFz", u"\uFFFD\uFFFD\uFFFDz"},
+        {"encoded surrogate", "\xED\xA0\x80z", u"\uFFFD\uFFFDz"},
+        {"encoded surrogate pair", "\xED\xA0\xBD\xED\xB8\x80z", u"\uFFFD\uFFFD\uFFFD\uFFFDz"},
+        {"beyond the last character", "\xF4\x90\x80\x80z", u"\uFFFD\uFFFD\uFFFDz"},
+        {"lead byte beyond all planes", "\xF5\x80\x80\x80z", u"\uFFFD\uFFFD\uFFFD\uFFFDz"},
+        {"unfinished of three bytes", "\xE2\x82z", u"\uFFFDz"},
+        {"unfinished of four bytes", "\xF0\x9F\x98z", u"\uFFFDz"},
+        {"unfinished by a lead byte", "\xE2\xE2\x82\xAC", u"\uFFFD\u20AC"},
+        {"unfinished at the end", "z\xE2\x82", u"z\uFFFD"},
+        {"lead byte at the end", "z\xF0", u"z\uFFFD"},
+        {"ASCII after a lead byte is kept",
+         "\xF0"
+         "ab",
+         u"\uFFFD"
+         u"ab"},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(toWide(row.bytes), row.expected) << row.name;
+        OLECHAR target[16];
+        const int size = static_cast<int>(row.bytes.size());
+        EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, row.bytes.data(), size, target, 16), 0)
+            << row.name;
+        EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, row.bytes.data(), size, nullptr, 0), 0)
+            << row.name;
+    }
+}
+
+TEST(CodePage, LoneSurrogatesAreReplaced) {
+    struct Row {
+        const char* name;
+        WideString text;
+        std::string_view expected;
+    };
+    const OLECHAR high = 0xD83D;
+    const OLECHAR low = 0xDE00;
+    const Row rows[] = {
+        {"high at the end", {u'a', high}, "a\xEF\xBF\xBD"},
+        {"low at the front",
+         {low, u'a'},
+         "\xEF\xBF\xBD"
+         "a"},
+        {"high before a letter",
+         {high, u'a'},
+         "\xEF\xBF\xBD"
+         "a"},
+        {"high before a pair", {high, high, low}, "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
+        {"wrong order", {low, high}, "\xEF\xBF\xBD\xEF\xBF\xBD"},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(toBytes(row.text), row.expected) << row.name;
+        char target[16];
+        EXPECT_EQ(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, row.text.data(), static_cast<int>(row.text.size()),
+                                      target, 16, nullptr, nullptr),
+                  0)
+            << row.name;
+    }
+}
+
+TEST(CodePage, LengthMinusOneTakesTheTerminatorAlong) {
+    OLECHAR wide[8] = {u'#', u'#', u'#', u'#'};
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0,
+                                  "\xC3\xA9"
+                                  "b",
+                                  -1, nullptr, 0),
+              3);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0,
+                                  "\xC3\xA9"
+                                  "b",
+                                  -1, wide, 8),
+              3);
+    EXPECT_EQ(WideView(wide, 4), u"\u00E9b\0#"sv);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "", -1, wide, 8), 1);
+    char bytes[8] = {'#', '#', '#', '#', '#'};
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\u00E9b", -1, nullptr, 0, nullptr, nullptr), 4);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\u00E9b", -1, bytes, 8, nullptr, nullptr), 4);
+    EXPECT_EQ(std::string_view(bytes, 5),
+              "\xC3\xA9"
+              "b\0#"sv);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"", -1, bytes, 8, nullptr, nullptr), 1);
+}
+
+TEST(CodePage, TooSmallATargetFails) {
+    OLECHAR wide[4] = {};
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "abc", 3, wide, 2), 0);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "abc", -1, wide, 3), 0) << "no room for the terminator";
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "\xF0\x9F\x98\x80", 4, wide, 1), 0) << "half a surrogate pair";
+    char bytes[4] = {};
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"abc", 3, bytes, 2, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\u20AC", 1, bytes, 2, nullptr, nullptr), 0) << "part of a character";
+}
+
+TEST(CodePage, WrongArgumentsFail) {
+    OLECHAR wide[4] = {};
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, nullptr, 1, wide, 4), 0);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a", 0, wide, 4), 0);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a", 1, nullptr, 4), 0);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a", 1, wide, -1), 0);
+    EXPECT_EQ(MultiByteToWideChar(1252, 0, "a", 1, wide, 4), 0) << "no such code page";
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0x1000, "a", 1, wide, 4), 0) << "unknown flag";
+    char bytes[4] = {};
+    BOOL used = FALSE;
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, nullptr, 1, bytes, 4, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 0, bytes, 4, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 1, nullptr, 4, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 1, bytes, -1, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(1252, 0, u"a", 1, bytes, 4, nullptr, nullptr), 0) << "no such code page";
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0x1000, u"a", 1, bytes, 4, nullptr, nullptr), 0) << "unknown flag";
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 1, bytes, 4, "?", nullptr), 0) << "default character";
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 1, bytes, 4, nullptr, &used), 0) << "used default";
+}
+
+TEST(CodePage, EveryCharacterGoesBothWays) {
+    for (char32_t character = 0; character <= 0x10FFFF; ++character) {
+        if (character >= 0xD800 && character < 0xE000) continue;
+        WideString text(1, static_cast<OLECHAR>(character));
+        if (character >= 0x10000)
+            text = {static_cast<OLECHAR>(0xD7C0 + (character >> 10U)),
+                    static_cast<OLECHAR>(0xDC00 + (character & 0x3FFU))};
+        char bytes[5];
+        const int count = WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), static_cast<int>(text.size()),
+                                              bytes, 5, nullptr, nullptr);
+        ASSERT_EQ(count, character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4);
+        OLECHAR wide[3];
+        const int units = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes, count, wide, 3);
+        ASSERT_EQ(WideView(wide, static_cast<std::size_t>(units)), text) << std::hex << std::uint32_t{character};
+    }
+}
+
+}  // namespace

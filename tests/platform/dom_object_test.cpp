@@ -1,0 +1,284 @@
+// What holds for the objects of the DOM as COM objects, and what they remember about being read.
+#include "platform/dom_support.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace dom_test {
+namespace {
+
+template <class Interface>
+Interface* garbage() {
+    return reinterpret_cast<Interface*>(1);
+}
+
+/// The object offers the interface, and each way round leads to the same identity.
+template <class Interface>
+void expectIdentity(IUnknown* object) {
+    CComPtr<Interface> offered;
+    ASSERT_EQ(object->QueryInterface(&offered), S_OK);
+    CComPtr<IUnknown> identity;
+    ASSERT_EQ(object->QueryInterface(&identity), S_OK);
+    CComPtr<IUnknown> back;
+    ASSERT_EQ(offered->QueryInterface(__uuidof(IUnknown), reinterpret_cast<void**>(&back)), S_OK);
+    EXPECT_EQ(identity.p, back.p);
+}
+
+TEST(DomObjects, KeepTheirIdentity) {
+    const CComPtr<IXMLDOMDocument> document = parse("<a x='1'/>");
+    expectIdentity<IXMLDOMDocument>(document);
+    expectIdentity<IXMLDOMNode>(document);
+    expectIdentity<INodeTrace>(document);
+    const CComPtr<IXMLDOMNode> node = first(document, "/a");
+    expectIdentity<IXMLDOMNode>(node);
+    expectIdentity<INodeTrace>(node);
+    expectIdentity<IXMLDOMNodeList>(all(document, "/a"));
+    CComPtr<IXMLDOMNamedNodeMap> map;
+    ASSERT_EQ(node->get_attributes(&map), S_OK);
+    expectIdentity<IXMLDOMNamedNodeMap>(map);
+    CComPtr<IXMLDOMParseError> error;
+    ASSERT_EQ(document->get_parseError(&error), S_OK);
+    expectIdentity<IXMLDOMParseError>(error);
+}
+
+TEST(DomObjects, RefuseOtherInterfaces) {
+    const CComPtr<IXMLDOMDocument> document = newDocument();
+    void* object = garbage<void>();
+    EXPECT_EQ(document->QueryInterface(__uuidof(IXMLDOMNodeList), &object), E_NOINTERFACE);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(document->QueryInterface(__uuidof(IUnknown), nullptr), E_POINTER);
+    object = garbage<void>();
+    EXPECT_EQ(CoCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_SERVER, __uuidof(IXMLDOMNodeList), &object),
+              E_NOINTERFACE);
+    EXPECT_EQ(object, nullptr);
+}
+
+TEST(DomObjects, CountReferences) {
+    IXMLDOMDocument* document = newDocument().Detach();
+    EXPECT_EQ(document->AddRef(), 2U);
+    EXPECT_EQ(document->Release(), 1U);
+    EXPECT_EQ(document->Release(), 0U);
+}
+
+TEST(DomObjects, RefuseNullArguments) {
+    const CComPtr<IXMLDOMDocument> document = parse("<a x='1'/>");
+    const CComPtr<IXMLDOMNode> node = first(document, "/a");
+    const CComBSTR path(OLESTR("/a"));
+    EXPECT_EQ(node->get_nodeName(nullptr), E_INVALIDARG);
+    EXPECT_EQ(node->get_text(nullptr), E_INVALIDARG);
+    EXPECT_EQ(node->get_nodeTypedValue(nullptr), E_INVALIDARG);
+    EXPECT_EQ(node->get_attributes(nullptr), E_INVALIDARG);
+    EXPECT_EQ(node->selectNodes(path, nullptr), E_INVALIDARG);
+    EXPECT_EQ(node->selectSingleNode(path, nullptr), E_INVALIDARG);
+    auto* list = garbage<IXMLDOMNodeList>();
+    EXPECT_EQ(node->selectNodes(nullptr, &list), E_INVALIDARG);
+    EXPECT_EQ(list, nullptr);
+    auto* single = garbage<IXMLDOMNode>();
+    EXPECT_EQ(node->selectSingleNode(nullptr, &single), E_INVALIDARG);
+    EXPECT_EQ(single, nullptr);
+    EXPECT_EQ(document->get_documentElement(nullptr), E_INVALIDARG);
+    EXPECT_EQ(document->get_parseError(nullptr), E_INVALIDARG);
+    EXPECT_EQ(document->load(CComVariant(OLESTR("a")), nullptr), E_POINTER);
+    EXPECT_EQ(document->loadXML(path, nullptr), E_POINTER);
+
+    const CComPtr<IXMLDOMNodeList> nodes = all(document, "/a");
+    EXPECT_EQ(nodes->get_item(0, nullptr), E_INVALIDARG);
+    EXPECT_EQ(nodes->get_length(nullptr), E_INVALIDARG);
+    EXPECT_EQ(nodes->nextNode(nullptr), E_INVALIDARG);
+    CComPtr<IXMLDOMNamedNodeMap> map;
+    ASSERT_EQ(node->get_attributes(&map), S_OK);
+    EXPECT_EQ(map->getNamedItem(path, nullptr), E_INVALIDARG);
+    single = garbage<IXMLDOMNode>();
+    EXPECT_EQ(map->getNamedItem(nullptr, &single), E_INVALIDARG);
+    EXPECT_EQ(single, nullptr);
+    EXPECT_EQ(map->get_item(0, nullptr), E_INVALIDARG);
+    EXPECT_EQ(map->get_length(nullptr), E_INVALIDARG);
+    CComPtr<IXMLDOMParseError> error;
+    ASSERT_EQ(document->get_parseError(&error), S_OK);
+    EXPECT_EQ(error->get_errorCode(nullptr), E_INVALIDARG);
+    EXPECT_EQ(error->get_reason(nullptr), E_INVALIDARG);
+    EXPECT_EQ(error->get_srcText(nullptr), E_INVALIDARG);
+    EXPECT_EQ(error->get_line(nullptr), E_INVALIDARG);
+    EXPECT_EQ(error->get_linepos(nullptr), E_INVALIDARG);
+    const CComPtr<INodeTrace> trace = traceOf(node);
+    EXPECT_EQ(trace->get_line(nullptr), E_INVALIDARG);
+    EXPECT_EQ(trace->get_wasRead(nullptr), E_INVALIDARG);
+    EXPECT_EQ(trace->get_childElements(nullptr), E_INVALIDARG);
+    EXPECT_EQ(trace->get_allAttributes(nullptr), E_INVALIDARG);
+}
+
+TEST(DomObjects, NodesOutliveTheirDocumentObject) {
+    CComPtr<IXMLDOMDocument> document = parse("<a x='1'><b>text</b></a>");
+    const CComPtr<IXMLDOMNode> node = first(document, "/a/b");
+    const CComPtr<IXMLDOMNodeList> list = all(document, "//b");
+    CComPtr<IXMLDOMNamedNodeMap> map;
+    ASSERT_EQ(first(document, "/a")->get_attributes(&map), S_OK);
+    document.Release();
+    EXPECT_EQ(textOf(node), "text");
+    EXPECT_EQ(nodesOf(list).size(), 1U);
+    CComPtr<IXMLDOMNode> attribute;
+    EXPECT_EQ(map->getNamedItem(wide("x"), &attribute), S_OK);
+    EXPECT_EQ(textsOf(node, "/a/@x"), "1");
+}
+
+TEST(DomObjects, NodesOutliveASecondLoad) {
+    const CComPtr<IXMLDOMDocument> document = parse("<a><b>old</b></a>");
+    const CComPtr<IXMLDOMNode> old = first(document, "/a/b");
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    ASSERT_EQ(document->loadXML(wide("<a><b>new</b></a>"), &loaded), S_OK);
+    EXPECT_EQ(textOf(old), "old");
+    EXPECT_EQ(textsOf(old, "/a/b"), "old");
+    EXPECT_EQ(textsOf(document, "/a/b"), "new");
+}
+
+TEST(DomObjects, FailedLoadLeavesAnEmptyDocument) {
+    const CComPtr<IXMLDOMDocument> document = parse("<a/>");
+    VARIANT_BOOL loaded = VARIANT_TRUE;
+    ASSERT_EQ(document->loadXML(wide("<a>"), &loaded), S_FALSE);
+    EXPECT_EQ(loaded, VARIANT_FALSE);
+    EXPECT_NE(errorOf(document).code, 0);
+    EXPECT_FALSE(first(document, "/a"));
+    auto* root = garbage<IXMLDOMNode>();
+    EXPECT_EQ(document->get_documentElement(&root), S_FALSE);
+    EXPECT_EQ(root, nullptr);
+    ASSERT_EQ(document->loadXML(wide("<b/>"), &loaded), S_OK);
+    EXPECT_EQ(errorOf(document).code, 0);
+}
+
+TEST(DomObjects, NewDocumentIsEmpty) {
+    const CComPtr<IXMLDOMDocument> document = newDocument();
+    EXPECT_EQ(textOf(document), "");
+    EXPECT_EQ(textsOf(document, "/a"), "");
+    EXPECT_FALSE(first(document, "//a"));
+    const Error error = errorOf(document);
+    EXPECT_EQ(error.code, 0);
+    EXPECT_EQ(error.reason + error.sourceLine, "");
+    EXPECT_EQ(error.line, 0);
+    EXPECT_EQ(error.position, 0);
+}
+
+TEST(DomObjects, ListIsWalkedAndIndexed) {
+    const CComPtr<IXMLDOMDocument> document = parse("<a><b>0</b><b>1</b><b>2</b></a>");
+    const CComPtr<IXMLDOMNodeList> list = all(document, "/a/b");
+    LONG length = 0;
+    EXPECT_EQ(list->get_length(&length), S_OK);
+    EXPECT_EQ(length, 3);
+    CComPtr<IXMLDOMNode> item;
+    EXPECT_EQ(list->get_item(2, &item), S_OK);
+    EXPECT_EQ(textOf(item), "2");
+    EXPECT_EQ(nodesOf(list).size(), 3U) << "an index does not move the walk";
+    EXPECT_EQ(nodesOf(list).size(), 0U);
+    EXPECT_EQ(list->reset(), S_OK);
+    EXPECT_EQ(nodesOf(list).size(), 3U);
+    for (const LONG index : {-1, 3}) {
+        auto* none = garbage<IXMLDOMNode>();
+        EXPECT_EQ(list->get_item(index, &none), S_FALSE);
+        EXPECT_EQ(none, nullptr);
+    }
+}
+
+TEST(DomObjects, DocumentElementIsTheRoot) {
+    const CComPtr<IXMLDOMDocument> document = parse("<!-- c --><a/>");
+    CComPtr<IXMLDOMNode> root;
+    ASSERT_EQ(document->get_documentElement(&root), S_OK);
+    EXPECT_EQ(nameOf(root), "a");
+}
+
+bool wasRead(IXMLDOMNode* node) {
+    VARIANT_BOOL read = VARIANT_FALSE;
+    EXPECT_EQ(traceOf(node)->get_wasRead(&read), S_OK);
+    return read == VARIANT_TRUE;
+}
+
+/// Names of the elements and attributes below the node that nobody has read.
+std::string unread(IXMLDOMNode* node) {
+    std::string names;
+    CComPtr<IXMLDOMNodeList> attributes;
+    EXPECT_EQ(traceOf(node)->get_allAttributes(&attributes), S_OK);
+    for (const auto& attribute : nodesOf(attributes))
+        if (!wasRead(attribute)) names += '@' + nameOf(attribute) + ' ';
+    CComPtr<IXMLDOMNodeList> children;
+    EXPECT_EQ(traceOf(node)->get_childElements(&children), S_OK);
+    for (const auto& child : nodesOf(children)) {
+        if (!wasRead(child)) names += nameOf(child) + ' ';
+        names += unread(child);
+    }
+    return names;
+}
+
+TEST(DomTrace, TellsWhatWasRead) {
+    const CComPtr<IXMLDOMDocument> document =
+        parse("<a xmlns='u' xmlns:p='v' x='1' y='2'><b z='3'/><b/><c/><d w='4'/></a>");
+    EXPECT_EQ(unread(document), "a @x @y b @z b c d @w ");
+    EXPECT_EQ(unread(document), "a @x @y b @z b c d @w ") << "walking is not reading";
+    const CComPtr<IXMLDOMNode> root = first(document, "/a");
+    EXPECT_EQ(attributeOf(root, "x"), "1");
+    EXPECT_EQ(attributeOf(root, "q"), "(absent)");
+    EXPECT_EQ(unread(document), "@y b @z b c d @w ");
+    const CComPtr<IXMLDOMNodeList> list = all(root, "b");
+    EXPECT_EQ(unread(document), "@y b @z b c d @w ") << "selected, but not taken";
+    CComPtr<IXMLDOMNode> taken;
+    ASSERT_EQ(list->nextNode(&taken), S_OK);
+    EXPECT_EQ(unread(document), "@y @z b c d @w ");
+    EXPECT_EQ(textsOf(root, "d/@w | b"), "4");
+    EXPECT_EQ(unread(document), "@y @z c d ");
+}
+
+TEST(DomTrace, ForgetsWithTheNextLoad) {
+    const CComPtr<IXMLDOMDocument> document = parse("<a/>");
+    first(document, "/a");
+    EXPECT_EQ(unread(document), "");
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    ASSERT_EQ(document->loadXML(wide("<a/>"), &loaded), S_OK);
+    EXPECT_EQ(unread(document), "a ");
+}
+
+LONG lineOf(IXMLDOMNode* node) {
+    LONG line = -1;
+    EXPECT_EQ(traceOf(node)->get_line(&line), S_OK);
+    return line;
+}
+
+TEST(DomTrace, TellsLines) {
+    const CComPtr<IXMLDOMDocument> document = parse(
+        "<?xml version='1.0'?>\n<!DOCTYPE a [\n<!ENTITY e '<f/>'>\n]>\n<a\n  x='1'\n  y='2'>\n  <b/><c\n/>\n"
+        "&e;<d>\r\ntext</d></a>");
+    EXPECT_EQ(lineOf(document), 0);
+    EXPECT_EQ(lineOf(first(document, "/a")), 5) << "where the tag begins";
+    EXPECT_EQ(lineOf(first(document, "/a/@y")), 5) << "an attribute stands with its element";
+    EXPECT_EQ(lineOf(first(document, "/a/b")), 8);
+    EXPECT_EQ(lineOf(first(document, "/a/c")), 8);
+    EXPECT_EQ(lineOf(first(document, "/a/d")), 10);
+    EXPECT_EQ(lineOf(first(document, "/a/d/text()")), 10);
+    EXPECT_EQ(lineOf(first(document, "/a/f")), 0) << "the text of an entity has no line";
+}
+
+TEST(DomTrace, LinesBeyondSixteenBits) {
+    std::string text = "<a>";
+    text.append(70000, '\n');
+    text += "<b/>\n<c x='1'/>";
+    text.append(70000, '\n');
+    text += "<d>text</d></a>";
+    const CComPtr<IXMLDOMDocument> document = parse(text);
+    EXPECT_EQ(lineOf(first(document, "/a")), 1);
+    EXPECT_EQ(lineOf(first(document, "/a/b")), 70001);
+    EXPECT_EQ(lineOf(first(document, "/a/c/@x")), 70002);
+    EXPECT_EQ(lineOf(first(document, "/a/d")), 140002);
+}
+
+TEST(DomThreads, DocumentsOfTheirOwn) {
+    const auto work = [] {
+        for (int i = 0; i < 200; ++i) {
+            const Loaded good = loadText("<!DOCTYPE a [<!ENTITY e 'x'>]><a><b c='1'>&e;</b></a>");
+            EXPECT_EQ(textsOf(good.document, "//b[@c='1']"), "x");
+            const Loaded bad = loadText("<a>\n<b></a>");
+            EXPECT_EQ(errorOf(bad.document).line, 2);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(work);
+    for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+}  // namespace dom_test

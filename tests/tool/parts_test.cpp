@@ -1,0 +1,241 @@
+// Parts of the tool that are easier to look at from inside.
+#include "class_configurations.h"
+#include "document.h"
+#include "layer_choice.h"
+#include "messages.h"
+#include "object_ids.h"
+#include "report.h"
+#include "text.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace {
+
+using cxml::ClassConfigurations;
+using cxml::MessageKind;
+using cxml::MessageLog;
+
+// Takes standard error into a text while it lives.
+class CapturedErrors {
+public:
+    CapturedErrors() { testing::internal::CaptureStderr(); }
+    std::string take() { return testing::internal::GetCapturedStderr(); }
+};
+
+TEST(Text, LoneSurrogatesBecomeReplacementCharacters) {
+    const OLECHAR text[] = {'a', OLECHAR(0xD800), 'b', OLECHAR(0xDC00)};
+    EXPECT_EQ(cxml::toUtf8(WideView(text, 4)),
+              "a\xEF\xBF\xBD"
+              "b\xEF\xBF\xBD");
+}
+
+TEST(Text, ZerosStay) {
+    const std::string text("a\0b", 3);
+    EXPECT_EQ(cxml::toUtf8(cxml::toBstr(text)), text);
+}
+
+TEST(Text, EmptyTextIsAnAllocatedBstr) {
+    EXPECT_NE(cxml::toBstr("").m_str, nullptr);
+}
+
+TEST(Text, InvalidUtf8BecomesReplacementCharacters) {
+    EXPECT_EQ(cxml::toUtf8(cxml::toBstr("x\xFFy")), "x\xEF\xBF\xBDy");
+}
+
+TEST(Text, PrintableShowsControlCharactersAndKeepsLines) {
+    EXPECT_EQ(cxml::printable("a\x1b[1m\tb\r\nc\x7f \n"), "a\\x1B[1m\tb\nc\\x7F");
+    EXPECT_EQ(cxml::oneLine("a\r\n\r\nb\n"), "a b");
+}
+
+TEST(JsonString, EscapesAndReplaces) {
+    EXPECT_EQ(cxml::jsonString("a\"\n\x01"), R"("a\"\n\u0001")");
+    EXPECT_EQ(cxml::jsonString("x\xFFy"), "\"x\xEF\xBF\xBDy\"");
+}
+
+TEST(ObjectIds, AreReadOrNamed) {
+    EXPECT_EQ(cxml::parseObjectIds("1, -2,9223372036854775807"),
+              (std::vector<ObjectId>{1, -2, std::numeric_limits<ObjectId>::max()}));
+    EXPECT_EQ(cxml::parseObjectIds("1,"), std::nullopt);
+    EXPECT_EQ(cxml::whyNotObjectIds("1,2"), "");
+    EXPECT_EQ(cxml::whyNotObjectIds("1,two"), "'two' is not a row id (a whole number)");
+}
+
+TEST(Messages, TextIsShownWhenItFirstComesAndCounted) {
+    cxml::Console console(cxml::Console::Bar::Never);
+    MessageLog log(console, "LAYER", MessageLog::Keep::Counts);
+    CapturedErrors errors;
+    {
+        const CComPtr<IGPMessages> messages = cxml::collectInto(log);
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(messages->AddMessage(CComBSTR(OLESTR("again"))), S_OK);
+        EXPECT_EQ(messages->AddError(E_FAIL, CComBSTR(OLESTR("once"))), S_OK);
+        EXPECT_EQ(messages->AddMessage(nullptr), S_OK);
+    }
+    EXPECT_EQ(errors.take(), "LAYER: again\nLAYER: once\nLAYER: \n");
+    ASSERT_EQ(log.texts().size(), 3U);
+    EXPECT_EQ(log.texts()[0].text, "again");
+    EXPECT_EQ(log.texts()[0].count, 3U);
+    EXPECT_EQ(log.texts()[1].count, 1U);
+    EXPECT_TRUE(log.entries().empty()) << "no copies without --json";
+}
+
+TEST(Messages, AllKeepsOrderAndKind) {
+    cxml::Console console(cxml::Console::Bar::Never);
+    MessageLog log(console, "LAYER", MessageLog::Keep::All);
+    CapturedErrors errors;
+    log.add(MessageKind::Message, "a");
+    log.add(MessageKind::Error, "b");
+    log.add(MessageKind::Error, "a");
+    errors.take();
+    ASSERT_EQ(log.entries().size(), 3U);
+    EXPECT_EQ(log.texts()[log.entries()[2].text].text, "a");
+    EXPECT_EQ(log.entries()[2].kind, MessageKind::Error);
+}
+
+TEST(Messages, WithoutEndOfDifferentTextsMemoryStaysBounded) {
+    cxml::Console console(cxml::Console::Bar::Never);
+    MessageLog log(console, "LAYER", MessageLog::Keep::Counts);
+    CapturedErrors errors;
+    for (std::size_t i = 0; i < MessageLog::distinctLimit + 5; ++i)
+        log.add(MessageKind::Message, "row " + std::to_string(i));
+    const std::string shown = errors.take();
+    EXPECT_EQ(log.texts().size(), MessageLog::distinctLimit);
+    EXPECT_NE(shown.find("LAYER: row 10004\n"), std::string::npos) << "those beyond the limit are still shown";
+}
+
+TEST(Messages, CollectionIsAnObjectOfItsInterface) {
+    cxml::Console console(cxml::Console::Bar::Never);
+    MessageLog log(console, "LAYER", MessageLog::Keep::All);
+    const CComPtr<IGPMessages> messages = cxml::collectInto(log);
+    EXPECT_NE(CComQIPtr<IGPMessages>(static_cast<IUnknown*>(messages.p)).p, nullptr);
+    EXPECT_EQ(CComQIPtr<IRow>(static_cast<IUnknown*>(messages.p)).p, nullptr);
+    EXPECT_EQ(messages->QueryInterface(__uuidof(IUnknown), nullptr), E_POINTER);
+}
+
+TEST(Summary, NamesTheFirstRepeatedTextsAndCountsTheRest) {
+    cxml::Console console(cxml::Console::Bar::Never);
+    cxml::LayerResult result{
+        .layer = "X", .succeeded = true, .rows = 1, .messages = {console, "X", MessageLog::Keep::Counts}};
+    CapturedErrors errors;
+    for (const int i : {1, 2})
+        for (int text = 0; text < 12; ++text)
+            result.messages.add(MessageKind::Message, std::string(i > 0, char('a' + text)));
+    errors.take();
+    EXPECT_EQ(
+        cxml::summaryLine(result),
+        "X: 1 row, 0 changed; 2 times: a; 2 times: b; 2 times: c; 2 times: d; 2 times: e; 2 times: f; 2 times: g; "
+        "2 times: h; 2 times: i; 2 times: j; and 2 texts more repeated");
+}
+
+class Loading : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (std::filesystem::temp_directory_path() / "cxml-parts-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        folder_ = pattern;
+    }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    std::string write(const std::string& text) const {
+        std::ofstream(folder_ / "document.cxml", std::ios::binary) << text;
+        return folder_ / "document.cxml";
+    }
+    ClassConfigurations configurationsOf(const std::string& content) const {
+        cxml::Console console(cxml::Console::Bar::Never);
+        cxml::Document document(console, write("<conditionMap name='m'>" + content + "</conditionMap>"),
+                                MessageLog::Keep::All);
+        cxml::load(document);
+        EXPECT_TRUE(document.loaded) << content;
+        return ClassConfigurations::read(document.dom);
+    }
+
+private:
+    std::filesystem::path folder_;
+};
+
+TEST_F(Loading, ClassesAreFoundWithoutRegardToCase) {
+    const ClassConfigurations classes =
+        configurationsOf("<featureClass name='BoyLat'/><featureClass/><featureClass name='Ströme'/>");
+    EXPECT_NE(classes.find("BOYLAT"), nullptr);
+    EXPECT_NE(classes.find("boylat"), nullptr);
+    EXPECT_NE(classes.find("STRÖME"), nullptr);
+    EXPECT_EQ(classes.find("BOYSPP"), nullptr);
+    EXPECT_EQ(classes.find(""), nullptr) << "an element without a name makes no configuration";
+}
+
+const char* const twoFields = "<condition type='2' field='A'/><condition type='2' field='B'/>";
+
+TEST_F(Loading, RepeatedUpperCaseNameAddsAndAnyOtherReplaces) {
+    const std::string more = "<condition type='2' field='C'/>";
+    EXPECT_EQ(configurationsOf("<featureClass name='X'>" + std::string(twoFields) +
+                               "</featureClass><featureClass "
+                               "name='X'>" +
+                               more + "</featureClass>")
+                  .find("X")
+                  ->resultFields,
+              (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_EQ(configurationsOf("<featureClass name='x'>" + std::string(twoFields) +
+                               "</featureClass><featureClass "
+                               "name='x'>" +
+                               more + "</featureClass>")
+                  .find("X")
+                  ->resultFields,
+              (std::vector<std::string>{"C"}));
+}
+
+TEST_F(Loading, NewClassWithASubtypeWithoutNumberIsNoConfiguration) {
+    EXPECT_EQ(configurationsOf("<featureClass name='X'><subtype/></featureClass>").find("X"), nullptr);
+    EXPECT_NE(configurationsOf("<featureClass name='X'/><featureClass name='X'><subtype/></featureClass>").find("X"),
+              nullptr);
+}
+
+TEST_F(Loading, EveryPrefixOfADocumentIsRefusedWithAReason) {
+    std::ostringstream whole;
+    whole << std::ifstream(TEST_DATA_DIR "/buoys.cxml").rdbuf();
+    const std::string text = whole.str().substr(0, whole.str().rfind('>'));  // the last byte that matters is missing
+    cxml::Console console(cxml::Console::Bar::Never);
+    for (std::size_t length = 0; length <= text.size(); ++length) {
+        cxml::Document document(console, write(text.substr(0, length)), MessageLog::Keep::All);
+        cxml::load(document);
+        ASSERT_FALSE(document.loaded) << length;
+        ASSERT_NE(document.reason, "") << length;
+        ASSERT_TRUE(document.error.has_value()) << length;
+    }
+}
+
+TEST(WhyNotParsed, EmptyTextOfTheLibraryIsReplacedByTheParsersWords) {
+    CComPtr<IXMLDOMDocument> dom;
+    ASSERT_EQ(CoCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_ALL, __uuidof(IXMLDOMDocument),
+                               reinterpret_cast<void**>(&dom)),
+              S_OK);
+    VARIANT_BOOL loaded = VARIANT_TRUE;
+    dom->loadXML(CComBSTR(OLESTR("<a>\n<b <>")), &loaded);
+    ASSERT_EQ(loaded, VARIANT_FALSE);
+    const std::string reason = cxml::whyNotParsed("", dom);
+    EXPECT_EQ(reason.rfind("line 2, column ", 0), 0U) << reason;
+    EXPECT_GT(reason.size(), 25U) << reason;
+    EXPECT_EQ(cxml::whyNotParsed("as the library says\n", dom), "as the library says");
+    EXPECT_EQ(cxml::whyNotParsed("", nullptr), "it cannot be read");
+}
+
+TEST(LayerChoice, SimilarNamesComeBeforeAllNames) {
+    const std::vector<embedded_host::LayerInfo> available{{"BOYLAT", "BOYLAT", true, 1}, {"t1", "Buoys", true, 1}};
+    const auto refusal = [&](const char* name) {
+        try {
+            cxml::chooseLayers(available, {name}, {}, "d.gpkg");
+        } catch (const embedded_host::HostError& e) {
+            return std::string(e.what());
+        }
+        return std::string();
+    };
+    EXPECT_EQ(refusal("boylat"), "d.gpkg: there is no layer 'boylat'; similar: BOYLAT");
+    EXPECT_EQ(refusal("Buoys"), "d.gpkg: there is no layer 'Buoys'; similar: t1") << "the title instead of the name";
+    EXPECT_EQ(refusal("LIGHTS"), "d.gpkg: there is no layer 'LIGHTS'; available: BOYLAT, t1");
+    EXPECT_EQ(refusal(""), "d.gpkg: there is no layer ''; available: BOYLAT, t1");
+}
+
+}  // namespace

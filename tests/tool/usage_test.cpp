@@ -1,0 +1,196 @@
+// Arguments, help and exit statuses of what cannot be started.
+#include "tool_test.h"
+
+#include <unistd.h>
+#include <ostream>
+
+namespace {
+
+struct UsageCase {
+    const char* name;
+    std::vector<std::string> arguments;
+    const char* complaint;  // part of the one line on standard error
+};
+
+void PrintTo(const UsageCase& usage, std::ostream* out) {
+    *out << usage.name;
+}
+
+class Usage : public ToolTest, public testing::WithParamInterface<UsageCase> {};
+
+TEST_P(Usage, IsRefusedWithOneLine) {
+    const Outcome outcome = cxml(GetParam().arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(lineCount(outcome.err), 1U) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind("cxml: ", 0), 0U) << outcome.err;
+    EXPECT_NE(outcome.err.find(GetParam().complaint), std::string::npos) << outcome.err;
+}
+
+const UsageCase usageCases[] = {
+    {"NoCommand", {}, "a command is missing"},
+    {"UnknownCommand", {"simbolize", "a", "b"}, "simbolize"},
+    {"UnknownOption", {"symbolize", "a", "b", "--frobnicate"}, "--frobnicate"},
+    {"SymbolizeWithoutArguments", {"symbolize"}, "DOCUMENT"},
+    {"SymbolizeWithoutDataset", {"symbolize", "a"}, "DATASET"},
+    {"ResetWithoutDataset", {"reset", "a"}, "DATASET"},
+    {"ResetTakesNoWhere", {"reset", "a", "b", "--where", "1"}, "--where"},
+    {"ImportWithoutDataset", {"import", "a.000"}, "DATASET"},
+    {"ImportTakesNoJson", {"import", "a.000", "b.gpkg", "--json"}, "--json"},
+    {"CheckWithoutDocument", {"check"}, "DOCUMENT"},
+    {"CheckDoesNotTakeADatasetYet", {"check", "a", "b"}, "b"},
+    {"WhereWithoutValue", {"symbolize", "a", "b", "--where"}, "--where"},
+    {"IdIsNoNumber", {"symbolize", "a", "b", "--fids", "1,x2"}, "'x2'"},
+    {"IdIsAFraction", {"symbolize", "a", "b", "--fids", "1.5"}, "'1.5'"},
+    {"IdIsMissing", {"symbolize", "a", "b", "--fids", "1,,2"}, "''"},
+    {"NoIds", {"symbolize", "a", "b", "--fids", ""}, "--fids"},
+    {"IdIsTooLarge", {"symbolize", "a", "b", "--fids", "9223372036854775808"}, "'9223372036854775808'"},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, Usage, testing::ValuesIn(usageCases),
+                         [](const auto& tested) { return tested.param.name; });
+
+class Tool : public ToolTest {};
+
+TEST_F(Tool, SaysItsVersion) {
+    const Outcome outcome = cxml({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "cxml " CXML_VERSION "\n");
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(Tool, HelpNamesEveryCommandAndExitStatus) {
+    const Outcome outcome = cxml({"--help"});
+    EXPECT_EQ(outcome.status, 0);
+    for (const char* word : {"import", "symbolize", "reset", "check", "Exit status", "130"})
+        EXPECT_NE(outcome.out.find(word), std::string::npos) << word;
+}
+
+TEST_F(Tool, HelpOfACommandNamesItsOptions) {
+    const Outcome outcome = cxml({"symbolize", "--help"});
+    EXPECT_EQ(outcome.status, 0);
+    for (const char* word :
+         {"DOCUMENT", "DATASET", "LAYER", "--where", "--fids", "--subtype-field", "--add-fields", "--json", "--quiet"})
+        EXPECT_NE(outcome.out.find(word), std::string::npos) << word;
+}
+
+TEST_F(Tool, HelpOfCheckSaysWhatItChecks) {
+    const Outcome outcome = cxml({"check", "--help"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_NE(outcome.out.find("Checked so far"), std::string::npos) << outcome.out;
+}
+
+struct DatasetCase {
+    const char* name;
+    const char* dataset;  // in the test's folder
+    const char* content;  // null: no such file
+};
+
+void PrintTo(const DatasetCase& dataset, std::ostream* out) {
+    *out << dataset.name;
+}
+
+class UnusableDataset : public ToolTest, public testing::WithParamInterface<DatasetCase> {};
+
+TEST_P(UnusableDataset, IsNamedInOneLine) {
+    const std::string path =
+        GetParam().content ? writeFile(GetParam().dataset, GetParam().content) : inFolder(GetParam().dataset).string();
+    for (const char* command : {"symbolize", "reset"}) {
+        const Outcome outcome = cxml({command, data("buoys.cxml"), path});
+        EXPECT_EQ(outcome.status, 2) << command;
+        EXPECT_EQ(outcome.out, "") << command;
+        EXPECT_EQ(lineCount(outcome.err), 1U) << outcome.err;
+        EXPECT_NE(outcome.err.find(path), std::string::npos) << outcome.err;
+    }
+}
+
+const DatasetCase datasetCases[] = {
+    {"NoSuchFile", "none.gpkg", nullptr},
+    {"NoSuchFolder", "none/none.gpkg", nullptr},
+    {"AFolder", ".", nullptr},
+    {"EmptyFile", "empty.gpkg", ""},
+    {"TextFile", "text.gpkg", "not a database, only a text of some length that has a wrong ending"},
+    {"TruncatedDatabase", "short.gpkg", "SQLite format 3"},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, UnusableDataset, testing::ValuesIn(datasetCases),
+                         [](const auto& tested) { return tested.param.name; });
+
+class Dataset : public ToolTest {};
+
+TEST_F(Dataset, ThatIsReadOnlyIsNamed) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+    ProcessOptions options;
+    options.asNobody = true;
+    if (runProcess({CXML_PROGRAM, "--version"}, options).status != 0)
+        GTEST_SKIP() << "another user cannot run the program where it is built";
+    const std::string dataset = newDataset();
+    addBuoys(dataset);
+    std::filesystem::permissions(dataset, std::filesystem::perms::owner_read | std::filesystem::perms::group_read |
+                                              std::filesystem::perms::others_read);
+    const std::string document = writeFile("buoys.cxml", readFile(data("buoys.cxml")));
+    const Outcome outcome = cxml({"symbolize", document, dataset}, options);
+    EXPECT_EQ(outcome.status, 2) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(lineCount(outcome.err), 1U) << outcome.err;
+    EXPECT_NE(outcome.err.find(dataset), std::string::npos) << outcome.err;
+    EXPECT_EQ(symbols(dataset), "- - - - -");
+}
+
+TEST_F(Dataset, UnknownLayerIsNamedWithSimilarOnes) {
+    const std::string dataset = newDataset();
+    addBuoys(dataset);
+    const Outcome outcome = cxml({"symbolize", data("buoys.cxml"), dataset, "BOYLAT", "BOYLAR"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "cxml: " + dataset + ": there is no layer 'BOYLAR'; similar: BOYLAT\n");
+    EXPECT_EQ(symbols(dataset), "- - - - -") << "nothing runs when the usage is wrong";
+}
+
+TEST_F(Dataset, UnknownLayerIsNamedWithThoseThatThereAre) {
+    const std::string dataset = newDataset();
+    addBuoys(dataset);
+    const Outcome outcome = cxml({"reset", data("buoys.cxml"), dataset, "HARBOURS"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "cxml: " + dataset + ": there is no layer 'HARBOURS'; available: MARKS, BOYLAT\n");
+}
+
+TEST_F(Dataset, UnknownLayerLeavesAJsonObjectWithoutLayers) {
+    const nlohmann::json said = cxmlJson({"symbolize", data("buoys.cxml"), newDataset(), "NOPE"}, 2);
+    EXPECT_EQ(said, nlohmann::json::parse(R"({"document": {"loaded": true, "error": null, "messages": []},
+                                              "layers": []})"));
+}
+
+TEST_F(Dataset, SubtypeFieldThatDoesNotExistIsNamedBeforeAnythingChanges) {
+    const std::string dataset = newDataset();
+    addBuoys(dataset);
+    const Outcome outcome = cxml({"symbolize", data("subtypes.cxml"), dataset, "--subtype-field", "NOSUCH"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(lineCount(outcome.err), 1U) << outcome.err;
+    EXPECT_NE(outcome.err.find("NOSUCH"), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find("BOYLAT"), std::string::npos) << outcome.err;
+    EXPECT_EQ(symbols(dataset), "- - - - -");
+}
+
+TEST_F(Dataset, WithoutConfiguredLayersIsGoodAndSaysSo) {
+    const std::string dataset = newDataset();
+    const Outcome outcome = cxml({"symbolize", data("buoys.cxml"), dataset});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "cxml: " + dataset + ": no layer has a configuration in " + data("buoys.cxml") + "\n");
+}
+
+TEST_F(Tool, SaysWhenItsOutputCannotBeWritten) {
+    const std::string dataset = newDataset();
+    addBuoys(dataset);
+    ProcessOptions options;
+    options.outFile = "/dev/full";
+    for (const Arguments& more : {Arguments{}, Arguments{"--json"}}) {
+        Arguments arguments{"symbolize", data("buoys.cxml"), dataset};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = cxml(arguments, options);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, "cxml: standard output cannot be written\n");
+    }
+}
+
+}  // namespace

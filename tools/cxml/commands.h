@@ -1,0 +1,19 @@
+// The subcommands, one file each.
+#pragma once
+
+#include "exit_status.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace cxml {
+
+/// What the command line asks for; set while it is parsed.
+using Command = std::function<ExitStatus()>;
+
+void addImport(CLI::App& app, Command& chosen);
+void addSymbolize(CLI::App& app, Command& chosen);
+void addReset(CLI::App& app, Command& chosen);
+void addCheck(CLI::App& app, Command& chosen);
+
+}  // namespace cxml

@@ -1,0 +1,31 @@
+// Console: what a person at the terminal sees of a command.
+#pragma once
+
+#include "progress.h"
+
+#include <string_view>
+
+namespace cxml {
+
+/// Standard output carries results, standard error everything else; a progress line on the same terminal is moved out
+/// of the way. Texts are shown with their control characters made visible.
+class Console {
+public:
+    enum class Bar { WhenTerminal, Never };
+
+    explicit Console(Bar bar);
+
+    /// A text of the library as it comes, "source: text", to standard error.
+    void message(std::string_view source, std::string_view text);
+    /// The tool's own word, one line "cxml: text", to standard error.
+    void complain(std::string_view text);
+    /// One line of results to standard output.
+    void result(std::string_view line);
+
+    Progress& progress() noexcept { return progress_; }
+
+private:
+    Progress progress_;
+};
+
+}  // namespace cxml

@@ -1,0 +1,20 @@
+// Which layers of a dataset a command runs over.
+#pragma once
+
+#include "class_configurations.h"
+#include "host/gdal/gdal_workspace.h"
+
+#include <string>
+#include <vector>
+
+namespace cxml {
+
+/// The layers of `names`, in that order, each once; without names those whose alias has a configuration, in the
+/// dataset's order.
+/// \throws embedded_host::HostError that names the first unknown layer and says which there are.
+std::vector<embedded_host::LayerInfo> chooseLayers(std::vector<embedded_host::LayerInfo> available,
+                                                   const std::vector<std::string>& names,
+                                                   const ClassConfigurations& configurations,
+                                                   const std::string& dataset);
+
+}  // namespace cxml

@@ -1,0 +1,200 @@
+#include "layer_run.h"
+
+#include "interrupt.h"
+#include "layer_choice.h"
+#include "report.h"
+
+#include <fmt/format.h>
+#include <iostream>
+#include <new>
+
+namespace cxml {
+namespace {
+
+using embedded_host::GdalWorkspace;
+using embedded_host::HostError;
+using embedded_host::LayerInfo;
+using embedded_host::RunMonitor;
+
+// One transaction: what is not committed is rolled back.
+class Transaction {
+public:
+    explicit Transaction(GdalWorkspace& workspace) : workspace_(workspace) { workspace_.begin(); }
+    ~Transaction() {
+        if (!committed_) workspace_.rollback();
+    }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    void commit() {
+        workspace_.commit();
+        committed_ = true;
+    }
+
+private:
+    GdalWorkspace& workspace_;
+    bool committed_ = false;
+};
+
+// Has the workspace's cursors report to a monitor while it lives.
+class Watch {
+public:
+    Watch(GdalWorkspace& workspace, RunMonitor& monitor) : workspace_(workspace) { workspace_.watch(&monitor); }
+    ~Watch() { workspace_.watch(nullptr); }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+private:
+    GdalWorkspace& workspace_;
+};
+
+bool stopped() noexcept {
+    return stopRequested().load(std::memory_order_relaxed);
+}
+
+std::int64_t rowsToVisit(const LayerInfo& layer, ISelectionSet* selection) {
+    LONG count = 0;
+    if (!selection) return layer.rowCount;
+    return SUCCEEDED(selection->get_Count(&count)) ? count : -1;
+}
+
+class LayerCommand {
+public:
+    LayerCommand(const LayerArguments& arguments, const LayerWork& work)
+        : arguments_(arguments),
+          work_(work),
+          keep_(arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts),
+          console_(arguments.json || arguments.quiet ? Console::Bar::Never : Console::Bar::WhenTerminal),
+          document_(console_, arguments.document, keep_) {}
+
+    ExitStatus run();
+
+private:
+    ExitStatus runAll();
+    std::vector<LayerInfo> prepareLayers(GdalWorkspace& workspace);
+    ExitStatus runLayer(GdalWorkspace& workspace, const LayerInfo& layer);
+    ExitStatus runInTransaction(GdalWorkspace& workspace, const LayerInfo& layer, LayerResult& result);
+    bool callLibrary(IFeatureClass* featureClass, ISelectionSet* selection, LayerResult& result);
+
+    const LayerArguments& arguments_;
+    const LayerWork& work_;
+    MessageLog::Keep keep_;
+    Console console_;
+    Document document_;
+    std::vector<LayerResult> results_;
+};
+
+ExitStatus LayerCommand::run() {
+    ExitStatus status = ExitStatus::Unusable;
+    try {
+        status = runAll();
+    } catch (const HostError& e) {
+        console_.complain(e.what());
+    }
+    if (status == ExitStatus::Interrupted) console_.complain("interrupted");
+    if (arguments_.json) writeJson(std::cout, document_, results_);
+    return status;
+}
+
+ExitStatus LayerCommand::runAll() {
+    load(document_);
+    if (!document_.loaded) {
+        if (!document_.reason.empty())
+            console_.complain(fmt::format("{}: {}", arguments_.document, document_.reason));
+        else
+            console_.complain(fmt::format("{}: the document did not load", arguments_.document));
+        return ExitStatus::Failed;
+    }
+    const std::shared_ptr<GdalWorkspace> workspace =
+        GdalWorkspace::open(arguments_.dataset, GdalWorkspace::Access::Update);
+    const std::vector<LayerInfo> layers = prepareLayers(*workspace);
+    ExitStatus status = ExitStatus::Good;
+    for (const LayerInfo& layer : layers) {
+        if (stopped()) return ExitStatus::Interrupted;
+        status = graver(status, runLayer(*workspace, layer));
+        if (status == ExitStatus::Interrupted) break;
+    }
+    return status;
+}
+
+// Everything that can be refused is refused here, before a layer changes.
+std::vector<LayerInfo> LayerCommand::prepareLayers(GdalWorkspace& workspace) {
+    const ClassConfigurations configurations = ClassConfigurations::read(document_.dom);
+    document_.dom.Release();
+    std::vector<LayerInfo> layers =
+        chooseLayers(workspace.layers(), arguments_.layers, configurations, arguments_.dataset);
+    if (layers.empty())
+        console_.complain(fmt::format("{}: no layer has a configuration in {}", arguments_.dataset, document_.path));
+    for (const LayerInfo& layer : layers) workspace.openFeatureClass(layer.name, work_.subtypeField);
+    for (const LayerInfo& layer : layers) {
+        const ClassConfiguration* configuration = configurations.find(layer.alias);
+        if (work_.prepare && configuration && !stopped()) work_.prepare(workspace, layer.name, *configuration);
+    }
+    return layers;
+}
+
+ExitStatus LayerCommand::runLayer(GdalWorkspace& workspace, const LayerInfo& layer) {
+    LayerResult& result =
+        results_.emplace_back(LayerResult{.layer = layer.name, .messages = MessageLog(console_, layer.name, keep_)});
+    ExitStatus status = ExitStatus::Unusable;
+    try {
+        status = runInTransaction(workspace, layer, result);
+    } catch (const HostError& e) {
+        result.messages.add(MessageKind::Error, e.what());
+    }
+    console_.progress().finish();
+    result.succeeded = status == ExitStatus::Good;
+    result.interrupted = status == ExitStatus::Interrupted;
+    if (!result.succeeded) {
+        result.changed = 0;
+        if (result.messages.empty() && !result.interrupted)
+            console_.complain(
+                fmt::format("{}: no configuration in {} for the class '{}'", layer.name, document_.path, layer.alias));
+    }
+    if (!arguments_.json) console_.result(summaryLine(result));
+    return status;
+}
+
+ExitStatus LayerCommand::runInTransaction(GdalWorkspace& workspace, const LayerInfo& layer, LayerResult& result) {
+    const CComPtr<IFeatureClass> featureClass = workspace.openFeatureClass(layer.name, work_.subtypeField);
+    const CComPtr<ISelectionSet> selection =
+        work_.select ? work_.select(workspace, layer.name) : CComPtr<ISelectionSet>();
+    console_.progress().startRows(layer.name, rowsToVisit(layer, selection));
+
+    RunMonitor monitor;
+    monitor.stop = &stopRequested();
+    monitor.onProgress = [this](std::int64_t rows) { console_.progress().rows(rows); };
+    Transaction transaction(workspace);
+    const Watch watch(workspace, monitor);
+    const bool succeeded = callLibrary(featureClass, selection, result);
+    result.rows = monitor.rows;
+    if (stopped()) return ExitStatus::Interrupted;
+    if (!monitor.failure.empty()) throw HostError(monitor.failure);
+    if (!succeeded) return ExitStatus::Failed;
+    transaction.commit();
+    result.changed = monitor.changed;
+    return ExitStatus::Good;
+}
+
+bool LayerCommand::callLibrary(IFeatureClass* featureClass, ISelectionSet* selection, LayerResult& result) {
+    std::string text;
+    try {
+        return work_.run(document_.manager, featureClass, selection, collectInto(result.messages));
+    } catch (const CAtlException& e) {
+        text = describe(e);
+    } catch (const std::bad_alloc&) {
+        text = "out of memory";
+    } catch (const std::exception& e) {
+        text = e.what();
+    }
+    result.messages.add(MessageKind::Error, text);
+    return false;
+}
+
+}  // namespace
+
+ExitStatus runLayers(const LayerArguments& arguments, const LayerWork& work) {
+    return LayerCommand(arguments, work).run();
+}
+
+}  // namespace cxml

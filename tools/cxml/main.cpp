@@ -1,0 +1,71 @@
+// cxml: symbolizes datasets with CXML documents.
+#include "commands.h"
+#include "interrupt.h"
+#include "text.h"
+
+#include <fmt/format.h>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+
+namespace {
+
+using cxml::ExitStatus;
+
+ExitStatus complain(const std::string& text, ExitStatus status) {
+    const std::string line = fmt::format("cxml: {}\n", cxml::oneLine(text));
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    return status;
+}
+
+// Standard output is looked at once, here: a full disk under it must not pass for success.
+ExitStatus withOutputWritten(ExitStatus status) {
+    std::cout.flush();
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.good()) return status;
+    return complain("standard output cannot be written", cxml::graver(status, ExitStatus::Unusable));
+}
+
+ExitStatus run(int argc, char** argv) {
+    CLI::App app("Symbolizes nautical chart datasets with CXML documents.", "cxml");
+    app.set_version_flag("--version", "cxml " CXML_VERSION);
+    app.require_subcommand(0, 1);  // none is refused below, in better words
+    app.footer(
+        "'cxml COMMAND --help' tells more.\n"
+        "Exit status: 0 all well; 1 the document did not load or a layer's run failed; 2 wrong usage, or a dataset or\n"
+        "layer that cannot be opened or written; 130 interrupted.");
+    cxml::Command command;
+    cxml::addImport(app, command);
+    cxml::addSymbolize(app, command);
+    cxml::addReset(app, command);
+    cxml::addCheck(app, command);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& e) {  // help and version
+        app.exit(e);
+        return ExitStatus::Good;
+    } catch (const CLI::ParseError& e) {
+        return complain(fmt::format("{} (see 'cxml --help')", cxml::oneLine(e.what())), ExitStatus::Unusable);
+    }
+    if (!command)
+        return complain("a command is missing: import, symbolize, reset or check (see 'cxml --help')",
+                        ExitStatus::Unusable);
+    cxml::installSignalHandlers();
+    return command();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    ExitStatus status = ExitStatus::Failed;
+    try {
+        status = withOutputWritten(run(argc, argv));
+    } catch (const std::bad_alloc&) {
+        complain("out of memory", status);
+    } catch (const CAtlException&) {
+        complain("out of memory", status);
+    } catch (const std::exception& e) {
+        complain(e.what(), status);
+    }
+    return static_cast<int>(status);
+}

@@ -1,0 +1,66 @@
+// The message collection that the tool gives to the library.
+#pragma once
+
+#include "console.h"
+#include "symbology/host_interfaces.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace cxml {
+
+enum class MessageKind : std::uint8_t { Message, Error };
+
+/// The texts of one layer (or of a document): each distinct text is shown when it first comes and counted from then
+/// on.
+class MessageLog {
+public:
+    /// With Counts, memory is bounded however many texts come: texts beyond the first `distinctLimit` different ones
+    /// are shown each time and not remembered. With All, every message is kept in order.
+    enum class Keep { Counts, All };
+    static constexpr std::size_t distinctLimit = 10000;
+
+    struct Text {
+        std::string text;
+        std::uint64_t count;
+    };
+    struct Entry {
+        std::uint32_t text;  // index into texts()
+        MessageKind kind;
+    };
+
+    /// \param source what the texts are about, shown before each.
+    MessageLog(Console& console, std::string source, Keep keep)
+        : console_(console), source_(std::move(source)), keep_(keep) {}
+
+    void add(MessageKind kind, std::string_view text);
+
+    /// Whether nothing came.
+    bool empty() const noexcept { return total_ == 0; }
+    /// Distinct texts in order of their first coming.
+    const std::vector<Text>& texts() const noexcept { return texts_; }
+    /// Every message in order; empty unless all are kept.
+    const std::vector<Entry>& entries() const noexcept { return entries_; }
+
+private:
+    struct Hash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
+    };
+
+    Console& console_;
+    std::string source_;
+    Keep keep_;
+    std::uint64_t total_ = 0;
+    std::vector<Text> texts_;
+    std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> index_;
+    std::vector<Entry> entries_;
+};
+
+/// The log as the library sees it. The log must outlive the collection.
+CComPtr<IGPMessages> collectInto(MessageLog& log);
+
+}  // namespace cxml

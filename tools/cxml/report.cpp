@@ -1,0 +1,91 @@
+#include "report.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+namespace cxml {
+namespace {
+
+constexpr std::size_t longestList = 10;  // repeated texts that a summary line names
+
+std::string plural(std::int64_t count, std::string_view unit) {
+    return fmt::format("{} {}{}", count, unit, count == 1 ? "" : "s");
+}
+
+std::string repeatedTexts(const MessageLog& messages) {
+    std::string list;
+    std::size_t named = 0;
+    std::size_t left = 0;
+    for (const MessageLog::Text& text : messages.texts()) {
+        if (text.count < 2) continue;
+        if (named++ < longestList)
+            list += fmt::format("; {} times: {}", text.count, text.text);
+        else
+            ++left;
+    }
+    if (left != 0) list += fmt::format("; and {} more repeated", plural(static_cast<std::int64_t>(left), "text"));
+    return list;
+}
+
+const char* jsonBool(bool value) noexcept {
+    return value ? "true" : "false";
+}
+
+// Written piece by piece: a run may have a million messages, most of them the same few texts.
+void writeMessages(std::ostream& out, const MessageLog& messages) {
+    std::vector<std::string> texts;
+    texts.reserve(messages.texts().size());
+    for (const MessageLog::Text& text : messages.texts()) texts.push_back(jsonString(text.text));
+    out << '[';
+    const char* separator = "";
+    for (const MessageLog::Entry& entry : messages.entries()) {
+        const char* kind = entry.kind == MessageKind::Error ? "error" : "message";
+        out << separator << R"({"kind": ")" << kind << R"(", "text": )" << texts[entry.text] << '}';
+        separator = ", ";
+    }
+    out << ']';
+}
+
+void writeJson(std::ostream& out, const LayerResult& result) {
+    out << "{\"layer\": " << jsonString(result.layer) << ", \"succeeded\": " << jsonBool(result.succeeded)
+        << ", \"rows\": " << result.rows << ", \"changed\": " << result.changed << ", \"messages\": ";
+    writeMessages(out, result.messages);
+    out << '}';
+}
+
+}  // namespace
+
+std::string summaryLine(const LayerResult& result) {
+    std::string line = fmt::format("{}: {}, {} changed", result.layer, plural(result.rows, "row"), result.changed);
+    if (result.interrupted)
+        line += "; interrupted, rolled back";
+    else if (!result.succeeded)
+        line += "; failed, rolled back";
+    return line + repeatedTexts(result.messages);
+}
+
+std::string jsonString(std::string_view text) {
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+void writeJson(std::ostream& out, const Document& document) {
+    out << "{\"loaded\": " << jsonBool(document.loaded)
+        << ", \"error\": " << (document.error ? jsonString(*document.error) : "null") << ", \"messages\": ";
+    writeMessages(out, document.messages);
+    out << '}';
+}
+
+void writeJson(std::ostream& out, const Document& document, const std::vector<LayerResult>& layers) {
+    out << "{\"document\": ";
+    writeJson(out, document);
+    out << ",\n \"layers\": [";
+    const char* separator = "\n  ";
+    for (const LayerResult& layer : layers) {
+        out << separator;
+        writeJson(out, layer);
+        separator = ",\n  ";
+    }
+    out << "]}\n";
+}
+
+}  // namespace cxml

@@ -1,0 +1,35 @@
+// What a command reports when it is done: summary lines for people, one JSON object for programs.
+#pragma once
+
+#include "document.h"
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace cxml {
+
+/// How the run of one layer ended.
+struct LayerResult {
+    std::string layer;
+    bool succeeded = false;
+    bool interrupted = false;
+    std::int64_t rows = 0;     // visited
+    std::int64_t changed = 0;  // written; none of a run that was rolled back
+    MessageLog messages;
+};
+
+/// "BOYLAT: 12 rows, 3 changed", what went wrong, and the count of every text that came more than once.
+std::string summaryLine(const LayerResult& result);
+
+/// The object with the members "document" and "layers".
+void writeJson(std::ostream& out, const Document& document, const std::vector<LayerResult>& layers);
+
+/// The value of a member "document".
+void writeJson(std::ostream& out, const Document& document);
+
+/// A JSON string; bytes that are not UTF-8 become U+FFFD.
+std::string jsonString(std::string_view text);
+
+}  // namespace cxml

@@ -1,0 +1,62 @@
+// cxml symbolize: decides the symbols of a dataset's rows and writes them.
+#include "commands.h"
+#include "layer_options.h"
+#include "object_ids.h"
+
+#include <memory>
+
+namespace cxml {
+namespace {
+
+using embedded_host::FieldKind;
+using embedded_host::FieldRequest;
+using embedded_host::GdalWorkspace;
+
+struct Arguments : LayerArguments {
+    std::optional<std::string> where;
+    std::optional<std::string> ids;
+    std::optional<std::string> subtypeField;
+    bool addFields = false;
+};
+
+void addTargetFields(GdalWorkspace& workspace, const std::string& layer, const ClassConfiguration& configuration) {
+    std::vector<FieldRequest> fields{{"SYMBOL_C", FieldKind::Text},
+                                     {"Xoffset_C", FieldKind::Real},
+                                     {"Yoffset_C", FieldKind::Real},
+                                     {"Rotate_C", FieldKind::Real}};
+    for (const std::string& field : configuration.resultFields) fields.push_back({field, FieldKind::Text});
+    workspace.addFields(layer, fields);
+}
+
+ExitStatus symbolize(const Arguments& arguments) {
+    LayerWork work;
+    work.subtypeField = arguments.subtypeField;
+    if (arguments.addFields) work.prepare = addTargetFields;
+    if (arguments.where || arguments.ids) {
+        const auto ids = arguments.ids ? parseObjectIds(*arguments.ids) : std::nullopt;
+        work.select = [&arguments, ids](GdalWorkspace& workspace, const std::string& layer) {
+            return workspace.select(layer, arguments.where, ids);
+        };
+    }
+    work.run = [](SymbologyManager& manager, IFeatureClass* featureClass, ISelectionSet* selection,
+                  IGPMessages* messages) { return manager.symbolize(featureClass, selection, messages); };
+    return runLayers(arguments, work);
+}
+
+}  // namespace
+
+void addSymbolize(CLI::App& app, Command& chosen) {
+    CLI::App* command = app.add_subcommand("symbolize", "Write the symbols that a document decides into a dataset");
+    const auto arguments = std::make_shared<Arguments>();
+    addLayerOptions(*command, *arguments);
+    command->add_option("--where", arguments->where, "only rows that satisfy this condition")->type_name("SQL");
+    command->add_option("--fids", arguments->ids, "only rows with these ids")
+        ->type_name("N,N,...")
+        ->check([](const std::string& text) { return whyNotObjectIds(text); });
+    command->add_option("--subtype-field", arguments->subtypeField, "the field that holds the subtype of a row")
+        ->type_name("NAME");
+    command->add_flag("--add-fields", arguments->addFields, "first add the fields that are written and missing");
+    command->callback([&chosen, arguments] { chosen = [arguments] { return symbolize(*arguments); }; });
+}
+
+}  // namespace cxml

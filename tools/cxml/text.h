@@ -1,0 +1,25 @@
+// Text at the tool's edges: UTF-8 outside, UTF-16 towards the library, and what a terminal may be shown.
+#pragma once
+
+#include "platform/platform.h"
+
+#include <string>
+#include <string_view>
+
+namespace cxml {
+
+/// Lone surrogates become U+FFFD; zeros stay.
+std::string toUtf8(WideView text);
+std::string toUtf8(const CComBSTR& text);
+
+/// Bytes that are not UTF-8 become U+FFFD. Never null: the empty text is an allocated one.
+CComBSTR toBstr(std::string_view text);
+
+/// The text without trailing white space, its control characters (line feeds and tabs excepted) written as \x1B, so
+/// that a document cannot steer the terminal.
+std::string printable(std::string_view text);
+
+/// The same on one line: every run of line breaks becomes one blank.
+std::string oneLine(std::string_view text);
+
+}  // namespace cxml
