@@ -166,10 +166,18 @@ HRESULT TableObject::Select(IQueryFilter* filter, SelectionType type, SelectionO
         [&] {
             if (!selection) return E_POINTER;
             *selection = nullptr;
-            if (filter || type != selectionIdSet) return E_NOTIMPL;
+            if (type != selectionIdSet) return E_NOTIMPL;
+            FilterContent content;
+            const HRESULT hr = filter ? readFilter(filter, content) : S_OK;
+            if (FAILED(hr)) return hr;
+            selects.push_back({content.fields, content.where, filter != nullptr, option});
+            if (!content.where.empty() && !answerWhere) return E_NOTIMPL;
             std::vector<ObjectId> ids;
-            for (std::size_t i = 0; i < rowCount() && (option == selectionAll || i == 0); ++i)
-                ids.push_back(static_cast<ObjectId>(i + 1));
+            if (content.where.empty())
+                for (std::size_t i = 0; i < rowCount(); ++i) ids.push_back(static_cast<ObjectId>(i + 1));
+            else
+                ids = answerWhere(content.where);
+            if (option == selectionOnlyOne && ids.size() > 1) ids.resize(1);
             return give<ISelectionSet>(selection, select(std::move(ids)).p);
         },
         [&] { *selection = nullptr; });

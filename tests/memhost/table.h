@@ -109,6 +109,14 @@ struct CursorRequest {
     bool ofSelection = false;
 };
 
+/// What a Select of a table was asked for.
+struct SelectRequest {
+    std::vector<std::string> fields;
+    std::string where;
+    bool hasFilter = false;
+    SelectionOption option = selectionAll;
+};
+
 /// How a cursor answers for a field that its filter did not ask for.
 enum class Unfetched { Fails, HasItsValue, IsNull };
 
@@ -161,6 +169,9 @@ public:
 
     std::vector<memhost::Update> updates;  // in order; also of rows stored by their holder
     CursorRequest lastRequest;
+    std::vector<SelectRequest> selects;  // in order
+    /// The ids of the rows that satisfy a where clause. Without it, clauses are not understood (E_NOTIMPL).
+    std::function<std::vector<ObjectId>(const std::string& where)> answerWhere;
     long unfetchedReads = 0;
 
 private:

@@ -1,0 +1,72 @@
+// Conditions with expressions, loaded and called as the library does.
+#pragma once
+
+#include "memhost/table.h"
+#include "support/loaded_map.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Keeps what is written to the debugger for as long as it lives.
+class DebugRecorder {
+public:
+    DebugRecorder() { PlatformSetDebugSink(keep, this); }
+    ~DebugRecorder() { PlatformSetDebugSink(nullptr, nullptr); }
+    DebugRecorder(const DebugRecorder&) = delete;
+    DebugRecorder& operator=(const DebugRecorder&) = delete;
+
+    std::vector<std::string> texts;
+
+private:
+    static void keep(LPCSTR text, void* context) { static_cast<DebugRecorder*>(context)->texts.emplace_back(text); }
+};
+
+/// Runs Python of the host's own, as a host does between the library's calls. \return whether it ran without an error.
+bool runHostPython(const std::string& code);
+
+/// Has the code objects of a document counted until they are gone.
+void watchCode(const ConditionalXml::ConditionMap& map);
+/// How many of the watched code objects are alive.
+std::size_t liveCodeObjects();
+
+/// The text as the content of an element.
+std::string cdata(std::string_view text);
+
+/// A document whose class Light has one condition with an expression, and a row for it.
+class LoadedExpression {
+public:
+    explicit LoadedExpression(std::string_view source,
+                              std::string_view attributes = "rulename='R' type='2' field='RESULT'",
+                              std::string_view library = "");
+
+    ConditionalXml::Condition& condition() const { return *loaded_.map->conditions.at(0); }
+    ConditionalXml::FeatureClassRule& rule() const { return loaded_.rule("LIGHT"); }
+
+    /// Adds values under a name; more than one make a list.
+    LoadedExpression& put(const char* name, const std::vector<memhost::Cell>& cells);
+    LoadedExpression& clearValues();
+    /// What RESULT holds before a call.
+    LoadedExpression& result(const memhost::Cell& before);
+
+    /// Calls it for a new row. \return what generate() answers.
+    bool generate();
+    /// The text of the runtime_error that a call throws.
+    std::string report();
+    /// RESULT after the last call.
+    std::string written() const { return memhost::describe(row_->value("RESULT")); }
+    bool changed() const { return rule().changed; }
+    std::string generated() const { return memhost::utf8(condition().generatedValue.m_str); }
+
+private:
+    LoadedMap loaded_;
+    memhost::Cell before_ = nullptr;
+    std::unique_ptr<ConditionalXml::RowValueMap> values_;
+    CComPtr<memhost::TableObject> table_;
+    CComPtr<memhost::Row> row_;
+};
+
+/// The text of the runtime_error that loading a condition with the source throws.
+std::string loadReport(std::string_view source, std::string_view attributes = "rulename='R' type='2' field='RESULT'");

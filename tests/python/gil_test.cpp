@@ -1,0 +1,70 @@
+// The interpreter lock: each test is a process of its own with a limit of time.
+#include "tool/process.h"
+
+#include <gtest/gtest.h>
+#include <csignal>
+
+namespace {
+
+constexpr std::chrono::seconds plenty{60};
+
+Outcome scenario(const std::string& name, std::chrono::seconds limit = plenty) {
+    ProcessOptions options;
+    options.limit = limit;
+    return runProcess({"/proc/self/exe", "--scenario", name}, options);
+}
+
+class Completes : public testing::TestWithParam<const char*> {};
+
+TEST_P(Completes, inTime) {
+    const Outcome outcome = scenario(GetParam());
+    EXPECT_FALSE(outcome.timedOut);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Lock, Completes,
+                         testing::Values("load-without-expression", "release-empty-without-interpreter",
+                                         "destroy-on-another-thread", "load-on-another-thread",
+                                         "host-runs-python-between", "host-runs-python-at-the-same-time",
+                                         "host-holds-the-lock", "lock-is-free-after-errors", "lock-is-free-after-a-call",
+                                         "documents-on-their-own-threads", "start-daemon-thread", "interpreter-twice",
+                                         "recurse-on-a-thread"),
+                         [](const auto& entry) {
+                             std::string name = entry.param;
+                             for (char& c : name)
+                                 if (c == '-') c = '_';
+                             return name;
+                         });
+
+class EndsAtTheAssertion : public testing::TestWithParam<const char*> {};
+
+TEST_P(EndsAtTheAssertion, withItsText) {
+    const Outcome outcome = scenario(GetParam());
+    EXPECT_FALSE(outcome.timedOut);
+    EXPECT_TRUE(outcome.signalled);
+    EXPECT_EQ(outcome.status, 128 + SIGABRT);
+    EXPECT_EQ(outcome.err, "Assertion failed: Py_IsInitialized(), file GetGIL, line 12\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Lock, EndsAtTheAssertion,
+                         testing::Values("load-without-interpreter", "generate-without-interpreter",
+                                         "release-without-interpreter"),
+                         [](const auto& entry) {
+                             std::string name = entry.param;
+                             for (char& c : name)
+                                 if (c == '-') c = '_';
+                             return name;
+                         });
+
+TEST(Lock, theLimitEndsAProcessThatHangs) {
+    const Outcome outcome = scenario("hang", std::chrono::seconds(5));
+    EXPECT_TRUE(outcome.timedOut);
+    EXPECT_EQ(outcome.status, 128 + SIGKILL);
+}
+
+TEST(Lock, unknownScenarioFails) {
+    EXPECT_EQ(scenario("none").status, 2);
+}
+
+}  // namespace
