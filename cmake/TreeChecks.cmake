@@ -10,7 +10,16 @@ add_test(NAME tree.the_checks_can_fail
          COMMAND "${Python3_EXECUTABLE}" -m unittest discover -s "${CMAKE_SOURCE_DIR}/tests/tree" -p "*_test.py")
 
 # platform/platform.h is the door to the files behind it: those say so, and are not to be included alone.
+set(behind_the_door "^src/platform/(atl|interface)\\.h$|^src/platform/portable/")
 file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
      "${CMAKE_SOURCE_DIR}/include/*.h" "${CMAKE_SOURCE_DIR}/src/*.h" "${CMAKE_SOURCE_DIR}/host/*.h")
-list(FILTER headers EXCLUDE REGEX "^src/platform/(atl|interface)\\.h$|^src/platform/portable/|^src/python/|^host/gdal/")
+set(host_headers ${headers})
+list(FILTER headers EXCLUDE REGEX "${behind_the_door}|^src/python/|^host/gdal/")
+list(FILTER host_headers INCLUDE REGEX "^host/gdal/")
+file(GLOB tool_headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tools/cxml/*.h")
+
 headers_alone(headers-alone HEADERS ${headers})
+find_package(GDAL REQUIRED)
+find_package(SQLite3 REQUIRED)
+headers_alone(headers-alone-host LIBS cxhost GDAL::GDAL SQLite::SQLite3 HEADERS ${host_headers})
+headers_alone(headers-alone-tool LIBS cxml_parts HEADERS ${tool_headers})

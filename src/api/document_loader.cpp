@@ -54,7 +54,7 @@ CComPtr<IXMLDOMDocument> loadDocument(const CComBSTR& path) {
 
 std::optional<DocumentHead> readHead(IXMLDOMDocument* document, const OLECHAR* xpath, const OLECHAR* nameAttribute) {
     CComPtr<IXMLDOMNode> root;
-    if (FAILED(document->selectSingleNode(CComBSTR(xpath), &root)) || !root) return std::nullopt;
+    if (FAILED(checked(document->selectSingleNode(CComBSTR(xpath), &root))) || !root) return std::nullopt;
     DocumentHead head{makeBstr({}), makeBstr({})};
     if (const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(root)) {
         if (auto text = attributeText(attributes, nameAttribute)) head.name = std::move(*text);

@@ -175,11 +175,17 @@ bool SymbologyManager::resetReps(IFeatureClass* featureClass) {
 
 namespace {
 
+/// The status of a call that was to give an object: success without one is a failure.
+HRESULT given(HRESULT status, const IUnknown* object) {
+    return SUCCEEDED(status) && !object ? E_FAIL : status;
+}
+
 /// Fetches the first row of a table for one of its fields. \return E_FAIL when there is no such field or no row.
 HRESULT firstRow(ITable* table, const OLECHAR* fieldName, LONG& position, CComPtr<IRow>& row) {
     if (!table || !fieldName) return E_POINTER;
     CComPtr<IFields> fields;
     HRESULT hr = table->get_Fields(&fields);
+    hr = given(hr, fields);
     if (FAILED(hr)) return hr;
     hr = fields->FindField(CComBSTR(fieldName), &position);
     if (FAILED(hr)) return hr;
@@ -187,16 +193,19 @@ HRESULT firstRow(ITable* table, const OLECHAR* fieldName, LONG& position, CComPt
 
     CComPtr<ISelectionSet> selection;
     hr = table->Select(nullptr, selectionIdSet, selectionOnlyOne, nullptr, &selection);
+    hr = given(hr, selection);
     if (FAILED(hr)) return hr;
     CComPtr<IEnumIDs> ids;
     hr = selection->get_IDs(&ids);
+    hr = given(hr, ids);
     if (FAILED(hr)) return hr;
     hr = ids->Reset();
     if (FAILED(hr)) return hr;
     ObjectId id = -1;
     hr = ids->Next(&id);
     if (hr != S_OK) return FAILED(hr) ? hr : E_FAIL;
-    return table->GetRow(id, &row);
+    hr = table->GetRow(id, &row);
+    return given(hr, row);
 }
 
 }  // namespace

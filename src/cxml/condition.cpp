@@ -94,7 +94,7 @@ bool Condition::readAttributes(IXMLDOMNamedNodeMap* attributes) {
 
 bool Condition::readRules(IXMLDOMNode* node, IGPMessages* messages) {
     const CComPtr<IXMLDOMNodeList> nodes = selectNodes(node, OLESTR("rule"));
-    if (!nodes) return true;
+    if (!nodes) return false;  // with rules unread it would match rows that it must not match
     return forEachNode(nodes, [&](IXMLDOMNode* ruleNode) {
         std::shared_ptr<Rule> rule = createRule(ruleNode, *featureClassRule, messages);
         if (!rule) {
@@ -110,7 +110,7 @@ bool Condition::readRules(IXMLDOMNode* node, IGPMessages* messages) {
 
 bool Condition::readExpressions(IXMLDOMNode* node) {
     const CComPtr<IXMLDOMNodeList> nodes = selectNodes(node, OLESTR("expression"));
-    if (!nodes) return true;
+    if (!nodes) return false;
     ExpressionSource source;
     const bool complete = forEachNode(nodes, [&](IXMLDOMNode* expression) {
         source.addExpression(view(nodeText(expression)));

@@ -24,7 +24,7 @@ std::shared_ptr<FeatureClassRule> ConditionMap::find(const CComBSTR& upperName) 
 
 bool ConditionMap::readName(IXMLDOMDocument* document) {
     CComPtr<IXMLDOMNode> root;
-    if (FAILED(document->selectSingleNode(CComBSTR(OLESTR("/conditionMap")), &root)) || !root) return false;
+    if (FAILED(checked(document->selectSingleNode(CComBSTR(OLESTR("/conditionMap")), &root))) || !root) return false;
     const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(root);
     if (!attributes) return false;
     auto text = attributeText(attributes, OLESTR("name"));

@@ -4,24 +4,29 @@
 
 namespace ConditionalXml {
 
+HRESULT checked(HRESULT status) {
+    if (status == E_OUTOFMEMORY) AtlThrow(status);
+    return status;
+}
+
 CComPtr<IXMLDOMNamedNodeMap> attributesOf(IXMLDOMNode* node) {
     CComPtr<IXMLDOMNamedNodeMap> attributes;
-    if (node->get_attributes(&attributes) != S_OK) return nullptr;
+    if (checked(node->get_attributes(&attributes)) != S_OK) return nullptr;
     return attributes;
 }
 
 std::optional<CComVariant> attributeValue(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name) {
     CComPtr<IXMLDOMNode> attribute;
-    if (attributes->getNamedItem(CComBSTR(name), &attribute) != S_OK || !attribute) return std::nullopt;
+    if (checked(attributes->getNamedItem(CComBSTR(name), &attribute)) != S_OK || !attribute) return std::nullopt;
     CComVariant value;
-    if (FAILED(attribute->get_nodeTypedValue(&value))) return std::nullopt;
+    if (FAILED(checked(attribute->get_nodeTypedValue(&value)))) return std::nullopt;
     return value;
 }
 
 namespace {
 
 CComBSTR textOf(CComVariant& value) {
-    if (value.vt != VT_BSTR && FAILED(value.ChangeType(VT_BSTR))) return makeBstr({});
+    if (value.vt != VT_BSTR && FAILED(checked(value.ChangeType(VT_BSTR)))) return makeBstr({});
     if (!value.bstrVal) return makeBstr({});
     CComBSTR text;
     text.Attach(value.bstrVal);
@@ -39,13 +44,13 @@ std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLE
 
 CComBSTR nodeText(IXMLDOMNode* node) {
     CComVariant value;
-    if (FAILED(node->get_nodeTypedValue(&value))) return makeBstr({});
+    if (FAILED(checked(node->get_nodeTypedValue(&value)))) return makeBstr({});
     return textOf(value);
 }
 
 CComPtr<IXMLDOMNodeList> selectNodes(IXMLDOMNode* node, const OLECHAR* xpath) {
     CComPtr<IXMLDOMNodeList> nodes;
-    if (FAILED(node->selectNodes(CComBSTR(xpath), &nodes))) return nullptr;
+    if (FAILED(checked(node->selectNodes(CComBSTR(xpath), &nodes)))) return nullptr;
     return nodes;
 }
 

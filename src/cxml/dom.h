@@ -1,4 +1,5 @@
-// Reading a document through the DOM: the few questions that the loader asks of it.
+// Reading a document through the DOM: the few questions that the loader asks of it. A DOM that runs out of memory is
+// CAtlException(E_OUTOFMEMORY) in each of them: a document must not load with a part of it missing.
 #pragma once
 
 #include "platform/platform.h"
@@ -6,6 +7,9 @@
 #include <optional>
 
 namespace ConditionalXml {
+
+/// The status itself. \throws CAtlException when it says that memory ran out.
+HRESULT checked(HRESULT status);
 
 /// The attribute collection of an element; null when it cannot be had.
 CComPtr<IXMLDOMNamedNodeMap> attributesOf(IXMLDOMNode* node);
@@ -23,12 +27,14 @@ CComBSTR nodeText(IXMLDOMNode* node);
 CComPtr<IXMLDOMNodeList> selectNodes(IXMLDOMNode* node, const OLECHAR* xpath);
 
 /// Calls `body(IXMLDOMNode*)` for each node of the list in document order until it returns false.
-/// \return whether every call returned true.
+/// \return whether every call returned true and the list could be read to its end.
 template <class Body>
 bool forEachNode(IXMLDOMNodeList* nodes, Body&& body) {
     for (;;) {
         CComPtr<IXMLDOMNode> node;
-        if (nodes->nextNode(&node) != S_OK || !node) return true;
+        const HRESULT hr = checked(nodes->nextNode(&node));
+        if (FAILED(hr)) return false;
+        if (hr != S_OK || !node) return true;
         if (!body(node.p)) return false;
     }
 }

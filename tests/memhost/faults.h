@@ -4,7 +4,6 @@
 #include "platform/platform.h"
 
 #include <array>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -69,7 +68,7 @@ struct Fault {
     long nth = 1;            // from 1, counted from the moment of arming
     bool everAfter = false;  // else only that one call fails
     Out out = Out::Null;
-    std::optional<std::string> description = {};  // becomes the thread's error information, UTF-8
+    const char* description = nullptr;  // becomes the thread's error information, UTF-8
 };
 
 /// Arms one fault for as long as it lives; several may be armed at once.
@@ -134,7 +133,7 @@ HRESULT call(Op op, Real&& real, Clear&& clear) noexcept {
     if (!fault) return atBoundary(real);
     if (fault->out == Out::Filled) atBoundary(real);
     if (fault->out == Out::Null) clear();
-    if (fault->description) setErrorDescription(*fault->description);
+    if (fault->description) setErrorDescription(fault->description);
     return fault->status;
 }
 

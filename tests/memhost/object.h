@@ -26,18 +26,17 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) final {
         if (!object) return E_POINTER;
-        return call(
-            Op::QueryInterface,
-            [&] {
-                *object = nullptr;
-                for (const IID& hidden : hidden_)
-                    if (hidden == iid) return E_NOINTERFACE;
-                *object = find(iid);
-                if (!*object) return E_NOINTERFACE;
-                AddRef();
-                return S_OK;
-            },
-            [&] { *object = nullptr; });
+        *object = nullptr;
+        // COM leaves no choice here: a query that fails gives null, and callers rely on it.
+        ++detail::callCounts[static_cast<std::size_t>(Op::QueryInterface)];
+        if (detail::armedFaults != 0)
+            if (const Fault* fault = claimFault(Op::QueryInterface)) return fault->status;
+        for (const IID& hidden : hidden_)
+            if (hidden == iid) return E_NOINTERFACE;
+        *object = find(iid);
+        if (!*object) return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() final { return ++references_; }
     ULONG STDMETHODCALLTYPE Release() final {

@@ -34,6 +34,8 @@ public:
     HRESULT STDMETHODCALLTYPE get_ConnectedDatabase(BSTR* database) override;
     HRESULT STDMETHODCALLTYPE get_ConnectedUser(BSTR* user) override;
 
+    IWorkspace* asWorkspace() noexcept { return this; }
+
     /// Every name that was asked to be opened, in order: "table NAME" or "class NAME".
     std::vector<std::string> opened;
 

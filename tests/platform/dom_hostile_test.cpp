@@ -99,9 +99,9 @@ const Bomb bombs[] = {
      },
      ""},
     {"NestedDeclarations", [] { return "<!DOCTYPE a [<!ELEMENT a " + std::string(100000, '(') + "]><a/>"; }, ""},
-    {"OneLongText", [] { return "<a>" + std::string(20'000'000, 'x') + "</a>"; }, ""},
-    {"OneLongAttribute", [] { return "<a b='" + std::string(20'000'000, 'x') + "'/>"; }, ""},
-    {"OneLongName", [] { return "<" + std::string(20'000'000, 'x') + "/>"; }, ""},
+    {"OneLongText", [] { return "<a>" + repeated("x", 20'000'000) + "</a>"; }, ""},
+    {"OneLongAttribute", [] { return "<a b='" + repeated("x", 20'000'000) + "'/>"; }, ""},
+    {"OneLongName", [] { return "<" + repeated("x", 20'000'000) + "/>"; }, ""},
 };
 
 class DomBomb : public testing::TestWithParam<Bomb> {};
@@ -160,7 +160,7 @@ TEST(DomBounds, BigFileOfOrdinaryElements) {
     {
         std::ofstream file(path, std::ios::binary);
         file << "<map>";
-        for (int i = 0; i < count; ++i) file << "<rule type=\"equal\" field=\"CATBOY\">" << i << "</rule>\n";
+        for (int i = 0; i < count; ++i) file << "<rule type='equal' field='CATBOY'>" << i << "</rule>\n";
         file << "</map>";
         ASSERT_TRUE(file);
     }

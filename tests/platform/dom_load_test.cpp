@@ -126,7 +126,7 @@ const BrokenFile brokenFiles[] = {
     {"declares_utf16_is_utf8", 1, 1, "The text is not in the encoding 'UTF-16' that it declares.", ""},
     {"declares_utf8_is_latin1", 2, 7, "The bytes FC are not a character of the encoding UTF-8.", "<map>Z"},
     {"declares_utf8_is_utf16", 1, 1, "The text is not in the encoding 'UTF-8' that it declares.", ""},
-    {"duplicate_attribute", 2, 20, "Attribute a redefined.", "  <rule a=\"1\" a=\"2\"/>"},
+    {"duplicate_attribute", 2, 20, "Attribute a redefined.", R"(  <rule a="1" a="2"/>)"},
     {"empty", 1, 1, "Document is empty.", ""},
     {"entity_in_itself", 2, 9, "Detected an entity reference loop.", "<map>&a;</map>"},
     {"error_in_entity", 3, 12, "Premature end of data in tag x line 1.", "  <rule>&a;</rule></map>"},
@@ -172,7 +172,7 @@ TEST(DomBrokenFiles, LongLineIsCutAroundThePlace) {
     const Error error = errorOf(result.document);
     EXPECT_EQ(error.line, 1);
     EXPECT_EQ(error.position, 910);
-    EXPECT_EQ(error.sourceLine.size(), 2 * 49 + std::string("<</map>").size() + 2);
+    EXPECT_EQ(error.sourceLine.size(), std::string("<</map>").size() + 100);
     EXPECT_THAT(error.sourceLine, testing::EndsWith("\u00F8<</map>"));
 }
 
@@ -243,7 +243,7 @@ TEST(DomGoodFiles, PathByReference) {
     VARIANT source;
     VariantInit(&source);
     source.vt = VT_BSTR | VT_BYREF;
-    source.byref = &path.m_str;
+    source.byref = static_cast<void*>(&path.m_str);
     VARIANT_BOOL loaded = VARIANT_FALSE;
     EXPECT_EQ(newDocument()->load(source, &loaded), S_OK);
     EXPECT_EQ(loaded, VARIANT_TRUE);

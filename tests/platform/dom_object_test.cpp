@@ -276,6 +276,7 @@ TEST(DomThreads, DocumentsOfTheirOwn) {
         }
     };
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) threads.emplace_back(work);
     for (std::thread& thread : threads) thread.join();
 }

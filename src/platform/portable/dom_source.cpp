@@ -137,7 +137,8 @@ void DocumentSource::decode(char*& target, char* limit) {
     UErrorCode status = U_ZERO_ERROR;
     const char* source = raw_.data() + rawBegin_;
     ucnv_convertEx(to_.getAlias(), from_.getAlias(), &target, limit, &source, raw_.data() + rawEnd_, pivot_.data(),
-                   &pivotSource_, &pivotTarget_, pivot_.data() + pivot_.size(), false, UBool{readerEnded_}, &status);
+                   &pivotSource_, &pivotTarget_, pivot_.data() + pivot_.size(), false,
+                   readerEnded_ ? UBool{1} : UBool{0}, &status);
     rawBegin_ = static_cast<std::size_t>(source - raw_.data());
     if (status == U_BUFFER_OVERFLOW_ERROR) return;
     if (U_SUCCESS(status)) {

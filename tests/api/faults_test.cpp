@@ -1,0 +1,281 @@
+// Loading and running a document while, one after the other, every allocation of a text and every call of an interface
+// fails: whatever comes of it, nothing is left behind and the manager can be used again.
+#include "cxml/condition_map.h"
+#include "cxml/faulty_dom.h"
+#include "memhost/messages.h"
+#include "memhost/query_filter.h"
+#include "memhost/table.h"
+#include "memhost/workspace.h"
+#include "support/allocation_fault.h"
+#include "support/documents.h"
+#include "symbology/symbology_manager.h"
+
+#include <gtest/gtest.h>
+#include <functional>
+#include <map>
+#include <set>
+#include <stdexcept>
+
+namespace {
+
+using Access = SymbologyManagerAccess;
+using memhost::bstr;
+using memhost::Fault;
+using memhost::FaultScope;
+using memhost::make;
+using memhost::Messages;
+using memhost::Op;
+using memhost::Out;
+using memhost::Table;
+using memhost::TableObject;
+using std::string;
+using std::vector;
+
+CComPtr<TableObject> buoys() {
+    return Table("db.Buoy")
+        .alias("Buoy")
+        .symbologyFields()
+        .field("COLOUR", VT_I4)
+        .field("NAME", VT_BSTR)
+        .field("DEPTH", VT_R8)
+        .field("LIMIT", VT_R8)
+        .field("KIND", VT_I4)
+        .field("LABEL", VT_BSTR)
+        .subtypes("KIND")
+        .row({nullptr, nullptr, nullptr, nullptr, 3, "Anna", 4.5, 3.0, 1})
+        .row({"OLD", 1.0, 1.0, 1.0, 5, "Bo", 20.0, 3.0, 1, "lab"})
+        .row({nullptr, nullptr, nullptr, nullptr, 4, "Carl", nullptr, nullptr, 2})
+        .build();
+}
+
+/// The whole table for reading.
+string contentOf(const TableObject& table) {
+    string text;
+    for (std::size_t row = 0; row < table.rowCount(); ++row)
+        for (const char* field : {"SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C", "COLOUR", "NAME", "LABEL"})
+            text += string(field) + '=' + table.text(row, field) + ' ';
+    return text;
+}
+
+/// How an attempt ended.
+enum class Outcome { True, False, RuntimeError, OutOfMemory };
+
+Outcome attempt(const std::function<bool()>& body) {
+    try {
+        return body() ? Outcome::True : Outcome::False;
+    } catch (const std::runtime_error&) {
+        return Outcome::RuntimeError;
+    } catch (const CAtlException& error) {
+        EXPECT_EQ(error.m_hr, E_OUTOFMEMORY);
+        return Outcome::OutOfMemory;
+    }
+    // Anything else leaves the test, which fails it.
+}
+
+class FaultsTest : public testing::Test {
+protected:
+    FaultsTest() {
+        SymbologyManager manager;
+        EXPECT_TRUE(manager.loadCXML(path, nullptr));
+        for (const auto& condition : Access::currentMap(manager)->conditions)
+            wholeConditions[memhost::utf8(condition->rulename.m_str)] = condition->rules.size();
+        const auto table = buoys();
+        wholeConditions.erase("");
+        EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
+        wholeRun = contentOf(*table);
+    }
+
+    /// The manager must load the document and symbolize with it as if nothing had ever failed.
+    void expectUsable(SymbologyManager& manager) const {
+        EXPECT_TRUE(manager.loadCXML(path, nullptr));
+        const auto table = buoys();
+        EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
+        EXPECT_EQ(contentOf(*table), wholeRun);
+    }
+
+    /// A condition that was kept has all its rules: with fewer it would match rows that it must not match.
+    void expectWholeConditions(const SymbologyManager& manager) const {
+        if (!Access::currentMap(manager)) return;
+        for (const auto& condition : Access::currentMap(manager)->conditions) {
+            const auto whole = wholeConditions.find(memhost::utf8(condition->rulename.m_str));
+            if (whole == wholeConditions.end()) continue;
+            EXPECT_EQ(condition->rules.size(), whole->second) << whole->first;
+        }
+    }
+
+    const CComBSTR path = bstr(testFile("api/data/harbour.xml"));
+    std::map<string, std::size_t> wholeConditions;  // by rule name, how many rules; without the unnamed ones
+    string wholeRun;
+};
+
+TEST_F(FaultsTest, sampleDocumentDoesWhatItSays) {
+    SymbologyManager manager;
+    const auto messages = make<Messages>();
+    ASSERT_TRUE(manager.loadCXML(path, messages));
+    EXPECT_EQ(messages->messages(), (vector<string>{"Operator 'near' not recognized for attribute rule.",
+                                                    "Discarding condition 'BROKEN' due to rule parse failure."}));
+    const auto table = buoys();
+    ASSERT_TRUE(manager.symbolize(table->featureClass(), nullptr, messages));
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"BOYLAB\"");
+    EXPECT_EQ(table->text(0, "Rotate_C"), "NULL") << "the last match has no placement";
+    EXPECT_EQ(table->text(2, "SYMBOL_C"), "\"BOYSUB\"");
+}
+
+TEST_F(FaultsTest, loadingWhenAnAllocationFails) {
+    for (const bool allAfter : {false, true}) {
+        long failures = 0;
+        for (long nth = 1;; ++nth) {
+            SymbologyManager manager;
+            Outcome outcome{};
+            {
+                const AllocationFault fault(nth, allAfter);
+                outcome = attempt([&] { return manager.loadCXML(path, nullptr); });
+                if (!PlatformBstrAllocationFailed()) break;
+            }
+            ++failures;
+            SCOPED_TRACE("allocation " + std::to_string(nth));
+            EXPECT_NE(outcome, Outcome::True) << "a document that loads with a text missing is another document";
+            expectWholeConditions(manager);
+            expectUsable(manager);
+            if (HasFailure()) return;
+        }
+        EXPECT_GT(failures, 100) << "the document needs more texts than that";
+    }
+}
+
+TEST_F(FaultsTest, runningWhenAnAllocationFails) {
+    for (const bool allAfter : {false, true}) {
+        long failures = 0;
+        for (long nth = 1;; ++nth) {
+            SymbologyManager manager;
+            ASSERT_TRUE(manager.loadCXML(path, nullptr));
+            const auto table = buoys();
+            const auto messages = make<Messages>();
+            {
+                const AllocationFault fault(nth, allAfter);
+                attempt([&] { return manager.symbolize(table->featureClass(), nullptr, messages); });
+                if (!PlatformBstrAllocationFailed()) break;
+            }
+            ++failures;
+            SCOPED_TRACE("allocation " + std::to_string(nth));
+            const auto again = buoys();
+            EXPECT_TRUE(manager.symbolize(again->featureClass(), nullptr, nullptr));
+            EXPECT_EQ(contentOf(*again), wholeRun);
+            if (HasFailure()) return;
+        }
+        EXPECT_GT(failures, 5);
+    }
+}
+
+TEST_F(FaultsTest, singleRowWhenAnAllocationFails) {
+    SymbologyManager manager;
+    ASSERT_TRUE(manager.loadCXML(path, nullptr));
+    for (long nth = 1;; ++nth) {
+        const auto table = buoys();
+        const auto row = table->row(0);
+        bool changed = false;
+        const AllocationFault fault(nth);
+        manager.symbolize(row.p, &changed, nullptr);  // lets no exception out, out of memory included
+        if (!PlatformBstrAllocationFailed()) {
+            EXPECT_TRUE(changed);
+            EXPECT_GT(nth, 5);
+            break;
+        }
+    }
+}
+
+TEST_F(FaultsTest, resettingWhenAnAllocationFails) {
+    SymbologyManager manager;
+    ASSERT_TRUE(manager.loadCXML(path, nullptr));
+    for (long nth = 1;; ++nth) {
+        const auto table = buoys();
+        const AllocationFault fault(nth);
+        const Outcome outcome = attempt([&] { return manager.resetReps(table->featureClass()); });
+        if (!PlatformBstrAllocationFailed()) {
+            EXPECT_EQ(outcome, Outcome::True);
+            break;
+        }
+        EXPECT_NE(outcome, Outcome::True) << nth;
+    }
+}
+
+/// Calls `body` with the n-th call failing, for n from 1 until there is no n-th call, once for each way to fail.
+void withEachCallFailing(Op op, const std::function<void(const FaultScope&, const Fault&)>& body) {
+    for (const HRESULT status : {E_FAIL, E_OUTOFMEMORY, S_FALSE})
+        for (const Out out : {Out::Null, Out::Untouched, Out::Filled})
+            for (const bool everAfter : {false, true})
+                for (long nth = 1;; ++nth) {
+                    const Fault fault{.op = op, .status = status, .nth = nth, .everAfter = everAfter, .out = out};
+                    const FaultScope scope(fault);
+                    body(scope, fault);
+                    if (!scope.hit()) break;
+                    if (testing::Test::HasFailure()) {
+                        ADD_FAILURE() << "call " << nth << " status " << status << " out " << static_cast<int>(out)
+                                      << (everAfter ? " and all after" : "");
+                        return;
+                    }
+                }
+}
+
+TEST_F(FaultsTest, loadingWhenACallOfTheDocumentFails) {
+    const FaultyDomScope dom;
+    long failures = 0;
+    withEachCallFailing(Op::Document, [&](const FaultScope& scope, const Fault& fault) {
+        SymbologyManager manager;
+        const auto messages = make<Messages>();
+        const Outcome outcome = attempt([&] { return manager.loadCXML(path, messages); });
+        failures += scope.hit() ? 1 : 0;
+        if (!scope.hit()) {
+            EXPECT_EQ(outcome, Outcome::True);
+        }
+        if (fault.status == E_OUTOFMEMORY) {
+            EXPECT_EQ(outcome == Outcome::True, !scope.hit()) << "a document that ran out of memory did not load";
+        }
+        if (FAILED(fault.status)) expectWholeConditions(manager);
+        // Whatever was loaded can be run, and dropped.
+        const auto table = buoys();
+        attempt([&] { return manager.symbolize(table->featureClass(), nullptr, messages); });
+        manager.resetXmls();
+    });
+    EXPECT_GT(failures, 1000);
+    SymbologyManager manager;
+    expectUsable(manager);
+}
+
+TEST_F(FaultsTest, runningWhenACallOfTheHostFails) {
+    SymbologyManager manager;
+    ASSERT_TRUE(manager.loadCXML(path, nullptr));
+    const memhost::FilterClassScope filters;
+    long failures = 0;
+    withEachCallFailing(Op::Any, [&](const FaultScope& scope, const Fault&) {
+        const auto table = buoys();
+        const auto messages = make<Messages>();
+        const Outcome outcome = attempt([&] { return manager.symbolize(table->featureClass(), nullptr, messages); });
+        EXPECT_TRUE(outcome == Outcome::True || outcome == Outcome::False || outcome == Outcome::OutOfMemory);
+        failures += scope.hit() ? 1 : 0;
+        if (!scope.hit()) {
+            EXPECT_EQ(contentOf(*table), wholeRun);
+        }
+        EXPECT_EQ(table->references(), 1U) << "nothing of the run is held";
+    });
+    EXPECT_GT(failures, 500);
+    const auto table = buoys();
+    EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
+    EXPECT_EQ(contentOf(*table), wholeRun);
+}
+
+TEST_F(FaultsTest, selectionAndSingleRowWhenACallOfTheHostFails) {
+    SymbologyManager manager;
+    ASSERT_TRUE(manager.loadCXML(path, nullptr));
+    withEachCallFailing(Op::Any, [&](const FaultScope&, const Fault&) {
+        const auto table = buoys();
+        attempt([&] { return manager.symbolize(table->featureClass(), table->select({2, 3}), nullptr); });
+        bool changed = false;
+        const auto row = table->row(0);
+        manager.symbolize(row.p, &changed, nullptr);
+        attempt([&] { return manager.resetReps(table->featureClass()); });
+        EXPECT_EQ(table->references(), 2U) << "the row object holds it, nothing else";
+    });
+}
+
+}  // namespace

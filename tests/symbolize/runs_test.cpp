@@ -1,0 +1,445 @@
+// Runs over a feature class or a selection of it, and over single rows: what the host is asked for, and its failures.
+#include "symbolize/runs.h"
+#include "host/velcore/class_registry.h"
+#include "memhost/messages.h"
+#include "memhost/query_filter.h"
+#include "memhost/table.h"
+#include "memhost/workspace.h"
+#include "support/calling_rule.h"
+#include "support/loaded_manager.h"
+#include "support/loaded_map.h"
+#include "symbolize/table_manager.h"
+
+#include <gtest/gtest.h>
+#include <stdexcept>
+
+namespace {
+
+using memhost::bstr;
+using memhost::CallCount;
+using memhost::Fault;
+using memhost::FaultScope;
+using memhost::FilterClassScope;
+using memhost::make;
+using memhost::Messages;
+using memhost::Op;
+using memhost::Out;
+using memhost::Table;
+using memhost::TableObject;
+using memhost::Workspace;
+using std::string;
+using std::vector;
+
+/// Symbol R for COLOUR 3, turned by 30; by subtype 7 symbol S.
+constexpr const char* document = R"(<conditionMap name='m'><featureClass name='Buoy'>
+  <condition rulename='R' angle='30'><rule type='A' operator='equal' field='COLOUR' value='3'/></condition>
+  <subtype number='7'><condition rulename='S'/></subtype>
+</featureClass></conditionMap>)";
+
+class RunTest : public testing::Test {
+protected:
+    Table buoys() const {
+        Table table("db.Boylat");
+        return table.alias("buoy").symbologyFields().field("COLOUR", VT_I4).field("KIND", VT_I4).field("NOTE", VT_BSTR);
+    }
+    bool run(TableObject* table, ISelectionSet* selection = nullptr) {
+        return manager.symbolize(table->featureClass(), selection, messages);
+    }
+    ConditionalXml::FeatureClassRule& rule() const { return ruleOf(manager, "BUOY"); }
+    void expectEmptyTableManager() const {
+        EXPECT_EQ(rule().tableManager->workspace.p, nullptr);
+        EXPECT_TRUE(rule().tableManager->tables.empty());
+    }
+
+    SymbologyManager manager = managerOf(document);
+    CComPtr<Messages> messages = make<Messages>();
+};
+
+TEST_F(RunTest, changedRowsAreWrittenBackThroughTheCursor) {
+    const auto table = buoys()
+                           .row({nullptr, nullptr, nullptr, nullptr, 3})
+                           .row({nullptr, nullptr, nullptr, nullptr, 4})
+                           .row({"R", nullptr, nullptr, 30.0, 3})
+                           .row({"OLD", nullptr, nullptr, 5.0, 3})
+                           .build();
+    const CallCount stores(Op::RowStore);
+    const CallCount fetches(Op::TableGetRow);
+    EXPECT_TRUE(run(table));
+    ASSERT_EQ(table->updates.size(), 2U);
+    EXPECT_EQ(table->updates[0].id, 1);
+    EXPECT_EQ(table->updates[1].id, 4);
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
+    EXPECT_EQ(table->text(0, "Rotate_C"), "R8 30");
+    EXPECT_EQ(table->text(1, "SYMBOL_C"), "NULL");
+    EXPECT_EQ(table->text(3, "Rotate_C"), "R8 30");
+    EXPECT_EQ(stores(), 0);
+    EXPECT_EQ(fetches(), 0);
+    EXPECT_TRUE(messages->entries().empty());
+    expectEmptyTableManager();
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(table->updates.size(), 2U) << "a second run changes nothing";
+}
+
+TEST_F(RunTest, onlyReferencedFieldsAreFetched) {
+    const auto table = buoys().row({}).build();
+    EXPECT_TRUE(run(table));
+    EXPECT_TRUE(table->lastRequest.hasFilter);
+    EXPECT_EQ(table->lastRequest.fields, (vector<string>{"COLOUR", "Rotate_C", "SYMBOL_C"}));
+    EXPECT_EQ(table->lastRequest.where, "");
+    EXPECT_FALSE(table->lastRequest.recycling);
+    EXPECT_FALSE(table->lastRequest.ofSelection);
+    EXPECT_EQ(table->unfetchedReads, 0);
+}
+
+TEST_F(RunTest, classWithoutRows) {
+    EXPECT_TRUE(run(buoys().build()));
+}
+
+TEST_F(RunTest, selectionLimitsTheRows) {
+    const auto table = buoys()
+                           .row({nullptr, nullptr, nullptr, nullptr, 3})
+                           .row({nullptr, nullptr, nullptr, nullptr, 3})
+                           .row({nullptr, nullptr, nullptr, nullptr, 3})
+                           .build();
+    const CallCount whole(Op::TableUpdate);
+    EXPECT_TRUE(run(table, table->select({3, 1})));
+    EXPECT_EQ(whole(), 0);
+    EXPECT_TRUE(table->lastRequest.ofSelection);
+    EXPECT_FALSE(table->lastRequest.recycling);
+    EXPECT_EQ(table->lastRequest.fields, (vector<string>{"COLOUR", "Rotate_C", "SYMBOL_C"}));
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
+    EXPECT_EQ(table->text(1, "SYMBOL_C"), "NULL");
+    EXPECT_EQ(table->text(2, "SYMBOL_C"), "\"R\"");
+}
+
+TEST_F(RunTest, emptySelectionTouchesNoRow) {
+    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    EXPECT_TRUE(run(table, table->select({})));
+    EXPECT_TRUE(table->updates.empty());
+    EXPECT_TRUE(messages->entries().empty());
+}
+
+TEST_F(RunTest, subtypeFieldOfTheClassReachesEveryRow) {
+    const auto table = buoys()
+                           .subtypes("KIND")
+                           .row({nullptr, nullptr, nullptr, nullptr, 3, 7})
+                           .row({nullptr, nullptr, nullptr, nullptr, 3, 8})
+                           .row({nullptr, nullptr, nullptr, nullptr, 4, 7})
+                           .build();
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"S\"");
+    EXPECT_EQ(table->text(1, "SYMBOL_C"), "\"R\"");
+    EXPECT_EQ(table->text(2, "SYMBOL_C"), "\"S\"");
+}
+
+TEST_F(RunTest, classWithoutSubtypesUsesTheDefaults) {
+    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
+    const CallCount positions(Op::SubtypesGetFieldIndex);
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(positions(), 0);
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
+}
+
+TEST_F(RunTest, subtypesThatCannotBeReadAreNone) {
+    for (const Op op : {Op::SubtypesGetHasSubtype, Op::SubtypesGetFieldIndex}) {
+        const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
+        const FaultScope fault({.op = op});
+        EXPECT_TRUE(run(table));
+        EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"") << static_cast<int>(op);
+    }
+    const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
+    table->hide<ISubtypes>();
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
+}
+
+TEST_F(RunTest, tableManagerKnowsTheClassDuringTheRun) {
+    const auto table = buoys().row({}).build();
+    const auto workspace = make<Workspace>(workspaceFileSystem);
+    workspace->add(datasetFeatureClass, table);
+    int calls = 0;
+    CallingRule::enter(rule(), [&](auto&, auto*) {
+        ++calls;
+        EXPECT_EQ(textsOf(rule().tableManager->tables), (vector<string>{"BUOY", "DB.BOYLAT"}));
+        EXPECT_EQ(rule().tableManager->getTable(bstr("BUOY")), table->table());
+        EXPECT_EQ(rule().tableManager->workspace.p, workspace.p);
+        return false;
+    });
+    EXPECT_TRUE(run(table));
+    bool changed = false;
+    EXPECT_TRUE(manager.symbolize(table->row(0).p, &changed, messages));
+    EXPECT_EQ(calls, 2);
+    expectEmptyTableManager();
+    EXPECT_EQ(workspace->references(), 1U);
+}
+
+TEST_F(RunTest, failedRowIsReportedOnceAndTheRunGoesOn) {
+    const auto table = buoys()
+                           .row({nullptr, nullptr, nullptr, nullptr, 3})
+                           .row({nullptr, nullptr, nullptr, nullptr, 3})
+                           .row({nullptr, nullptr, nullptr, nullptr, 3})
+                           .build();
+    const FaultScope fault({.op = Op::RowPutValue, .nth = 3});  // the symbol of the second row
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(messages->messages(), vector<string>{"Failed to write value to SYMBOL_C!"});
+    EXPECT_TRUE(messages->errors().empty());
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
+    EXPECT_EQ(table->text(1, "SYMBOL_C"), "NULL");
+    EXPECT_EQ(table->text(2, "SYMBOL_C"), "\"R\"");
+    EXPECT_EQ(table->updates.size(), 2U);
+    expectEmptyTableManager();
+}
+
+TEST_F(RunTest, rowThatFailsHalfWayIsNotStored) {
+    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    const FaultScope fault({.op = Op::RowPutValue, .nth = 2});
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(messages->messages(), vector<string>{"Failed to write value to Rotate_C!"});
+    EXPECT_TRUE(table->updates.empty());
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "NULL");
+}
+
+TEST_F(RunTest, everyRowOfATableWithoutSymbolFieldFails) {
+    const auto table = Table("x").alias("Buoy").field("COLOUR", VT_I4).row({3}).row({4}).build();
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(messages->messages(),
+              (vector<string>{"Failed to find SYMBOL_C field!", "Failed to find SYMBOL_C field!"}));
+    EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
+}
+
+TEST_F(RunTest, failedUpdateIsIgnored) {
+    const auto table =
+        buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    const FaultScope fault({.op = Op::CursorUpdateRow});
+    EXPECT_TRUE(run(table));
+    EXPECT_TRUE(messages->entries().empty());
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "NULL");
+    EXPECT_EQ(table->text(1, "SYMBOL_C"), "\"R\"");
+}
+
+TEST_F(RunTest, rowsEndAtTheFirstAnswerOtherThanARow) {
+    for (const HRESULT status : {E_FAIL, S_FALSE, S_OK}) {  // S_OK: says yes and gives no row
+        const auto table =
+            buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+        const FaultScope fault({.op = Op::CursorNextRow, .status = status, .nth = 2});
+        EXPECT_TRUE(run(table)) << status;
+        EXPECT_EQ(table->updates.size(), 1U);
+        EXPECT_TRUE(messages->entries().empty());
+        expectEmptyTableManager();
+    }
+}
+
+TEST_F(RunTest, failedNextRowThatGivesARowAllTheSame) {
+    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    const FaultScope fault({.op = Op::CursorNextRow, .out = Out::Filled});
+    EXPECT_TRUE(run(table));
+    EXPECT_TRUE(table->updates.empty());
+}
+
+TEST_F(RunTest, cursorThatCannotBeOpenedSpeaksWithTheHostsWords) {
+    for (const bool ofSelection : {false, true}) {
+        const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+        const auto selection = table->select({1});
+        const Op op = ofSelection ? Op::SelectionUpdate : Op::TableUpdate;
+        for (const Out out : {Out::Null, Out::Untouched, Out::Filled}) {
+            messages->clear();
+            const FaultScope fault({.op = op, .out = out, .description = "Table 'Boylat' is locked (S\xC3\xB8ren)."});
+            EXPECT_FALSE(run(table, ofSelection ? selection.p : nullptr));
+            EXPECT_EQ(messages->messages(), vector<string>{"Table 'Boylat' is locked (S\xC3\xB8ren)."});
+            EXPECT_TRUE(table->updates.empty());
+            expectEmptyTableManager();
+        }
+        CComPtr<IErrorInfo> left;
+        EXPECT_EQ(GetErrorInfo(0, &left), S_FALSE) << "the error was taken from the thread";
+    }
+}
+
+/// Expects one message of the library's own that names the class.
+void expectOwnWords(const Messages& messages) {
+    ASSERT_EQ(messages.messages().size(), 1U);
+    EXPECT_NE(messages.messages()[0].find("'BUOY'!"), string::npos) << messages.messages()[0];
+}
+
+TEST_F(RunTest, cursorThatCannotBeOpenedWithoutAReason) {
+    const auto table = buoys().row({}).build();
+    const struct {
+        const char* name;
+        Fault fault;
+    } rows[] = {{"no error information", {.op = Op::TableUpdate}},
+                {"empty description", {.op = Op::TableUpdate, .description = ""}},
+                {"success without a cursor", {.op = Op::TableUpdate, .status = S_OK}},
+                {"S_FALSE without a cursor", {.op = Op::TableUpdate, .status = S_FALSE}}};
+    for (const auto& entry : rows) {
+        SCOPED_TRACE(entry.name);
+        messages->clear();
+        const FaultScope fault(entry.fault);
+        EXPECT_FALSE(run(table));
+        expectOwnWords(*messages);
+        expectEmptyTableManager();
+    }
+}
+
+TEST_F(RunTest, oldErrorInformationIsNotTakenForThisFailure) {
+    const auto table = buoys().row({}).build();
+    memhost::setErrorDescription("an earlier failure of another call");
+    const FaultScope fault({.op = Op::TableUpdate});
+    EXPECT_FALSE(run(table));
+    expectOwnWords(*messages);
+}
+
+TEST_F(RunTest, selectionThatGivesNoCursors) {
+    const auto table = buoys().row({}).build();
+    struct Plain final : memhost::Object<ISelectionSet> {  // no ISelectionSet2
+        HRESULT STDMETHODCALLTYPE get_Count(LONG* count) override {
+            *count = 0;
+            return S_OK;
+        }
+        HRESULT STDMETHODCALLTYPE get_IDs(IEnumIDs** ids) override {
+            *ids = nullptr;
+            return E_NOTIMPL;
+        }
+    };
+    EXPECT_FALSE(run(table, make<Plain>()));
+    expectOwnWords(*messages);
+}
+
+TEST_F(RunTest, classThatIsNoTable) {
+    const auto table = buoys().row({}).build();
+    table->hide<ITable>();
+    EXPECT_FALSE(run(table));
+    expectOwnWords(*messages);
+}
+
+TEST_F(RunTest, filterThatCannotBeCreated) {
+    const auto table = buoys().row({}).build();
+    const CallCount cursors(Op::TableUpdate);
+    const VelClassFactory factories[] = {
+        [](REFIID, void** object) -> HRESULT {
+            *object = nullptr;
+            return E_ACCESSDENIED;
+        },
+        [](REFIID, void** object) -> HRESULT {  // says yes and gives nothing
+            *object = nullptr;
+            return S_OK;
+        },
+        [](REFIID iid, void** object) -> HRESULT {  // gives something that is no filter
+            return make<Messages>()->QueryInterface(iid, object);
+        },
+    };
+    for (const VelClassFactory factory : factories) {
+        messages->clear();
+        const FilterClassScope filters(factory);
+        EXPECT_FALSE(run(table));
+        expectOwnWords(*messages);
+        expectEmptyTableManager();
+    }
+    {
+        messages->clear();
+        const FilterClassScope filters([](REFIID, void** object) -> HRESULT {
+            *object = nullptr;
+            memhost::setErrorDescription("The filter class is not installed.");
+            return E_FAIL;
+        });
+        EXPECT_FALSE(run(table));
+        EXPECT_EQ(messages->messages(), vector<string>{"The filter class is not installed."});
+    }
+    EXPECT_EQ(cursors(), 0);
+}
+
+TEST_F(RunTest, filterIsAskedForAsTheHostsObjectFactoryWants) {
+    const auto table = buoys().row({}).build();
+    const FilterClassScope filters([](REFIID iid, void** object) -> HRESULT {
+        EXPECT_TRUE(iid == __uuidof(IUnknown));
+        return FilterClassScope::createFilter(iid, object);
+    });
+    const CallCount fields(Op::FilterAddField);
+    const CallCount clauses(Op::FilterPutWhereClause);
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(fields(), 3);
+    EXPECT_EQ(clauses(), 0);
+}
+
+TEST_F(RunTest, workspaceThatCannotBeReadStopsNothing) {
+    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    const FaultScope fault({.op = Op::DatasetGetWorkspace, .everAfter = true});
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
+}
+
+TEST_F(RunTest, outOfMemoryInARowEmptiesTheTableManager) {
+    const auto table = buoys().row({}).build();
+    CallingRule::enter(rule(), [](auto&, auto*) -> bool { throw CAtlException(E_OUTOFMEMORY); });
+    EXPECT_THROW(run(table), CAtlException);
+    expectEmptyTableManager();
+}
+
+TEST_F(RunTest, documentMayGoWhileARunGoesOn) {
+    const auto table =
+        buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    CallingRule::enter(rule(), [this](auto&, auto*) {
+        manager.resetXmls();
+        return true;
+    });
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(table->updates.size(), 2U);
+    EXPECT_EQ(SymbologyManagerAccess::currentMap(manager), nullptr);
+}
+
+TEST_F(RunTest, classWhoseConfigurationWasWrittenInSmallLetters) {
+    manager = managerOf(
+        "<conditionMap name='m'><featureClass name='buoy'><condition rulename='A'/></featureClass>"
+        "</conditionMap>");
+    const auto table = buoys().alias("bUoY").row({}).build();
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"A\"");
+}
+
+class SingleRowTest : public RunTest {
+protected:
+    bool run(IRow* row) {
+        return ConditionalXml::symbolizeSingleRow(*SymbologyManagerAccess::currentMap(manager), row);
+    }
+};
+
+TEST_F(SingleRowTest, answersWhetherTheRowChanged) {
+    const auto table =
+        buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).row({"R", nullptr, nullptr, 30.0, 3}).build();
+    EXPECT_TRUE(run(table->row(0)));
+    EXPECT_FALSE(run(table->row(1)));
+    EXPECT_TRUE(table->updates.empty());
+    expectEmptyTableManager();
+}
+
+TEST_F(SingleRowTest, subtypeOfTheRow) {
+    const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
+    const auto row = table->row(0);
+    EXPECT_TRUE(run(row));
+    EXPECT_EQ(memhost::describe(row->value("SYMBOL_C")), "\"S\"");
+}
+
+TEST_F(SingleRowTest, tablesWithoutConfigurationAreFalse) {
+    const auto other = buoys().alias("Beacon").row({}).build();
+    EXPECT_FALSE(run(other->row(0)));
+    const auto plain = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    plain->hide<IObjectClass>();
+    EXPECT_FALSE(run(plain->row(0)));
+}
+
+TEST_F(SingleRowTest, hostThatFailsIsFalse) {
+    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    for (const Op op : {Op::RowGetTable, Op::ClassGetAliasName, Op::RowGetFields, Op::RowGetValue})
+        for (const Out out : {Out::Null, Out::Untouched, Out::Filled}) {
+            const FaultScope fault({.op = op, .out = out});
+            EXPECT_FALSE(run(table->row(0))) << static_cast<int>(op);
+            EXPECT_TRUE(fault.hit());
+            expectEmptyTableManager();
+        }
+}
+
+TEST_F(SingleRowTest, fieldErrorLeavesWithAnEmptyTableManager) {
+    const auto table = Table("x").alias("Buoy").field("COLOUR", VT_I4).row({3}).build();
+    EXPECT_THROW(run(table->row(0)), std::runtime_error);
+    expectEmptyTableManager();
+}
+
+}  // namespace
