@@ -6,6 +6,9 @@ target_link_libraries(library_test_support PUBLIC test_support memhost velcore t
 # These put themselves between the library and the portable platform: a DOM whose calls fail, BSTRs that run out.
 if(NOT WIN32)
   set(library_tests_portable_platform api/faults_test.cpp api/memory_test.cpp api/load_test.cpp cxml/faulty_dom.cpp)
+  # Documents with expressions are compiled when they load.
+  set(library_tests_interpreter support/interpreter.cpp)
+  set(library_tests_python cxpython)
 endif()
 
 symbology_test(library_tests
@@ -21,24 +24,29 @@ symbology_test(library_tests
     cxml/condition_test.cpp
     cxml/expression_source_test.cpp
     cxml/feature_class_rule_test.cpp
+    gdb/product_files_test.cpp
     gdb/workspace_utilities_test.cpp
     memhost/memhost_test.cpp
     rules/attribute_rules_test.cpp
     rules/compare_test.cpp
     rules/like_test.cpp
+    rules/list_attribute_rules_test.cpp
+    rules/query_rules_test.cpp
     rules/rule_test.cpp
+    rules/where_template_test.cpp
     symbolize/random_documents_test.cpp
     symbolize/reference_model.cpp
     symbolize/row_symbolization_test.cpp
     symbolize/runs_test.cpp
     symbolize/table_manager_test.cpp
     ${library_tests_portable_platform}
-  LIBS symbology_core library_test_support)
+    ${library_tests_interpreter}
+  LIBS symbology_core library_test_support ${library_tests_python})
 
 # The same library as hosts link it.
 symbology_test(exported_class_test
-  SOURCES support/memhost_counter.cpp api/exported_class_test.cpp
-  LIBS symbology library_test_support)
+  SOURCES support/memhost_counter.cpp api/exported_class_test.cpp ${library_tests_interpreter}
+  LIBS symbology library_test_support ${library_tests_python})
 if(NOT WIN32)
   add_test(NAME exported_symbols
            COMMAND "${CMAKE_COMMAND}" "-DNM=${CMAKE_NM}" "-DLIBRARY=$<TARGET_FILE:symbology>"

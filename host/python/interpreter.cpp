@@ -20,6 +20,7 @@ PythonInterpreter::PythonInterpreter(const PythonOptions& options) {
     PyConfig config;
     PyConfig_InitIsolatedConfig(&config);
     config.user_site_directory = options.userSitePackages ? 1 : 0;
+    config.write_bytecode = 0;  // importing leaves no files behind
     try {
         check(PyConfig_SetBytesString(&config, &config.home, SYMBOLOGY_PYTHON_HOME));
         check(Py_InitializeFromConfig(&config));
@@ -28,6 +29,8 @@ PythonInterpreter::PythonInterpreter(const PythonOptions& options) {
         throw;
     }
     PyConfig_Clear(&config);
+    // What expressions print must not get between the results of a tool.
+    if (PyObject* const errors = PySys_GetObject("stderr")) PySys_SetObject("stdout", errors);
     mainThread_ = PyEval_SaveThread();
 }
 

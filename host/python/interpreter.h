@@ -10,7 +10,8 @@ struct PythonOptions {
 };
 
 /// Initialises the interpreter for as long as it lives: isolated from the environment, with the standard library of
-/// the interpreter that the host was built with. The creating thread gives the interpreter lock back at once, so that
+/// the interpreter that the host was built with. It writes no files, handles no signals, and what Python prints goes to
+/// standard error. The creating thread gives the interpreter lock back at once, so that
 /// any thread may take it; the same thread destroys it, when no document with expressions is left.
 class PythonInterpreter {
 public:

@@ -64,20 +64,33 @@ PyRef toPythonList(std::span<const CComVariant> values) {
     return list;
 }
 
-/// The code, executed in a module of its own: nothing of an earlier call is to be seen in it.
+/// The code, executed in a new module: nothing of an earlier call is to be seen in it. The module is made here and not
+/// looked up by its name afterwards, because the name is everyone's: while the code waits for something, another
+/// thread may execute another document's.
 PyRef executeModule(const Condition& condition) {
-    if (PyDict_DelItemString(PyImport_GetModuleDict(), moduleName) != 0) PyErr_Clear();
-    PyRef module(PyImport_ExecCodeModule(moduleName, condition.compiledExpression.get()));
+    PyRef module(PyModule_New(moduleName));
     if (!module) reportPythonError(condition);
+    PyObject* const names = PyModule_GetDict(module.get());
+    if (PyDict_SetItemString(names, "__builtins__", PyEval_GetBuiltins()) != 0 ||
+        PyModule_AddStringConstant(module.get(), "__file__", moduleName) != 0 ||
+        PyDict_SetItemString(PyImport_GetModuleDict(), moduleName, module.get()) != 0)
+        reportPythonError(condition);
+    const PyRef executed(PyEval_EvalCode(condition.compiledExpression.get(), names, names));
+    if (!executed) reportPythonError(condition);
     return module;
 }
 
-/// The function, borrowed from the module.
-PyObject* findGenerate(const Condition& condition, const PyRef& module) {
-    PyObject* function = PyDict_GetItemString(PyModule_GetDict(module.get()), "Generate");
+/// The function. It is owned: what it runs may take it out of the module.
+PyRef findGenerate(const Condition& condition, const PyRef& module) {
+    PyRef function = PyRef::borrow(PyDict_GetItemString(PyModule_GetDict(module.get()), "Generate"));
     if (function) return function;
     PyErr_SetString(PyExc_AttributeError, "the expression does not define the function 'Generate'");
     reportPythonError(condition);
+}
+
+/// Whether it is one of the 1,024 surrogates from `first` on.
+constexpr bool isSurrogate(Py_UCS4 unit, Py_UCS4 first) {
+    return unit - first < 0x400;
 }
 
 /// What the text that "Generate" returned leaves in the field: up to 2,047 units, never half a surrogate pair, up to
@@ -90,7 +103,12 @@ WideString acceptedText(PyObject* text) {
     for (Py_ssize_t i = 0; i < length; ++i) {
         const Py_UCS4 character = PyUnicode_READ_CHAR(text, i);
         const std::size_t units = character < beyondUnit ? 1 : 2;
-        if (character == 0 || accepted.size() + units > greatestLength) break;
+        if (character == 0) break;
+        if (accepted.size() + units > greatestLength) {
+            // Surrogates that the text has one by one may be a pair, too.
+            if (isSurrogate(character, 0xDC00) && isSurrogate(accepted.back(), 0xD800)) accepted.pop_back();
+            break;
+        }
         if (units == 1) {
             accepted.push_back(static_cast<OLECHAR>(character));
         } else {
@@ -106,8 +124,9 @@ WideString acceptedText(PyObject* text) {
 bool Condition::callGenerate(const RowValueMap& rowValues) {
     const GetGIL lock;
     const PyRef module = executeModule(*this);
-    PyObject* const function = findGenerate(*this, module);
+    const PyRef function = findGenerate(*this, module);
     const PyRef arguments(PyTuple_New(static_cast<Py_ssize_t>(generateArguments.size())));
+    if (!arguments) reportPythonError(*this);
     for (std::size_t i = 0; i < generateArguments.size(); ++i) {
         const FieldNames::Slot slot = argumentSlots_[i];
         if (!rowValues.contains(slot)) return false;
@@ -119,7 +138,7 @@ bool Condition::callGenerate(const RowValueMap& rowValues) {
         }
         PyTuple_SetItem(arguments.get(), static_cast<Py_ssize_t>(i), argument.release());
     }
-    const PyRef result(PyObject_CallObject(function, arguments.get()));
+    const PyRef result(PyObject_CallObject(function.get(), arguments.get()));
     if (!result) reportPythonError(*this);
     if (result.get() == Py_None) {
         generatedValue = makeBstr({});

@@ -30,19 +30,19 @@ QueryRule::QueryRule(FeatureClassRule& owner) : Rule(owner) {
     ruleType = 'Q';
 }
 
-void QueryRule::parse(IXMLDOMNode* element) {
+bool QueryRule::parse(IXMLDOMNode* element) {
     std::optional<CComBSTR> table;
     if (const auto attributes = attributesOf(element)) table = attributeText(attributes, OLESTR("table"));
     if (table) tableName = std::move(*table);
     CComPtr<IXMLDOMNode> query;
-    element->selectSingleNode(CComBSTR(OLESTR("query")), &query);
+    if (FAILED(checked(element->selectSingleNode(CComBSTR(OLESTR("query")), &query)))) return false;
     if (query) queryText = nodeText(query);
     complete_ = table && query;
     where = WhereTemplate(view(queryText));
 
     const CComPtr<IXMLDOMNodeList> params = selectNodes(element, OLESTR("params/param"));
-    if (!params) return;
-    forEachNode(params, [&](IXMLDOMNode* param) {
+    if (!params) return false;
+    return forEachNode(params, [&](IXMLDOMNode* param) {
         const auto attributes = attributesOf(param);
         const auto value = attributes ? attributeText(attributes, OLESTR("value")) : std::nullopt;
         const WideView text = value ? view(*value) : WideView{};
@@ -85,15 +85,15 @@ bool QueryRuleExists::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
     return selection && SUCCEEDED(selection->get_Count(&count)) && count > 0;
 }
 
-void QueryRuleFetch::parse(IXMLDOMNode* element) {
+bool QueryRuleFetch::parse(IXMLDOMNode* element) {
     if (const auto attributes = attributesOf(element)) {
         const auto option = attributeText(attributes, OLESTR("selectOption"));
         if (option && equalNames(*option, OLESTR("multiple"))) selectOption = selectionAll;
     }
-    QueryRule::parse(element);
+    if (!QueryRule::parse(element)) return false;
     const CComPtr<IXMLDOMNodeList> fields = selectNodes(element, OLESTR("fields/field"));
-    if (!fields) return;
-    forEachNode(fields, [&](IXMLDOMNode* field) {
+    if (!fields) return false;
+    const bool complete = forEachNode(fields, [&](IXMLDOMNode* field) {
         const auto attributes = attributesOf(field);
         auto name = attributes ? attributeText(attributes, OLESTR("name")) : std::nullopt;
         auto alias = attributes ? attributeText(attributes, OLESTR("alias")) : std::nullopt;
@@ -101,6 +101,7 @@ void QueryRuleFetch::parse(IXMLDOMNode* element) {
         return true;
     });
     for (const auto& [name, alias] : fetchFields) aliasSlots_.push_back(featureClassRule->fieldNames->intern(alias));
+    return complete;
 }
 
 void QueryRuleFetch::addFields(IQueryFilter* filter) const {
@@ -156,8 +157,7 @@ std::shared_ptr<Rule> createQueryRule(IXMLDOMNode* ruleElement, FeatureClassRule
         addMessage(messages, "Operator '" + narrow(view(name)) + "' not recognized for query rule.");
         return nullptr;
     }
-    rule->parse(ruleElement);
-    return rule;
+    return rule->parse(ruleElement) ? rule : nullptr;
 }
 
 }  // namespace ConditionalXml

@@ -15,7 +15,8 @@ public:
     explicit QueryRule(FeatureClassRule& owner);
 
     /// Reads the element. A missing part leaves the rule without it; it then holds for no row.
-    virtual void parse(IXMLDOMNode* element);
+    /// \return false when the DOM fails: a query with a part unread would ask something else.
+    virtual bool parse(IXMLDOMNode* element);
 
     WhereTemplate where;
     CComBSTR queryText;
@@ -51,7 +52,7 @@ public:
 class QueryRuleFetch : public QueryRule {
 public:
     using QueryRule::QueryRule;
-    void parse(IXMLDOMNode* element) override;
+    bool parse(IXMLDOMNode* element) override;
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
 
     std::map<CComBSTR, CComBSTR, BstrLess> fetchFields;  // field of the queried table, alias in the row's values
@@ -66,7 +67,7 @@ private:
     std::vector<FieldNames::Slot> aliasSlots_;  // in the order of fetchFields
 };
 
-/// Builds the rule of an element whose `type` is "Q". \return null when its operator is unknown.
+/// Builds the rule of an element whose `type` is "Q". \return null when its operator is unknown or the DOM fails.
 std::shared_ptr<Rule> createQueryRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages);
 
 }  // namespace ConditionalXml

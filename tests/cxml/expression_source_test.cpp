@@ -1,4 +1,8 @@
 // The Python source of a condition: how it is put together, what its "Generate" asks for, and how it is rewritten.
+#include "cxml/expression_source.h"
+
+#include "api/failures.h"
+#include "cxml/dom.h"
 #include "support/loaded_map.h"
 
 #include <gmock/gmock.h>
@@ -30,22 +34,50 @@ std::ostream& operator<<(std::ostream& out, const Source& source) {
 
 class ExpressionSources : public testing::TestWithParam<Source> {};
 
+/// Puts the expressions of a `condition` element together, without compiling what comes out.
+void assemble(IXMLDOMNode* condition, const ConditionalXml::ConditionMap& map,
+              ConditionalXml::ExpressionSource& source) {
+    const auto expressions = ConditionalXml::selectNodes(condition, OLESTR("expression"));
+    ConditionalXml::forEachNode(expressions, [&](IXMLDOMNode* expression) {
+        const CComBSTR text = ConditionalXml::nodeText(expression);
+        source.addExpression(ConditionalXml::view(text));
+        const auto library = ConditionalXml::attributeText(ConditionalXml::attributesOf(expression), OLESTR("library"));
+        if (library && map.expressions.contains(*library))
+            source.addLibrary(ConditionalXml::view(map.expressions.at(*library)));
+        return true;
+    });
+}
+
 TEST_P(ExpressionSources, areAssembledAndRewritten) {
     const Source& row = GetParam();
     const LoadedMap loaded("<conditionMap name='m'><functionLibrary>" + row.library +
-                           "</functionLibrary><featureClass name='Buoy'><condition type='2' field='F'>" +
-                           row.expressions + "</condition></featureClass></conditionMap>");
-    ASSERT_EQ(loaded.map->conditions.size(), 1U);
-    const auto& condition = *loaded.map->conditions[0];
-    EXPECT_EQ(memhost::utf8(WideView(condition.expressionText)), row.text);
+                           "</functionLibrary></conditionMap>");
+    ConditionalXml::FeatureClassRule owner(*loaded.map);
+    const auto document = parseDocument("<condition type='2' field='F'>" + row.expressions + "</condition>");
+    const auto node = selectNode(document, "/condition");
+
+    ConditionalXml::ExpressionSource source;
+    assemble(node, *loaded.map, source);
     Arguments arguments;
-    for (const auto& [name, isList] : condition.generateArguments)
-        arguments.emplace_back(memhost::utf8(name.m_str), isList);
+    for (const auto& argument : source.takeArguments())
+        arguments.emplace_back(memhost::utf8(WideView(argument.name)), argument.isList);
     EXPECT_EQ(arguments, row.arguments);
-    vector<string> registered = textsOf(loaded.rule("BUOY").referencedFields);
+    EXPECT_EQ(memhost::utf8(WideView(source.finish())), row.text);
+
+    try {  // not all of these are Python; the fields are registered before that is known
+        const auto condition = ConditionalXml::Condition::build(node, owner, nullptr);
+        ASSERT_NE(condition, nullptr);
+        EXPECT_EQ(memhost::utf8(WideView(condition->expressionText)), row.text);
+        Arguments kept;
+        for (const auto& [name, isList] : condition->generateArguments)
+            kept.emplace_back(memhost::utf8(name.m_str), isList);
+        EXPECT_EQ(kept, row.arguments);
+    } catch (const std::runtime_error& error) {
+        EXPECT_THAT(error.what(), testing::StartsWith("Encountered error processing Python in CXML!"));
+    }
+    vector<string> registered = textsOf(owner.referencedFields);
     std::erase(registered, "SYMBOL_C");
     EXPECT_THAT(registered, testing::UnorderedElementsAreArray(row.registered));
-    EXPECT_TRUE(loaded.messages->entries().empty());
 }
 
 const Source assembly[] = {
@@ -229,9 +261,10 @@ TEST(ExpressionSourceTest, knownFieldIsNotRegistered) {
 }
 
 TEST(ExpressionSourceTest, sourceThatNeverEndsItsArguments) {
-    const LoadedMap loaded = LoadedMap::ofClass("B", "<condition>" + cdata("def Generate(A, B") + "</condition>");
-    ASSERT_EQ(loaded.map->conditions.size(), 1U);
-    EXPECT_EQ(memhost::utf8(WideView(loaded.map->conditions[0]->expressionText)), "def Generate(A, B");
+    ConditionalXml::ExpressionSource source;
+    source.addExpression(OLESTR("def Generate(A, B"));
+    EXPECT_TRUE(source.takeArguments().empty());
+    EXPECT_EQ(memhost::utf8(WideView(source.finish())), "def Generate(A, B");
 }
 
 TEST(ExpressionSourceTest, embeddedFileKeepsItsLineFeeds) {

@@ -123,8 +123,9 @@ TEST(CompileReport, sixtyCharactersAreShownWhole) {
 
 TEST(CompileReport, sixtyOneCharactersAreCut) {
     const string source = "(" + string(60, 'x');
-    EXPECT_THAT(loadReport(source, ""), StartsWith("Encountered error processing Python in CXML!\nFunction: " +
-                                                   source.substr(0, 60) + " ...\nptype"));
+    EXPECT_THAT(
+        loadReport(source, ""),
+        StartsWith("Encountered error processing Python in CXML!\nFunction: " + source.substr(0, 60) + " ...\nptype"));
 }
 
 TEST(CompileReport, textsBeyondAsciiAreNarrowText) {
@@ -135,8 +136,9 @@ TEST(CompileReport, textsBeyondAsciiAreNarrowText) {
 
 TEST(CompileReport, leavesTheDocumentOutOfTheManager) {
     try {
-        managerOf("<conditionMap name='m'><featureClass name='L'><condition rulename='R'><expression>1 +</expression>"
-                  "</condition></featureClass></conditionMap>");
+        managerOf(
+            "<conditionMap name='m'><featureClass name='L'><condition rulename='R'><expression>1 +</expression>"
+            "</condition></featureClass></conditionMap>");
         ADD_FAILURE() << "it loaded";
     } catch (const std::runtime_error& error) {
         EXPECT_THAT(error.what(), StartsWith("Encountered error processing Python in CXML!\nRule Name: R\n"));

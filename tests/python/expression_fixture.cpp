@@ -89,7 +89,11 @@ LoadedExpression& LoadedExpression::result(const Cell& before) {
 
 bool LoadedExpression::generate() {
     const VARTYPE type = before_.value.vt == VT_NULL ? VARTYPE{VT_BSTR} : before_.value.vt;
-    table_ = memhost::Table("LIGHT").symbologyFields().field("RESULT", type).row({nullptr, nullptr, nullptr, nullptr, before_}).build();
+    table_ = memhost::Table("LIGHT")
+                 .symbologyFields()
+                 .field("RESULT", type)
+                 .row({nullptr, nullptr, nullptr, nullptr, before_})
+                 .build();
     row_ = table_->row(0);
     rule().currentRow = row_;
     rule().changed = false;

@@ -302,13 +302,13 @@ TEST(Results, textBeyondTheFirstPlane) {
 
 TEST(Module, conditionWithoutExpressionCallsNothing) {
     const LoadedMap loaded = LoadedMap::ofClass("Light", "<condition type='2' field='RESULT'/>");
-    EXPECT_FALSE(loaded.map->conditions.at(0)->generate(
-        ConditionalXml::RowValueMap(loaded.rule("LIGHT").fieldNames)));
+    EXPECT_FALSE(loaded.map->conditions.at(0)->generate(ConditionalXml::RowValueMap(loaded.rule("LIGHT").fieldNames)));
 }
 
 TEST(Module, bodyRunsForEveryCall) {
-    LoadedExpression loaded("import builtins\nbuiltins.calls = getattr(builtins, 'calls', 0) + 1\n"
-                            "def Generate(): return str(builtins.calls)");
+    LoadedExpression loaded(
+        "import builtins\nbuiltins.calls = getattr(builtins, 'calls', 0) + 1\n"
+        "def Generate(): return str(builtins.calls)");
     loaded.generate();
     EXPECT_EQ(loaded.generated(), "1");
     loaded.generate();
@@ -317,8 +317,9 @@ TEST(Module, bodyRunsForEveryCall) {
 }
 
 TEST(Module, nothingOfAnEarlierCallIsSeen) {
-    LoadedExpression loaded("seen = globals().get('left', 'nothing')\nleft = 'something'\n"
-                            "def Generate(): return seen");
+    LoadedExpression loaded(
+        "seen = globals().get('left', 'nothing')\nleft = 'something'\n"
+        "def Generate(): return seen");
     loaded.generate();
     loaded.generate();
     EXPECT_EQ(loaded.generated(), "nothing");
@@ -335,7 +336,8 @@ TEST(Module, isNamedCalcFields) {
     LoadedExpression loaded("def Generate(): return __name__ + ' ' + Generate.__module__");
     loaded.generate();
     EXPECT_EQ(loaded.generated(), "CalcFields CalcFields");
-    EXPECT_TRUE(runHostPython("import sys; assert 'CalcFields' in sys.modules"));
+    EXPECT_TRUE(runHostPython("import sys; assert sys.modules['CalcFields'].__file__ == 'CalcFields'"))
+        << "the module that was executed last stays";
 }
 
 TEST(Module, modulesOfTheStandardLibraryCanBeImported) {
@@ -377,7 +379,7 @@ TEST(Report, everyFrameHasTheNumberZero) {
               "Encountered error processing Python in CXML!\n"
               "Rule Name: R\n"
               "Calculating Field: RESULT\n"
-              "Function: def f(): raise KeyError('deep')\ndef g():\n  f()\ndef Generate(): ...\n"
+              "Function: def f(): raise KeyError('deep')\ndef g():\n  f()\ndef Generate( ...\n"
               "ptype = <class 'KeyError'>\n"
               "pvalue = 'deep'\n"
               "ptrace =\n"
@@ -402,7 +404,8 @@ TEST(Report, generateThatIsNoFunction) {
 
 TEST(Report, linesWithoutNameAndField) {
     LoadedExpression loaded("x = 1", "type='2'");
-    EXPECT_THAT(loaded.report(), testing::StartsWith("Encountered error processing Python in CXML!\nFunction: x = 1\n"));
+    EXPECT_THAT(loaded.report(),
+                testing::StartsWith("Encountered error processing Python in CXML!\nFunction: x = 1\n"));
 }
 
 TEST(Report, rowAndTextStayAsTheyWere) {
@@ -416,8 +419,9 @@ TEST(Report, rowAndTextStayAsTheyWere) {
 }
 
 TEST(Report, exceptionsThatRefuseToBeShown) {
-    LoadedExpression loaded("class E(Exception):\n  def __str__(self): raise ValueError\n"
-                            "def Generate(): raise E");
+    LoadedExpression loaded(
+        "class E(Exception):\n  def __str__(self): raise ValueError\n"
+        "def Generate(): raise E");
     EXPECT_THAT(loaded.report(), testing::HasSubstr("ptype = <class 'CalcFields.E'>\npvalue = ?\nptrace ="));
 }
 
@@ -449,35 +453,33 @@ TEST(Hostile, recursionWithoutEndIsAnError) {
     EXPECT_TRUE(after.generate());
 }
 
-TEST(Hostile, moduleReplacedBySomethingElse) {
-    LoadedExpression number("import sys\nsys.modules['CalcFields'] = 5\ndef Generate(): return 'x'");
-    EXPECT_THAT(number.report(), testing::HasSubstr("ptype = <class "));
-    LoadedExpression other("import sys\nsys.modules['CalcFields'] = sys\ndef Generate(): return 'x'");
-    EXPECT_THAT(other.report(), testing::HasSubstr("ptype = <class 'AttributeError'>"));
-    LoadedExpression after("def Generate(): return 'fine'");
-    EXPECT_TRUE(after.generate());
-}
-
-TEST(Hostile, moduleTakenOutOfTheTable) {
-    LoadedExpression body("import sys\ndel sys.modules['CalcFields']\ndef Generate(): return 'x'");
-    EXPECT_THAT(body.report(), testing::HasSubstr("ptype = <class "));
-    LoadedExpression call("import sys\ndef Generate():\n  del sys.modules['CalcFields']\n  return 'x'");
-    EXPECT_TRUE(call.generate());
-    EXPECT_TRUE(call.generate());
+TEST(Hostile, moduleReplacedOrTakenOutOfTheTable) {
+    for (const char* body : {"sys.modules['CalcFields'] = 5", "sys.modules['CalcFields'] = sys",
+                             "del sys.modules['CalcFields']", "sys.modules[__name__] = None"}) {
+        LoadedExpression inBody("import sys\n" + string(body) + "\ndef Generate(): return 'x'");
+        EXPECT_TRUE(inBody.generate()) << body;
+        EXPECT_EQ(inBody.generated(), "x") << body;
+        LoadedExpression inCall("import sys\ndef Generate():\n  " + string(body) + "\n  return 'y'");
+        EXPECT_TRUE(inCall.generate()) << body;
+        EXPECT_TRUE(inCall.generate()) << body;
+        EXPECT_EQ(inCall.generated(), "y") << body;
+    }
 }
 
 TEST(Hostile, moduleTableReplaced) {
     ASSERT_TRUE(runHostPython("import sys, builtins; builtins.kept = sys.modules"));
     LoadedExpression loaded("import sys\nsys.modules = {}\ndef Generate(): return 'x'");
     loaded.report();
-    EXPECT_TRUE(runHostPython("import builtins; s = builtins.kept['sys']; s.modules = builtins.kept; del builtins.kept"));
+    EXPECT_TRUE(
+        runHostPython("import builtins; s = builtins.kept['sys']; s.modules = builtins.kept; del builtins.kept"));
     LoadedExpression after("import json\ndef Generate(): return 'fine'");
     EXPECT_TRUE(after.generate());
 }
 
 TEST(Hostile, functionThatDeletesItself) {
-    LoadedExpression loaded("import gc\nclass F:\n  def __call__(self):\n    global Generate\n    del Generate\n"
-                            "    gc.collect()\n    return 'x' + type(self).__name__\nGenerate = F()\n# Generate()");
+    LoadedExpression loaded(
+        "import gc\nclass F:\n  def __call__(self):\n    global Generate\n    del Generate\n"
+        "    gc.collect()\n    return 'x' + type(self).__name__\nGenerate = F()\n# Generate()");
     EXPECT_TRUE(loaded.generate());
     EXPECT_EQ(loaded.generated(), "xF");
 }
@@ -496,9 +498,10 @@ TEST(Hostile, argumentsAreTheExpressionsToChange) {
 }
 
 TEST(Hostile, threadThatEnds) {
-    LoadedExpression loaded("import threading\ndef Generate():\n  r = []\n"
-                            "  t = threading.Thread(target=lambda: r.append('done'))\n  t.start()\n  t.join()\n"
-                            "  return r[0]");
+    LoadedExpression loaded(
+        "import threading\ndef Generate():\n  r = []\n"
+        "  t = threading.Thread(target=lambda: r.append('done'))\n  t.start()\n  t.join()\n"
+        "  return r[0]");
     EXPECT_TRUE(loaded.generate());
     EXPECT_EQ(loaded.generated(), "done");
 }
@@ -513,7 +516,8 @@ TEST(Hostile, memoryThatCannotBeHad) {
 TEST(Run, failureIsAMessageAndTheRestIsEvaluated) {
     SymbologyManager manager = managerOf(
         "<conditionMap name='m'><featureClass name='Light'>"
-        "<condition rulename='FAILS' type='2' field='RESULT' xoffset='4'><expression>def Generate(): raise ValueError('no')"
+        "<condition rulename='FAILS' type='2' field='RESULT' xoffset='4'><expression>def Generate(): raise "
+        "ValueError('no')"
         "</expression></condition>"
         "<condition type='2' field='RESULT'><rule type='A' operator='equal' field='CAT' value='1'/>"
         "<expression>def Generate(CAT): return 'CAT ' + str(CAT)</expression></condition>"
@@ -554,12 +558,17 @@ TEST(Run, onlyTypeTwoCalls) {
 }
 
 TEST(Run, secondRunChangesNothing) {
-    SymbologyManager manager =
-        managerOf("<conditionMap name='m'><featureClass name='Light'><condition type='2' field='RESULT'>"
-                  "<expression>def Generate(HEIGHT): return '%gm' % HEIGHT</expression>"
-                  "</condition></featureClass></conditionMap>");
-    const auto table =
-        memhost::Table("LIGHT").symbologyFields().field("RESULT", VT_BSTR).field("HEIGHT", VT_R8).row({nullptr, nullptr, nullptr, nullptr, nullptr, 12.5}).build();
+    SymbologyManager manager = managerOf(
+        "<conditionMap name='m'><featureClass name='Light'><condition type='2' field='RESULT'>"
+        "<expression>def Generate(HEIGHT): return '%gm' % HEIGHT</expression>"
+        "</condition></featureClass></conditionMap>");
+    const auto table = memhost::Table("LIGHT")
+                           .symbologyFields()
+                           .unfetched(memhost::Unfetched::HasItsValue)
+                           .field("RESULT", VT_BSTR)
+                           .field("HEIGHT", VT_R8)
+                           .row({nullptr, nullptr, nullptr, nullptr, nullptr, 12.5})
+                           .build();
     EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
     EXPECT_EQ(table->text(0, "RESULT"), "\"12.5m\"");
     EXPECT_EQ(table->updates.size(), 1U);
@@ -568,10 +577,11 @@ TEST(Run, secondRunChangesNothing) {
 }
 
 TEST(Run, resetClearsTheComputedField) {
-    SymbologyManager manager =
-        managerOf("<conditionMap name='m'><featureClass name='Light'><condition type='2' field='RESULT'>"
-                  "<expression>def Generate(): return 'x'</expression></condition></featureClass></conditionMap>");
-    const auto table = memhost::Table("LIGHT").symbologyFields().field("RESULT", VT_BSTR).row({"S", 1.0, 1.0, 1.0, "x"}).build();
+    SymbologyManager manager = managerOf(
+        "<conditionMap name='m'><featureClass name='Light'><condition type='2' field='RESULT'>"
+        "<expression>def Generate(): return 'x'</expression></condition></featureClass></conditionMap>");
+    const auto table =
+        memhost::Table("LIGHT").symbologyFields().field("RESULT", VT_BSTR).row({"S", 1.0, 1.0, 1.0, "x"}).build();
     EXPECT_TRUE(manager.resetReps(table->featureClass()));
     EXPECT_EQ(table->text(0, "RESULT"), "NULL");
     EXPECT_EQ(table->text(0, "SYMBOL_C"), "NULL");

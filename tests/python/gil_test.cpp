@@ -27,8 +27,9 @@ INSTANTIATE_TEST_SUITE_P(Lock, Completes,
                          testing::Values("load-without-expression", "release-empty-without-interpreter",
                                          "destroy-on-another-thread", "load-on-another-thread",
                                          "host-runs-python-between", "host-runs-python-at-the-same-time",
-                                         "host-holds-the-lock", "lock-is-free-after-errors", "lock-is-free-after-a-call",
-                                         "documents-on-their-own-threads", "start-daemon-thread", "interpreter-twice",
+                                         "host-holds-the-lock", "lock-is-free-after-errors",
+                                         "lock-is-free-after-a-call", "documents-on-their-own-threads",
+                                         "host-keeps-its-signals", "start-daemon-thread", "interpreter-twice",
                                          "recurse-on-a-thread"),
                          [](const auto& entry) {
                              std::string name = entry.param;

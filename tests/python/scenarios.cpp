@@ -5,7 +5,9 @@
 
 #include <Python.h>
 #include <atomic>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <thread>
@@ -32,7 +34,8 @@ LoadedMap mapOf(const std::string& condition) {
     return LoadedMap::ofClass("Light", condition);
 }
 
-const std::string withCode = "<condition type='2' field='RESULT'><expression>def Generate(): return 'x'</expression></condition>";
+const std::string withCode =
+    "<condition type='2' field='RESULT'><expression>def Generate(): return 'x'</expression></condition>";
 
 // ---- without an interpreter ----
 
@@ -42,7 +45,8 @@ void loadWithoutInterpreter() {
 
 void loadWithoutExpression() {
     {
-        const LoadedMap loaded = mapOf("<condition rulename='A'/><condition type='2' field='F'><expression/></condition>");
+        const LoadedMap loaded =
+            mapOf("<condition rulename='A'/><condition type='2' field='F'><expression/></condition>");
         require(loaded.map->conditions.size() == 2, "both conditions are kept");
         require(!loaded.map->conditions[1]->generate(ConditionalXml::RowValueMap(loaded.rule("LIGHT").fieldNames)),
                 "nothing is called");
@@ -162,6 +166,16 @@ void lockIsFreeAfterACall() {
     require(PyGILState_Check() == 0, "the lock is free");
 }
 
+volatile std::sig_atomic_t interrupts = 0;
+
+void hostKeepsItsSignals() {
+    std::signal(SIGINT, [](int) { interrupts = interrupts + 1; });
+    const PythonInterpreter python;
+    require(load("import signal\n" + std::string(plain))->generate(), "it is called");
+    std::raise(SIGINT);
+    require(interrupts == 1, "the host's handler stands");
+}
+
 // ---- hostile ----
 
 void hang() {
@@ -207,6 +221,7 @@ const std::map<std::string, void (*)()>& scenarios() {
         {"lock-is-free-after-errors", lockIsFreeAfterErrors},
         {"documents-on-their-own-threads", documentsOnTheirOwnThreads},
         {"lock-is-free-after-a-call", lockIsFreeAfterACall},
+        {"host-keeps-its-signals", hostKeepsItsSignals},
         {"hang", hang},
         {"start-daemon-thread", startDaemonThread},
         {"interpreter-twice", interpreterTwice},

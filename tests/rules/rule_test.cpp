@@ -68,8 +68,8 @@ TEST_F(RuleTest, typesThatMakeNoRule) {
          {"<rule operator='equal' field='F'/>", "<rule type='a' operator='equal' field='F'/>",
           "<rule type='' operator='equal' field='F'/>", "<rule type='A ' operator='equal' field='F'/>",
           "<rule type='AA' operator='equal' field='F'/>", "<rule type='X' operator='equal' field='F'/>",
-          "<rule TYPE='A' operator='equal' field='F'/>", "<rule type='L' operator='equal' field='F'/>",
-          "<rule type='Q' operator='exists' field='F'/>"})
+          "<rule TYPE='A' operator='equal' field='F'/>", "<rule type='l' operator='equal' field='F'/>",
+          "<rule type='q' operator='exists' table='T'/>"})
         EXPECT_EQ(create(element), nullptr) << element;
     EXPECT_TRUE(messages->entries().empty());
     EXPECT_EQ(textsOf(owner.referencedFields), vector<string>{"SYMBOL_C"});
