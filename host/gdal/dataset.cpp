@@ -10,6 +10,7 @@
 #include <ogrsf_frmts.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
@@ -19,9 +20,7 @@ namespace embedded_host {
 namespace {
 
 bool isOneOf(std::string_view driver, std::initializer_list<std::string_view> drivers) {
-    for (const std::string_view other : drivers)
-        if (driver == other) return true;
-    return false;
+    return std::ranges::find(drivers, driver) != drivers.end();
 }
 
 bool isPostgres(GDALDataset& gdal) {

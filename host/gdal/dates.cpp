@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 namespace embedded_host {
 
@@ -45,7 +46,8 @@ bool parseIso(ColumnType type, const std::string& text, DATE& date) {
 }
 
 std::string isoText(ColumnType type, DATE date) {
-    if (!(date > -657435.0 && date < 2958466.0)) throw StatusError(DISP_E_OVERFLOW, "is outside the years 100 to 9999");
+    if (std::isnan(date) || date <= -657435.0 || date >= 2958466.0)
+        throw StatusError(DISP_E_OVERFLOW, "is outside the years 100 to 9999");
     const double whole = std::trunc(date);
     auto day = static_cast<std::int64_t>(whole);
     auto time = static_cast<std::int64_t>(std::round(std::abs(date - whole) * millisecondsPerDay));
@@ -57,13 +59,13 @@ std::string isoText(ColumnType type, DATE date) {
     if (type == ColumnType::Time && day != 0) throw StatusError(DISP_E_TYPEMISMATCH, "is not a time of day");
 
     const year_month_day ymd{dayZero + days{day}};
-    const std::string dayText = formatted("%04d-%02u-%02u", static_cast<int>(ymd.year()),
-                                          static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()));
+    std::string dayText = formatted("%04d-%02u-%02u", static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
+                                    static_cast<unsigned>(ymd.day()));
     if (type == ColumnType::Date) return dayText;
     const auto milliseconds = static_cast<int>(time);
     const std::string timeText = formatted("%02d:%02d:%02d.%03d", milliseconds / 3'600'000, milliseconds / 60'000 % 60,
                                            milliseconds / 1000 % 60, milliseconds % 1000);
-    return type == ColumnType::Time ? timeText : dayText + 'T' + timeText + 'Z';
+    return type == ColumnType::Time ? timeText : std::move(dayText) + 'T' + timeText + 'Z';
 }
 
 }  // namespace embedded_host

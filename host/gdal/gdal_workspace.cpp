@@ -60,6 +60,7 @@ public:
     std::vector<std::string> fieldNames(const std::string& layer) override {
         const std::shared_ptr<const TableSchema> schema = dataset_->table(layer)->schema();
         std::vector<std::string> names;
+        names.reserve(schema->fieldCount());
         for (std::size_t i = 0; i < schema->fieldCount(); ++i) names.push_back(schema->columns[i].name);
         return names;
     }

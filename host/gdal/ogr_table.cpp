@@ -168,7 +168,7 @@ ObjectIds OgrTable::restrict(const ObjectIds& ids, const std::string& where) {
     }
     for (std::size_t at = 0; at < ids.size(); at += blockRows)
         visitBlock(ids.data() + at, ids.data() + std::min(at + blockRows, ids.size()), where, nullptr,
-                   [&](OGRFeatureUniquePtr&& feature) { kept.push_back(feature->GetFID()); });
+                   [&](const OGRFeatureUniquePtr& feature) { kept.push_back(feature->GetFID()); });
     std::ranges::sort(kept);
     return kept;
 }
@@ -195,7 +195,7 @@ void OgrTable::readFeature(const OGRFeature& feature, const TableSchema& schema,
 bool OgrTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
     bool found = false;
     const std::shared_ptr<const TableSchema> current = schema();
-    visitBlock(&id, &id + 1, {}, &columns, [&](OGRFeatureUniquePtr&& feature) {
+    visitBlock(&id, &id + 1, {}, &columns, [&](const OGRFeatureUniquePtr& feature) {
         readFeature(*feature, *current, columns, cells);
         found = true;
     });

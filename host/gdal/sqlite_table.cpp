@@ -73,8 +73,10 @@ public:
     bool next(ObjectId& id, Cells& cells) override {
         const GdalErrors errors;
         try {
-            while (position_ < ids_->size())
-                if (readOne(id = (*ids_)[position_++], cells)) return true;
+            while (position_ < ids_->size()) {
+                id = (*ids_)[position_++];
+                if (readOne(id, cells)) return true;
+            }
             return false;
         } catch (const HostError& error) {
             table_->failReading(error);

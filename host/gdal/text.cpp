@@ -39,7 +39,7 @@ std::string quoted(std::string_view text, char quote) {
 BSTR toBstr(std::string_view utf8) {
     const bool ascii = isAscii(utf8);
     const int length = ascii ? checkedLength(utf8.size()) : wideLength(utf8);
-    const BSTR text = SysAllocStringLen(nullptr, static_cast<UINT>(length));
+    BSTR text = SysAllocStringLen(nullptr, static_cast<UINT>(length));
     if (!text) AtlThrow(E_OUTOFMEMORY);
     if (ascii)
         std::ranges::copy(utf8, text);

@@ -61,34 +61,34 @@ constexpr PlacementTarget placementTargets[] = {
     throwText(text);
 }
 
-/// Puts the symbol into the row when it differs. \return whether it did.
-bool writeSymbol(IRow* row, const RowBinding& binding, BSTR ruleName, CXTableManager& tables) {
-    if (SysStringLen(ruleName) == 0) return false;
+/// Puts the symbol into the row when it differs; `changed` says so even when the put then fails.
+void writeSymbol(IRow* row, const RowBinding& binding, BSTR ruleName, CXTableManager& tables, bool& changed) {
+    if (SysStringLen(ruleName) == 0) return;
     const VARIANT* current = binding.values.first(binding.symbol.slot);
-    if (!current || holdsText(*current, ruleName)) return false;
+    if (!current || holdsText(*current, ruleName)) return;
     VARIANT value;  // borrows the text: put_Value copies what it keeps
     VariantInit(&value);
     value.vt = VT_BSTR;
     value.bstrVal = ruleName;
+    changed = true;
     if (FAILED(row->put_Value(binding.symbol.position, value))) failRow(tables, "Failed to write value to SYMBOL_C!");
-    return true;
 }
 
 /// Puts one placement value into the row when it differs. A zero is never written: an earlier value stays.
-bool writePlacement(IRow* row, const RowBinding& binding, const Condition& matched, const PlacementTarget& placement,
-                    CXTableManager& tables) {
+void writePlacement(IRow* row, const RowBinding& binding, const Condition& matched, const PlacementTarget& placement,
+                    CXTableManager& tables, bool& changed) {
     const RowBinding::Target& target = binding.*placement.target;
     const double wanted = matched.*placement.value;
-    if (target.position < 0 || wanted == 0) return false;
+    if (target.position < 0 || wanted == 0) return;
     const VARIANT* current = binding.values.first(target.slot);
-    if (!current) return false;
-    if (current->vt == VT_R8 && current->dblVal == wanted) return false;  // NaN equals nothing and is written
+    if (!current) return;
+    if (current->vt == VT_R8 && current->dblVal == wanted) return;  // NaN equals nothing and is written
     VARIANT value;
     VariantInit(&value);
     value.vt = VT_R8;
     value.dblVal = wanted;
+    changed = true;
     if (FAILED(row->put_Value(target.position, value))) failRow(tables, placement.failure);
-    return true;
 }
 
 }  // namespace
@@ -116,10 +116,10 @@ bool FeatureClassRule::symbolizeRow(IRow* row, LONG subtypeField, IGPMessages* m
         }
     }
 
-    if (writeSymbol(row, *binding_, ruleName, *tableManager)) changed = true;
+    writeSymbol(row, *binding_, ruleName, *tableManager, changed);
     if (matched && matched->hasPlacement)
         for (const PlacementTarget& placement : placementTargets)
-            if (writePlacement(row, *binding_, *matched, placement, *tableManager)) changed = true;
+            writePlacement(row, *binding_, *matched, placement, *tableManager, changed);
     return changed;
 }
 

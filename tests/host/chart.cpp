@@ -149,7 +149,7 @@ std::string utf8(BSTR text) {
 }
 
 CComVariant variant(const std::string& text) {
-    return CComVariant(bstr(text));
+    return {bstr(text)};
 }
 
 CComVariant nullVariant() {

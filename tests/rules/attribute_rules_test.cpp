@@ -135,6 +135,7 @@ vector<EvaluateCase> evaluateCases() {
         {"between_reals", "between", "<value>0.5</value><value>1.5</value>", 1.5, true},
         {"between_null_bound", "between", "<value>NULL</value><value>20</value>", 15, false},
         {"between_null_upper_bound", "between", "<value>10</value><value>NULL</value>", 15, false},
+        {"between_word_as_upper_bound", "between", "<value>10</value><value>x</value>", 15, true},
         {"between_word_bound", "between", "<value>x</value><value>20</value>", 15, false},
     };
 }

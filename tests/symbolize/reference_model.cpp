@@ -84,8 +84,14 @@ Value operandValue(const std::string& text) {
 
 bool holdsBetween(const Rule& rule, const Value* field) {
     if (!field || std::holds_alternative<Null>(*field) || rule.fieldValue || rule.operands.size() != 2) return false;
-    const auto lower = order(*field, convert(operandValue(rule.operands[0]), *field));
-    const auto upper = order(*field, convert(operandValue(rule.operands[1]), *field));
+    const auto orderOfBound = [&](const std::string& text) -> std::optional<int> {
+        const Value bound = convert(operandValue(text), *field);
+        // A bound that is no number stays a text, and a number is below every text.
+        if (std::holds_alternative<std::string>(bound) && !std::holds_alternative<std::string>(*field)) return -1;
+        return order(*field, bound);
+    };
+    const auto lower = orderOfBound(rule.operands[0]);
+    const auto upper = orderOfBound(rule.operands[1]);
     return lower && *lower >= 0 && upper && *upper <= 0;
 }
 

@@ -373,6 +373,7 @@ TEST_F(RowSymbolizationTest, failedWritesNameTheirField) {
         row = table->row(0);
         const FaultScope fault({.op = Op::RowPutValue, .nth = ++nth});
         EXPECT_EQ(thrown(), text);
+        EXPECT_TRUE(rule().changed) << "said before the value is put";
     }
     EXPECT_EQ(value("SYMBOL_C"), "\"A\"") << "what was put before stays in the row object";
     EXPECT_EQ(value("Yoffset_C"), "R8 2");

@@ -56,8 +56,7 @@ void collectResultFields(IXMLDOMNode* parent, const OLECHAR* xpath, std::vector<
         if (writesResult(condition)) {
             const std::optional<CComBSTR> field = textAttribute(condition, OLESTR("field"));
             std::string name = field ? toUtf8(*field) : std::string();
-            if (!name.empty() && std::find(fields.begin(), fields.end(), name) == fields.end())
-                fields.push_back(std::move(name));
+            if (!name.empty() && std::ranges::find(fields, name) == fields.end()) fields.push_back(std::move(name));
         }
         collectResultFields(condition, OLESTR("rule/condition"), fields);
     });
@@ -94,15 +93,13 @@ void ClassConfigurations::add(IXMLDOMNode* featureClass) {
 }
 
 ClassConfiguration* ClassConfigurations::findKey(const CComBSTR& key) {
-    const auto found =
-        std::find_if(classes_.begin(), classes_.end(), [&](const auto& c) { return sameText(c.key, key); });
+    const auto found = std::ranges::find_if(classes_, [&](const auto& c) { return sameText(c.key, key); });
     return found == classes_.end() ? nullptr : &*found;
 }
 
 const ClassConfiguration* ClassConfigurations::find(const std::string& alias) const {
     const CComBSTR key = upperCase(toBstr(alias));
-    const auto found =
-        std::find_if(classes_.begin(), classes_.end(), [&](const auto& c) { return sameText(c.key, key); });
+    const auto found = std::ranges::find_if(classes_, [&](const auto& c) { return sameText(c.key, key); });
     return found == classes_.end() ? nullptr : &*found;
 }
 

@@ -16,12 +16,12 @@ namespace {
 class DocumentCapture {
 public:
     explicit DocumentCapture(CComPtr<IXMLDOMDocument>& target) {
-        target_ = std::addressof(target);  // CComPtr gives operator& another meaning
+        captured = std::addressof(target);  // CComPtr gives operator& another meaning
         VelRegisterClass(CLSID_DOMDocument, create);
     }
     ~DocumentCapture() {
         VelRegisterClass(CLSID_DOMDocument, nullptr);
-        target_ = nullptr;
+        captured = nullptr;
     }
     DocumentCapture(const DocumentCapture&) = delete;
     DocumentCapture& operator=(const DocumentCapture&) = delete;
@@ -32,11 +32,11 @@ private:
         const HRESULT hr = CoCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_ALL, __uuidof(IXMLDOMDocument),
                                             reinterpret_cast<void**>(&made));
         if (FAILED(hr)) return hr;
-        *target_ = made;
+        *captured = made;
         return made->QueryInterface(iid, object);
     }
 
-    static inline CComPtr<IXMLDOMDocument>* target_ = nullptr;  // a factory carries no context of its own
+    static inline CComPtr<IXMLDOMDocument>* captured = nullptr;  // a factory carries no context of its own
 };
 
 std::string parseErrorOf(IXMLDOMDocument* dom) {

@@ -56,6 +56,7 @@ std::string listOf(const std::vector<std::string>& names) {
     std::string text = fmt::format("{}: there is no layer '{}'", dataset, name);
     const std::vector<std::string> similar = similarNames(name, available);
     std::vector<std::string> all;
+    all.reserve(available.size());
     for (const LayerInfo& layer : available) all.push_back(layer.name);
     if (!similar.empty())
         text += fmt::format("; similar: {}", listOf(similar));
@@ -75,8 +76,8 @@ std::vector<LayerInfo> chooseLayers(std::vector<LayerInfo> available, const std:
     std::vector<LayerInfo> chosen;
     for (const std::string& name : names) {
         const auto named = [&](const LayerInfo& layer) { return layer.name == name; };
-        if (std::any_of(chosen.begin(), chosen.end(), named)) continue;
-        const auto found = std::find_if(available.begin(), available.end(), named);
+        if (std::ranges::any_of(chosen, named)) continue;
+        const auto found = std::ranges::find_if(available, named);
         if (found == available.end()) refuse(name, available, dataset);
         chosen.push_back(*found);
     }

@@ -65,7 +65,7 @@ void MessageLog::add(MessageKind kind, std::string_view text) {
 }
 
 CComPtr<IGPMessages> collectInto(MessageLog& log) {
-    return CComPtr<IGPMessages>(new Collection(log));
+    return {new Collection(log)};
 }
 
 }  // namespace cxml

@@ -1,0 +1,175 @@
+// A run of the library over a GeoPackage of 100,000 rows, through the embedded host: what a whole row costs.
+#include "workload.h"
+
+#include "host/gdal/gdal_workspace.h"
+#include "symbology/symbology_manager.h"
+
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <random>
+
+namespace {
+
+namespace fs = std::filesystem;
+using embedded_host::GdalWorkspace;
+
+constexpr std::size_t rowCount = 100'000;
+constexpr int conditions = 50;
+constexpr const char* layer = "NAVPNT";
+
+[[noreturn]] void fail(const std::string& text) {
+    std::fprintf(stderr, "%s\n", text.c_str());
+    std::exit(1);
+}
+
+/// A folder that goes with the object.
+class Folder {
+public:
+    Folder() : path_(fs::temp_directory_path() / ("gpkg-bench-" + std::to_string(std::random_device{}()))) {
+        fs::create_directory(path_);
+    }
+    ~Folder() { fs::remove_all(path_); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    std::string file(const char* name) const { return (path_ / name).string(); }
+
+private:
+    fs::path path_;
+};
+
+/// The features as points of a GeoPackage with a spatial index, made by GDAL's own tool.
+void makeDataset(const Folder& folder, const std::vector<Feature>& features) {
+    std::ofstream csv(folder.file("NAVPNT.csv"));
+    csv << "x,y,SYMBOL_C,Xoffset_C,Yoffset_C,Rotate_C,OBJL,CATLAM,VALSOU,OBJNAM\n";
+    std::size_t number = 0;
+    for (const Feature& feature : features) {
+        csv << static_cast<double>(number % 1000) / 100 << ',' << static_cast<double>(number / 1000) / 100 << ",,,,,"
+            << feature.objectClass << ',';
+        if (feature.category != 0) csv << feature.category;
+        csv << ',';
+        if (feature.depth >= 0) csv << feature.depth;
+        csv << ',' << feature.name << '\n';
+        ++number;
+    }
+    csv.close();
+    std::ofstream(folder.file("NAVPNT.csvt")) << "CoordX,CoordY,String,Real,Real,Real,Integer,Integer,Real,String\n";
+    const std::string command = "ogr2ogr -q -f GPKG -nln NAVPNT -a_srs EPSG:4326 '" + folder.file("base.gpkg") + "' '" +
+                                folder.file("NAVPNT.csv") + "' -oo EMPTY_STRING_AS_NULL=YES -oo KEEP_GEOM_COLUMNS=NO";
+    // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe): a benchmark of one thread runs a fixed command
+    if (std::system(command.c_str()) != 0) fail("ogr2ogr could not make the dataset");
+}
+
+/// One transaction over the layer, as the tool does it. \return how many rows were written.
+std::int64_t symbolize(SymbologyManager& manager, const std::string& dataset) {
+    const auto workspace = GdalWorkspace::open(dataset, GdalWorkspace::Access::Update);
+    embedded_host::RunMonitor monitor;
+    workspace->watch(&monitor);
+    workspace->begin();
+    {
+        const CComPtr<IFeatureClass> featureClass = workspace->openFeatureClass(layer, std::nullopt);
+        if (!manager.symbolize(featureClass, nullptr, nullptr) || !monitor.failure.empty())
+            fail("the run failed: " + monitor.failure);
+    }
+    workspace->commit();
+    if (monitor.rows != static_cast<std::int64_t>(rowCount)) fail("the run did not visit every row");
+    return monitor.changed;
+}
+
+std::string shown(const CComVariant& value) {
+    return value.vt == VT_BSTR ? memhost::utf8(value.bstrVal) : std::string();
+}
+
+/// Compares every row with its answer.
+void check(const std::string& dataset, const std::vector<Feature>& features) {
+    const auto workspace = GdalWorkspace::open(dataset, GdalWorkspace::Access::Read);
+    const CComPtr<IFeatureClass> featureClass = workspace->openFeatureClass(layer, std::nullopt);
+    const CComQIPtr<ITable> table(static_cast<IUnknown*>(featureClass));
+    CComPtr<IFields> fields;
+    LONG symbol = -1;
+    LONG angle = -1;
+    table->get_Fields(&fields);
+    fields->FindField(memhost::bstr("SYMBOL_C"), &symbol);
+    fields->FindField(memhost::bstr("Rotate_C"), &angle);
+    ObjectId id = 0;
+    for (const Feature& feature : features) {
+        CComPtr<IRow> row;
+        CComVariant symbolValue;
+        CComVariant angleValue;
+        if (FAILED(table->GetRow(++id, &row)) || FAILED(row->get_Value(symbol, &symbolValue)) ||
+            FAILED(row->get_Value(angle, &angleValue)))
+            fail("row " + std::to_string(id) + " cannot be read");
+        const double written = angleValue.vt == VT_R8 ? angleValue.dblVal : 0;
+        if (shown(symbolValue) != feature.symbol || written != feature.angle)
+            fail("wrong answer in row " + std::to_string(id) + ": " + shown(symbolValue));
+    }
+}
+
+struct Case {
+    Folder folder;
+    std::vector<Feature> features = makeFeatures(rowCount, conditions);
+    SymbologyManager manager;
+
+    Case() {
+        makeDataset(folder, features);
+        std::ofstream(folder.file("rules.cxml")) << ruleDocument(conditions);
+        if (!manager.loadCXML(memhost::bstr(folder.file("rules.cxml")), nullptr)) fail("the document was not loaded");
+    }
+
+    /// A fresh copy of the dataset whose target fields are NULL.
+    std::string copy() const {
+        const std::string target = folder.file("run.gpkg");
+        fs::copy_file(folder.file("base.gpkg"), target, fs::copy_options::overwrite_existing);
+        return target;
+    }
+};
+
+Case& theCase() {
+    static Case one;
+    return one;
+}
+
+void count(benchmark::State& state, std::int64_t changed) {
+    state.counters["changed"] = static_cast<double>(changed);
+    state.counters["row"] = benchmark::Counter(
+        static_cast<double>(rowCount), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void targetsNull(benchmark::State& state) {
+    std::int64_t changed = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        const std::string dataset = theCase().copy();
+        state.ResumeTiming();
+        changed = symbolize(theCase().manager, dataset);
+    }
+    count(state, changed);
+}
+BENCHMARK(targetsNull)->Unit(benchmark::kMillisecond);
+
+void nothingToWrite(benchmark::State& state) {
+    const std::string dataset = theCase().copy();
+    symbolize(theCase().manager, dataset);
+    std::int64_t changed = 0;
+    for (auto _ : state) changed = symbolize(theCase().manager, dataset);
+    count(state, changed);
+}
+BENCHMARK(nothingToWrite)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::string dataset = theCase().copy();
+    const std::int64_t changed = symbolize(theCase().manager, dataset);
+    check(dataset, theCase().features);
+    if (symbolize(theCase().manager, dataset) != 0) fail("a second run changed rows");
+    std::printf("checked: %zu rows of a GeoPackage, %lld changed, none by a second run\n", rowCount,
+                static_cast<long long>(changed));
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}
