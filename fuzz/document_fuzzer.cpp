@@ -1,6 +1,7 @@
 // A rule document and rows together: the bytes are the document; the rows have values of many kinds.
 #include "fuzz/input.h"
 #include "fuzz/temporary_file.h"
+#include "host/python/interpreter.h"
 #include "memhost/messages.h"
 #include "memhost/table.h"
 #include "memhost/workspace.h"
@@ -28,6 +29,7 @@ CComPtr<memhost::TableObject> makeTable() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const embedded_host::PythonInterpreter python;  // documents may have expressions
     static const fuzzing::TemporaryFile file;
     file.write({reinterpret_cast<const char*>(data), size});
     const fuzzing::NothingLeft check;
