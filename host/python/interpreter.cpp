@@ -17,9 +17,18 @@ void check(const PyStatus& status) {
 }  // namespace
 
 PythonInterpreter::PythonInterpreter(const PythonOptions& options) {
+    // UTF-8 whatever the locale, as all narrow text of the host.
+    PyPreConfig encoding;
+    PyPreConfig_InitIsolatedConfig(&encoding);
+    encoding.utf8_mode = 1;
+    check(Py_PreInitialize(&encoding));
+
     PyConfig config;
     PyConfig_InitIsolatedConfig(&config);
-    config.user_site_directory = options.userSitePackages ? 1 : 0;
+    if (options.userSitePackages) {
+        config.isolated = 0;  // it would forbid them; what else it stands for stays set
+        config.user_site_directory = 1;
+    }
     config.write_bytecode = 0;  // importing leaves no files behind
     try {
         check(PyConfig_SetBytesString(&config, &config.home, SYMBOLOGY_PYTHON_HOME));

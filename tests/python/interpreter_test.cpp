@@ -13,6 +13,10 @@ TEST(Interpreter, isIsolatedFromEnvironmentAndUser) {
                       "assert f.isolated == 1 and f.ignore_environment == 1 and f.no_user_site == 1"));
 }
 
+TEST(Interpreter, speaksUtf8WhateverTheLocale) {
+    EXPECT_TRUE(runHostPython("import sys; assert sys.flags.utf8_mode == 1 and sys.stderr.encoding == 'utf-8'"));
+}
+
 TEST(Interpreter, writesNoFiles) {
     EXPECT_TRUE(runHostPython("import sys; assert sys.dont_write_bytecode"));
 }

@@ -5,6 +5,8 @@
 #include "messages.h"
 #include "object_ids.h"
 #include "report.h"
+#include "services.h"
+#include "symbology/tarn_lib.h"
 #include "text.h"
 
 #include <gtest/gtest.h>
@@ -236,6 +238,43 @@ TEST(LayerChoice, SimilarNamesComeBeforeAllNames) {
     EXPECT_EQ(refusal("Buoys"), "d.gpkg: there is no layer 'Buoys'; similar: t1") << "the title instead of the name";
     EXPECT_EQ(refusal("LIGHTS"), "d.gpkg: there is no layer 'LIGHTS'; available: BOYLAT, t1");
     EXPECT_EQ(refusal(""), "d.gpkg: there is no layer ''; available: BOYLAT, t1");
+}
+
+TEST(Services, EventsGoToTheLogLineByLine) {
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("cxml-log-" + std::to_string(getpid()));
+    {
+        cxml::Console console(cxml::Console::Bar::Never);
+        const cxml::Services services({.log = path.string()}, console);
+        EXPECT_TRUE(EventLog::IsEnabled());
+        EXPECT_TRUE(
+            EventLog::Write({}, OLESTR("SOLVANE: Some Line: 7"), OLESTR("A::B"), OLESTR("two\nlines"), 0, false));
+        std::ifstream file(path);
+        std::string line;
+        ASSERT_TRUE(std::getline(file, line)) << "an entry is on disk at once";
+        ASSERT_GT(line.size(), 21U);
+        EXPECT_EQ(line[10], 'T');
+        EXPECT_EQ(line.substr(19), "Z SOLVANE: Some Line: 7; A::B; two lines");
+    }
+    EXPECT_FALSE(EventLog::IsEnabled());
+    std::filesystem::remove(path);
+}
+
+TEST(Services, WithoutALogTheEventLogIsDisabled) {
+    cxml::Console console(cxml::Console::Bar::Never);
+    const cxml::Services services({}, console);
+    EXPECT_FALSE(EventLog::IsEnabled());
+}
+
+TEST(Services, DebuggerOutputIsShownWithItsLines) {
+    CapturedErrors errors;
+    {
+        cxml::Console console(cxml::Console::Bar::Never);
+        const cxml::Services services({.debugOutput = true}, console);
+        OutputDebugStringA("one\ntwo\x1b\n");
+    }
+    OutputDebugStringA("too late");
+    EXPECT_EQ(errors.take(), "debugger: one\ntwo\\x1B\n");
 }
 
 }  // namespace

@@ -44,6 +44,10 @@ const UsageCase usageCases[] = {
     {"IdIsAFraction", {"symbolize", "a", "b", "--fids", "1.5"}, "'1.5'"},
     {"IdIsMissing", {"symbolize", "a", "b", "--fids", "1,,2"}, "''"},
     {"NoIds", {"symbolize", "a", "b", "--fids", ""}, "--fids"},
+    {"LogWithoutAFile", {"check", "a", "--log"}, "--log"},
+    {"LogThatCannotBeWritten", {"check", "a", "--log", "/no such folder/log"}, "/no such folder/log: the log cannot"},
+    {"LogOfARunThatCannotBeWritten", {"reset", "a", "b", "--log", "/no such folder/log"}, "the log cannot be written"},
+    {"ImportTakesNoLog", {"import", "a.000", "b.gpkg", "--log", "c"}, "--log"},
     {"IdIsTooLarge", {"symbolize", "a", "b", "--fids", "9223372036854775808"}, "'9223372036854775808'"},
 };
 
@@ -69,8 +73,8 @@ TEST_F(Tool, HelpNamesEveryCommandAndExitStatus) {
 TEST_F(Tool, HelpOfACommandNamesItsOptions) {
     const Outcome outcome = cxml({"symbolize", "--help"});
     EXPECT_EQ(outcome.status, 0);
-    for (const char* word :
-         {"DOCUMENT", "DATASET", "LAYER", "--where", "--fids", "--subtype-field", "--add-fields", "--json", "--quiet"})
+    for (const char* word : {"DOCUMENT", "DATASET", "LAYER", "--where", "--fids", "--subtype-field", "--add-fields",
+                             "--json", "--quiet", "--debug-output", "--log", "--user-site"})
         EXPECT_NE(outcome.out.find(word), std::string::npos) << word;
 }
 

@@ -1,6 +1,8 @@
 // cxml check: what loading a document says, and what in it nothing reads.
 #include "commands.h"
+#include "host/host_error.h"
 #include "report.h"
+#include "services.h"
 #include "unread_nodes.h"
 
 #include <fmt/format.h>
@@ -13,6 +15,7 @@ namespace {
 struct Arguments {
     std::string document;
     bool json = false;
+    ServiceOptions services;
 };
 
 struct Finding {
@@ -45,6 +48,13 @@ void writeJson(std::ostream& out, const Document& document, const std::vector<Fi
 
 ExitStatus check(const Arguments& arguments) {
     Console console(Console::Bar::Never);
+    std::optional<Services> services;
+    try {
+        services.emplace(arguments.services, console);
+    } catch (const embedded_host::HostError& e) {
+        console.complain(e.what());
+        return ExitStatus::Unusable;
+    }
     Document document(console, arguments.document, arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts);
     load(document);
     std::vector<Finding> findings;
@@ -70,6 +80,7 @@ void addCheck(CLI::App& app, Command& chosen) {
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("DOCUMENT", arguments->document, "the CXML document")->required()->type_name("");
     command->add_flag("--json", arguments->json, "write one JSON object to standard output");
+    addServiceOptions(*command, arguments->services);
     command->footer(
         "Checked so far: the document loads, without messages; every element and attribute is read.\n"
         "Exit status: 0 nothing found, 1 findings or a document that does not load, 2 wrong usage.");

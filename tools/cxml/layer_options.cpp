@@ -13,6 +13,7 @@ void addLayerOptions(CLI::App& command, LayerArguments& arguments) {
         ->type_name("");
     command.add_flag("--json", arguments.json, "write one JSON object to standard output, with every message");
     command.add_flag("--quiet", arguments.quiet, "show no progress bar");
+    addServiceOptions(command, arguments.services);
 }
 
 }  // namespace cxml

@@ -65,6 +65,7 @@ public:
           work_(work),
           keep_(arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts),
           console_(arguments.json || arguments.quiet ? Console::Bar::Never : Console::Bar::WhenTerminal),
+          services_(arguments.services, console_),
           document_(console_, arguments.document, keep_) {}
 
     ExitStatus run();
@@ -80,6 +81,7 @@ private:
     const LayerWork& work_;
     MessageLog::Keep keep_;
     Console console_;
+    Services services_;  // outlives the document, whose expressions need Python to the end
     Document document_;
     std::vector<LayerResult> results_;
 };
@@ -194,7 +196,12 @@ bool LayerCommand::callLibrary(IFeatureClass* featureClass, ISelectionSet* selec
 }  // namespace
 
 ExitStatus runLayers(const LayerArguments& arguments, const LayerWork& work) {
-    return LayerCommand(arguments, work).run();
+    try {
+        return LayerCommand(arguments, work).run();
+    } catch (const HostError& e) {  // of the services: nothing has begun
+        Console(Console::Bar::Never).complain(e.what());
+        return ExitStatus::Unusable;
+    }
 }
 
 }  // namespace cxml

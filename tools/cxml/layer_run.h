@@ -4,6 +4,7 @@
 #include "class_configurations.h"
 #include "exit_status.h"
 #include "host/gdal/gdal_workspace.h"
+#include "services.h"
 #include "symbology/symbology_manager.h"
 
 #include <functional>
@@ -20,6 +21,7 @@ struct LayerArguments {
     std::vector<std::string> layers;  // empty: all that the document configures
     bool json = false;
     bool quiet = false;
+    ServiceOptions services;
 };
 
 /// What a command does with a layer. Functions may throw embedded_host::HostError.

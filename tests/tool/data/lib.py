@@ -1,0 +1,2 @@
+def label(char, period):
+    return f"{char} {period:g}s"
