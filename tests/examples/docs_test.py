@@ -90,7 +90,7 @@ class ErrorsPage(TestCase):
         super().setUp()
         self.page = (ROOT / "docs" / "errors.md").read_text(encoding="utf-8")
         self.literals = set()
-        for folder in ("api", "cxml", "rules", "symbolize"):
+        for folder in ("api", "cxml", "python", "rules", "symbolize"):
             for source in sorted((ROOT / "src" / folder).glob("*.cpp")):
                 for line in source.read_text(encoding="utf-8").splitlines():
                     if not line.lstrip().startswith(("#include", "//")):
@@ -101,7 +101,7 @@ class ErrorsPage(TestCase):
 
     def test_every_text_of_the_sources_is_on_the_page(self):
         sentences = [piece for literal in self.literals if re.search(r"\w{2,}[^\w/]* \w{2,}", literal)
-                     for piece in self.pieces(literal.replace("\\n", ""), r"%s|%u")]
+                     for piece in self.pieces(literal.replace("\\n", ""), r"%s|%u|%d")]
         self.assertGreater(len(sentences), 15)
         for piece in sentences:
             with self.subTest(piece):
