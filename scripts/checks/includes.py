@@ -8,14 +8,14 @@ from sources import code_files, read_text
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 
 # What each folder may include, besides itself. Arrows point one way:
-# tools -> host -> include <- api -> symbolize -> cxml <-> rules -> gdb, python -> platform.
+# tools -> host -> include <- api -> symbolize -> cxml <-> rules -> gdb -> platform, with cxml <-> python beside them.
 PLATFORM = {"include", "src/platform"}
 LEAVES = PLATFORM | {"src/gdb", "src/python"}
 ARROWS = {
     "include": {"src/platform"},
     "src/platform": set(),
     "src/gdb": PLATFORM,
-    "src/python": PLATFORM,
+    "src/python": PLATFORM | {"src/cxml"},  # the members of Condition that touch Python
     "src/rules": LEAVES | {"src/cxml"},
     "src/cxml": LEAVES | {"src/rules"},
     "src/symbolize": LEAVES | {"src/cxml", "src/rules"},
@@ -80,7 +80,7 @@ LIBRARIES = [
     ("libxml2", re.compile(r"^libxml/"), ("src/platform/portable/",)),
     ("GDAL", re.compile(r"^(gdal|ogr|cpl_|vrt|gnm)\w*\.h$"), ("host/", "tests/host/")),
     ("SQLite", re.compile(r"^sqlite3"), ("host/", "tests/host/")),
-    ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("src/python/",)),
+    ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("src/python/", "host/python/", "tests/python/")),
     ("Windows", re.compile(r"^(windows|windef|winbase|winnls|ole\w*|oa\w+|objbase|unknwn|msxml\w*|comdef\w*|atl\w+)\.h$",
                            re.IGNORECASE), ("src/platform/", "tests/platform/differential/")),
 ]
