@@ -18,6 +18,11 @@ def expected():
                 for row in csv.DictReader(file)]
 
 
+def expected_labels():
+    with open(HARBOUR / "expected_labels.csv", encoding="utf-8", newline="") as file:
+        return [(row["layer"], int(row["id"]), row["label"] or None) for row in csv.DictReader(file)]
+
+
 def layers():
     return sorted(path.stem for path in (HARBOUR / "data").glob("*.csv"))
 
@@ -89,6 +94,17 @@ class Chart(TestCase):
         self.assertEqual(query(self.dataset, sql), expected())
         self.assertEqual(sorted({row[0] for row in expected()}), layers())
 
+    def test_the_query_gives_the_expected_labels(self):
+        sql = (HARBOUR / "expected_labels.sql").read_text(encoding="utf-8")
+        self.assertEqual(query(self.dataset, sql), expected_labels())
+        self.assertIn(("LIGHTS", 17022, "Iso.WRG.4s18m12/9M"), expected_labels())
+
+    def labels(self):
+        found = []
+        for layer in sorted({row[0] for row in expected_labels()}):
+            found += query(self.dataset, f"SELECT '{layer}', FIDN, LABEL_C FROM {layer}")
+        return sorted(found)
+
     def symbols(self):
         found = []
         for layer in layers():
@@ -105,6 +121,7 @@ class Chart(TestCase):
             self.assertEqual(layer, {"layer": layer["layer"], "succeeded": True, "rows": count, "changed": count,
                                      "messages": []})
         self.assertEqual(self.symbols(), sorted(expected()))
+        self.assertEqual(self.labels(), sorted(expected_labels()))
 
         status, said = cxml_json("symbolize", DOCUMENT, self.dataset)
         self.assertEqual((status, [layer["changed"] for layer in said["layers"]]), (0, [0] * len(layers())))
@@ -128,6 +145,7 @@ class Chart(TestCase):
         self.assertEqual(status, 0)
         cleared = [(layer, number, None, *placement) for layer, number, _, *placement in expected()]
         self.assertEqual(self.symbols(), sorted(cleared))
+        self.assertEqual({label for _, _, label in self.labels()}, {None})
 
 
 if __name__ == "__main__":
