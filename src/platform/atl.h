@@ -109,8 +109,8 @@ class CComBSTR {
 public:
     CComBSTR() noexcept = default;
     CComBSTR(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
-    CComBSTR(LPCOLESTR text)  // NOLINT(google-explicit-constructor)
-        : m_str(checked(SysAllocString(text), text != nullptr)) {}
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    CComBSTR(LPCOLESTR text) : m_str(checked(SysAllocString(text), text != nullptr)) {}
     CComBSTR(int length, LPCOLESTR text)
         : m_str(checked(SysAllocStringLen(text, static_cast<UINT>(length)), length != 0)) {}
     CComBSTR(const CComBSTR& other) : m_str(other.Copy()) {}

@@ -17,7 +17,7 @@ std::vector<FaultScope*>& scopes() {
 
 }  // namespace
 
-FaultScope::FaultScope(Fault fault) : fault_(std::move(fault)) {
+FaultScope::FaultScope(Fault fault) : fault_(fault) {
     scopes().push_back(this);
     ++detail::armedFaults;
 }

@@ -256,7 +256,7 @@ CComPtr<Row> TableObject::row(std::size_t index) {
 }
 
 CComPtr<ISelectionSet2> TableObject::select(std::vector<ObjectId> ids) {
-    return CComPtr<ISelectionSet2>(make<SelectionSet>(this, std::move(ids)).p);
+    return make<SelectionSet>(this, std::move(ids)).p;
 }
 
 void TableObject::addField(std::string_view name, VARTYPE type) {

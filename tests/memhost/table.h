@@ -30,7 +30,7 @@ struct Cell {
     Cell(int number) : value(number) {}                   // NOLINT(google-explicit-constructor)
     Cell(double number) : value(number) {}                // NOLINT(google-explicit-constructor)
     Cell(const VARIANT& other) : value(other) {}          // NOLINT(google-explicit-constructor)
-    Cell(const CComVariant& other) : value(other) {}      // NOLINT(google-explicit-constructor)
+    Cell(CComVariant other) : value(std::move(other)) {}  // NOLINT(google-explicit-constructor)
 
     CComVariant value;
 };

@@ -8,8 +8,8 @@
 
 namespace memhost {
 
-/// A new BSTR; the empty text gives an allocated empty one.
-CComBSTR bstr(std::string_view utf8);
+/// A new BSTR from UTF-8; the empty text gives an allocated empty one.
+CComBSTR bstr(std::string_view text);
 std::string utf8(WideView text);
 /// Null reads as the empty text.
 std::string utf8(BSTR text);

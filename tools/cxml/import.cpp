@@ -43,7 +43,7 @@ void addImport(CLI::App& app, Command& chosen) {
     CLI::App* command = app.add_subcommand(
         "import", "Bring S-57 ENC cells, with their update files, into a new GeoPackage: a layer per object class");
     const auto paths = std::make_shared<std::vector<std::string>>();
-    command->add_option("CELL... DATASET", *paths, "cells (.000), then the GeoPackage to make")
+    command->add_option("CELL...DATASET", *paths, "one or more cells (.000), then the GeoPackage to make")
         ->required()
         ->expected(2, CLI::detail::expected_max_vector_size)
         ->type_name("");
