@@ -42,10 +42,15 @@ std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLE
     return textOf(*value);
 }
 
-CComBSTR nodeText(IXMLDOMNode* node) {
+std::optional<CComBSTR> tryNodeText(IXMLDOMNode* node) {
     CComVariant value;
-    if (FAILED(checked(node->get_nodeTypedValue(&value)))) return makeBstr({});
+    if (FAILED(checked(node->get_nodeTypedValue(&value)))) return std::nullopt;
     return textOf(value);
+}
+
+CComBSTR nodeText(IXMLDOMNode* node) {
+    auto text = tryNodeText(node);
+    return text ? std::move(*text) : makeBstr({});
 }
 
 CComPtr<IXMLDOMNodeList> selectNodes(IXMLDOMNode* node, const OLECHAR* xpath) {

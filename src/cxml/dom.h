@@ -22,6 +22,8 @@ std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLE
 
 /// The node's typed value as text.
 CComBSTR nodeText(IXMLDOMNode* node);
+/// The same; nothing when it cannot be had.
+std::optional<CComBSTR> tryNodeText(IXMLDOMNode* node);
 
 /// The nodes that `xpath` selects, relative to `node`; null when the selection fails.
 CComPtr<IXMLDOMNodeList> selectNodes(IXMLDOMNode* node, const OLECHAR* xpath);

@@ -36,7 +36,11 @@ bool QueryRule::parse(IXMLDOMNode* element) {
     if (table) tableName = std::move(*table);
     CComPtr<IXMLDOMNode> query;
     if (FAILED(checked(element->selectSingleNode(CComBSTR(OLESTR("query")), &query)))) return false;
-    if (query) queryText = nodeText(query);
+    if (query) {
+        auto text = tryNodeText(query);
+        if (!text) return false;
+        queryText = std::move(*text);
+    }
     complete_ = table && query;
     where = WhereTemplate(view(queryText));
 
