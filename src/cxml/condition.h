@@ -53,7 +53,7 @@ public:
 private:
     void compileExpression();
     bool callGenerate(const RowValueMap& rowValues);
-    void writeGenerated();
+    void writeGenerated() const;
     bool readAttributes(IXMLDOMNamedNodeMap* attributes);
     bool readRules(IXMLDOMNode* node, IGPMessages* messages);
     bool readExpressions(IXMLDOMNode* node);

@@ -1,7 +1,7 @@
 // CompiledExpression: the owner of a condition's Python code object.
 #pragma once
 
-struct _object;  // NOLINT(bugprone-reserved-identifier): the interpreter's own name of PyObject
+struct _object;  // NOLINT(bugprone-reserved-identifier,readability-identifier-naming): PyObject's own name
 
 namespace ConditionalXml {
 

@@ -153,7 +153,7 @@ bool Condition::callGenerate(const RowValueMap& rowValues) {
     return true;
 }
 
-void Condition::writeGenerated() {
+void Condition::writeGenerated() const {
     IRow* const row = featureClassRule->currentRow;
     CComPtr<IFields> fields;
     LONG position = -1;

@@ -14,7 +14,7 @@ namespace {
 std::optional<LONG> codeOf(WideView token) {
     constexpr std::size_t safeDigits = 9;  // any nine digits fit 32 bits
     const auto isDigit = [](OLECHAR c) { return c >= OLESTR('0') && c <= OLESTR('9'); };
-    if (token.size() <= safeDigits && std::all_of(token.begin(), token.end(), isDigit)) {
+    if (token.size() <= safeDigits && std::ranges::all_of(token, isDigit)) {
         LONG code = 0;
         for (const OLECHAR digit : token) code = code * 10 + static_cast<LONG>(digit - OLESTR('0'));
         return code;
@@ -38,22 +38,23 @@ bool ListAttributeRule::splitList(const RowValueMap& rowValues) {
             if (const std::optional<LONG> code = codeOf(token)) listItems.push_back(*code);
         rest = comma == WideView::npos ? WideView{} : rest.substr(comma + 1);
     }
-    std::sort(listItems.begin(), listItems.end());
-    listItems.erase(std::unique(listItems.begin(), listItems.end()), listItems.end());
+    std::ranges::sort(listItems);
+    const auto repeated = std::ranges::unique(listItems);
+    listItems.erase(repeated.begin(), repeated.end());
     return true;
 }
 
 bool ListAttributeRule::isMember(CComVariant& operand) const {
     if (operand.vt == VT_NULL) return listItems.empty();
     if (operand.vt != VT_I4 && FAILED(VariantChangeType(&operand, &operand, 0, VT_I4))) return false;
-    return std::binary_search(listItems.begin(), listItems.end(), operand.lVal);
+    return std::ranges::binary_search(listItems, operand.lVal);
 }
 
 bool ListAttributeRuleEqual::evaluate(RowValueMap& rowValues, IGPMessages* /*messages*/) {
     splitList(rowValues);
     if (listItems.size() != values.size())
         return listItems.empty() && values.size() == 1 && values.front().vt == VT_NULL;
-    return std::all_of(values.begin(), values.end(), [&](CComVariant& operand) { return isMember(operand); });
+    return std::ranges::all_of(values, [&](CComVariant& operand) { return isMember(operand); });
 }
 
 bool ListAttributeRuleNotEqual::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
@@ -62,7 +63,7 @@ bool ListAttributeRuleNotEqual::evaluate(RowValueMap& rowValues, IGPMessages* me
 
 bool ListAttributeRuleContainsAny::evaluate(RowValueMap& rowValues, IGPMessages* /*messages*/) {
     splitList(rowValues);
-    return std::any_of(values.begin(), values.end(), [&](CComVariant& operand) { return isMember(operand); });
+    return std::ranges::any_of(values, [&](CComVariant& operand) { return isMember(operand); });
 }
 
 bool ListAttributeRuleContainsNone::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
@@ -72,7 +73,7 @@ bool ListAttributeRuleContainsNone::evaluate(RowValueMap& rowValues, IGPMessages
 bool ListAttributeRuleContainsAll::evaluate(RowValueMap& rowValues, IGPMessages* /*messages*/) {
     splitList(rowValues);
     if (listItems.size() >= values.size()) return false;
-    return std::all_of(values.begin(), values.end(), [&](CComVariant& operand) { return isMember(operand); });
+    return std::ranges::all_of(values, [&](CComVariant& operand) { return isMember(operand); });
 }
 
 bool ListAttributeRuleHasMultiple::evaluate(RowValueMap& rowValues, IGPMessages* /*messages*/) {

@@ -226,13 +226,13 @@ INSTANTIATE_TEST_SUITE_P(
         DiscardCase{"rules_after_the_failing_one_are_not_read",
                     "<condition rulename='R'><rule type='Z'/><rule type='A' field='F' operator='eq'/></condition>",
                     {"Discarding condition 'R' due to rule parse failure."}},
-        DiscardCase{"unknown_operators_of_list_and_query_rules",
-                    "<condition rulename='L'><rule type='L' field='F' operator='LIKE' value='1'/></condition>"
-                    "<condition rulename='Q'><rule type='Q' operator='Exists' table='T'/></condition>",
-                    {"Operator 'like' not recognized for list attribute rule.",
-                     "Discarding condition 'L' due to rule parse failure.",
-                     "Operator 'Exists' not recognized for query rule.",
-                     "Discarding condition 'Q' due to rule parse failure."}},
+        DiscardCase{
+            "unknown_operators_of_list_and_query_rules",
+            "<condition rulename='L'><rule type='L' field='F' operator='LIKE' value='1'/></condition>"
+            "<condition rulename='Q'><rule type='Q' operator='Exists' table='T'/></condition>",
+            {"Operator 'like' not recognized for list attribute rule.",
+             "Discarding condition 'L' due to rule parse failure.", "Operator 'Exists' not recognized for query rule.",
+             "Discarding condition 'Q' due to rule parse failure."}},
         DiscardCase{"placement", "<condition rulename='R' xoffset='abc'>" + string(goodRule) + "</condition>", {}},
         DiscardCase{"nested_conditions_go_with_it",
                     "<condition rulename='R'><rule type='A' field='F' operator='equal'><condition rulename='N'>" +

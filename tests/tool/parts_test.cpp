@@ -243,9 +243,11 @@ TEST(LayerChoice, SimilarNamesComeBeforeAllNames) {
 TEST(Services, EventsGoToTheLogLineByLine) {
     const std::filesystem::path path =
         std::filesystem::temp_directory_path() / ("cxml-log-" + std::to_string(getpid()));
+    cxml::ServiceOptions options;
+    options.log = path.string();
     {
         cxml::Console console(cxml::Console::Bar::Never);
-        const cxml::Services services({.log = path.string()}, console);
+        const cxml::Services services(options, console);
         EXPECT_TRUE(EventLog::IsEnabled());
         EXPECT_TRUE(
             EventLog::Write({}, OLESTR("SOLVANE: Some Line: 7"), OLESTR("A::B"), OLESTR("two\nlines"), 0, false));
@@ -268,9 +270,11 @@ TEST(Services, WithoutALogTheEventLogIsDisabled) {
 
 TEST(Services, DebuggerOutputIsShownWithItsLines) {
     CapturedErrors errors;
+    cxml::ServiceOptions options;
+    options.debugOutput = true;
     {
         cxml::Console console(cxml::Console::Bar::Never);
-        const cxml::Services services({.debugOutput = true}, console);
+        const cxml::Services services(options, console);
         OutputDebugStringA("one\ntwo\x1b\n");
     }
     OutputDebugStringA("too late");

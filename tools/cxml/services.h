@@ -14,7 +14,7 @@ namespace cxml {
 
 struct ServiceOptions {
     bool debugOutput = false;
-    std::optional<std::string> log = {};
+    std::optional<std::string> log;
     bool userSite = false;
 };
 

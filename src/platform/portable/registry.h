@@ -13,7 +13,8 @@ using LSTATUS = LONG;
 using PHKEY = HKEY*;
 
 /// Never dereferenced: it only names the root.
-inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000002U));
+// NOLINTNEXTLINE(performance-no-int-to-ptr): the value is the platform's
+inline PlatformRegistryKey* const HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(std::uintptr_t{0x80000002U});
 
 using REGSAM = DWORD;
 constexpr REGSAM KEY_QUERY_VALUE = 1;
