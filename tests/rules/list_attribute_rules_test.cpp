@@ -157,6 +157,7 @@ TEST_F(ListRuleTest, nullBstrIsAnEmptyText) {
     VARIANT nothing;
     VariantInit(&nothing);
     nothing.vt = VT_BSTR;
+    nothing.bstrVal = nullptr;
     EXPECT_TRUE(holds(*rule, nothing));
 }
 
