@@ -118,6 +118,8 @@ vector<EvaluateCase> evaluateCases() {
         {"notlike_of_the_other", "notlike", "<value>X*</value><value>Y*</value>", "ABC", true},
         {"notlike_of_one", "notlike", "<value>X*</value>", "XY", false},
         {"notlike_of_a_number_and_its_digits", "notlike", "<value>5</value>", 5, true},
+        {"like_of_null", "like", "<value>*</value>", null, false},
+        {"notlike_of_null", "notlike", "<value>*</value>", null, true},
         {"notlike_without_operand", "notlike", "", "x", false},
         {"between_lower_bound", "between", "<value>10</value><value>20</value>", 10, true},
         {"between_upper_bound", "between", "<value>10</value><value>20</value>", 20, true},

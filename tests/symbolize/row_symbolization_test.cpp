@@ -261,6 +261,15 @@ TEST_F(RowSymbolizationTest, conditionsOfTheSubtype) {
     EXPECT_TRUE(messages->entries().empty());
 }
 
+TEST_F(RowSymbolizationTest, subtypeThatCannotBeReadLeavesTheRowAlone) {
+    load("<condition rulename='D'/><subtype number='1'><condition rulename='S1'/></subtype>");
+    const FaultScope fault({.op = Op::RowGetValue, .nth = 2});  // after SYMBOL_C
+    EXPECT_FALSE(symbolize({nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 1}, subtypeField));
+    EXPECT_TRUE(fault.hit());
+    EXPECT_EQ(value("SYMBOL_C"), "NULL");
+    EXPECT_TRUE(messages->entries().empty());
+}
+
 TEST_F(RowSymbolizationTest, classWithoutSubtypeListsNeverReadsTheSubtype) {
     load("<condition rulename='D'/>");
     const CallCount reads(Op::RowGetValue);
