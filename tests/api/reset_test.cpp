@@ -9,7 +9,6 @@ namespace {
 
 using memhost::CallCount;
 using memhost::describe;
-using memhost::Fault;
 using memhost::FaultScope;
 using memhost::Op;
 using memhost::Table;

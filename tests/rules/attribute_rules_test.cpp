@@ -245,7 +245,7 @@ TEST_F(AttributeRuleTest, nullOperandIsNeverConverted) {
 }
 
 TEST_F(AttributeRuleTest, operandsConvertToEveryNumberType) {
-    for (const VARTYPE type :
+    for (const VARENUM type :
          {VT_I1, VT_UI1, VT_I2, VT_UI2, VT_I4, VT_UI4, VT_I8, VT_UI8, VT_R4, VT_R8, VT_CY, VT_DECIMAL, VT_DATE}) {
         CComVariant field(5);
         ASSERT_EQ(field.ChangeType(type), S_OK) << type;

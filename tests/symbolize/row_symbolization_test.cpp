@@ -23,7 +23,6 @@ using memhost::Out;
 using memhost::Row;
 using memhost::Table;
 using memhost::TableObject;
-using memhost::utf8;
 using std::string;
 using std::vector;
 
