@@ -248,7 +248,7 @@ TEST_F(AttributeRuleTest, operandsConvertToEveryNumberType) {
     for (const VARENUM type :
          {VT_I1, VT_UI1, VT_I2, VT_UI2, VT_I4, VT_UI4, VT_I8, VT_UI8, VT_R4, VT_R8, VT_CY, VT_DECIMAL, VT_DATE}) {
         CComVariant field(5);
-        ASSERT_EQ(field.ChangeType(type), S_OK) << type;
+        ASSERT_EQ(field.ChangeType(static_cast<VARTYPE>(type)), S_OK) << type;
         for (const auto& [op, operand, expected] :
              {std::tuple{"equal", "5", true}, {"equal", "4", false}, {"lt", "6", true}, {"gte", "6", false}}) {
             if (type == VT_DATE) continue;  // a text of digits is a date of its own
