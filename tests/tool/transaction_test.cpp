@@ -19,7 +19,10 @@ protected:
         ProcessOptions options;
         options.errorsToTerminal = true;
         options.onErrorText = [this, signal](pid_t pid, const std::string& text) {
-            if (sent || text.find("rows/s") == std::string::npos) return;
+            // The first line of the layer has no rows yet, the second one has.
+            const std::string rows = " of " + std::to_string(manyRows) + " rows";
+            const std::size_t first = text.find(rows);
+            if (sent || first == std::string::npos || text.find(rows, first + 1) == std::string::npos) return;
             sent = true;
             kill(pid, signal);
         };
