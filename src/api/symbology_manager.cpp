@@ -118,7 +118,7 @@ bool SymbologyManager::symbolize(IRow* row, bool* changed, IGPMessages* messages
     } catch (const std::runtime_error& e) {
         try {
             addMessage(messages, e.what());
-        } catch (...) {  // no memory for the text: nothing may leave this method
+        } catch (...) {  // NOLINT(bugprone-empty-catch): no memory for the text, and nothing may leave this method
         }
         return false;
     } catch (...) {
@@ -225,7 +225,6 @@ HRESULT SymbologyManager::putTableField(ITable* table, const OLECHAR* fieldName,
     CComPtr<IRow> row;
     HRESULT hr = firstRow(table, fieldName, position, row);
     if (FAILED(hr)) return hr;
-    const CComVariant copy(value);
-    hr = row->put_Value(position, copy);
+    hr = row->put_Value(position, value);
     return FAILED(hr) ? hr : row->Store();
 }

@@ -19,7 +19,7 @@ class FeatureClassRule {
 public:
     using ConditionList = std::vector<std::shared_ptr<Condition>>;
 
-    explicit FeatureClassRule(ConditionMap& owner);
+    explicit FeatureClassRule(ConditionMap& map);
     ~FeatureClassRule();
     FeatureClassRule(const FeatureClassRule&) = delete;
     FeatureClassRule& operator=(const FeatureClassRule&) = delete;

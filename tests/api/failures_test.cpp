@@ -12,10 +12,8 @@ namespace {
 using ConditionalXml::addError;
 using ConditionalXml::addMessage;
 using ConditionalXml::LogComFailure;
-using memhost::bstr;
 using memhost::make;
 using memhost::Messages;
-using memhost::utf8;
 
 struct LogCase {
     const char* name;

@@ -90,7 +90,7 @@ TEST(ManagerCopyTest, assignmentReplacesEverything) {
 
 TEST(ManagerCopyTest, assignmentToItselfChangesNothing) {
     SymbologyManager manager = makeFullManager();
-    const BSTR name = Access::documentName(manager);
+    const OLECHAR* const name = Access::documentName(manager);
     const auto map = Access::currentMap(manager);
     const SymbologyManager& same = manager;
     manager = same;

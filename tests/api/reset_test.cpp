@@ -9,7 +9,6 @@ namespace {
 
 using memhost::CallCount;
 using memhost::describe;
-using memhost::Fault;
 using memhost::FaultScope;
 using memhost::Op;
 using memhost::Table;
@@ -139,6 +138,24 @@ TEST(ResetTest, rowsBeforeAFailedUpdateStayCleared) {
     EXPECT_EQ(table->text(0, "SYMBOL_C"), "NULL");
     EXPECT_EQ(table->text(1, "SYMBOL_C"), "\"S\"");
     EXPECT_EQ(table->text(2, "SYMBOL_C"), "\"S\"");
+}
+
+TEST(ResetTest, fieldThatRefusesNullFails) {
+    SymbologyManager manager = managerOf(document);
+    const auto table = buoys().row({"n", "S"}).build();
+    const FaultScope fault({.op = Op::RowPutValue});
+    EXPECT_EQ(thrownBy(manager, table->featureClass()), "Failed to clear symbology field!");
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"S\"");
+}
+
+TEST(ResetTest, fieldsOfAReplacedClassStay) {
+    SymbologyManager manager = managerOf(
+        "<conditionMap name='m'><featureClass name='Buoy'><condition type='2' field='PLAIN'/></featureClass>"
+        "<featureClass name='Buoy'><condition type='2' field='TEXT'/></featureClass></conditionMap>");
+    const auto table = buoys().row({"n", "S", 1.0, 2.0, 3.0, "l", "p", "t", 4}).build();
+    EXPECT_TRUE(manager.resetReps(table->featureClass()));
+    EXPECT_EQ(table->text(0, "PLAIN"), "\"p\"");
+    EXPECT_EQ(table->text(0, "TEXT"), "NULL");
 }
 
 TEST(ResetTest, rowsEndAtTheFirstAnswerOtherThanARow) {

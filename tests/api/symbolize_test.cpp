@@ -9,7 +9,6 @@
 
 namespace {
 
-using memhost::bstr;
 using memhost::FaultScope;
 using memhost::make;
 using memhost::Messages;

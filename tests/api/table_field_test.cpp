@@ -7,9 +7,7 @@
 namespace {
 
 using Access = SymbologyManagerAccess;
-using memhost::bstr;
 using memhost::describe;
-using memhost::Fault;
 using memhost::FaultScope;
 using memhost::Op;
 using memhost::Out;

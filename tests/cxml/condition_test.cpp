@@ -7,7 +7,6 @@
 namespace {
 
 using ConditionalXml::Condition;
-using memhost::bstr;
 using memhost::utf8;
 using std::string;
 using std::vector;

@@ -151,6 +151,7 @@ const Source arguments[] = {
      .text = "def Generate(,A,,B,): pass",
      .arguments = {{"A", false}, {"B", false}},
      .registered = {"A", "B"}},
+    {.name = "blank_is_no_argument", .expressions = cdata("def Generate( ): pass"), .text = "def Generate( ): pass"},
     {.name = "same_name_twice",
      .expressions = cdata("def Generate(A, A[]): A[]"),
      .text = "def Generate(A, A): A",

@@ -27,7 +27,7 @@ protected:
         return rows;
     }
     static const LayerInfo* find(const std::vector<LayerInfo>& layers, const std::string& name) {
-        const auto found = std::find_if(layers.begin(), layers.end(), [&](const auto& l) { return l.name == name; });
+        const auto found = std::ranges::find_if(layers, [&](const auto& l) { return l.name == name; });
         return found == layers.end() ? nullptr : &*found;
     }
     std::string failing(const std::vector<std::string>& cells) {
@@ -52,7 +52,7 @@ TEST_F(Import, OneCellBecomesALayerPerObjectClass) {
     ASSERT_TRUE(find(layers, "BOYLAT"));
     EXPECT_TRUE(find(layers, "BOYLAT")->spatial);
     ASSERT_FALSE(shares.empty());
-    EXPECT_TRUE(std::is_sorted(shares.begin(), shares.end()));
+    EXPECT_TRUE(std::ranges::is_sorted(shares));
     EXPECT_DOUBLE_EQ(shares.back(), 1.0);
     // Lists as text, soundings split with their depths, no widths.
     EXPECT_NE(sqlite(path_, "SELECT max(length(COLOUR) - length(replace(COLOUR, ',', ''))) FROM BOYLAT").front(),

@@ -374,7 +374,7 @@ TEST(Clear, ReferenceDoesNotOwn) {
     CComBSTR owned(OLESTR("owned elsewhere"));
     VARIANT reference{};
     reference.vt = VT_BYREF | VT_BSTR;
-    reference.byref = &owned.m_str;
+    reference.byref = static_cast<void*>(&owned.m_str);
     EXPECT_EQ(VariantClear(&reference), S_OK);
     EXPECT_EQ(owned.Length(), 15U);
 }

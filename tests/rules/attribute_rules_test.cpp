@@ -118,6 +118,8 @@ vector<EvaluateCase> evaluateCases() {
         {"notlike_of_the_other", "notlike", "<value>X*</value><value>Y*</value>", "ABC", true},
         {"notlike_of_one", "notlike", "<value>X*</value>", "XY", false},
         {"notlike_of_a_number_and_its_digits", "notlike", "<value>5</value>", 5, true},
+        {"like_of_null", "like", "<value>*</value>", null, false},
+        {"notlike_of_null", "notlike", "<value>*</value>", null, true},
         {"notlike_without_operand", "notlike", "", "x", false},
         {"between_lower_bound", "between", "<value>10</value><value>20</value>", 10, true},
         {"between_upper_bound", "between", "<value>10</value><value>20</value>", 20, true},
@@ -243,10 +245,10 @@ TEST_F(AttributeRuleTest, nullOperandIsNeverConverted) {
 }
 
 TEST_F(AttributeRuleTest, operandsConvertToEveryNumberType) {
-    for (const VARTYPE type :
+    for (const VARENUM type :
          {VT_I1, VT_UI1, VT_I2, VT_UI2, VT_I4, VT_UI4, VT_I8, VT_UI8, VT_R4, VT_R8, VT_CY, VT_DECIMAL, VT_DATE}) {
         CComVariant field(5);
-        ASSERT_EQ(field.ChangeType(type), S_OK) << type;
+        ASSERT_EQ(field.ChangeType(static_cast<VARTYPE>(type)), S_OK) << type;
         for (const auto& [op, operand, expected] :
              {std::tuple{"equal", "5", true}, {"equal", "4", false}, {"lt", "6", true}, {"gte", "6", false}}) {
             if (type == VT_DATE) continue;  // a text of digits is a date of its own

@@ -121,7 +121,7 @@ TEST(CompareTest, sameTypeOrdersByValue) {
 TEST(CompareTest, otherTypeIsNeverAnything) {
     const Operators operators;
     vector<VARTYPE> types(std::begin(numberTypes), std::end(numberTypes));
-    for (const VARTYPE type : {VT_EMPTY, VT_NULL, VT_BOOL, VT_BSTR}) types.push_back(static_cast<VARTYPE>(type));
+    for (const VARENUM type : {VT_EMPTY, VT_NULL, VT_BOOL, VT_BSTR}) types.push_back(static_cast<VARTYPE>(type));
     for (const VARTYPE a : types)
         for (const VARTYPE b : types) {
             if (a == b) continue;
@@ -196,7 +196,7 @@ TEST(CompareTest, directTypesReadTheOtherSideAsTheirOwn) {
 
 TEST(CompareTest, otherTypesCompareAsThePlatformDoes) {
     vector<VARTYPE> types(std::begin(numberTypes), std::end(numberTypes));
-    for (const VARTYPE type : {VT_EMPTY, VT_NULL, VT_BOOL, VT_BSTR}) types.push_back(static_cast<VARTYPE>(type));
+    for (const VARENUM type : {VT_EMPTY, VT_NULL, VT_BOOL, VT_BSTR}) types.push_back(static_cast<VARTYPE>(type));
     for (const VARTYPE a : types) {
         if (a == VT_I1 || a == VT_UI2 || a == VT_UI4 || a == VT_UI8) continue;
         for (const VARTYPE b : types)
@@ -213,7 +213,7 @@ TEST(CompareTest, comparisonChangesNeitherSide) {
     const Operators operators;
     const CComVariant number = valueOf(VT_I4, 5);
     const CComVariant text = valueOf(VT_BSTR, 5);
-    const BSTR address = text.bstrVal;
+    const OLECHAR* const address = text.bstrVal;
     operators.holding(number, text);
     operators.holding(text, number);
     EXPECT_EQ(memhost::describe(number), "I4 5");

@@ -10,7 +10,6 @@ namespace {
 
 using ConditionalXml::CXAttributeRule;
 using ConditionalXml::Rule;
-using memhost::bstr;
 using memhost::describe;
 using memhost::make;
 using memhost::Messages;

@@ -23,7 +23,6 @@ using memhost::Out;
 using memhost::Row;
 using memhost::Table;
 using memhost::TableObject;
-using memhost::utf8;
 using std::string;
 using std::vector;
 
@@ -258,6 +257,15 @@ TEST_F(RowSymbolizationTest, conditionsOfTheSubtype) {
         symbolize({nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, entry.code}, entry.field);
         EXPECT_EQ(value("SYMBOL_C"), entry.symbol) << entry.name;
     }
+    EXPECT_TRUE(messages->entries().empty());
+}
+
+TEST_F(RowSymbolizationTest, subtypeThatCannotBeReadLeavesTheRowAlone) {
+    load("<condition rulename='D'/><subtype number='1'><condition rulename='S1'/></subtype>");
+    const FaultScope fault({.op = Op::RowGetValue, .nth = 2});  // after SYMBOL_C
+    EXPECT_FALSE(symbolize({nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 1}, subtypeField));
+    EXPECT_TRUE(fault.hit());
+    EXPECT_EQ(value("SYMBOL_C"), "NULL");
     EXPECT_TRUE(messages->entries().empty());
 }
 

@@ -11,7 +11,6 @@ namespace {
 
 using ConditionalXml::CXTableManager;
 using memhost::bstr;
-using memhost::CallCount;
 using memhost::FaultScope;
 using memhost::make;
 using memhost::Op;
