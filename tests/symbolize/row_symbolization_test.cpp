@@ -130,6 +130,30 @@ TEST_F(RowSymbolizationTest, whatTheRowHoldsIsNotWrittenAgain) {
     EXPECT_EQ(puts(), 0);
 }
 
+TEST_F(RowSymbolizationTest, placementInAColumnNotOfDoublesAlwaysDiffers) {
+    const struct {
+        const char* name;
+        VARTYPE type;
+        Cell cell;
+    } columns[] = {{"integer", VT_I4, 2}, {"text", VT_BSTR, "2"}};
+    for (const auto& column : columns) {
+        SCOPED_TRACE(column.name);
+        load("<condition rulename='A' xoffset='2'/>");
+        table = Table("x")
+                    .alias("Buoy")
+                    .field("SYMBOL_C", VT_BSTR)
+                    .field("Xoffset_C", column.type)
+                    .row({"A", column.cell})
+                    .build();
+        row = table->row(0);
+        const CallCount puts(Op::RowPutValue);
+        EXPECT_TRUE(symbolizeAgain());
+        EXPECT_EQ(puts(), 1) << "the placement alone";
+        EXPECT_EQ(value("Xoffset_C"), "R8 2");
+        EXPECT_EQ(value("SYMBOL_C"), "\"A\"");
+    }
+}
+
 TEST_F(RowSymbolizationTest, onlyWhatDiffersIsWritten) {
     load("<condition rulename='A' xoffset='1.5' yoffset='-2' angle='45'/>");
     const CallCount puts(Op::RowPutValue);
