@@ -37,6 +37,27 @@ WITH expected(layer, id, symbol, x, y, rotation) AS (
          END,
          NULL, NULL, NULL FROM SOUNDG
 
+  -- Areas. Drying rock and coral have a pattern; any other nature of the seabed is text alone.
+  UNION ALL
+  SELECT 'SBDARE', FIDN,
+         CASE WHEN WATLEV = 4 AND EXISTS (SELECT 1 FROM json_each('[' || NATSUR || ']') WHERE value IN (9, 11, 14))
+              THEN 'RCKLDG01' END,
+         NULL, NULL, NULL FROM SBDARE
+  -- The gravest restriction gives the symbol, the others its number.
+  UNION ALL
+  SELECT 'RESARE', FIDN,
+         CASE WHEN entry AND (anchoring OR fishing) THEN 'ENTRES61'
+              WHEN entry THEN 'ENTRES' || CASE WHEN others THEN '71' ELSE '51' END
+              WHEN anchoring AND fishing THEN 'ACHRES61'
+              WHEN anchoring THEN 'ACHRES' || CASE WHEN others THEN '71' ELSE '51' END
+              WHEN fishing THEN 'FSHRES' || CASE WHEN others THEN '71' ELSE '51' END
+              WHEN codes > 0 THEN 'INFARE51'
+              ELSE 'RSRDEF51' END,
+         NULL, NULL, NULL
+    FROM (SELECT FIDN, count(value) AS codes, total(value IN (7, 8, 14)) > 0 AS entry, total(value IN (1, 2)) > 0 AS anchoring,
+                 total(value BETWEEN 3 AND 6) > 0 AS fishing, total(value BETWEEN 9 AND 13) > 0 AS others
+            FROM RESARE LEFT JOIN json_each('[' || RESTRN || ']') GROUP BY FIDN)
+
   -- Dangers.
   UNION ALL
   SELECT 'UWTROC', FIDN,
@@ -78,7 +99,11 @@ WITH expected(layer, id, symbol, x, y, rotation) AS (
               ELSE 'BOYDEF03' END,
          NULL, NULL, NULL FROM BOYLAT
   UNION ALL
-  SELECT 'BOYCAR', FIDN, COALESCE('BOYCAR0' || CATCAM, 'BOYDEF03'), NULL, NULL, NULL FROM BOYCAR
+  -- The quadrant's symbol for a buoy with a topmark; otherwise that of a pillar or spar.
+  SELECT 'BOYCAR', FIDN,
+         COALESCE(CASE WHEN FIDN IN (SELECT MASTER FROM TOPMAR) THEN 'BOYCAR0' || CATCAM END,
+                  CASE BOYSHP WHEN 4 THEN 'BOYPIL01' WHEN 5 THEN 'BOYSPR01' END, 'BOYDEF03'),
+         NULL, NULL, NULL FROM BOYCAR
   UNION ALL
   SELECT 'BOYISD', FIDN, 'BOYISD12', NULL, NULL, NULL FROM BOYISD
   UNION ALL

@@ -1,8 +1,12 @@
--- The labels that lights and buoys of Port Merrow should have, worked out from the chart's data alone.
+-- The labels that lights, buoys and the seabed of Port Merrow should have, worked out from the chart's data alone.
 -- sqlite3 -header -csv harbour.gpkg < expected_labels.sql > expected_labels.csv
 
 WITH codes(code, letters, place) AS (
   VALUES ('1', 'W', 1), ('3', 'R', 2), ('4', 'G', 3), ('5', 'Bu', 4), ('6', 'Y', 5), ('11', 'Or', 6)
+),
+bottoms(code, letters) AS (
+  VALUES (1, 'M'), (2, 'Cy'), (3, 'Si'), (4, 'S'), (5, 'St'), (6, 'G'), (7, 'P'), (8, 'Cb'), (9, 'R'), (14, 'Co'), (17, 'Sh'),
+         (18, 'Bo')
 ),
 -- All sectors of a sector light describe one light; any other light is alone.
 parts AS (
@@ -52,5 +56,10 @@ expected(layer, id, label) AS (
     FROM BOYLAT
   UNION ALL
   SELECT 'BOYCAR', FIDN, (SELECT OBJNAM FROM LIGHTS WHERE LIGHTS.OBJNAM = BOYCAR.OBJNAM) FROM BOYCAR
+  UNION ALL
+  SELECT 'SBDARE', FIDN,
+         (SELECT group_concat(letters, '.')
+            FROM (SELECT letters FROM json_each('[' || NATSUR || ']') JOIN bottoms ON code = value ORDER BY key))
+    FROM SBDARE
 )
 SELECT layer, id, label FROM expected ORDER BY layer, id;

@@ -138,10 +138,10 @@ def lateral_marks(chart):
         for hand, x, colour, shape in ((1, -HALF_WIDTH, RED, CAN), (2, HALF_WIDTH, GREEN, CONICAL)):
             lit = pair % 3 != 2
             name = f"No {2 * pair + (2 if hand == 1 else 1)}"
-            chart.add("BOYLAT", wkt.point((x, y)), FCSUBTYPE=LATERAL, BOYSHP=shape if lit else SPAR, CATLAM=hand,
-                      COLOUR=colour, STATUS="1" if lit else "1,5", OBJNAM=name, SCAMIN=59999)
+            buoy = chart.add("BOYLAT", wkt.point((x, y)), FCSUBTYPE=LATERAL, BOYSHP=shape if lit else SPAR, CATLAM=hand,
+                             COLOUR=colour, STATUS="1" if lit else "1,5", OBJNAM=name, SCAMIN=59999)
             if lit:
-                chart.add("TOPMAR", wkt.point((x, y)), TOPSHP=5 if hand == 1 else 1, COLOUR=colour)
+                chart.add("TOPMAR", wkt.point((x, y)), TOPSHP=5 if hand == 1 else 1, COLOUR=colour, MASTER=buoy)
                 light(chart, (x, y), ALL_ROUND, colour, FLASHING, "(2)" if pair % 2 else "(1)", 5.0 if pair % 2 else 3.0,
                       HEIGHT=4.0, VALNMR=4.0, OBJNAM=name)
     chart.add("BOYLAT", wkt.point((-900.0, -1000.0)), FCSUBTYPE=PREFERRED, BOYSHP=CAN, CATLAM=3, COLOUR="3,4,3", COLPAT="1",
@@ -165,11 +165,12 @@ def lateral_marks(chart):
     chart.add("BCNLAT", wkt.point((-2100.0, seabed.coast(-2100.0) - 100.0)), BCNSHP=1, COLOUR="11")
 
 
-def cardinal(chart, quadrant, x, y, place, lit=True):
+def cardinal(chart, quadrant, x, y, place, lit=True, topmark=True):
     name = f"{place} {CARDINAL_NAMES[quadrant]}"
-    chart.add("BOYCAR", wkt.point((x, y)), BOYSHP=PILLAR if lit else SPAR, CATCAM=quadrant, COLOUR=CARDINAL_COLOURS[quadrant],
-              COLPAT="1", OBJNAM=name, SCAMIN=89999)
-    chart.add("TOPMAR", wkt.point((x, y)), TOPSHP=CARDINAL_TOPMARKS[quadrant], COLOUR=BLACK)
+    buoy = chart.add("BOYCAR", wkt.point((x, y)), BOYSHP=PILLAR if lit else SPAR, CATCAM=quadrant,
+                     COLOUR=CARDINAL_COLOURS[quadrant], COLPAT="1", OBJNAM=name, SCAMIN=89999)
+    if topmark:
+        chart.add("TOPMAR", wkt.point((x, y)), TOPSHP=CARDINAL_TOPMARKS[quadrant], COLOUR=BLACK, MASTER=buoy)
     if lit:
         character, group, period = CARDINAL_LIGHTS[quadrant]
         light(chart, (x, y), ALL_ROUND, WHITE, character, group, period, HEIGHT=5.0, VALNMR=5.0, OBJNAM=name)
@@ -180,25 +181,28 @@ def other_marks(chart):
     for quadrant, dx, dy in ((NORTH, 0, 700), (EAST, 700, 0), (SOUTH, 0, -700), (WEST, -700, 0)):
         cardinal(chart, quadrant, bank_x + dx, bank_y + dy, "Gannet")
     cardinal(chart, SOUTH, -2500.0, -450.0, "Hesper", lit=False)
+    cardinal(chart, EAST, 1150.0, -600.0, "Anchor", lit=False, topmark=False)
+    cardinal(chart, NORTH, 3500.0, -2850.0, "Kestrel", topmark=False)
     chart.add("BOYCAR", wkt.point((-3800.0, -3300.0)), BOYSHP=PILLAR, COLOUR="6,2", OBJNAM="Unidentified")
-    chart.add("BOYISD", wkt.point((1000.0, -560.0)), BOYSHP=SPAR, COLOUR="2,3,2", COLPAT="1", OBJNAM="Old Anchor",
-              SCAMIN=59999)
-    chart.add("TOPMAR", wkt.point((1000.0, -560.0)), TOPSHP=4, COLOUR=BLACK)
+    buoy = chart.add("BOYISD", wkt.point((1000.0, -560.0)), BOYSHP=SPAR, COLOUR="2,3,2", COLPAT="1", OBJNAM="Old Anchor",
+                     SCAMIN=59999)
+    chart.add("TOPMAR", wkt.point((1000.0, -560.0)), TOPSHP=4, COLOUR=BLACK, MASTER=buoy)
     light(chart, (1000.0, -560.0), ALL_ROUND, WHITE, FLASHING, "(2)", 10.0, HEIGHT=4.0, VALNMR=4.0)
-    chart.add("BOYSAW", wkt.point((0.0, -3350.0)), BOYSHP=PILLAR, COLOUR="3,1", COLPAT="2", OBJNAM="Merrow Fairway",
-              SCAMIN=179999)
-    chart.add("TOPMAR", wkt.point((0.0, -3350.0)), TOPSHP=3, COLOUR=RED)
+    buoy = chart.add("BOYSAW", wkt.point((0.0, -3350.0)), BOYSHP=PILLAR, COLOUR="3,1", COLPAT="2",
+                     OBJNAM="Merrow Fairway", SCAMIN=179999)
+    chart.add("TOPMAR", wkt.point((0.0, -3350.0)), TOPSHP=3, COLOUR=RED, MASTER=buoy)
     light(chart, (0.0, -3350.0), ALL_ROUND, WHITE, MORSE, "(A)", 8.0, HEIGHT=6.0, VALNMR=7.0, OBJNAM="Merrow Fairway")
+    topmarks = {"Data buoy M1": 7, "Data buoy M2": 33}
     for x, y, shape, category, name, note in (
             (-1300.0, 600.0, SPHERICAL, "12", None, None), (-1500.0, 500.0, SPHERICAL, "12", None, None),
             (-3000.0, -2000.0, SUPERBUOY, "9", "Data buoy M1", "Wave recorder"), (3600.0, -2300.0, CONICAL, "19", None, None),
             (1800.0, 200.0, CAN, "8", "Outfall", None), (-700.0, 1500.0, BARREL, "14", None, None),
             (-750.0, 1400.0, BARREL, "14,27", None, None), (3500.0, 300.0, PILLAR, "9,10", "Data buoy M2", "Current meter"),
             (-2200.0, 1200.0, SPAR, "29", None, None), (2500.0, 1500.0, None, None, None, None)):
-        chart.add("BOYSPP", wkt.point((x, y)), BOYSHP=shape, CATSPM=category, COLOUR=YELLOW, STATUS="1", OBJNAM=name,
-                  INFORM=note, SCAMIN=44999)
-    chart.add("TOPMAR", wkt.point((-3000.0, -2000.0)), TOPSHP=7, COLOUR=YELLOW)
-    chart.add("TOPMAR", wkt.point((3500.0, 300.0)), TOPSHP=33, COLOUR=YELLOW)
+        buoy = chart.add("BOYSPP", wkt.point((x, y)), BOYSHP=shape, CATSPM=category, COLOUR=YELLOW, STATUS="1",
+                         OBJNAM=name, INFORM=note, SCAMIN=44999)
+        if name in topmarks:
+            chart.add("TOPMAR", wkt.point((x, y)), TOPSHP=topmarks[name], COLOUR=YELLOW, MASTER=buoy)
     light(chart, (-3000.0, -2000.0), ALL_ROUND, YELLOW, FLASHING, "(5)", 20.0, HEIGHT=6.0, VALNMR=5.0, OBJNAM="Data buoy M1")
 
 
@@ -228,6 +232,31 @@ def shore_lights(chart):
     light(chart, (-200.0, seabed.coast(-200.0) + 30.0), ALL_ROUND, "5", FIXED, None, None, HEIGHT=5.0, STATUS="8,7")
 
 
+def patch(x, y, width, height):
+    """An area with eight corners around a place."""
+    corners = [(x + width / 2 * math.sin(math.radians(a)), y + height / 2 * math.cos(math.radians(a)))
+               for a in range(0, 360, 45)]
+    return wkt.polygon([corners + corners[:1]])
+
+
+def areas(chart):
+    """Restricted areas and the nature of the seabed; the codes are lists."""
+    for x, y, size, restrictions, name in (
+            (-1900.0, -2900.0, 500.0, "7", "Target Range"), (seabed.BANK[0], seabed.BANK[1], 1700.0, "14", "Gannet Bank"),
+            (3300.0, -3100.0, 400.0, "8,14", None), (-3700.0, 1200.0, 300.0, "8,11", "Wreck of the Lapwing"),
+            (-900.0, -3000.0, 300.0, "1,3,7", "Old Minefield"), (0.0, -800.0, 250.0, "1", None),
+            (300.0, -2200.0, 300.0, "2,4", "Telegraph Cable"), (800.0, 200.0, 350.0, "1,9", "Wellhead"),
+            (-1400.0, 550.0, 300.0, "3,5", "Oyster Beds"), (1700.0, 900.0, 300.0, "6,10,12", "Sea Grass"),
+            (0.0, 1750.0, 250.0, "13", None), (2300.0, 1100.0, 200.0, "9,11", None), (-2900.0, 1600.0, 250.0, None, "Yacht Club")):
+        chart.add("RESARE", patch(x, y, size, size), RESTRN=restrictions, OBJNAM=name)
+    for x, y, nature, water_level in (
+            (-700.0, -2000.0, "1", 3), (700.0, -2600.0, "4,1", 3), (-1600.0, -700.0, "4,17", 3), (1900.0, -700.0, "4", 3),
+            (-2700.0, -1700.0, "1,2,3", 3), (seabed.BANK[0], seabed.BANK[1], "9,17", 3), (-3000.0, 700.0, "6,5,7", 3),
+            (-2200.0, 900.0, "14", 3), (3200.0, -400.0, "18,8", 3), (-1900.0, seabed.coast(-1900.0) - 60.0, "9", 4),
+            (1200.0, seabed.coast(1200.0) - 60.0, "4,9", 4), (600.0, seabed.coast(600.0) - 50.0, "4", 4)):
+        chart.add("SBDARE", patch(x, y, 200.0, 80.0), NATSUR=nature, WATLEV=water_level)
+
+
 def draw(chart):
     land(chart)
     depths(chart)
@@ -236,3 +265,4 @@ def draw(chart):
     lateral_marks(chart)
     other_marks(chart)
     shore_lights(chart)
+    areas(chart)

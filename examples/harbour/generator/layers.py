@@ -2,12 +2,12 @@
 
 INTEGER, REAL, TEXT = "Integer", "Real", "String"
 
-# FCSUBTYPE is the subtype code of a geodatabase; SURDEP is the least depth of the depth area around a danger. The
-# other columns are S-57 attributes.
+# FCSUBTYPE is the subtype code of a geodatabase; SURDEP is the least depth of the depth area around a danger; MASTER is
+# the number of the mark that carries a topmark. The other columns are S-57 attributes.
 COLUMN_TYPES = {
-    INTEGER: "FIDN FCSUBTYPE BOYSHP BCNSHP CATLAM CATCAM TOPSHP LITCHR MLTYLT CATWRK CATOBS WATLEV CATCOA CATSLC CONVIS SCAMIN",
+    INTEGER: "FIDN MASTER FCSUBTYPE BOYSHP BCNSHP CATLAM CATCAM TOPSHP LITCHR MLTYLT CATWRK CATOBS WATLEV CATCOA CATSLC CONVIS SCAMIN",
     REAL: "SIGPER HEIGHT VALNMR SECTR1 SECTR2 ORIENT VALSOU SURDEP DEPTH SOUACC DRVAL1 DRVAL2 VALDCO",
-    TEXT: "COLOUR COLPAT CATSPM CATLIT CATLMK SIGGRP QUASOU TECSOU NATSUR STATUS OBJNAM INFORM",
+    TEXT: "COLOUR COLPAT CATSPM CATLIT CATLMK SIGGRP QUASOU TECSOU NATSUR RESTRN STATUS OBJNAM INFORM",
 }
 TYPE_OF = {name: kind for kind, names in COLUMN_TYPES.items() for name in names.split()}
 
@@ -28,9 +28,11 @@ LAYERS = {
     "BOYSAW": (13000, "BOYSHP COLOUR COLPAT OBJNAM SCAMIN"),
     "BOYSPP": (14000, "BOYSHP CATSPM COLOUR STATUS OBJNAM INFORM SCAMIN"),
     "BCNLAT": (15000, "BCNSHP CATLAM COLOUR HEIGHT OBJNAM"),
-    "TOPMAR": (16000, "TOPSHP COLOUR"),
+    "TOPMAR": (16000, "TOPSHP COLOUR MASTER"),
     "LIGHTS": (17000, "FCSUBTYPE CATLIT COLOUR LITCHR SIGGRP SIGPER HEIGHT VALNMR SECTR1 SECTR2 ORIENT MLTYLT STATUS OBJNAM"),
     "LNDMRK": (18000, "CATLMK CONVIS HEIGHT OBJNAM"),
+    "RESARE": (19000, "RESTRN OBJNAM"),
+    "SBDARE": (20000, "NATSUR WATLEV"),
 }
 
 
@@ -41,6 +43,7 @@ class Chart:
         self.rows = {layer: [] for layer in LAYERS}
 
     def add(self, layer, geometry, **attributes):
+        """Returns the feature's number."""
         first, names = LAYERS[layer]
         columns = ["FIDN"] + names.split()
         unknown = set(attributes) - set(columns)
@@ -48,6 +51,7 @@ class Chart:
             raise ValueError(f"{layer} has no column {', '.join(sorted(unknown))}")
         attributes["FIDN"] = first + len(self.rows[layer]) + 1
         self.rows[layer].append([geometry] + [attributes.get(name) for name in columns])
+        return attributes["FIDN"]
 
     @staticmethod
     def header(layer):
