@@ -69,6 +69,7 @@ Dataset::Dataset(std::string name, Access access)
     if (isSqliteFile(*gdal_)) sqlite_ = static_cast<sqlite3*>(gdal_->GetInternalHandle("SQLITE_HANDLE"));
     // Text between double quotes is a name, never a text: a misspelt field is an error, not a comparison with its name.
     if (sqlite_) sqlite3_db_config(sqlite_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    if (sqlite_) clauseGuard_.watch(sqlite_);
     if (access_ == Access::Read) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
     if (!gdal_->TestCapability(ODsCTransactions))

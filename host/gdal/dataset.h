@@ -1,6 +1,7 @@
 // An open GDAL dataset with its transaction, shared by the objects that work on it.
 #pragma once
 
+#include "host/gdal/clause_guard.h"
 #include "host/gdal/gdal_workspace.h"
 
 #include <map>
@@ -31,6 +32,8 @@ public:
     WorkspaceType type() const noexcept;
     /// GDAL's own connection to the file when it is an SQLite one, else null.
     sqlite3* sqlite() const noexcept { return sqlite_; }
+    /// Watches over the connection, when there is one.
+    ClauseGuard& clauseGuard() noexcept { return clauseGuard_; }
     /// Whether the dataset itself, not GDAL, evaluates where clauses and SQL.
     bool hasSql() const noexcept { return type() != workspaceFileSystem; }
 
@@ -66,6 +69,7 @@ private:
 
     std::string name_;
     Access access_;
+    ClauseGuard clauseGuard_;  // outlives the connection
     std::unique_ptr<GDALDataset, Closer> gdal_;
     sqlite3* sqlite_ = nullptr;
     bool inTransaction_ = false;

@@ -80,7 +80,9 @@ private:
 // The layer's filter and ignored fields while one operation reads, as they were before afterwards.
 class OgrTable::Reading {
 public:
-    Reading(const OgrTable& table, const std::string& filter, const ColumnSet* columns) : table_(table) {
+    Reading(const OgrTable& table, const std::string& filter, const ColumnSet* columns)
+        : table_(table), clause_(table.dataset().clauseGuard(), ClauseGuard::Phase::Running) {
+        table_.checkClause(filter);
         ignoreUnused(columns, filter);
         if (table.layer().SetAttributeFilter(filter.empty() ? nullptr : filter.c_str()) != OGRERR_NONE) {
             const std::string why = errors_.text("it is not understood");
@@ -131,6 +133,7 @@ private:
 
     GdalErrors errors_;
     const OgrTable& table_;
+    ClauseScope clause_;
 };
 
 OgrTable::OgrTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer) : Table(dataset, layer) {}

@@ -156,6 +156,7 @@ void SqliteTable::readRow(const SqliteStatement& row, const TableSchema& schema,
 }
 
 ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
+    checkClause(where);
     const GdalErrors errors;
     std::string sql = "SELECT " + key_ + " FROM " + quotedName(name());
     if (!where.empty()) sql += " WHERE " + condition(where);
@@ -163,7 +164,9 @@ ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
     sql += " ORDER BY " + key_;
     if (onlyOne) sql += " LIMIT 1";
     try {
+        ClauseScope clause(dataset().clauseGuard(), ClauseGuard::Phase::Preparing);
         SqliteStatement statement(connection(), sql);
+        clause.run();
         ObjectIds ids;
         while (statement.step()) ids.push_back(statement.integer(0));
         return ids;
@@ -173,11 +176,14 @@ ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
 }
 
 ObjectIds SqliteTable::restrict(const ObjectIds& ids, const std::string& where) {
+    checkClause(where);
     const GdalErrors errors;
     std::string sql = "SELECT 1 FROM " + quotedName(name()) + " WHERE " + key_ + " = ?1";
     if (!where.empty()) sql += " AND " + condition(where);
     try {
+        ClauseScope clause(dataset().clauseGuard(), ClauseGuard::Phase::Preparing);
         SqliteStatement statement(connection(), sql);
+        clause.run();
         ObjectIds kept;
         for (const ObjectId id : ids) {
             const StatementRun run(statement);

@@ -105,6 +105,10 @@ void Table::checkWritable() const {
     dataset_->checkWritable();
 }
 
+void Table::checkClause(const std::string& where) const {
+    if (where.find('\0') != std::string::npos) fail("a zero character in a where clause");
+}
+
 void Table::fail(const std::string& why) const {
     throw HostError(title() + ": " + why);
 }

@@ -85,6 +85,8 @@ protected:
     const std::string& keyName() const noexcept { return keyName_; }
     /// Begins every write. \throws HostError when the dataset may not be written.
     void checkWritable() const;
+    /// Begins every use of a where clause: what follows a zero would be cut off. \throws HostError
+    void checkClause(const std::string& where) const;
     [[noreturn]] void fail(const std::string& why) const;
 
 private:
