@@ -1,9 +1,9 @@
 // Expressions that mean no good, in a run of the tool over a GeoPackage: what is said, and that nothing is lost.
 #include "tool_test.h"
 
-#include <chrono>
-#include <fstream>
+#include <cstdlib>
 #include <ostream>
+#include <string>
 
 namespace {
 
@@ -12,6 +12,7 @@ struct Hostile {
     const char* source;
     const char* labels;   // of the rows "one" and "two" afterwards
     const char* message;  // what standard error holds; null: it stays empty
+    bool leavesDaemons = false;
 };
 
 std::ostream& operator<<(std::ostream& out, const Hostile& hostile) {
@@ -38,6 +39,12 @@ protected:
                              "</condition></featureClass></conditionMap>");
     }
     Outcome run(const std::string& source) { return cxml({"symbolize", document(source), dataset, "BOYLAT"}); }
+    // What a daemon thread holds when the process ends is nobody's to free: no leak check then.
+    Outcome runLeavingDaemons(const std::string& source) {
+        const char* options = std::getenv("ASAN_OPTIONS");
+        return runProcess({"env", "ASAN_OPTIONS=" + std::string(options ? options : "") + ":detect_leaks=0",
+                           CXML_PROGRAM, "symbolize", document(source), dataset, "BOYLAT"});
+    }
     std::string labels() const {
         return sql(dataset,
                    "SELECT group_concat(coalesce(LABEL_C, '-'), '|') FROM (SELECT LABEL_C FROM BOYLAT ORDER BY fid)");
@@ -57,7 +64,7 @@ class RunOfHostileExpression : public HostileExpressions, public testing::WithPa
 
 TEST_P(RunOfHostileExpression, GoesOn) {
     const Hostile& hostile = GetParam();
-    const Outcome outcome = run(hostile.source);
+    const Outcome outcome = hostile.leavesDaemons ? runLeavingDaemons(hostile.source) : run(hostile.source);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out.rfind("BOYLAT: 2 rows, 2 changed", 0), 0U) << outcome.out;
     if (hostile.message)
@@ -104,11 +111,11 @@ constexpr Hostile hostileExpressions[] = {
     {"daemonThreadWithoutEnd",
      "import threading, time\ndef spin():\n  while True: time.sleep(0.001)\n"
      "def Generate(NAME):\n  threading.Thread(target=spin, daemon=True).start()\n  return NAME",
-     "one|two", nullptr},
+     "one|two", nullptr, true},
     {"daemonThreadThatNeverLetsGo",
      "import threading\ndef spin():\n  while True: pass\n"
      "def Generate(NAME):\n  threading.Thread(target=spin, daemon=True).start()\n  return NAME",
-     "one|two", nullptr},
+     "one|two", nullptr, true},
     {"threadThatRaises",
      "import threading\ndef fail(): raise ValueError('in a thread')\ndef Generate(NAME):\n"
      "  t = threading.Thread(target=fail)\n  t.start()\n  t.join()\n  return NAME",
