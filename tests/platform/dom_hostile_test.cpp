@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
-#include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <functional>
 
@@ -104,20 +104,29 @@ const Bomb bombs[] = {
     {"OneLongName", [] { return "<" + repeated("x", 20'000'000) + "/>"; }, ""},
 };
 
+/// What the program has used since; other work on the machine does not count.
+class ProcessorTime {
+public:
+    double seconds() const { return static_cast<double>(std::clock() - start_) / CLOCKS_PER_SEC; }
+
+private:
+    std::clock_t start_ = std::clock();
+};
+
 class DomBomb : public testing::TestWithParam<Bomb> {};
 
 TEST_P(DomBomb, IsRefusedSoon) {
     const CComBSTR text = wide(GetParam().text());
     const CComPtr<IXMLDOMDocument> document = newDocument();
     const long before = peakMemory();
-    const auto start = std::chrono::steady_clock::now();
+    const ProcessorTime time;
     VARIANT_BOOL loaded = VARIANT_TRUE;
     testing::internal::CaptureStderr();
     EXPECT_EQ(document->loadXML(text, &loaded), S_FALSE);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(loaded, VARIANT_FALSE);
     EXPECT_THAT(errorOf(document).reason, testing::HasSubstr(GetParam().reason));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    EXPECT_LT(time.seconds(), 20);
     EXPECT_LT(peakMemory() - before, 400'000) << "kilobytes";
 }
 
@@ -144,13 +153,13 @@ TEST(DomBounds, HundredMegabytesOfNestingAreNotRead) {
         ASSERT_TRUE(file);
     }
     const long before = peakMemory();
-    const auto start = std::chrono::steady_clock::now();
+    const ProcessorTime time;
     const Loaded result = loadFile(path);
-    const auto needed = std::chrono::steady_clock::now() - start;
+    const double needed = time.seconds();
     std::remove(path.c_str());
     EXPECT_EQ(result.status, S_FALSE);
     EXPECT_EQ(errorOf(result.document).line, 1);
-    EXPECT_LT(needed, std::chrono::seconds(1));
+    EXPECT_LT(needed, 1);
     EXPECT_LT(peakMemory() - before, 20'000) << "kilobytes";
 }
 

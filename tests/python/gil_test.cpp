@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::chrono::seconds plenty{60};
+constexpr std::chrono::seconds plenty{240};
 
 Outcome scenario(const std::string& name, std::chrono::seconds limit = plenty) {
     ProcessOptions options;
