@@ -16,7 +16,8 @@ file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
 set(host_headers ${headers})
 list(FILTER headers EXCLUDE REGEX "${behind_the_door}|^src/python/|^host/gdal/")
 list(FILTER host_headers INCLUDE REGEX "^host/gdal/")
-file(GLOB tool_headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tools/cxml/*.h")
+file(GLOB tool_headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
+     "${CMAKE_SOURCE_DIR}/tools/cxml/*.h" "${CMAKE_SOURCE_DIR}/tools/check/*.h")
 
 headers_alone(headers-alone HEADERS ${headers})
 find_package(GDAL REQUIRED)

@@ -163,6 +163,31 @@ CellPart partOf(ColumnType type) noexcept {
     }
 }
 
+VARTYPE variantTypeOf(ColumnType type) noexcept {
+    switch (type) {
+        case ColumnType::Boolean:
+            return VT_BOOL;
+        case ColumnType::Int16:
+            return VT_I2;
+        case ColumnType::Integer:
+            return VT_I4;
+        case ColumnType::Integer64:
+            return VT_I8;
+        case ColumnType::Real:
+            return VT_R8;
+        case ColumnType::Float32:
+            return VT_R4;
+        case ColumnType::Date:
+        case ColumnType::Time:
+        case ColumnType::DateTime:
+            return VT_DATE;
+        case ColumnType::Unsupported:
+            return VT_EMPTY;
+        default:
+            return VT_BSTR;
+    }
+}
+
 void toVariant(const Column& column, const Cell& cell, VARIANT* value) {
     if (cell.state == Cell::State::Null) {
         value->vt = VT_NULL;

@@ -54,6 +54,9 @@ using Cells = std::vector<Cell>;
 enum class CellPart : std::uint8_t { Integer, Real, Text, None };
 CellPart partOf(ColumnType type) noexcept;
 
+/// The type that toVariant() gives to the values of a column; VT_EMPTY for one that cannot be read.
+VARTYPE variantTypeOf(ColumnType type) noexcept;
+
 /// Fills `value`, which is VT_EMPTY. \throws StatusError when the cell's content cannot be shown as its column's type.
 void toVariant(const Column& column, const Cell& cell, VARIANT* value);
 

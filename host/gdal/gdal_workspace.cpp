@@ -65,6 +65,13 @@ public:
         return names;
     }
 
+    std::optional<VARTYPE> fieldType(const std::string& layer, const std::string& field) override {
+        const std::shared_ptr<const TableSchema> schema = dataset_->table(layer)->schema();
+        const LONG position = schema->find(toWide(field));
+        if (position < 0) return std::nullopt;
+        return variantTypeOf(schema->columns[static_cast<std::size_t>(position)].type);
+    }
+
     std::size_t addFields(const std::string& layer, const std::vector<FieldRequest>& fields) override {
         const std::shared_ptr<Table> table = dataset_->table(layer);
         std::size_t added = 0;

@@ -66,6 +66,11 @@ public:
     /// The names of the layer's fields, in order, without key and geometry.
     virtual std::vector<std::string> fieldNames(const std::string& layer) = 0;
 
+    /// The type of the values that rows give for the field (VT_EMPTY when it cannot be read), found as rows find it:
+    /// the exact name first, then the name without regard to case. Nothing when the layer has no such field.
+    /// \throws HostError when there is no such layer.
+    virtual std::optional<VARTYPE> fieldType(const std::string& layer, const std::string& field) = 0;
+
     /// Adds those of the fields that the layer does not have (names compared without regard to case).
     /// \return how many were added. \throws HostError
     virtual std::size_t addFields(const std::string& layer, const std::vector<FieldRequest>& fields) = 0;

@@ -21,11 +21,12 @@ ARROWS = {
     "src/symbolize": LEAVES | {"src/cxml", "src/rules"},
     "src/api": LEAVES | {"src/cxml", "src/rules", "src/symbolize"},
     "host": PLATFORM,
-    "tools": PLATFORM | {"host"},
+    "tools": PLATFORM | {"host", "tools/check"},
+    "tools/check": PLATFORM | {"host", "tools", "src/cxml", "src/rules"},  # looks at documents with the library's classes
 }
 # Two headers are everybody's own: how failures are reported, and the tables that rules look into.
 EXCEPTIONS = {
-    "src/api/failures.h": {"src/gdb", "src/python", "src/rules", "src/cxml", "src/symbolize"},
+    "src/api/failures.h": {"src/gdb", "src/python", "src/rules", "src/cxml", "src/symbolize", "tools/check"},
     "src/symbolize/table_manager.h": {"src/cxml", "src/rules"},
 }
 
@@ -33,7 +34,7 @@ EXCEPTIONS = {
 def folder_of(path):
     """The folder as ARROWS names it; None for tests, fuzzers and benchmarks, which may look everywhere."""
     parts = path.parts
-    if parts[0] == "src" and len(parts) > 2:
+    if (parts[0] == "src" and len(parts) > 2) or parts[:2] == ("tools", "check"):
         return "/".join(parts[:2])
     return parts[0] if parts[0] in ("include", "host", "tools") else None
 

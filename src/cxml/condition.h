@@ -29,6 +29,10 @@ public:
     /// later rule fails.
     bool evaluate(RowValueMap& rowValues, BSTR& ruleName, const Condition*& matched, IGPMessages* messages);
 
+    /// Takes over rule name, placement, type and field. \return false when a placement is not a number: what stands
+    /// behind it is not read then.
+    bool readAttributes(IXMLDOMNamedNodeMap* attributes);
+
     ConditionMap* conditionMap;          // not owned
     FeatureClassRule* featureClassRule;  // not owned
     std::vector<std::shared_ptr<Rule>> rules;
@@ -54,7 +58,6 @@ private:
     void compileExpression();
     bool callGenerate(const RowValueMap& rowValues);
     void writeGenerated() const;
-    bool readAttributes(IXMLDOMNamedNodeMap* attributes);
     bool readRules(IXMLDOMNode* node, IGPMessages* messages);
     bool readExpressions(IXMLDOMNode* node);
 

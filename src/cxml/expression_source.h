@@ -33,6 +33,9 @@ public:
     /// resolved, inside Python's string literals too.
     WideString finish();
 
+    /// Whether an expression mentions Generate, so that finish() resolves backslash pairs.
+    bool mentionsGenerate() const noexcept { return mentionsGenerate_; }
+
 private:
     WideString source_;
     bool mentionsGenerate_ = false;

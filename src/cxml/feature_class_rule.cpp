@@ -19,7 +19,8 @@ void orphan(const FeatureClassRule::ConditionList& conditions) noexcept {
     }
 }
 
-/// The subtype codes of a `number` attribute; pieces that are no integers are passed over.
+}  // namespace
+
 std::set<LONG> subtypeCodes(WideView text) {
     std::set<LONG> codes;
     while (!text.empty()) {
@@ -31,8 +32,6 @@ std::set<LONG> subtypeCodes(WideView text) {
     }
     return codes;
 }
-
-}  // namespace
 
 FeatureClassRule::FeatureClassRule(ConditionMap& map)
     : owner(&map),

@@ -64,4 +64,7 @@ private:
     std::unique_ptr<RowBinding> binding_;
 };
 
+/// The subtype codes of a `number` attribute; pieces that are no integers are passed over.
+std::set<LONG> subtypeCodes(WideView text);
+
 }  // namespace ConditionalXml

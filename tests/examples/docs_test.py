@@ -14,6 +14,10 @@ def result_kind(name):
     return "real" if name in PLACEMENT else "text"
 
 
+# Examples that show a trap, by a text in them, and the kind of finding that warns of it.
+TRAPS = {"Small letters replace": "class-replaced", 'rulename="DISCARDED"': "condition-discarded"}
+
+
 class Examples(TestCase):
     def place(self, example):
         """A folder of the example's own with its document."""
@@ -34,7 +38,10 @@ class Examples(TestCase):
                         self.assertEqual(status, 1)
                         self.assertIn(example.broken, "\n".join(texts(document["messages"]) + [document["error"] or ""]))
                     else:
-                        self.assertEqual((status, document["loaded"], document["messages"]), (0, True, []), said)
+                        kinds = [kind for mark, kind in TRAPS.items() if mark in example.document]
+                        self.assertEqual((document["loaded"], document["messages"]), (True, []), said)
+                        self.assertEqual([finding["kind"] for finding in said["findings"]], kinds)
+                        self.assertEqual(status, 1 if kinds else 0)
         self.assertGreater(count, 25, "examples are gone, or no longer recognised")
 
     def make_class(self, example, folder):

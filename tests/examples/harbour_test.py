@@ -131,6 +131,9 @@ class Chart(TestCase):
     def test_the_document_has_nothing_to_complain_of(self):
         status, said = cxml_json("check", DOCUMENT)
         self.assertEqual((status, said["document"]["messages"]), (0, []))
+        cxml_json("symbolize", DOCUMENT, self.dataset, "--add-fields")
+        status, said = cxml_json("check", DOCUMENT, self.dataset)
+        self.assertEqual((status, said["findings"]), (0, []))
 
     def test_attributes_and_geometry_are_left_alone(self):
         before = shutil.copy(self.dataset, self.folder / "before.gpkg")

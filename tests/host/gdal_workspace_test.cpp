@@ -40,6 +40,18 @@ TEST_F(GdalWorkspaces, ListTheFieldsWithoutKeyAndGeometry) {
     EXPECT_THROW(workspace_->fieldNames("nowhere"), HostError);
 }
 
+TEST_F(GdalWorkspaces, TellTheTypeThatAFieldGives) {
+    open(3);
+    const std::pair<const char*, VARTYPE> types[] = {
+        {"number", VT_I4}, {"small", VT_I2},  {"big", VT_I8},    {"ratio", VT_R8},      {"single", VT_R4},
+        {"name", VT_BSTR}, {"flag", VT_BOOL}, {"day", VT_DATE},  {"moment", VT_DATE},   {"picture", VT_EMPTY},
+        {"NAME", VT_BSTR}, {"fid", VT_I8},    {"Name", VT_BSTR}, {"SYMBOL_C", VT_BSTR},
+    };
+    for (const auto& [field, type] : types) EXPECT_EQ(workspace_->fieldType("BOYLAT", field), type) << field;
+    EXPECT_EQ(workspace_->fieldType("BOYLAT", "nowhere"), std::nullopt);
+    EXPECT_THROW(workspace_->fieldType("nowhere", "name"), HostError);
+}
+
 TEST_F(GdalWorkspaces, AddTheFieldsThatAreMissing) {
     open(1);
     EXPECT_EQ(workspace_->addFields("NOTES", {{"SYMBOL_C", FieldKind::Text},

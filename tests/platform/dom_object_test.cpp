@@ -105,6 +105,7 @@ TEST(DomObjects, RefuseNullArguments) {
     EXPECT_EQ(trace->get_wasRead(nullptr), E_INVALIDARG);
     EXPECT_EQ(trace->get_childElements(nullptr), E_INVALIDARG);
     EXPECT_EQ(trace->get_allAttributes(nullptr), E_INVALIDARG);
+    EXPECT_EQ(trace->get_textLine(nullptr), E_INVALIDARG);
 }
 
 TEST(DomObjects, NodesOutliveTheirDocumentObject) {
@@ -237,6 +238,48 @@ LONG lineOf(IXMLDOMNode* node) {
     LONG line = -1;
     EXPECT_EQ(traceOf(node)->get_line(&line), S_OK);
     return line;
+}
+
+struct TextLine {
+    const char* name;
+    const char* document;  // with an element t
+    LONG line;
+};
+
+void PrintTo(const TextLine& text, std::ostream* out) {
+    *out << text.name;
+}
+
+class DomTextLine : public testing::TestWithParam<TextLine> {};
+
+TEST_P(DomTextLine, IsWhereTheValueBegins) {
+    LONG line = -1;
+    EXPECT_EQ(traceOf(first(parse(GetParam().document), "//t"))->get_textLine(&line), S_OK);
+    EXPECT_EQ(line, GetParam().line);
+}
+
+const TextLine textLines[] = {
+    {"OnTheLineOfTheTag", "<a>\n<t>x\ny</t></a>", 2},
+    {"BehindATagOfManyLines", "<a>\n<t\nb='1'\n>x</t></a>", 4},
+    {"BehindBlankLines", "<a>\r\n<t>\r\n\r\n  x\r\ny\r\n</t></a>", 4},
+    {"BlankLinesThatCount", "<a>\n<t xml:space='preserve'>\n\n  x</t></a>", 2},
+    {"BlankLinesOfASection", "<a>\n<t><![CDATA[\n\nx]]></t></a>", 2},
+    {"SectionBehindABlankLine", "<a>\n<t>\n<![CDATA[x\ny\nz]]></t></a>", 3},
+    {"BehindAComment", "<a>\n<t><!-- \n --><!-- -->x</t></a>", 3},
+    {"Empty", "<a>\n<t/></a>", 0},
+    {"OnlyBlank", "<a>\n<t>\n </t></a>", 0},
+    {"OfAnEntity", "<!DOCTYPE a [\n<!ENTITY e 'x\ny'>\n]>\n<a>\n<t>&e;</t></a>", 0},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, DomTextLine, testing::ValuesIn(textLines),
+                         [](const auto& tested) { return tested.param.name; });
+
+TEST(DomTrace, TellsWhereALongTextBegins) {
+    std::string text;
+    for (int i = 0; i < 20'000; ++i) text += "x &lt; y\n";  // the parser hands it on in pieces
+    LONG line = -1;
+    EXPECT_EQ(traceOf(first(parse("<a>\n<t>\n" + text + "</t></a>"), "/a/t"))->get_textLine(&line), S_OK);
+    EXPECT_EQ(line, 3);
 }
 
 TEST(DomTrace, TellsLines) {

@@ -1,6 +1,10 @@
 // cxml check.
 #include "tool_test.h"
 
+#include <ostream>
+#include <regex>
+#include <set>
+
 namespace {
 
 using nlohmann::json;
@@ -54,10 +58,148 @@ TEST_F(Check, WhatLoadingSaysIsAFinding) {
     EXPECT_EQ(said["document"]["messages"].size(), 2U) << said;
 }
 
-TEST_F(Check, DocumentThatDoesNotLoadHasNoOtherFindings) {
+TEST_F(Check, DocumentThatConfiguresNothingHasNoOtherFindings) {
     const json said = cxmlJson({"check", data("no_name.cxml")}, 1);
     EXPECT_EQ(said["document"]["loaded"], false);
     EXPECT_EQ(said["findings"], json::array());
+}
+
+// "rules.cxml:3 rule-discarded: the rule is discarded: ..." for each finding.
+std::string listed(const json& findings) {
+    std::string text;
+    for (const json& finding : findings) {
+        const std::filesystem::path file = finding["file"].get<std::string>();
+        text += file.filename().string() + ":" + std::to_string(finding["line"].get<int>()) + " " +
+                finding["kind"].get<std::string>() + ": " + finding["text"].get<std::string>() + "\n";
+    }
+    return text;
+}
+
+// The same as people read it.
+std::string shown(const json& findings) {
+    std::string text;
+    for (const json& finding : findings) {
+        const int line = finding["line"];
+        text += finding["file"].get<std::string>() + (line == 0 ? "" : ":" + std::to_string(line)) + ": " +
+                finding["text"].get<std::string>() + "\n";
+    }
+    return text;
+}
+
+struct CheckedDocument {
+    const char* name;  // of a document in data/check, whose findings are in the file NAME.expected
+    bool loads;
+};
+
+void PrintTo(const CheckedDocument& document, std::ostream* out) {
+    *out << document.name;
+}
+
+class CheckOf : public ToolTest, public testing::WithParamInterface<CheckedDocument> {};
+
+TEST_P(CheckOf, FindsExactlyWhatIsExpected) {
+    const std::string file = data(std::string("check/") + GetParam().name + ".cxml");
+    const std::string expected = readFile(data(std::string("check/") + GetParam().name + ".expected"));
+    ASSERT_NE(expected, "");
+    const json said = cxmlJson({"check", file}, 1);
+    EXPECT_EQ(said["document"]["loaded"], GetParam().loads);
+    EXPECT_EQ(listed(said["findings"]), expected);
+    const Outcome outcome = cxml({"check", file});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, shown(said["findings"]));
+}
+
+const CheckedDocument checkedDocuments[] = {
+    {"rules", true},    {"operands", true}, {"classes", true}, {"library", false}, {"syntax", false},
+    {"generate", true}, {"names", true},    {"queries", true}, {"reach", true},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, CheckOf, testing::ValuesIn(checkedDocuments),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+class CheckWithDataset : public ToolTest {
+protected:
+    void SetUp() override {
+        ToolTest::SetUp();
+        dataset_ = newDataset();
+        addTable(dataset_, "BUOYS", "CATLAM MEDIUMINT, OBJNAM TEXT, SYMBOL_C TEXT, CHARTED DATE", "", "BoyLat");
+        addTable(dataset_, "LIGHTS", "OBJNAM TEXT, LITCHR TEXT", "");
+    }
+
+    std::string dataset_;
+};
+
+TEST_F(CheckWithDataset, FindsWhatTheDatasetLacks) {
+    const std::string before = sql(dataset_, ".dump");
+    const json said = cxmlJson({"check", data("check/dataset.cxml"), dataset_}, 1);
+    EXPECT_EQ(listed(said["findings"]), readFile(data("check/dataset.expected")));
+    const Outcome outcome = cxml({"check", data("check/dataset.cxml"), dataset_});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, shown(said["findings"]));
+    EXPECT_NE(outcome.out.find(dataset_ + ": layer MARKS has no configuration in the document\n"), std::string::npos);
+    EXPECT_EQ(sql(dataset_, ".dump"), before) << "it is only read";
+}
+
+TEST_F(CheckWithDataset, WithoutItTheDocumentIsClean) {
+    const Outcome outcome = cxml({"check", data("check/dataset.cxml")});
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+}
+
+TEST_F(CheckWithDataset, NothingToFindOnceTheFieldsAreAdded) {
+    const std::string file = writeFile(
+        "all.cxml",
+        "<conditionMap name='m'><featureClass name='marks'><condition rulename='M'/></featureClass>"
+        "<featureClass name='BOYLAT'><condition type='2' field='LABEL_C' xoffset='1'>"
+        "<rule type='Q' operator='exists' table='lights'><query>OBJNAM = '%s'</query>"
+        "<params><param value='OBJNAM'/></params></rule>"
+        "<rule type='A' field='CATLAM' operator='equal' value='1'/>"
+        "<expression>def Generate(OBJNAM): return OBJNAM</expression></condition></featureClass></conditionMap>");
+    EXPECT_EQ(cxmlJson({"check", file, dataset_}, 1)["findings"].size(), 3U) << "the target fields";
+    EXPECT_EQ(cxml({"symbolize", file, dataset_, "--add-fields"}).status, 0);
+    const Outcome outcome = cxml({"check", file, dataset_});
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(CheckWithDataset, ThatCannotBeOpenedIsUnusable) {
+    const std::string missing = inFolder("none.gpkg").string();
+    const Outcome outcome = cxml({"check", data("buoys.cxml"), missing});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(lineCount(outcome.err), 1U) << outcome.err;
+    EXPECT_NE(outcome.err.find(missing), std::string::npos) << outcome.err;
+}
+
+TEST_F(Check, RunsNoExpression) {
+    const std::string trace = inFolder("trace").string();
+    const std::string file =
+        writeFile("runs.cxml",
+                  "<conditionMap name='m'><featureClass name='A'><condition type='2' field='F'><expression>"
+                  "open('" +
+                      trace + "', 'w')\ndef Generate(X = open('" + trace +
+                      "', 'w')): pass"
+                      "</expression></condition></featureClass></conditionMap>");
+    EXPECT_EQ(cxml({"check", file}).status, 1);
+    EXPECT_FALSE(std::filesystem::exists(trace));
+}
+
+// The kinds that a text names: group 1 of each match.
+std::set<std::string> kindsIn(const std::string& text, const char* pattern) {
+    const std::regex expression(pattern, std::regex::multiline);
+    std::set<std::string> kinds;
+    for (auto at = std::sregex_iterator(text.begin(), text.end(), expression); at != std::sregex_iterator(); ++at)
+        kinds.insert((*at)[1]);
+    return kinds;
+}
+
+TEST_F(Check, EveryKindOfFindingIsDocumentedAndTested) {
+    std::string expected = readFile(data("check/dataset.expected"));
+    for (const CheckedDocument& document : checkedDocuments)
+        expected += readFile(data(std::string("check/") + document.name + ".expected"));
+    const std::string page = readFile(SOURCE_ROOT "/docs/cxml-tool.md");
+    std::set<std::string> documented = kindsIn(page, "^\\| `([a-z0-9-]+)`[,` a-z-]* \\|");
+    for (const std::string& second : kindsIn(page, "^\\| `[a-z0-9-]+`, `([a-z0-9-]+)` \\|")) documented.insert(second);
+    EXPECT_EQ(kindsIn(expected, "^\\S+:\\d+ ([a-z0-9-]+): "), documented);
 }
 
 }  // namespace

@@ -38,7 +38,7 @@ const UsageCase usageCases[] = {
     {"ImportWithoutDataset", {"import", "a.000"}, "DATASET"},
     {"ImportTakesNoJson", {"import", "a.000", "b.gpkg", "--json"}, "--json"},
     {"CheckWithoutDocument", {"check"}, "DOCUMENT"},
-    {"CheckDoesNotTakeADatasetYet", {"check", "a", "b"}, "b"},
+    {"CheckOfTwoDatasets", {"check", "a", "b", "c"}, "c"},
     {"WhereWithoutValue", {"symbolize", "a", "b", "--where"}, "--where"},
     {"IdIsNoNumber", {"symbolize", "a", "b", "--fids", "1,x2"}, "'x2'"},
     {"IdIsAFraction", {"symbolize", "a", "b", "--fids", "1.5"}, "'1.5'"},
@@ -81,7 +81,7 @@ TEST_F(Tool, HelpOfACommandNamesItsOptions) {
 TEST_F(Tool, HelpOfCheckSaysWhatItChecks) {
     const Outcome outcome = cxml({"check", "--help"});
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_NE(outcome.out.find("Checked so far"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("Checked: "), std::string::npos) << outcome.out;
 }
 
 struct DatasetCase {

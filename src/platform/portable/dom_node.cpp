@@ -139,4 +139,10 @@ HRESULT nodeGetAllAttributes(const NodeRef& ref, IXMLDOMNodeList** nodes) {
     });
 }
 
+HRESULT nodeGetTextLine(const NodeRef& ref, LONG* line) {
+    if (!line) return E_INVALIDARG;
+    *line = textLine(ref.node);
+    return S_OK;
+}
+
 }  // namespace symbology_platform::dom

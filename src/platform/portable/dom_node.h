@@ -21,6 +21,7 @@ HRESULT nodeGetLine(const NodeRef& ref, LONG* line);
 HRESULT nodeGetWasRead(const NodeRef& ref, VARIANT_BOOL* read);
 HRESULT nodeGetChildElements(const NodeRef& ref, IXMLDOMNodeList** nodes);
 HRESULT nodeGetAllAttributes(const NodeRef& ref, IXMLDOMNodeList** nodes);
+HRESULT nodeGetTextLine(const NodeRef& ref, LONG* line);
 
 /// Implements IXMLDOMNode, or an interface derived from it, and INodeTrace through `Object::ref()`.
 template <class Object, class Interface>
@@ -49,6 +50,7 @@ public:
     HRESULT STDMETHODCALLTYPE get_allAttributes(IXMLDOMNodeList** nodes) final {
         return nodeGetAllAttributes(ref(), nodes);
     }
+    HRESULT STDMETHODCALLTYPE get_textLine(LONG* line) final { return nodeGetTextLine(ref(), line); }
 
 protected:
     ~NodeObject() = default;

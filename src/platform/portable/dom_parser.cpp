@@ -4,6 +4,7 @@
 #include "platform/portable/dom_text.h"
 
 #include <libxml/parserInternals.h>
+#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <new>
@@ -79,6 +80,9 @@ void Parser::installHandlers() {
     sax.resolveEntity = resolveEntity;
     sax.externalSubset = nullptr;
     sax.startElementNs = startElement;
+    sax.characters = characters;
+    sax.ignorableWhitespace = characters;  // while both are the same, the parser does not tell them apart
+    sax.cdataBlock = cdataBlock;
     sax.serror = onError;
 }
 
@@ -211,6 +215,27 @@ void Parser::startElement(void* context, const xmlChar* name, const xmlChar* pre
     auto* parser = static_cast<xmlParserCtxt*>(context);
     // The lines of an entity's text are not those of the document.
     if (parser == self.context_ && parser->inputNr == 1 && parser->node) setLine(parser->node, tagLine(parser->input));
+}
+
+void Parser::characters(void* context, const xmlChar* text, int length) noexcept {
+    Parser& self = of(context);
+    self.original_.characters(context, text, length);
+    self.noteTextLine(static_cast<xmlParserCtxt*>(context), text, length);
+}
+
+void Parser::cdataBlock(void* context, const xmlChar* text, int length) noexcept {
+    Parser& self = of(context);
+    self.original_.cdataBlock(context, text, length);
+    self.noteTextLine(static_cast<xmlParserCtxt*>(context), text, length);
+}
+
+/// Notes in which line the text began that was just read; a text may come in several pieces.
+void Parser::noteTextLine(xmlParserCtxt* context, const xmlChar* text, int length) const noexcept {
+    if (context != context_ || context->inputNr != 1 || !context->node || !context->node->last) return;
+    xmlNode* const node = context->node->last;
+    if (node->type != XML_TEXT_NODE && node->type != XML_CDATA_SECTION_NODE) return;
+    if (lineOf(node) != 0) return;
+    setLine(node, context->input->line - static_cast<int>(std::count(text, text + length, xmlChar{'\n'})));
 }
 
 }  // namespace symbology_platform::dom

@@ -35,6 +35,9 @@ private:
     static void startElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                              int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaultedCount,
                              const xmlChar** attributes) noexcept;
+    static void characters(void* context, const xmlChar* text, int length) noexcept;
+    static void cdataBlock(void* context, const xmlChar* text, int length) noexcept;
+    void noteTextLine(xmlParserCtxt* context, const xmlChar* text, int length) const noexcept;
     static void onError(void* context, ReportedError error) noexcept;
 
     template <class Body>

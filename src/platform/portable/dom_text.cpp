@@ -165,4 +165,17 @@ std::string nodeText(const xmlNode* node) {
     }
 }
 
+LONG textLine(const xmlNode* element) {
+    for (const xmlNode* child = element->children; child; child = child->next) {
+        if (child->type != XML_TEXT_NODE && child->type != XML_CDATA_SECTION_NODE) continue;
+        const std::string_view text = viewOf(child->content);
+        const auto begin =
+            countsSpace(child) ? text.begin() : std::ranges::find_if_not(text, [](char c) { return isSpace(c); });
+        if (begin == text.end()) continue;
+        const LONG line = lineOf(child);
+        return line == 0 ? 0 : line + static_cast<LONG>(std::count(text.begin(), begin, '\n'));
+    }
+    return 0;
+}
+
 }  // namespace symbology_platform::dom

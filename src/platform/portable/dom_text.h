@@ -38,5 +38,7 @@ std::string attributeValue(const xmlAttr* attribute);
 /// The text of the node and its descendants. Where white space does not count, it is trimmed, and one space stands for
 /// what was dropped after a text and between tags; CDATA sections are taken as they are.
 std::string nodeText(const xmlNode* node);
+/// The line in which the element's own text begins, as nodeText() gives it; 0 when unknown or when there is none.
+LONG textLine(const xmlNode* element);
 
 }  // namespace symbology_platform::dom

@@ -68,6 +68,9 @@ SYMBOLOGY_INTERFACE(INodeTrace, "6B0C5B0E-3D52-4E0B-9E35-5B8E6C0F1A01") : public
     virtual HRESULT STDMETHODCALLTYPE get_wasRead(VARIANT_BOOL* read) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_childElements(IXMLDOMNodeList** nodes) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_allAttributes(IXMLDOMNodeList** nodes) = 0;
+    /// The line in which the text of an element begins, white space that its value does not have left out; 0 when
+    /// unknown or when there is no text.
+    virtual HRESULT STDMETHODCALLTYPE get_textLine(LONG* line) = 0;
 };
 
 /// The class that the object factory is asked for.

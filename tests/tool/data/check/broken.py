@@ -1,0 +1,6 @@
+# A shared piece.
+def shout(text):
+    return text.upper(
+
+def whisper(text):
+    return text.lower()

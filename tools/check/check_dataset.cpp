@@ -1,0 +1,185 @@
+// What a document needs and a dataset does not have.
+#include "checks.h"
+#include "names.h"
+#include "rules/attribute_rules.h"
+#include "rules/list_attribute_rules.h"
+#include "rules/query_rules.h"
+#include "tools/cxml/text.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <set>
+
+namespace cxml {
+namespace {
+
+using ConditionalXml::Condition;
+using ConditionalXml::CXAttributeRule;
+using ConditionalXml::CXAttributeRuleLike;
+using ConditionalXml::QueryRule;
+using ConditionalXml::QueryRuleFetch;
+using embedded_host::GdalWorkspace;
+using embedded_host::LayerInfo;
+
+// In the words that people use for columns.
+std::string typeName(VARTYPE type) {
+    switch (type) {
+        case VT_BOOL:
+            return "boolean";
+        case VT_I2:
+        case VT_I4:
+        case VT_I8:
+            return "integer";
+        case VT_R4:
+        case VT_R8:
+            return "real";
+        case VT_DATE:
+            return "date";
+        default:
+            return "text";
+    }
+}
+
+// One layer against its configuration.
+class LayerCheck {
+public:
+    LayerCheck(const CheckedClass& checked, const LayerInfo& layer, GdalWorkspace& dataset, Findings& findings)
+        : checked_(checked), layer_(layer), dataset_(dataset), findings_(findings) {}
+
+    void run() {
+        needTarget(checked_.line, "SYMBOL_C");
+        DocumentModel::forEachIn(checked_.conditions, [this](const CheckedCondition& condition) {
+            if (condition.isKept()) checkTargets(condition);
+            for (const CheckedRule& rule : condition.rules) checkOperands(rule);
+        });
+        forEachUnfetched(checked_, [this](const NameUse& use) {
+            if (use.isQualified() || typeOf(use.name)) return;
+            findings_.add(
+                use.line, use.isArgument ? "argument-unsupplied" : "field-missing",
+                fmt::format("{} '{}' is no field of layer {}, and no fetch rule supplies it before it is used",
+                            use.what, use.name, layer_.name));
+        });
+    }
+
+private:
+    std::optional<VARTYPE> typeOf(const std::string& field) { return dataset_.fieldType(layer_.name, field); }
+
+    void needTarget(LONG line, const std::string& field) {
+        if (typeOf(field) || !missing_.insert(field).second) return;
+        findings_.add(line, "target-missing",
+                      fmt::format("layer {} has no field '{}' to write to ('symbolize --add-fields' adds it)",
+                                  layer_.name, field));
+    }
+
+    void checkTargets(const CheckedCondition& checked) {
+        const Condition& condition = *checked.condition;
+        const std::pair<const char*, double> placements[] = {
+            {"Xoffset_C", condition.xoffset}, {"Yoffset_C", condition.yoffset}, {"Rotate_C", condition.angle}};
+        for (const auto& [field, value] : placements)
+            if (value != 0) needTarget(checked.line, field);  // a zero is never written
+        if (checked.isOfExpressionType() && condition.field.Length() != 0)
+            needTarget(checked.line, toUtf8(condition.field));
+    }
+
+    void checkOperands(const CheckedRule& rule) {
+        const auto attribute = std::dynamic_pointer_cast<CXAttributeRule>(rule.rule);
+        if (!attribute) return;
+        const std::string field = toUtf8(attribute->fieldName);
+        const std::optional<VARTYPE> type = typeOf(field);
+        if (!type || *type == VT_EMPTY || *type == VT_BSTR) return;
+        if (attribute->ruleType == 'L')
+            findings_.add(
+                rule.line, "list-field-type",
+                fmt::format("field '{}' of layer {} is of type {}: a list attribute rule finds codes in texts "
+                            "only",
+                            field, layer_.name, typeName(*type)));
+        // Patterns are matched by text.
+        else if (!std::dynamic_pointer_cast<CXAttributeRuleLike>(rule.rule))
+            checkConversions(rule, *attribute, *type);
+    }
+
+    void checkConversions(const CheckedRule& rule, const CXAttributeRule& attribute, VARTYPE type) {
+        for (const CComVariant& operand : attribute.values) {
+            CComVariant converted;
+            if (operand.vt != VT_BSTR || SUCCEEDED(converted.ChangeType(type, &operand))) continue;
+            findings_.add(rule.line, "operand-type",
+                          fmt::format("the operand '{}' does not convert to the type of field '{}' of layer {}: {}",
+                                      toUtf8(WideView(operand.bstrVal, SysStringLen(operand.bstrVal))),
+                                      toUtf8(attribute.fieldName), layer_.name, typeName(type)));
+        }
+    }
+
+    const CheckedClass& checked_;
+    const LayerInfo& layer_;
+    GdalWorkspace& dataset_;
+    Findings& findings_;
+    std::set<std::string> missing_;  // target fields that were reported
+};
+
+// The tables that query rules ask.
+class TableCheck {
+public:
+    TableCheck(GdalWorkspace& dataset, Findings& findings) : workspace_(dataset.workspace()), findings_(findings) {}
+
+    void check(const CheckedRule& rule) {
+        const auto query = std::dynamic_pointer_cast<QueryRule>(rule.rule);
+        if (!query || query->tableName.Length() == 0) return;
+        CComPtr<ITable> table;
+        if (!workspace_ || FAILED(workspace_->OpenTable(query->tableName, &table)) || !table) {
+            findings_.add(rule.line, "table-missing",
+                          fmt::format("the dataset has no table '{}': the query rule holds for no row",
+                                      toUtf8(query->tableName)));
+            return;
+        }
+        if (const CComQIPtr<IDataset> dataset(table.p); dataset) {
+            CComBSTR name;
+            if (SUCCEEDED(dataset->get_Name(&name))) queried.insert(toUtf8(name));
+        }
+        if (const auto fetch = std::dynamic_pointer_cast<QueryRuleFetch>(query)) checkFields(rule, *fetch, table);
+    }
+
+    std::set<std::string> queried;  // names of the layers that were found
+
+private:
+    void checkFields(const CheckedRule& rule, const QueryRuleFetch& fetch, ITable* table) {
+        CComPtr<IFields> fields;
+        if (FAILED(table->get_Fields(&fields)) || !fields) return;
+        for (const auto& [name, alias] : fetch.fetchFields) {
+            LONG position = -1;
+            if (SUCCEEDED(fields->FindField(name, &position)) && position >= 0) continue;
+            findings_.add(rule.line, "field-missing",
+                          fmt::format("table '{}' has no field '{}' to fetch", toUtf8(fetch.tableName), toUtf8(name)));
+        }
+    }
+
+    CComQIPtr<IFeatureWorkspace> workspace_;
+    Findings& findings_;
+};
+
+}  // namespace
+
+void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std::string& name, Findings& findings) {
+    TableCheck tables(dataset, findings);
+    for (const CheckedClass& checked : model.classes())
+        if (checked.isKept)
+            DocumentModel::forEachIn(checked.conditions, [&](const CheckedCondition& condition) {
+                for (const CheckedRule& rule : condition.rules) tables.check(rule);
+            });
+    std::set<const CheckedClass*> used;
+    for (const LayerInfo& layer : dataset.layers()) {
+        const CheckedClass* const checked = model.find(layer.alias);
+        if (checked) {
+            used.insert(checked);
+            LayerCheck(*checked, layer, dataset, findings).run();
+        } else if (!tables.queried.contains(layer.name)) {
+            findings.addIn(name, 0, "layer-unconfigured",
+                           fmt::format("layer {} has no configuration in the document", layer.name));
+        }
+    }
+    for (const CheckedClass& checked : model.classes())
+        if (checked.isKept && !used.contains(&checked))
+            findings.add(checked.line, "configuration-without-layer",
+                         fmt::format("the dataset has no layer for the featureClass '{}'", checked.name()));
+}
+
+}  // namespace cxml

@@ -1,0 +1,88 @@
+#include "names.h"
+
+#include "checks.h"
+#include "rules/query_rules.h"
+#include "tools/cxml/text.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <cctype>
+#include <set>
+
+namespace cxml {
+namespace {
+
+using ConditionalXml::BstrLess;
+using ConditionalXml::CXAttributeRule;
+using ConditionalXml::ExpressionSource;
+using ConditionalXml::QueryRule;
+using ConditionalXml::QueryRuleFetch;
+using ConditionalXml::WhereTemplate;
+
+// Goes through a list as a row does; aliases gather on the way.
+class Walk {
+public:
+    explicit Walk(const std::function<void(const NameUse&)>& report) : report_(report) {}
+
+    void visit(const CheckedCondition& checked) {
+        for (const CheckedRule& rule : checked.rules) {
+            visit(rule);
+            for (const CheckedCondition& nested : rule.nested)
+                if (nested.isKept()) visit(nested);
+        }
+        if (!checked.isOfExpressionType()) return;
+        for (const ExpressionSource::Argument& argument : checked.expression.arguments)
+            if (isFieldName(argument))
+                use(checked.expression.line, true, "the argument", toBstr(toUtf8(argument.name)));
+    }
+
+private:
+    void visit(const CheckedRule& rule) {
+        if (const auto attribute = std::dynamic_pointer_cast<CXAttributeRule>(rule.rule)) {
+            use(rule.line, false, "the rule's field", attribute->fieldName);
+            if (attribute->valueFieldName.Length() != 0 && attribute->ruleType == 'A')
+                use(rule.line, false, "the rule's fieldValue", attribute->valueFieldName);
+        }
+        if (const auto query = std::dynamic_pointer_cast<QueryRule>(rule.rule))
+            for (const WhereTemplate::Piece& piece : query->where.pieces())
+                if (piece.kind == WhereTemplate::Kind::Field && piece.fieldName.Length() != 0)
+                    use(rule.line, false, "the query's parameter", piece.fieldName);
+        if (const auto fetch = std::dynamic_pointer_cast<QueryRuleFetch>(rule.rule))
+            for (const auto& [name, alias] : fetch->fetchFields) aliases_.insert(alias);
+    }
+
+    void use(LONG line, bool isArgument, const char* what, const CComBSTR& name) const {
+        if (!aliases_.contains(name)) report_({line, isArgument, what, toUtf8(name)});
+    }
+
+    const std::function<void(const NameUse&)>& report_;
+    std::set<CComBSTR, BstrLess> aliases_;
+};
+
+}  // namespace
+
+void forEachUnfetched(const CheckedClass& checked, const std::function<void(const NameUse&)>& report) {
+    for (const CheckedClass::List* list : checked.lists()) {
+        Walk walk(report);
+        for (const CheckedCondition* condition : *list) walk.visit(*condition);
+    }
+}
+
+bool isFieldName(const ExpressionSource::Argument& argument) {
+    const std::string text = toUtf8(argument.name);
+    return std::ranges::all_of(
+        text, [](unsigned char c) { return c == '_' || c == '.' || c >= 0x80 || std::isalnum(c) != 0; });
+}
+
+void checkQualifiedNames(const DocumentModel& model, Findings& findings) {
+    for (const CheckedClass& checked : model.classes()) {
+        if (!checked.isKept) continue;
+        forEachUnfetched(checked, [&](const NameUse& use) {
+            if (use.isQualified())
+                findings.add(use.line, use.isArgument ? "argument-unsupplied" : "field-unsupplied",
+                             fmt::format("no fetch rule supplies {} '{}' before it is used", use.what, use.name));
+        });
+    }
+}
+
+}  // namespace cxml
