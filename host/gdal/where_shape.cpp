@@ -50,16 +50,6 @@ std::size_t nameLength(std::string_view text) noexcept {
     return static_cast<std::size_t>(std::ranges::find_if_not(text, continuesName) - text.begin());
 }
 
-/// The operators that are two or three characters; the first of them that `text` begins with counts.
-struct LongOperator {
-    std::string_view text;
-    bool compares;
-};
-constexpr std::array longOperators{LongOperator{"->>", false}, LongOperator{"->", false}, LongOperator{"<<", false},
-                                   LongOperator{">>", false},  LongOperator{"||", false}, LongOperator{"<=", true},
-                                   LongOperator{">=", true},   LongOperator{"<>", true},  LongOperator{"!=", true},
-                                   LongOperator{"==", true}};
-
 }  // namespace
 
 WhereShape::Token WhereShape::nextToken(std::string_view rest) noexcept {
@@ -80,24 +70,34 @@ WhereShape::Token WhereShape::nextToken(std::string_view rest) noexcept {
         if (next == '\'') return {Kind::Unknown, {}};  // x'00' is one thing
         return {isLogic(word) ? Kind::Logic : Kind::Name, word};
     }
-    if (rest.starts_with("--") || rest.starts_with("/*")) return {Kind::Unknown, {}};
-    for (const LongOperator& known : longOperators)
-        if (rest.starts_with(known.text)) return {known.compares ? Kind::Comparison : Kind::Other, known.text};
+    const char second = rest.size() > 1 ? rest[1] : ' ';
     const std::string_view one = rest.substr(0, 1);
+    const std::string_view two = rest.substr(0, 2);
     switch (first) {
         case '(':
             return {Kind::Opening, one};
         case ')':
             return {Kind::Closing, one};
         case '=':
+            return {Kind::Comparison, second == '=' ? two : one};
         case '<':
+            if (second == '<') return {Kind::Other, two};
+            return {Kind::Comparison, second == '=' || second == '>' ? two : one};
         case '>':
-            return {Kind::Comparison, one};
+            if (second == '>') return {Kind::Other, two};
+            return {Kind::Comparison, second == '=' ? two : one};
+        case '!':
+            if (second != '=') return {Kind::Unknown, {}};
+            return {Kind::Comparison, two};
+        case '-':
+            if (second == '-') return {Kind::Unknown, {}};    // a comment
+            return {Kind::Other, second == '>' ? two : one};  // "->", which begins "->>" too
+        case '/':
+            if (second == '*') return {Kind::Unknown, {}};
+            return {Kind::Other, one};
         case ',':
         case '+':
-        case '-':
         case '*':
-        case '/':
         case '%':
         case '&':
         case '|':
@@ -147,7 +147,7 @@ bool WhereShape::read(std::string_view clause) {
         }
     };
     for (std::string_view rest = clause;;) {
-        const std::size_t blanks = static_cast<std::size_t>(std::ranges::find_if_not(rest, isSpace) - rest.begin());
+        const auto blanks = static_cast<std::size_t>(std::ranges::find_if_not(rest, isSpace) - rest.begin());
         rest.remove_prefix(blanks);
         const Token token = rest.empty() ? Token{Kind::Edge, {}} : nextToken(rest);
         if (token.kind == Kind::Unknown) return false;

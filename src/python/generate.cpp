@@ -137,7 +137,7 @@ WideString acceptedText(PyObject* text) {
     if (PyUnicode_KIND(text) == PyUnicode_1BYTE_KIND) {  // Latin-1: each character is a unit
         const Py_UCS1* const first = PyUnicode_1BYTE_DATA(text);
         const Py_UCS1* const last = std::find(first, first + std::min<Py_ssize_t>(length, greatestLength), 0);
-        return WideString(first, last);
+        return {first, last};
     }
     WideString accepted;
     for (Py_ssize_t i = 0; i < length; ++i) {

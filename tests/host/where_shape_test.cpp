@@ -52,6 +52,7 @@ TEST(WhereShape, TakesLiteralsThatAreComparedWithNames) {
         {"a BETWEEN 1 AND b = 2", "a BETWEEN 1 AND b = ?", {"2"}},
         {"a + b = 2", "a + b = 2", {}},
         {"a -> 'x' AND b = 1", "a -> 'x' AND b = ?", {"1"}},
+        {"a ->> 'x' AND b = 1", "a ->> 'x' AND b = ?", {"1"}},
         {"a << 1 OR a >> 2", "a << 1 OR a >> 2", {}},
         {"'x' = a", "'x' = a", {}},
         {"1", "1", {}},
