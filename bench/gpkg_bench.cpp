@@ -1,4 +1,5 @@
 // A run of the library over a GeoPackage of 100,000 rows, through the embedded host: what a whole row costs.
+#include "bench_support.h"
 #include "workload.h"
 
 #include "host/gdal/gdal_workspace.h"
@@ -7,11 +8,9 @@
 #include <benchmark/benchmark.h>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <random>
 
 namespace {
 
@@ -21,27 +20,6 @@ using embedded_host::GdalWorkspace;
 constexpr std::size_t rowCount = 100'000;
 constexpr int conditions = 50;
 constexpr const char* layer = "NAVPNT";
-
-[[noreturn]] void fail(const std::string& text) {
-    std::fprintf(stderr, "%s\n", text.c_str());
-    std::exit(1);
-}
-
-/// A folder that goes with the object.
-class Folder {
-public:
-    Folder() : path_(fs::temp_directory_path() / ("gpkg-bench-" + std::to_string(std::random_device{}()))) {
-        fs::create_directory(path_);
-    }
-    ~Folder() { fs::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    std::string file(const char* name) const { return (path_ / name).string(); }
-
-private:
-    fs::path path_;
-};
 
 /// The features as points of a GeoPackage with a spatial index, made by GDAL's own tool.
 void makeDataset(const Folder& folder, const std::vector<Feature>& features) {
@@ -61,10 +39,8 @@ void makeDataset(const Folder& folder, const std::vector<Feature>& features) {
     }
     csv.close();
     std::ofstream(folder.file("NAVPNT.csvt")) << "CoordX,CoordY,String,Real,Real,Real,Integer,Integer,Real,String\n";
-    const std::string command = "ogr2ogr -q -f GPKG -nln NAVPNT -a_srs EPSG:4326 '" + folder.file("base.gpkg") + "' '" +
-                                folder.file("NAVPNT.csv") + "' -oo EMPTY_STRING_AS_NULL=YES -oo KEEP_GEOM_COLUMNS=NO";
-    // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe): a benchmark of one thread runs a fixed command
-    if (std::system(command.c_str()) != 0) fail("ogr2ogr could not make the dataset");
+    runCommand("ogr2ogr -q -f GPKG -nln NAVPNT -a_srs EPSG:4326 '" + folder.file("base.gpkg") + "' '" +
+               folder.file("NAVPNT.csv") + "' -oo EMPTY_STRING_AS_NULL=YES -oo KEEP_GEOM_COLUMNS=NO");
 }
 
 /// One transaction over the layer, as the tool does it. \return how many rows were written.
@@ -119,8 +95,7 @@ struct Case {
 
     Case() {
         makeDataset(folder, features);
-        std::ofstream(folder.file("rules.cxml")) << ruleDocument(conditions);
-        if (!manager.loadCXML(memhost::bstr(folder.file("rules.cxml")), nullptr)) fail("the document was not loaded");
+        loadDocument(manager, folder.write("rules.cxml", ruleDocument(conditions)));
     }
 
     /// A fresh copy of the dataset whose target fields are NULL.

@@ -35,25 +35,38 @@ ColumnSet namedColumns(const TableSchema& schema, IQueryFilterSource& filter) {
     return columns;
 }
 
+CComQIPtr<IQueryFilterSource> sourceOf(IQueryFilter* filter) {
+    CComQIPtr<IQueryFilterSource> source(static_cast<IUnknown*>(filter));
+    if (!source) throw StatusError(E_NOINTERFACE, "the query filter is not one of this host's");
+    return source;
+}
+
+std::string whereClauseOf(IQueryFilterSource& source) {
+    CComBSTR where;
+    check(source.get_WhereClause(&where));
+    return toUtf8(viewOf(where));
+}
+
+}  // namespace
+
+std::string readWhereClause(IQueryFilter* filter) {
+    return filter ? whereClauseOf(*sourceOf(filter)) : std::string();
+}
+
 ColumnSet allColumns(const TableSchema& schema) {
     ColumnSet columns(schema.columns.size());
     std::iota(columns.begin(), columns.end(), std::size_t{0});
     return columns;
 }
 
-}  // namespace
-
 FilterContent readFilter(const TableSchema& schema, IQueryFilter* filter) {
     FilterContent content;
     if (!filter) return {allColumns(schema), {}};
-    const CComQIPtr<IQueryFilterSource> source(static_cast<IUnknown*>(filter));
-    if (!source) throw StatusError(E_NOINTERFACE, "the query filter is not one of this host's");
+    const CComQIPtr<IQueryFilterSource> source = sourceOf(filter);
     LONG count = 0;
     check(source->get_FieldCount(&count));
     content.columns = count == 0 ? allColumns(schema) : namedColumns(schema, *source);
-    CComBSTR where;
-    check(source->get_WhereClause(&where));
-    content.where = toUtf8(viewOf(where));
+    content.where = whereClauseOf(*source);
     return content;
 }
 

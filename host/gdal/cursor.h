@@ -13,6 +13,11 @@ struct FilterContent {
     std::string where;
 };
 
+ColumnSet allColumns(const TableSchema& schema);
+
+/// The filter's where clause alone; empty without a filter. \throws StatusError
+std::string readWhereClause(IQueryFilter* filter);
+
 /// \param filter may be null. Names that the table does not have are passed over. \throws StatusError
 FilterContent readFilter(const TableSchema& schema, IQueryFilter* filter);
 

@@ -8,8 +8,6 @@
 #include "host/gdal/text.h"
 #include "host/gdal/workspace_object.h"
 
-#include <algorithm>
-#include <numeric>
 #include <utility>
 
 namespace embedded_host {
@@ -36,6 +34,7 @@ CComPtr<IFields> FeatureClass::currentFields() {
     if (!fields_ || fieldsSchema_ != table_->schema()) {
         fieldsSchema_ = table_->schema();
         fields_ = new Fields(fieldsSchema_);
+        asked_.reset();
     }
     return fields_;
 }
@@ -90,9 +89,11 @@ HRESULT FeatureClass::GetRow(ObjectId id, IRow** row) {
     *row = nullptr;
     return atBoundary([&] {
         const std::shared_ptr<RowSource> source = rowSource();
+        // The first row is read whole, a later one as far as the rows before it were asked for.
+        const ColumnSet columns = asked_ ? *asked_ : allColumns(*source->schema);
+        if (!asked_) asked_ = std::make_shared<ColumnSet>();
+        source->asked = asked_;
         const CComPtr<Row> found(new Row(source));
-        ColumnSet columns(source->schema->columns.size());
-        std::iota(columns.begin(), columns.end(), std::size_t{0});
         if (!table_->fetch(id, columns, found->startFilling()))
             throw HostError(table_->title() + ": there is no row " + std::to_string(id));
         found->finishFilling(id);
@@ -107,8 +108,8 @@ HRESULT FeatureClass::Select(IQueryFilter* filter, SelectionType type, Selection
     *selection = nullptr;
     if (type != selectionIdSet || (option != selectionAll && option != selectionOnlyOne)) return E_INVALIDARG;
     return atBoundary([&] {
-        const FilterContent content = readFilter(*table_->schema(), filter);
-        auto ids = std::make_shared<ObjectIds>(table_->select(content.where, option == selectionOnlyOne));
+        // The filter's fields say what will be read of the rows: a set of ids has nothing to read.
+        auto ids = std::make_shared<ObjectIds>(table_->select(readWhereClause(filter), option == selectionOnlyOne));
         *selection = CComPtr<ISelectionSet>(new SelectionSet(this, std::move(ids))).Detach();
         return S_OK;
     });

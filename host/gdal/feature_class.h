@@ -47,6 +47,7 @@ private:
     std::string subtypeField_;  // as the table writes it; empty when the class has no subtypes
     std::shared_ptr<const TableSchema> fieldsSchema_;
     CComPtr<IFields> fields_;
+    std::shared_ptr<ColumnSet> asked_;  // see RowSource; null until a row was got
 };
 
 }  // namespace embedded_host

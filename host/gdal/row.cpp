@@ -51,6 +51,7 @@ HRESULT Row::get_Value(LONG index, VARIANT* value) {
     VariantInit(value);
     return atBoundary([&] {
         const std::size_t column = checkedIndex(index);
+        if (source_->asked) insertInto(*source_->asked, column);
         if (cells_[column].state == Cell::State::Missing) fetch(column);
         toVariant(source_->schema->columns[column], cells_[column], value);
         return S_OK;

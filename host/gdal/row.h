@@ -25,6 +25,8 @@ struct RowSource {
     CComPtr<IFields> fields;
     // Columns that a row was asked for without having them: the cursor reads them for the rows to come.
     ColumnSet missed;
+    // The columns that rows of GetRow were asked for: the ones to read of the next. Null for a cursor's rows.
+    std::shared_ptr<ColumnSet> asked;
     // Null when nobody watches, and after the cursor's end: rows may live longer.
     RunMonitor* monitor = nullptr;
 };

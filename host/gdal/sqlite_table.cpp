@@ -14,9 +14,9 @@ namespace embedded_host {
 
 namespace {
 
-std::string condition(const std::string& where) {
+std::string condition(std::string_view where) {
     // The line break ends a comment that the clause may end with.
-    return "(" + where + "\n)";
+    return "(" + std::string(where) + "\n)";
 }
 
 // Reads with one statement that walks the table in the order of its row ids, which no update changes.
@@ -155,19 +155,54 @@ void SqliteTable::readRow(const SqliteStatement& row, const TableSchema& schema,
     for (const std::size_t column : columns) row.read(position++, partOf(schema.columns[column].type), cells[column]);
 }
 
-ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
-    checkClause(where);
-    const GdalErrors errors;
+std::string SqliteTable::selectionSql(std::string_view where, bool onlyOne) const {
     std::string sql = "SELECT " + key_ + " FROM " + quotedName(name());
     if (!where.empty()) sql += " WHERE " + condition(where);
     // The condition is evaluated for all rows before the first id is used.
     sql += " ORDER BY " + key_;
     if (onlyOne) sql += " LIMIT 1";
+    return sql;
+}
+
+SqliteTable::Selection* SqliteTable::knownSelection(bool onlyOne) {
+    const auto found = std::ranges::find_if(
+        selections_, [&](const Selection& entry) { return entry.onlyOne == onlyOne && entry.shape == shape_.text(); });
+    if (found != selections_.end()) return &*found;
+    std::unique_ptr<SqliteStatement> statement;
+    try {
+        statement = std::make_unique<SqliteStatement>(connection(), selectionSql(shape_.text(), onlyOne));
+    } catch (const HostError&) {
+        return nullptr;  // it is the clause as it is written that the failure has to name
+    }
+    constexpr std::size_t mostStatements = 16;
+    if (selections_.size() >= mostStatements) selections_.erase(selections_.begin());
+    return &selections_.emplace_back(Selection{shape_.text(), onlyOne, std::move(statement)});
+}
+
+bool SqliteTable::selectByShape(const std::string& where, bool onlyOne, ObjectIds& ids, ClauseScope& clause) {
+    if (!shape_.read(where)) return false;
+    const Selection* known = knownSelection(onlyOne);
+    if (!known) return false;
+    clause.run();
+    SqliteStatement& statement = *known->statement;
+    const StatementRun run(statement);
+    for (std::size_t i = 0; i < shape_.literalCount(); ++i) {
+        const auto& [part, cell] = shape_.literal(i);
+        statement.bind(static_cast<int>(i) + 1, part, cell);
+    }
+    while (statement.step()) ids.push_back(statement.integer(0));
+    return true;
+}
+
+ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
+    checkClause(where);
+    const GdalErrors errors;
     try {
         ClauseScope clause(dataset().clauseGuard(), ClauseGuard::Phase::Preparing);
-        SqliteStatement statement(connection(), sql);
-        clause.run();
         ObjectIds ids;
+        if (selectByShape(where, onlyOne, ids, clause)) return ids;
+        SqliteStatement statement(connection(), selectionSql(where, onlyOne));
+        clause.run();
         while (statement.step()) ids.push_back(statement.integer(0));
         return ids;
     } catch (const HostError& error) {

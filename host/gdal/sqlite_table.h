@@ -1,8 +1,10 @@
 // A table of an SQLite file (GeoPackage too), read and written through statements on the connection that GDAL has open.
 #pragma once
 
+#include "host/gdal/clause_guard.h"
 #include "host/gdal/sqlite_statement.h"
 #include "host/gdal/table.h"
+#include "host/gdal/where_shape.h"
 
 #include <memory>
 #include <string>
@@ -42,7 +44,19 @@ private:
     template <class MakeSql>
     SqliteStatement& prepared(std::vector<Prepared>& known, const ColumnSet& columns, MakeSql&& makeSql);
 
+    // A statement that selects, and the shape of the clauses that it is for.
+    struct Selection {
+        std::string shape;
+        bool onlyOne;
+        std::unique_ptr<SqliteStatement> statement;
+    };
+    std::string selectionSql(std::string_view where, bool onlyOne) const;
+    Selection* knownSelection(bool onlyOne);
+    bool selectByShape(const std::string& where, bool onlyOne, ObjectIds& ids, ClauseScope& clause);
+
     std::string key_;  // as SQL writes it
+    WhereShape shape_;
+    std::vector<Selection> selections_;
     std::vector<Prepared> fetches_;
     std::vector<Prepared> updates_;
 };

@@ -77,9 +77,8 @@ TableSchema::TableSchema(const OGRLayer& layer, const std::string& keyName) {
 }
 
 LONG TableSchema::find(WideView name) const {
-    const WideString exact(name);
-    if (const auto found = positions.find(exact); found != positions.end()) return found->second;
-    const auto found = positionsByUpperCase.find(upperCased(exact));
+    if (const auto found = positions.find(name); found != positions.end()) return found->second;
+    const auto found = positionsByUpperCase.find(upperCased(name));
     return found == positionsByUpperCase.end() ? -1 : found->second;
 }
 

@@ -4,6 +4,7 @@
 #include "host/gdal/cell.h"
 #include "host/gdal/gdal_workspace.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -20,11 +21,18 @@ class Dataset;
 using ObjectIds = std::vector<ObjectId>;
 using SharedIds = std::shared_ptr<const ObjectIds>;
 
+/// Hashes names, so that looking one up takes no copy of it.
+struct NameHash {
+    using is_transparent = void;
+    std::size_t operator()(WideView name) const noexcept { return std::hash<WideView>{}(name); }
+};
+using NamePositions = std::unordered_map<WideString, LONG, NameHash, std::equal_to<>>;
+
 /// The fields of a table as they were at one time. The key has the position after the last field.
 struct TableSchema {
     std::vector<Column> columns;  // the table's fields, then the key
-    std::unordered_map<WideString, LONG> positions;
-    std::unordered_map<WideString, LONG> positionsByUpperCase;
+    NamePositions positions;
+    NamePositions positionsByUpperCase;
 
     TableSchema(const OGRLayer& layer, const std::string& keyName);
 

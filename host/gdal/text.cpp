@@ -16,6 +16,12 @@ bool isAscii(std::string_view text) noexcept {
     return all < 0x80;
 }
 
+bool isAscii(WideView text) noexcept {
+    unsigned all = 0;
+    for (const OLECHAR c : text) all |= static_cast<unsigned>(c);
+    return all < 0x80;
+}
+
 int checkedLength(std::size_t length) {
     if (length > INT_MAX) throw StatusError(DISP_E_OVERFLOW, "a text of more than 2 gigabytes");
     return static_cast<int>(length);
@@ -59,6 +65,11 @@ WideString toWide(std::string_view utf8) {
 std::string toUtf8(WideView text) {
     if (text.empty()) return {};
     const int units = checkedLength(text.size());
+    if (isAscii(text)) {
+        std::string narrow(text.size(), '\0');
+        std::ranges::transform(text, narrow.begin(), [](OLECHAR c) { return static_cast<char>(c); });
+        return narrow;
+    }
     const int bytes =
         WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), units, nullptr, 0, nullptr, nullptr);
     if (bytes <= 0) throw StatusError(E_INVALIDARG, "the text is not valid UTF-16: it has a lone surrogate");

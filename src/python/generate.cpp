@@ -19,6 +19,10 @@ constexpr const char* moduleName = "CalcFields";
 /// The greatest length of any text that was generated, for statistics; guarded by the interpreter lock.
 unsigned longestGenerated = 0;
 
+bool isPlain(WideView text) noexcept {
+    return std::ranges::all_of(text, [](OLECHAR c) { return c != 0 && c < 0x80; });
+}
+
 /// A text as the interpreter receives it: narrow text in twice as many bytes as the text has units, terminator
 /// included. Null when it does not fit.
 PyRef narrowText(BSTR text) {
@@ -27,6 +31,9 @@ PyRef narrowText(BSTR text) {
     const UINT length = SysStringLen(text);
     if (length == 0) return PyRef(PyUnicode_FromString(""));
     if (length > greatestLength) return {};
+    static_assert(sizeof(OLECHAR) == sizeof(Py_UCS2));
+    if (isPlain(WideView(text, length)))  // the same in every code page
+        return PyRef(PyUnicode_FromKindAndData(PyUnicode_2BYTE_KIND, text, static_cast<Py_ssize_t>(length)));
     const UINT capacity = (length + 1) * 2;
     char onStack[(stackUnits + 1) * 2];
     std::string onHeap;
@@ -64,16 +71,44 @@ PyRef toPythonList(std::span<const CComVariant> values) {
     return list;
 }
 
+/// Whether only the module's own names keep its functions, and only they and the module keep the names: then nothing
+/// can reach any of it once the module goes.
+bool keepsItselfOnly(PyObject* names) {
+    Py_ssize_t expected = 1;  // the module's own reference
+    PyObject* value = nullptr;
+    for (Py_ssize_t at = 0; PyDict_Next(names, &at, nullptr, &value);)
+        if (Py_REFCNT(value) == 1 && PyFunction_Check(value) && PyFunction_GetGlobals(value) == names) ++expected;
+    return Py_REFCNT(names) == expected;
+}
+
+/// Enters the module under its name, in the place of the call before. A module and its functions refer to each other,
+/// and so the earlier one would wait for the garbage collector; it goes at once where nothing else refers to it.
+bool enterModule(PyObject* name, PyObject* module) {
+    PyObject* const modules = PyImport_GetModuleDict();
+    const PyRef earlier = PyRef::borrow(PyDict_GetItemWithError(modules, name));
+    if (PyErr_Occurred() || PyDict_SetItem(modules, name, module) != 0) return false;
+    if (!earlier || !PyModule_CheckExact(earlier.get()) || Py_REFCNT(earlier.get()) != 1) return true;
+    PyObject* const names = PyModule_GetDict(earlier.get());
+    if (keepsItselfOnly(names)) PyDict_Clear(names);
+    return true;
+}
+
+/// Adds a name to a new module's. It is not interned, as the usual calls would: it is looked up hardly ever.
+bool addName(PyObject* names, const char* name, PyObject* value) {
+    const PyRef key(PyUnicode_FromString(name));
+    return key && PyDict_SetItem(names, key.get(), value) == 0;
+}
+
 /// The code, executed in a new module: nothing of an earlier call is to be seen in it. The module is made here and not
 /// looked up by its name afterwards, because the name is everyone's: while the code waits for something, another
 /// thread may execute another document's.
 PyRef executeModule(const Condition& condition) {
-    PyRef module(PyModule_New(moduleName));
+    const PyRef name(PyUnicode_FromString(moduleName));
+    PyRef module(name ? PyModule_NewObject(name.get()) : nullptr);
     if (!module) reportPythonError(condition);
     PyObject* const names = PyModule_GetDict(module.get());
-    if (PyDict_SetItemString(names, "__builtins__", PyEval_GetBuiltins()) != 0 ||
-        PyModule_AddStringConstant(module.get(), "__file__", moduleName) != 0 ||
-        PyDict_SetItemString(PyImport_GetModuleDict(), moduleName, module.get()) != 0)
+    if (!addName(names, "__builtins__", PyEval_GetBuiltins()) || !addName(names, "__file__", name.get()) ||
+        !enterModule(name.get(), module.get()))
         reportPythonError(condition);
     const PyRef executed(PyEval_EvalCode(condition.compiledExpression.get(), names, names));
     if (!executed) reportPythonError(condition);
@@ -98,8 +133,13 @@ constexpr bool isSurrogate(Py_UCS4 unit, Py_UCS4 first) {
 WideString acceptedText(PyObject* text) {
     constexpr std::size_t greatestLength = 2047;
     constexpr Py_UCS4 beyondUnit = 0x10000;
-    WideString accepted;
     const Py_ssize_t length = PyUnicode_GetLength(text);
+    if (PyUnicode_KIND(text) == PyUnicode_1BYTE_KIND) {  // Latin-1: each character is a unit
+        const Py_UCS1* const first = PyUnicode_1BYTE_DATA(text);
+        const Py_UCS1* const last = std::find(first, first + std::min<Py_ssize_t>(length, greatestLength), 0);
+        return {first, last};
+    }
+    WideString accepted;
     for (Py_ssize_t i = 0; i < length; ++i) {
         const Py_UCS4 character = PyUnicode_READ_CHAR(text, i);
         const std::size_t units = character < beyondUnit ? 1 : 2;
@@ -122,7 +162,6 @@ WideString acceptedText(PyObject* text) {
 }  // namespace
 
 bool Condition::callGenerate(const RowValueMap& rowValues) {
-    const GetGIL lock;
     const PyRef module = executeModule(*this);
     const PyRef function = findGenerate(*this, module);
     const PyRef arguments(PyTuple_New(static_cast<Py_ssize_t>(generateArguments.size())));
@@ -176,8 +215,9 @@ void Condition::writeGenerated() const {
 
 bool Condition::generate(const RowValueMap& rowValues) {
     if (!compiledExpression) return false;
+    const GetGIL lock;
     if (!callGenerate(rowValues)) return false;
-    writeGenerated();  // the host is called without the interpreter lock
+    writeGenerated();
     return true;
 }
 

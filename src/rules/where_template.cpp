@@ -22,10 +22,12 @@ void appendText(WideString& clause, const VARIANT& value) {
 /// The piece without its placeholder; a doubled percent sign stands for one.
 void appendLead(WideString& clause, WideView text) {
     if (text.ends_with(placeholder)) text.remove_suffix(placeholder.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        clause.push_back(text[i]);
-        if (text[i] == OLESTR('%') && i + 1 < text.size() && text[i + 1] == OLESTR('%')) ++i;
+    constexpr WideView percent = OLESTR("%%");
+    for (std::size_t at = text.find(percent); at != WideView::npos; at = text.find(percent)) {
+        clause += text.substr(0, at + 1);
+        text.remove_prefix(at + percent.size());
     }
+    clause += text;
 }
 
 /// Between the values of one placeholder: quotes too when the placeholder stands in quotes.

@@ -145,6 +145,30 @@ TEST_F(FeatureClasses, RowsByIdAreReadAndStored) {
     EXPECT_TRUE(as<IObjectClass>(table));
 }
 
+TEST_F(FeatureClasses, LaterRowsByIdHaveEveryFieldWhateverTheEarlierWereAskedFor) {
+    open(4);
+    const CComPtr<ITable> table = openTable();
+    const auto got = [&](ObjectId id) {
+        CComPtr<IRow> found;
+        EXPECT_EQ(table->GetRow(id, &found), S_OK) << errorText();
+        return found;
+    };
+    const CComPtr<IRow> unasked = got(4);
+    EXPECT_TRUE(unasked);
+    const CComPtr<IRow> first = got(1);
+    EXPECT_EQ(value(first, "name"), "BSTR:Buoy 1");
+    const CComPtr<IRow> second = got(4);
+    EXPECT_EQ(value(second, "number"), "I4:4");
+    EXPECT_EQ(value(second, "name"), "BSTR:Buoy 4");
+    EXPECT_EQ(value(second, "fid"), "I8:4");
+    EXPECT_EQ(value(first, "number"), "I4:1");
+    EXPECT_EQ(workspace_->addFields("BOYLAT", {{"Rotate_C", FieldKind::Real}}), 1U);
+    const CComPtr<IRow> wider = got(4);
+    EXPECT_EQ(value(wider, "Rotate_C"), "NULL");
+    EXPECT_EQ(value(wider, "fid"), "I8:4");
+    EXPECT_EQ(value(second, "ratio"), "R8:4.5");
+}
+
 TEST_F(FeatureClasses, ARowThatIsNotThereIsAFailureWithAText) {
     open(1);
     CComPtr<IRow> missing;

@@ -29,8 +29,8 @@ INSTANTIATE_TEST_SUITE_P(Lock, Completes,
                                          "host-runs-python-between", "host-runs-python-at-the-same-time",
                                          "host-holds-the-lock", "lock-is-free-after-errors",
                                          "lock-is-free-after-a-call", "documents-on-their-own-threads",
-                                         "host-keeps-its-signals", "start-daemon-thread", "interpreter-twice",
-                                         "recurse-on-a-thread"),
+                                         "row-is-written-under-the-lock", "host-keeps-its-signals",
+                                         "start-daemon-thread", "interpreter-twice", "recurse-on-a-thread"),
                          [](const auto& entry) {
                              std::string name = entry.param;
                              for (char& c : name)

@@ -47,6 +47,40 @@ TEST(Module, isNamedCalcFields) {
         << "the module that was executed last stays";
 }
 
+TEST(Module, goesWithTheNextCall) {
+    ASSERT_TRUE(runHostPython("import builtins, gc; gc.disable(); builtins.seen = []"));
+    LoadedExpression loaded(
+        "import builtins, weakref\ndef helper(): return Generate\ndef Generate():\n"
+        "  alive = sum(1 for one in builtins.seen if one() is not None)\n"
+        "  builtins.seen.append(weakref.ref(helper))\n  return str(alive)");
+    for (const char* alive : {"0", "0", "0"}) {
+        EXPECT_TRUE(loaded.generate());
+        EXPECT_EQ(loaded.generated(), alive) << "without the garbage collector";
+    }
+    EXPECT_TRUE(runHostPython("gc.enable(); del builtins.seen"));
+}
+
+TEST(Module, whatIsKeptOfItStaysWhole) {
+    // A function, a class, a generator and a closure are kept in turn: each still finds the module's names.
+    ASSERT_TRUE(runHostPython("import builtins; builtins.kept = []"));
+    LoadedExpression loaded(
+        "import builtins\nword = 'whole'\ndef plain(): return word\nclass Kept:\n  def say(self): return word\n"
+        "def steps():\n  yield 1\n  yield word\ndef around():\n  def inner(): return word\n  return inner\n"
+        "def Generate():\n  n = len(builtins.kept)\n  s = steps(); next(s)\n"
+        "  builtins.kept.append([plain, Kept().say, lambda: next(s), around()][n % 4])\n  return 'x'");
+    for (int call = 0; call < 5; ++call) EXPECT_TRUE(loaded.generate());
+    EXPECT_TRUE(runHostPython("assert [one() for one in builtins.kept] == ['whole'] * 5\ndel builtins.kept"));
+}
+
+TEST(Module, anEntryOfSomeoneElsesIsReplacedAndStaysWhole) {
+    ASSERT_TRUE(
+        runHostPython("import sys, types; mine = types.ModuleType('CalcFields'); mine.x = 1; "
+                      "sys.modules['CalcFields'] = mine"));
+    LoadedExpression loaded("def Generate(): return 'x'");
+    EXPECT_TRUE(loaded.generate());
+    EXPECT_TRUE(runHostPython("assert mine.x == 1 and sys.modules['CalcFields'] is not mine; del mine"));
+}
+
 TEST(Module, modulesOfTheStandardLibraryCanBeImported) {
     LoadedExpression loaded("import math, re, json, decimal, datetime\ndef Generate(): return str(math.floor(2.5))");
     loaded.generate();

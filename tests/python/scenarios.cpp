@@ -160,6 +160,37 @@ void documentsOnTheirOwnThreads() {
     two.join();
 }
 
+/// A row of the in-memory host that looks who holds the lock when it is written.
+class WatchedRow final : public memhost::Object<IRow> {
+public:
+    explicit WatchedRow(IRow* row) : row_(row) {}
+    HRESULT STDMETHODCALLTYPE get_Fields(IFields** fields) override { return row_->get_Fields(fields); }
+    HRESULT STDMETHODCALLTYPE get_Value(LONG index, VARIANT* value) override { return row_->get_Value(index, value); }
+    HRESULT STDMETHODCALLTYPE put_Value(LONG index, VARIANT value) override {
+        locked = PyGILState_Check() == 1;
+        return row_->put_Value(index, value);
+    }
+    HRESULT STDMETHODCALLTYPE get_Table(ITable** table) override { return row_->get_Table(table); }
+    HRESULT STDMETHODCALLTYPE Store() override { return row_->Store(); }
+
+    bool locked = false;
+
+private:
+    CComPtr<IRow> row_;
+};
+
+void rowIsWrittenUnderTheLock() {
+    const PythonInterpreter python;
+    const LoadedMap loaded = mapOf(withCode);
+    const auto table = memhost::Table("LIGHT").symbologyFields().field("RESULT", VT_BSTR).row({}).build();
+    const auto row = memhost::make<WatchedRow>(table->row(0).p);
+    loaded.rule("LIGHT").currentRow = row;
+    require(loaded.map->conditions[0]->generate(ConditionalXml::RowValueMap(loaded.rule("LIGHT").fieldNames)),
+            "it is called");
+    require(row->locked, "the lock is held while the row is written");
+    require(PyGILState_Check() == 0, "and given back after that");
+}
+
 void lockIsFreeAfterACall() {
     const PythonInterpreter python;
     require(load()->generate(), "it is called");
@@ -224,6 +255,7 @@ const std::map<std::string, void (*)()>& scenarios() {
         {"host-holds-the-lock", hostHoldsTheLock},
         {"lock-is-free-after-errors", lockIsFreeAfterErrors},
         {"documents-on-their-own-threads", documentsOnTheirOwnThreads},
+        {"row-is-written-under-the-lock", rowIsWrittenUnderTheLock},
         {"lock-is-free-after-a-call", lockIsFreeAfterACall},
         {"host-keeps-its-signals", hostKeepsItsSignals},
         {"hang", hang},
