@@ -52,6 +52,7 @@ public:
     std::map<CComBSTR, LONGLONG, BstrLess> knownFields;
     std::map<CComBSTR, LONGLONG, BstrLess> additionalFieldValues;
     bool enabled = true;
+    bool remembersAnswers = true;  // false: every rule is evaluated for every row, for comparison
 
     /// Numbers of the names that the rules of this class use; shared with the values of its rows.
     std::shared_ptr<FieldNames> fieldNames;

@@ -48,6 +48,10 @@ bool RowBinding::bindColumns() {
         columns_.push_back(column);
     }
     columnsBound_ = true;
+    std::vector<bool> usable(owner_.fieldNames->size());
+    for (const Column& column : columns_)
+        if (column.position >= 0) usable[column.slot] = true;
+    memory.begin(std::move(usable));
     return true;
 }
 
@@ -67,6 +71,7 @@ void RowBinding::release() noexcept {
     columnsBound_ = false;
     symbol = xoffset = yoffset = angle = Target{};
     values.clear();
+    memory.forget();
 }
 
 }  // namespace ConditionalXml

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "rules/row_value_map.h"
+#include "rules/run_memory.h"
 #include "symbology/host_interfaces.h"
 
 #include <memory>
@@ -48,6 +49,7 @@ public:
     Target yoffset;
     Target angle;
     RowValueMap values;
+    RunMemory memory;  // of rows with the bound columns
 
 private:
     void bindTarget(Target& target, const OLECHAR* name);

@@ -11,6 +11,7 @@ namespace ConditionalXml {
 
 class Condition;
 class ConditionMap;
+class CXAttributeRule;
 class FeatureClassRule;
 
 /// A test on a row. Built once while its document loads; evaluated on one thread at a time.
@@ -23,6 +24,8 @@ public:
 
     /// Whether the row passes. `messages` may be null. May throw std::exception or CAtlException.
     virtual bool evaluate(RowValueMap& rowValues, IGPMessages* messages) = 0;
+    /// The rule when its answer depends on the row's value of one field and on nothing else; else null.
+    virtual CXAttributeRule* asSingleFieldRule() noexcept { return nullptr; }
 
     ConditionMap* conditionMap;                                // not owned
     FeatureClassRule* featureClassRule;                        // not owned
@@ -39,6 +42,9 @@ public:
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
     /// Compares the row's value with one operand; equality unless a class says otherwise.
     virtual bool compare(const VARIANT& fieldValue, const VARIANT& operand) const;
+    CXAttributeRule* asSingleFieldRule() noexcept override { return valueFieldName.Length() == 0 ? this : nullptr; }
+    /// The type that operands take when the field's values are of `fieldType`.
+    virtual VARTYPE operandType(VARTYPE fieldType) const noexcept { return fieldType; }
 
     /// Reads `fieldValue`, `value` or the child `value` elements, the first of these that is there. A field named by
     /// `fieldValue` is registered with the owner.
@@ -48,6 +54,7 @@ public:
     bool readField(IXMLDOMNode* element);
     /// The row's value of the rule's field; null when the row has none. Borrowed from `rowValues`.
     const VARIANT* lookupField(const RowValueMap& rowValues) const noexcept;
+    FieldNames::Slot fieldSlot() const noexcept { return fieldSlot_; }
 
     CComBSTR fieldName;
     std::vector<CComVariant> values;  // operands in document order

@@ -108,13 +108,19 @@ bool FeatureClassRule::symbolizeRow(IRow* row, LONG subtypeField, IGPMessages* m
     if (!conditions) return false;
     BSTR ruleName = nullptr;
     const Condition* matched = nullptr;
-    for (const std::shared_ptr<Condition>& condition : *conditions) {
+    const auto evaluate = [&](Condition& condition) {
         try {
-            condition->evaluate(binding_->values, ruleName, matched, messages);
+            condition.evaluate(binding_->values, ruleName, matched, messages);
         } catch (const std::exception& e) {
             addMessage(messages, e.what());
         }
-    }
+    };
+    const ConditionMemory* const memory =
+        remembersAnswers ? binding_->memory.select(*conditions, binding_->values) : nullptr;
+    if (memory)
+        memory->decide(ruleName, matched, evaluate);
+    else
+        for (const std::shared_ptr<Condition>& condition : *conditions) evaluate(*condition);
 
     writeSymbol(row, *binding_, ruleName, *tableManager, changed);
     if (matched && matched->hasPlacement)

@@ -1,0 +1,181 @@
+#include "rules/condition_memory.h"
+
+#include "cxml/condition.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace ConditionalXml {
+
+namespace {
+
+constexpr std::size_t wordBits = 64;
+constexpr std::size_t mostPositions = 8;
+
+/// How many of the condition's rules, from the first on, can be remembered.
+std::size_t leadingRules(const Condition& condition, const std::vector<bool>& usable) {
+    const auto isRemembered = [&](const std::shared_ptr<Rule>& rule) {
+        const CXAttributeRule* single = rule->asSingleFieldRule();
+        return single && rule->nestedConditions.empty() && single->fieldSlot() < usable.size() &&
+               usable[single->fieldSlot()];
+    };
+    const auto end = std::ranges::find_if_not(condition.rules, isRemembered);
+    return std::min<std::size_t>(static_cast<std::size_t>(end - condition.rules.begin()), mostPositions);
+}
+
+/// Whether evaluating the rule for values of the type leaves its operands as they are.
+bool isSettled(const CXAttributeRule& rule, VARTYPE fieldType) {
+    const VARTYPE type = rule.operandType(fieldType);
+    return std::ranges::all_of(rule.values,
+                               [&](const CComVariant& operand) { return operand.vt == VT_NULL || operand.vt == type; });
+}
+
+/// Has a rule use other operands while it lives.
+class OperandScope {
+public:
+    OperandScope(CXAttributeRule& rule, std::vector<CComVariant>& operands) : rule_(rule), operands_(operands) {
+        rule_.values.swap(operands_);
+    }
+    ~OperandScope() { rule_.values.swap(operands_); }
+    OperandScope(const OperandScope&) = delete;
+    OperandScope& operator=(const OperandScope&) = delete;
+
+private:
+    CXAttributeRule& rule_;
+    std::vector<CComVariant>& operands_;
+};
+
+}  // namespace
+
+ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> conditions,
+                                 const std::vector<bool>& usable)
+    : conditions_(conditions),
+      words_((conditions.size() + wordBits - 1) / wordBits),
+      open_(words_),
+      named_(words_),
+      held_(words_) {
+    for (const std::shared_ptr<Condition>& condition : conditions_)
+        positions_ = std::max(positions_, leadingRules(*condition, usable));
+    collect(usable);
+    failed_.resize(positions_ * words_);
+    scratch_.resize(positions_ * words_);
+    constexpr std::size_t budget = 256 * 1024;  // words per field
+    constexpr std::size_t mostValues = 8192;
+    capacity_ = std::min(mostValues, budget / std::max<std::size_t>(scratch_.size(), 1));
+}
+
+void ConditionMemory::collect(const std::vector<bool>& usable) {
+    constexpr LONG expressionType = 2;
+    rulesAt_.resize(positions_ * words_ * wordBits);
+    unsettled_.resize(positions_ * words_);
+    for (std::size_t i = 0; i < conditions_.size(); ++i) {
+        const Condition& condition = *conditions_[i];
+        const std::size_t leading = leadingRules(condition, usable);
+        if (leading < condition.rules.size() || condition.type == expressionType) set(open_, i);
+        if (condition.rulename.Length() != 0) set(named_, i);
+        for (std::size_t position = 0; position < leading; ++position) {
+            CXAttributeRule* const rule = condition.rules[position]->asSingleFieldRule();
+            fieldOf(rule->fieldSlot())
+                .rules.push_back({.rule = rule, .operands = rule->values, .position = position, .condition = i});
+            rulesAt_[position * words_ * wordBits + i] = rule;
+            unsettled_[position * words_ + i / wordBits] |= std::uint64_t{1} << (i % wordBits);
+        }
+    }
+}
+
+ConditionMemory::Field& ConditionMemory::fieldOf(Slot slot) {
+    const auto known = std::ranges::find(fields_, slot, &Field::slot);
+    return known != fields_.end() ? *known : fields_.emplace_back(slot);
+}
+
+const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::vector<VARTYPE>& types) {
+    std::ranges::fill(failed_, 0);
+    for (Field& field : fields_) {
+        const VARIANT& value = *values.first(field.slot);
+        VARTYPE& type = types[field.slot];
+        if (value.vt != VT_NULL && value.vt != type) {
+            if (type != VT_EMPTY || !ValueTable::knows(value.vt)) return &field.slot;
+            type = value.vt;
+        }
+        const std::uint64_t* const failures = failuresOf(field, value, values);
+        if (!failures) return &field.slot;
+        for (std::size_t word = 0; word < failed_.size(); ++word) failed_[word] |= failures[word];
+    }
+    std::ranges::fill(held_, ~std::uint64_t{0});
+    if (const std::size_t rest = conditions_.size() % wordBits; rest != 0)
+        held_.back() = (std::uint64_t{1} << rest) - 1;
+    for (std::size_t position = 0; position < positions_; ++position)
+        for (std::size_t word = 0; word < words_; ++word) {
+            const std::size_t at = position * words_ + word;
+            if (const std::uint64_t reached = held_[word] & unsettled_[at]; reached != 0)
+                settle(position, word, reached, values, types);
+            held_[word] &= ~failed_[at];
+        }
+    return nullptr;
+}
+
+/// The remembered answers for a value; null when the field's values come too seldom twice.
+const std::uint64_t* ConditionMemory::failuresOf(Field& field, const VARIANT& value, RowValueMap& values) {
+    constexpr UINT longestText = 256;
+    ++field.lookups;
+    ValueTable::Number number = field.numbers.find(value);
+    if (number == ValueTable::none) {
+        if (value.vt == VT_BSTR && SysStringLen(value.bstrVal) > longestText) {
+            answer(field, values, scratch_.data());
+            return scratch_.data();
+        }
+        if (field.numbers.size() == capacity_) {
+            if (field.lookups < 2 * capacity_) return nullptr;
+            answer(field, values, scratch_.data());
+            return scratch_.data();
+        }
+        field.failures.resize(field.failures.size() + scratch_.size());
+        answer(field, values, field.failures.data() + field.failures.size() - scratch_.size());
+        number = field.numbers.add(value);
+    }
+    return field.failures.data() + number * scratch_.size();
+}
+
+/// Asks all rules of the field for the row's value.
+void ConditionMemory::answer(Field& field, RowValueMap& values, std::uint64_t* failures) {
+    std::fill_n(failures, scratch_.size(), 0);
+    for (Remembered& remembered : field.rules) {
+        const OperandScope scope(*remembered.rule, remembered.operands);
+        if (!remembered.rule->evaluate(values, nullptr))
+            failures[remembered.position * words_ + remembered.condition / wordBits] |=
+                std::uint64_t{1} << (remembered.condition % wordBits);
+    }
+}
+
+/// Evaluates rules that the row reaches, for what that does to their operands.
+void ConditionMemory::settle(std::size_t position, std::size_t word, std::uint64_t reached, RowValueMap& values,
+                             const std::vector<VARTYPE>& types) {
+    for (; reached != 0; reached &= reached - 1) {
+        const auto bit = static_cast<std::size_t>(std::countr_zero(reached));
+        CXAttributeRule& rule = *rulesAt_[(position * words_ + word) * wordBits + bit];
+        rule.evaluate(values, nullptr);
+        const VARTYPE type = types[rule.fieldSlot()];
+        if (type != VT_EMPTY && isSettled(rule, type))
+            unsettled_[position * words_ + word] &= ~(std::uint64_t{1} << bit);
+    }
+}
+
+void ConditionMemory::take(std::size_t condition, BSTR& ruleName, const Condition*& matched) const {
+    matched = conditions_[condition].get();
+    if (test(named_, condition)) ruleName = matched->rulename;
+}
+
+void ConditionMemory::takeLast(BSTR& ruleName, const Condition*& matched) const {
+    const auto last = [&](const auto& bitsOf) -> const Condition* {
+        for (std::size_t word = words_; word-- > 0;)
+            if (const std::uint64_t bits = bitsOf(word); bits != 0)
+                return conditions_[word * wordBits + wordBits - 1 - static_cast<std::size_t>(std::countl_zero(bits))]
+                    .get();
+        return nullptr;
+    };
+    if (const Condition* condition = last([&](std::size_t word) { return held_[word]; })) matched = condition;
+    if (const Condition* condition = last([&](std::size_t word) { return held_[word] & named_[word]; }))
+        ruleName = condition->rulename;
+}
+
+}  // namespace ConditionalXml
