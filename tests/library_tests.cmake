@@ -36,6 +36,7 @@ symbology_test(library_tests
     rules/where_template_test.cpp
     symbolize/random_documents_test.cpp
     symbolize/reference_model.cpp
+    symbolize/remembered_answers_test.cpp
     symbolize/row_symbolization_test.cpp
     symbolize/runs_test.cpp
     symbolize/table_manager_test.cpp

@@ -154,7 +154,7 @@ Row expectedRow(const Document& document, const Row& before, bool& changed) {
     return after;
 }
 
-constexpr std::size_t rowsPerDocument = 25;
+constexpr std::size_t rowsPerDocument = 60;
 
 class RandomDocuments : public testing::TestWithParam<unsigned> {};
 

@@ -1,0 +1,194 @@
+// Remembered answers against plain evaluation: random documents over random rows must leave the same tables, messages
+// and operands behind. Everything that remembering could get wrong is in them: nested conditions, missing fields,
+// values whose types differ from row to row and from run to run, list rules, queries, expressions.
+#include "cxml/condition_map.h"
+#include "memhost/messages.h"
+#include "memhost/table.h"
+#include "memhost/workspace.h"
+#include "rules/run_memory.h"
+#include "support/loaded_manager.h"
+
+#include <gtest/gtest.h>
+#include <random>
+
+namespace {
+
+using ConditionalXml::ConditionMap;
+using ConditionalXml::CXAttributeRule;
+using ConditionalXml::Rule;
+using memhost::Cell;
+using memhost::describe;
+using memhost::make;
+using memhost::Messages;
+using memhost::Table;
+using memhost::TableObject;
+using memhost::Workspace;
+using std::string;
+using std::vector;
+
+class Generator {
+public:
+    explicit Generator(unsigned seed) : random_(seed) {}
+
+    unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
+    bool oneIn(unsigned count) { return below(count) == 0; }
+    template <class T>
+    T pick(std::initializer_list<T> choices) {
+        return choices.begin()[below(static_cast<unsigned>(choices.size()))];
+    }
+
+    string document(std::size_t conditions) {
+        string text = "<conditionMap name='random'><featureClass name='Rnd'>";
+        for (std::size_t i = 0; i < conditions; ++i) text += condition(0);
+        text += "<subtype number='1,2'>";
+        for (std::size_t i = 0; i < conditions / 2; ++i) text += condition(0);
+        text += "</subtype><subtype number='2'>";
+        for (std::size_t i = 0; i < conditions / 3; ++i) text += condition(0);
+        return text + "</subtype></featureClass></conditionMap>";
+    }
+
+    /// A value of MIX: of any type, when `mixed`; else of the type that is `usual`.
+    Cell mixedValue(VARTYPE usual, bool mixed) {
+        const VARTYPE type = mixed && oneIn(3) ? pick<VARTYPE>({VT_I2, VT_I4, VT_R8, VT_BSTR, VT_R4, VT_BOOL}) : usual;
+        if (oneIn(6)) return nullptr;
+        CComVariant value(memhost::bstr(pick<string>({"0", "1", "2", "3"})));
+        EXPECT_EQ(value.ChangeType(type), S_OK);
+        return value;
+    }
+
+    string text() { return pick<string>({"", "A", "AB", "BAB", "A*B", "1", "2", "1.5", "3,1", "1,,2,", "7,7"}); }
+
+private:
+    string condition(unsigned depth) {
+        string element = "<condition";
+        if (!oneIn(4)) element += " rulename='S" + std::to_string(++names_) + "'";
+        if (oneIn(3)) element += " xoffset='" + pick<string>({"0", "1", "2.5"}) + "'";
+        const bool computes = oneIn(12);
+        if (computes) element += " type='2' field='LABEL'";
+        element += ">";
+        for (unsigned i = pick({0U, 1U, 1U, 2U, 3U}); i > 0; --i) element += rule(depth);
+        if (computes)
+            element += pick<string>({"<expression>def Generate(I, T): return str(I) + str(T)</expression>",
+                                     "<expression>def Generate(Light[]): return str(len(Light))</expression>",
+                                     "<expression>def Generate(I): return str(1 // (I - 3))</expression>"});
+        return element + "</condition>";
+    }
+
+    string rule(unsigned depth) {
+        if (oneIn(10)) return queryRule();
+        const bool ofList = oneIn(4);
+        const string op =
+            ofList ? pick<string>({"equal", "notequal", "containsany", "containsall", "containsnone", "hasmultiple"})
+                   : pick<string>({"equal", "equal", "equal", "notequal", "lt", "lte", "gt", "gte", "between", "like",
+                                   "notlike"});
+        string element = string("<rule type='") + (ofList ? 'L' : 'A') + "' operator='" + op + "' field='" +
+                         pick<string>({"I", "I", "D", "T", "T", "MIX", "MIX", "FAR", "Light"}) + "'";
+        if (oneIn(10)) return element + " fieldValue='" + pick<string>({"I", "D", "MIX", "FAR"}) + "'/>";
+        element += '>';
+        for (unsigned i = op == "between" ? 2 : pick({0U, 1U, 1U, 2U, 3U}); i > 0; --i)
+            element += "<value>" +
+                       pick<string>({"0", "1", "2", "3", "1.5", "2.5", "NULL", "A", "A*", "*B", "x", "''", "1e1"}) +
+                       "</value>";
+        if (depth < 2)
+            for (unsigned i = pick({0U, 0U, 0U, 0U, 1U}); i > 0; --i) element += condition(depth + 1);
+        return element + "</rule>";
+    }
+
+    string queryRule() {
+        return pick<string>({"<rule type='Q' operator='exists' table='LIGHTS'>",
+                             "<rule type='Q' operator='fetch' table='LIGHTS'>",
+                             "<rule type='Q' operator='fetch' table='LIGHTS' selectOption='multiple'>"}) +
+               "<query>N = %s</query><params><param value='" + pick<string>({"I", "MIX", "FAR"}) +
+               "'/></params><fields><field name='CHAR' alias='" + pick<string>({"Light", "Light", "FAR", "I"}) +
+               "'/></fields></rule>";
+    }
+
+    std::mt19937 random_;
+    unsigned names_ = 0;
+};
+
+/// One manager with its own copies of the tables.
+class Side {
+public:
+    Side(const string& document, bool remembers) : manager_(managerOf(document)) {
+        ruleOf(manager_, "RND").remembersAnswers = remembers;
+    }
+
+    void run(const vector<vector<Cell>>& rows, VARTYPE mixType) {
+        Table builder("Rnd");
+        builder.field("SYMBOL_C", VT_BSTR).field("Xoffset_C", VT_R8).field("LABEL", VT_BSTR);
+        builder.field("I", VT_I4).field("D", VT_R8).field("T", VT_BSTR).field("MIX", mixType).field("KIND", VT_I4);
+        builder.subtypes("KIND");
+        for (const vector<Cell>& row : rows) builder.row(row);
+        table_ = builder.build();
+        const auto lights = Table("LIGHTS").field("CHAR", VT_BSTR).row({"F"}).row({"Fl"}).row({nullptr}).build();
+        lights->answerWhere = [](const string& where) {
+            vector<ObjectId> ids;
+            for (ObjectId id = 1; id <= 3; ++id)
+                if ((where.back() + id) % 3 != 0) ids.push_back(id);
+            return ids;
+        };
+        const auto workspace = make<Workspace>(workspaceFileSystem);
+        workspace->add(datasetFeatureClass, table_);
+        workspace->add(datasetTable, lights);
+        EXPECT_TRUE(manager_.symbolize(table_->featureClass(), nullptr, messages_));
+    }
+
+    /// Everything that can be seen: the rows, what was written, the messages, the operands of all rules.
+    vector<string> state(std::size_t rows) const {
+        vector<string> lines;
+        for (std::size_t row = 0; row < rows; ++row)
+            lines.push_back(table_->text(row, "SYMBOL_C") + ' ' + table_->text(row, "Xoffset_C") + ' ' +
+                            table_->text(row, "LABEL"));
+        for (const memhost::Update& update : table_->updates) lines.push_back("updated " + std::to_string(update.id));
+        for (const Messages::Entry& entry : messages_->entries()) lines.push_back(entry.text);
+        for (const std::shared_ptr<Rule>& rule : SymbologyManagerAccess::currentMap(manager_)->rules)
+            if (const auto* attribute = dynamic_cast<const CXAttributeRule*>(rule.get()))
+                for (const CComVariant& operand : attribute->values) lines.push_back(describe(operand));
+        return lines;
+    }
+
+private:
+    SymbologyManager manager_;
+    CComPtr<TableObject> table_;
+    CComPtr<Messages> messages_ = make<Messages>();
+};
+
+constexpr std::size_t rowsPerRun = ConditionalXml::RunMemory::rowsBefore + 60;
+
+vector<vector<Cell>> makeRows(Generator& generator, VARTYPE mixType, bool mixed) {
+    vector<vector<Cell>> rows;
+    for (std::size_t i = 0; i < rowsPerRun; ++i) {
+        const auto number = [&]() -> Cell {
+            return generator.oneIn(6) ? Cell(nullptr) : Cell(static_cast<int>(generator.below(5)));
+        };
+        const Cell real = generator.oneIn(6) ? Cell(nullptr) : Cell(generator.pick({0.0, -0.0, 1.0, 1.5, 2.5, 3.0}));
+        const Cell text = generator.oneIn(6) ? Cell(nullptr) : Cell(generator.text());
+        rows.push_back({generator.oneIn(2) ? Cell(nullptr) : Cell("S1"), nullptr, nullptr, number(), real, text,
+                        generator.mixedValue(mixType, mixed), number()});
+    }
+    return rows;
+}
+
+class RememberedAnswers : public testing::TestWithParam<unsigned> {};
+
+TEST_P(RememberedAnswers, cannotBeTold) {
+    for (unsigned seed = GetParam(); seed < GetParam() + 40; ++seed) {
+        Generator generator(seed);
+        const string document = generator.document(seed % 8 == 0 ? 70 : 2 + generator.below(10));
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Side plain(document, false);
+        Side remembering(document, true);
+        for (int run = 0; run < 3; ++run) {
+            const auto mixType = generator.pick<VARTYPE>({VT_I4, VT_R8, VT_BSTR, VT_I2});
+            const auto rows = makeRows(generator, mixType, generator.oneIn(3));
+            plain.run(rows, mixType);
+            remembering.run(rows, mixType);
+            ASSERT_EQ(remembering.state(rows.size()), plain.state(rows.size())) << "run " << run << ": " << document;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RememberedAnswers, testing::Range(1U, 401U, 40U));
+
+}  // namespace
