@@ -177,7 +177,7 @@ HRESULT TableObject::Select(IQueryFilter* filter, SelectionType type, SelectionO
                 for (std::size_t i = 0; i < rowCount(); ++i) ids.push_back(static_cast<ObjectId>(i + 1));
             else
                 ids = answerWhere(content.where);
-            if (option == selectionOnlyOne && ids.size() > 1) ids.resize(1);
+            if (option == selectionOnlyOne && ids.size() > 1) ids.erase(ids.begin() + 1, ids.end());
             return give<ISelectionSet>(selection, select(std::move(ids)).p);
         },
         [&] { *selection = nullptr; });
