@@ -17,7 +17,10 @@ if(WIN32)
   # Import libraries of Microsoft's form; the compiler's runtime, which library and host share.
   install(FILES "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/symbology.lib" "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/symbology.def"
           DESTINATION ${libdir})
-  install(FILES ${SYMBOLOGY_COMPILER_RUNTIME} DESTINATION bin)
+  foreach(path IN LISTS SYMBOLOGY_COMPILER_RUNTIME)
+    get_filename_component(name "${path}" NAME)
+    install(FILES "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" DESTINATION bin)
+  endforeach()
 else()
   install(TARGETS symbology_platform cxml RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
   file(GLOB portable_headers "${CMAKE_SOURCE_DIR}/src/platform/portable/*.h")
