@@ -177,7 +177,9 @@ TEST_F(Bstr, FailedAllocationReachesEveryCaller) {
     VARIANT copy;
     VariantInit(&copy);
     EXPECT_EQ(VariantCopy(&copy, &value), E_OUTOFMEMORY);
-    if (!underWine()) EXPECT_EQ(copy.vt, VT_EMPTY);  // Wine leaves a text without content
+    if (!underWine()) {  // it leaves a text without content
+        EXPECT_EQ(copy.vt, VT_EMPTY);
+    }
     EXPECT_EQ(VariantChangeType(&number, &number, 0, VT_BSTR), E_OUTOFMEMORY);
     EXPECT_EQ(number.vt, VT_I4);
     EXPECT_EQ(number.lVal, 7);
