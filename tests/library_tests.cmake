@@ -10,8 +10,11 @@ if(NOT WIN32)
 endif()
 # Documents with expressions are compiled when they load.
 if(TARGET embedded_python)
+  set(library_tests_expressions cxml/expression_source_test.cpp)
   set(library_tests_interpreter support/interpreter.cpp)
   set(library_tests_python cxpython)
+else()
+  needs_python(library_tests.expressions)
 endif()
 
 symbology_test(library_tests
@@ -27,7 +30,6 @@ symbology_test(library_tests
     cxml/condition_evaluate_test.cpp
     cxml/condition_map_test.cpp
     cxml/condition_test.cpp
-    cxml/expression_source_test.cpp
     cxml/feature_class_rule_test.cpp
     gdb/product_files_test.cpp
     gdb/workspace_utilities_test.cpp
@@ -44,6 +46,7 @@ symbology_test(library_tests
     symbolize/row_symbolization_test.cpp
     symbolize/runs_test.cpp
     symbolize/table_manager_test.cpp
+    ${library_tests_expressions}
     ${library_tests_faults}
     ${library_tests_interpreter}
   LIBS symbology_core library_test_support ${library_tests_python})
