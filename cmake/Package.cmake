@@ -10,13 +10,17 @@ install(DIRECTORY include/symbology DESTINATION include)
 install(FILES src/platform/platform.h src/platform/atl.h src/platform/export.h src/platform/interface.h
         DESTINATION include/platform)
 install(DIRECTORY examples/host DESTINATION share/symbology/examples)
-install(FILES README.md docs/embedding.md docs/licences.md DESTINATION share/doc/symbology)
+install(FILES README.md DESTINATION share/doc/symbology)
+install(DIRECTORY docs DESTINATION share/doc/symbology FILES_MATCHING PATTERN "*.md")
 install(FILES cmake/symbology-config.cmake DESTINATION ${libdir}/cmake/symbology)
 
 if(WIN32)
   # Import libraries of Microsoft's form; the compiler's runtime, which library and host share.
   install(FILES "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/symbology.lib" "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/symbology.def"
           DESTINATION ${libdir})
+  foreach(package gcc-mingw-w64-x86-64-posix-runtime mingw-w64-common)
+    install(FILES "/usr/share/doc/${package}/copyright" DESTINATION share/doc/symbology/licences RENAME ${package}.txt)
+  endforeach()
   foreach(path IN LISTS SYMBOLOGY_COMPILER_RUNTIME)
     get_filename_component(name "${path}" NAME)
     install(FILES "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" DESTINATION bin)
