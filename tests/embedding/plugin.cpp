@@ -23,7 +23,7 @@ int pluginRun(void* document, int rows, char* label, unsigned capacity) {
         bool changed = false;
         if (!manager.symbolize(&buoy, &changed, nullptr) || !changed || buoy.symbol() != "BUOY") return row;
         const std::string text = buoy.label().substr(0, capacity - 1);
-        *std::copy(text.begin(), text.end(), label) = '\0';
+        *std::ranges::copy(text, label).out = '\0';
     }
     return 0;
 }

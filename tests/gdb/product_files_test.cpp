@@ -25,7 +25,7 @@ TEST(ProductFiles, folder) {
         LONG status;
         string folder;
     };
-    const auto value = [](string folder) {
+    const auto value = [](const string& folder) {
         return [folder](TestRegistry& registry) { registry.text(productKey, "ProductFiles", folder); };
     };
     const Case rows[] = {
@@ -62,7 +62,7 @@ TEST(ProductFiles, version) {
         HRESULT status;
         string version;
     };
-    const auto value = [](string version) {
+    const auto value = [](const string& version) {
         return [version](TestRegistry& registry) { registry.text(versionKey, "Version", version); };
     };
     const Case rows[] = {
@@ -90,7 +90,7 @@ protected:
 
     /// Registers the folder, written with backslashes as the registry has them, and loads a document with the file.
     LoadedMap load(string folder, const string& file = "lib.py") const {
-        std::replace(folder.begin(), folder.end(), '/', '\\');
+        std::ranges::replace(folder, '/', '\\');
         TestRegistry registry;
         registry.text(productKey, "ProductFiles", folder);
         return LoadedMap("<conditionMap name='m'><functionLibrary><expressionFile name='f'>" + file +

@@ -9,7 +9,7 @@
 class SystemSession {
 public:
     SystemSession();
-    ~SystemSession();
+    ~SystemSession();  // NOLINT(performance-trivially-destructible): not so on Windows
     SystemSession(const SystemSession&) = delete;
     SystemSession& operator=(const SystemSession&) = delete;
 };

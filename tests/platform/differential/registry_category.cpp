@@ -6,7 +6,6 @@
 
 namespace {
 
-using differential::quoted;
 using differential::Random;
 using differential::Report;
 
