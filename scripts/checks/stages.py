@@ -12,6 +12,7 @@ from pathlib import Path
 import ctest_report
 from ctest_report import Counts
 from sources import root_folder
+from wine import find_wine
 
 ROOT = root_folder()
 LOGS = ROOT / "build" / "logs"
@@ -46,13 +47,13 @@ def configure_and_build(preset, log):
     return counts
 
 
-def ctest(preset, log, *more):
+def ctest(preset, log, *more, programs=None):
     report = LOGS / f"{preset}.xml"
     report.unlink(missing_ok=True)
     ran = run(f"{preset}: ctest", ["ctest", "--preset", preset, "-j", JOBS, "--output-junit", report, *more], log)
     if not report.exists():
         return ran
-    counts = ctest_report.read(report)
+    counts = ctest_report.read(report, programs)
     if ran.failed and not counts.failed:  # no tests at all, or something else than a test
         counts.add(ran)
     return counts
@@ -87,8 +88,16 @@ def formatting(log):
     return run("format", [sys.executable, "scripts/checks/format.py", "--clang-format", tool], log)
 
 
-def windows_syntax(log):
-    return configure_and_build("windows-syntax", log)
+def windows(log):
+    """The library for Windows and the suite under Wine, counted case by case. Without the means to, it has failed."""
+    missing = [what for what, there in (("the cross compiler", shutil.which("x86_64-w64-mingw32-g++-posix")),
+                                        ("Wine", find_wine())) if not there]
+    if missing:
+        return Counts(failed=[("windows", f"{' and '.join(missing)} cannot be found; --no-windows leaves it out")])
+    counts = configure_and_build("windows", log)
+    if not counts.failed:
+        counts.add(ctest("windows", log, programs=ROOT / "build/windows/reports"))
+    return counts
 
 
 def coverage(log):
@@ -133,7 +142,7 @@ STAGES = {
     "asan-ubsan": suite("asan-ubsan"),
     "style": style,
     "format": formatting,
-    "windows-syntax": windows_syntax,
+    "windows": windows,
     "fuzz": fuzz,
     "coverage": coverage,
 }

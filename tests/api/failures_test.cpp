@@ -86,7 +86,7 @@ TEST(LogComFailureTest, failingLogIsNobodysBusiness) {
 
 TEST(MessagesTest, errorsCarryTheFailureCode) {
     const auto messages = make<Messages>();
-    addError(messages, "Buhl\xC3\xB8j");
+    addError(messages, memhost::narrowed("Buhl\xC3\xB8j"));
     addMessage(messages, "plain");
     addMessage(messages, "");
     const std::vector<Messages::Entry> expected{{true, E_FAIL, "Buhl\xC3\xB8j"}, {false, 0, "plain"}, {false, 0, ""}};
@@ -111,7 +111,7 @@ TEST(MessagesTest, answerOfTheCollectionIsIgnored) {
 
 TEST(TextsTest, quotedItemIsFollowedByTheClosing) {
     EXPECT_EQ(ConditionalXml::quoted("No configuration defined for: '", OLESTR("B\u00D8JE")),
-              "No configuration defined for: 'B\xC3\x98JE'!");
+              memhost::narrowed("No configuration defined for: 'B\xC3\x98JE'!"));
     EXPECT_EQ(ConditionalXml::quoted("x: '", {}), "x: ''!");
 }
 

@@ -160,7 +160,7 @@ TEST_F(FaultsTest, loadingWhenAnAllocationFails) {
             {
                 const AllocationFault fault(nth, allAfter);
                 outcome = attempt([&] { return manager.loadCXML(path, nullptr); });
-                if (!PlatformBstrAllocationFailed()) break;
+                if (!bstrAllocationFailed()) break;
             }
             ++failures;
             SCOPED_TRACE("allocation " + std::to_string(nth));
@@ -184,7 +184,7 @@ TEST_F(FaultsTest, runningWhenAnAllocationFails) {
             {
                 const AllocationFault fault(nth, allAfter);
                 attempt([&] { return manager.symbolize(table->featureClass(), nullptr, messages); });
-                if (!PlatformBstrAllocationFailed()) break;
+                if (!bstrAllocationFailed()) break;
             }
             ++failures;
             SCOPED_TRACE("allocation " + std::to_string(nth));
@@ -206,7 +206,7 @@ TEST_F(FaultsTest, singleRowWhenAnAllocationFails) {
         bool changed = false;
         const AllocationFault fault(nth);
         manager.symbolize(row.p, &changed, nullptr);  // lets no exception out, out of memory included
-        if (!PlatformBstrAllocationFailed()) {
+        if (!bstrAllocationFailed()) {
             EXPECT_TRUE(changed);
             EXPECT_GT(nth, 5);
             break;
@@ -221,7 +221,7 @@ TEST_F(FaultsTest, resettingWhenAnAllocationFails) {
         const Chart table;
         const AllocationFault fault(nth);
         const Outcome outcome = attempt([&] { return manager.resetReps(table->featureClass()); });
-        if (!PlatformBstrAllocationFailed()) {
+        if (!bstrAllocationFailed()) {
             EXPECT_EQ(outcome, Outcome::True);
             break;
         }

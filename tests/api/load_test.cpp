@@ -1,46 +1,18 @@
 // SymbologyManager::loadCXML: documents of each kind, and everything that can keep one from loading.
+#include "api/load_fixture.h"
 #include "cxml/condition_map.h"
-#include "cxml/faulty_dom.h"
 #include "host/velcore/class_registry.h"
-#include "memhost/messages.h"
-#include "support/documents.h"
-#include "symbology/symbology_manager.h"
+#include "support/platform_hooks.h"
 
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 namespace {
 
-using Access = SymbologyManagerAccess;
 using memhost::bstr;
 using memhost::make;
 using memhost::Messages;
 using memhost::utf8;
 
-/// A manager over documents in a folder of their own.
-class LoadTest : public testing::Test {
-protected:
-    bool load(const std::string& path) { return manager.loadCXML(bstr(path), messages); }
-    bool loadText(std::string_view xml, std::string_view name = "document.xml") {
-        return load(folder.write(name, xml));
-    }
-    /// The text of the runtime_error that loading throws; empty when it throws nothing.
-    std::string thrownBy(const std::string& path) {
-        try {
-            load(path);
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return {};
-    }
-    std::size_t classCount() const { return Access::currentMap(manager)->featureClassRules.size(); }
-
-    TemporaryFolder folder;
-    CComPtr<Messages> messages = make<Messages>();
-    SymbologyManager manager;
-};
-
-constexpr const char* buoys = "<conditionMap name='Harbour' alias='Havn'><featureClass name='Buoy'/></conditionMap>";
 constexpr const char* definitions = "<ruleDefinitions spec='S-1' alias='Rules'/>";
 
 TEST_F(LoadTest, newManagerHoldsNothing) {
@@ -177,9 +149,9 @@ TEST_F(LoadTest, parseErrorIsThatOfTheDocument) {
     EXPECT_EQ(error->get_srcText(&source), S_OK);
     EXPECT_EQ(error->get_line(&line), S_OK);
     EXPECT_EQ(error->get_linepos(&column), S_OK);
-    EXPECT_EQ(line, 3);
+    EXPECT_EQ(line, underWine() ? 0 : 3) << "Wine's MSXML does not know where";
     EXPECT_EQ(thrownBy(path), "Failed to parse CXML: " + utf8(reason.m_str) + " [Source: " + utf8(source.m_str) +
-                                  " : Line 3 Column " + std::to_string(column) + "]\n");
+                                  " : Line " + std::to_string(line) + " Column " + std::to_string(column) + "]\n");
 }
 
 TEST_F(LoadTest, documentThatCannotBeCreated) {
@@ -206,63 +178,6 @@ TEST_F(LoadTest, documentThatCannotBeCreated) {
         EXPECT_EQ(thrownBy("any.xml"), "Failed to create DOMDocument object!");
     }
     EXPECT_EQ(Access::currentMap(manager), first);
-}
-
-TEST_F(LoadTest, failureOfLoadNamesThePath) {
-    EXPECT_TRUE(loadText(buoys));
-    const auto first = Access::currentMap(manager);
-    const FaultyDomScope dom({.status = E_ACCESSDENIED});
-    EXPECT_EQ(thrownBy("C:\\charts\\S\xC3\xB8kort.xml"), "Failed to load CXML: 'C:\\charts\\S\xC3\xB8kort.xml'!");
-    EXPECT_EQ(Access::currentMap(manager), first);
-}
-
-TEST_F(LoadTest, notLoadedWithoutParseErrorIsFalse) {
-    EXPECT_TRUE(loadText(buoys));
-    const auto first = Access::currentMap(manager);
-    for (const HRESULT status : {S_OK, S_FALSE}) {
-        const FaultyDomScope dom({.status = status});
-        EXPECT_FALSE(load("any.xml"));
-    }
-    EXPECT_EQ(Access::currentMap(manager), first);
-    EXPECT_TRUE(messages->entries().empty());
-}
-
-TEST_F(LoadTest, parseErrorTextIsFormatted) {
-    const FaultyDomScope dom({.error = FakeParseError{"Bad %s thing.\r\n", "<a &b>", 3, 7}});
-    EXPECT_EQ(thrownBy("any.xml"), "Failed to parse CXML: Bad %s thing.\r\n [Source: <a &b> : Line 3 Column 7]\n");
-}
-
-TEST_F(LoadTest, lineAndColumnOfAParseErrorAreUnsigned) {
-    const FaultyDomScope dom({.error = FakeParseError{"r", "s", -1, -2147483647 - 1}});
-    EXPECT_EQ(thrownBy("any.xml"), "Failed to parse CXML: r [Source: s : Line 4294967295 Column 2147483648]\n");
-}
-
-TEST_F(LoadTest, parseErrorTextMayHave1023Characters) {
-    const std::string frame = "Failed to parse CXML:  [Source: s : Line 1 Column 2]\n";
-    const std::string reason(1023 - frame.size(), 'x');
-    const FaultyDomScope dom({.error = FakeParseError{reason, "s", 1, 2}});
-    const std::string text = thrownBy("any.xml");
-    EXPECT_EQ(text, "Failed to parse CXML: " + reason + " [Source: s : Line 1 Column 2]\n");
-    EXPECT_EQ(text.size(), 1023U);
-}
-
-TEST_F(LoadTest, longerParseErrorTextBecomesEmptyNotCut) {
-    EXPECT_TRUE(loadText(buoys));
-    const std::string frame = "Failed to parse CXML:  [Source: s : Line 1 Column 2]\n";
-    for (const std::size_t length : {1024U, 1025U, 100000U}) {
-        const FaultyDomScope dom({.error = FakeParseError{std::string(length - frame.size(), 'x'), "s", 1, 2}});
-        try {
-            load("any.xml");
-            ADD_FAILURE() << "nothing was thrown";
-        } catch (const std::runtime_error& error) {
-            EXPECT_STREQ(error.what(), "") << length;
-        }
-    }
-}
-
-TEST_F(LoadTest, parseErrorWithoutReasonAndSource) {
-    const FaultyDomScope dom({.error = FakeParseError{}});
-    EXPECT_EQ(thrownBy("any.xml"), "Failed to parse CXML:  [Source:  : Line 0 Column 0]\n");
 }
 
 TEST_F(LoadTest, nothingIsNeededOfMessages) {

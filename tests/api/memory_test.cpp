@@ -26,7 +26,7 @@ TEST(ManagerMemoryTest, copyThatRunsOutOfMemoryLeavesNothingBehind) {
     const SymbologyManager manager = makeFullManager();
     const long holders = Access::currentMap(manager).use_count();
     for (long nth = 1; nth <= 4; ++nth) {
-        const std::size_t held = PlatformHeldBstrs();
+        const std::size_t held = heldBstrs();
         const AllocationFault fault(nth);
         try {
             const SymbologyManager copy(manager);
@@ -34,12 +34,12 @@ TEST(ManagerMemoryTest, copyThatRunsOutOfMemoryLeavesNothingBehind) {
         } catch (const CAtlException& error) {
             EXPECT_EQ(error.m_hr, E_OUTOFMEMORY);
         }
-        EXPECT_EQ(PlatformHeldBstrs(), held);
+        EXPECT_EQ(heldBstrs(), held);
         EXPECT_EQ(Access::currentMap(manager).use_count(), holders);
     }
     const AllocationFault fault(5);
     const SymbologyManager copy(manager);
-    EXPECT_FALSE(PlatformBstrAllocationFailed()) << "a copy needs four texts, no more";
+    EXPECT_FALSE(bstrAllocationFailed()) << "a copy needs four texts, no more";
 }
 
 TEST(ManagerMemoryTest, assignmentThatRunsOutOfMemoryLeavesAUsableManager) {

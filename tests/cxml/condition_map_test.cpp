@@ -181,7 +181,7 @@ protected:
     ~ExpressionFileTest() override { std::filesystem::current_path(before_); }
 
     LoadedMap load(std::string_view pieces) const {
-        return LoadedMap(library(pieces), documentFolder.path() + "/document.xml");
+        return LoadedMap(library(pieces), documentFolder.pathOf("document.xml"));
     }
 
     TemporaryFolder workingFolder;
@@ -209,7 +209,7 @@ TEST_F(ExpressionFileTest, twoFilePiecesOfOneNameThrow) {
             "<expressionFile name='\xC3\xA6'>absent.py</expressionFile>");
         FAIL() << "nothing was thrown";
     } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "Encountered duplicate CXML expression name: '\xC3\xA6'!");
+        EXPECT_EQ(error.what(), memhost::narrowed("Encountered duplicate CXML expression name: '\xC3\xA6'!"));
     }
 }
 
@@ -276,7 +276,8 @@ TEST_F(ExpressionFileTest, oneMoreLineFeedWhateverTheEnd) {
 TEST_F(ExpressionFileTest, wholeFileIsRead) {
     const string source = string(10000, 'x') + "\\n\t\xC3\xA6\xE2\x82\xAC" + string("\0", 1) + "end";
     documentFolder.write("large.py", source);
-    EXPECT_EQ(piece(load("<expressionFile name='f'>large.py</expressionFile>"), "f"), source + "\n");
+    EXPECT_EQ(piece(load("<expressionFile name='f'>large.py</expressionFile>"), "f"),
+              memhost::fromNarrow(source) + "\n");
 }
 
 TEST_F(ExpressionFileTest, inlinePiecesComeFirstWhateverTheOrder) {

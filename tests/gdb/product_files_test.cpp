@@ -2,9 +2,12 @@
 #include "gdb/product_files.h"
 
 #include "support/loaded_map.h"
+#include "support/test_registry.h"
 
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <filesystem>
+#include <functional>
 
 namespace {
 
@@ -12,42 +15,70 @@ using memhost::utf8;
 using std::string;
 using std::vector;
 
-/// Has a file under tests/, or any other one, stand for the registry.
-class RegistryScope {
-public:
-    explicit RegistryScope(const string& path) { PlatformSetRegistryFile(path.c_str()); }
-    ~RegistryScope() { PlatformSetRegistryFile(nullptr); }
-    RegistryScope(const RegistryScope&) = delete;
-    RegistryScope& operator=(const RegistryScope&) = delete;
-};
+constexpr const char* productKey = "Software\\Quillon\\SolvanePro";
+constexpr const char* versionKey = "Software\\Quillon\\TessalyPro";
 
-struct LookupCase {
-    const char* file;
-    LONG status;
-    string folder;
-    HRESULT versionStatus;
-    string version;
-};
-
-TEST(ProductFiles, lookup) {
-    const LookupCase rows[] = {
-        {"product.reg", ERROR_SUCCESS, "C:\\Program Files\\SolvanePro\\", S_OK, "3.4.0"},
-        {"no_version.reg", ERROR_SUCCESS, "/opt/solvanepro/", E_FAIL, ""},
-        {"no_product.reg", ERROR_FILE_NOT_FOUND, "", S_OK, "3.4.0"},
-        {"no_values.reg", ERROR_FILE_NOT_FOUND, "", E_FAIL, ""},
-        {"no_such_file.reg", ERROR_FILE_NOT_FOUND, "", E_FAIL, ""},
-        {"longest.reg", ERROR_SUCCESS, string(129, 'f'), S_OK, string(31, 'v')},
-        {"too_long.reg", ERROR_MORE_DATA, "", E_FAIL, ""},
+TEST(ProductFiles, folder) {
+    struct Case {
+        const char* name;
+        std::function<void(TestRegistry&)> fill;
+        LONG status;
+        string folder;
     };
-    for (const LookupCase& row : rows) {
-        const RegistryScope registry(testFile("gdb/data/" + string(row.file)));
+    const auto value = [](const string& folder) {
+        return [folder](TestRegistry& registry) { registry.text(productKey, "ProductFiles", folder); };
+    };
+    const Case rows[] = {
+        {"with its backslash", value("C:\\Program Files\\SolvanePro\\"), ERROR_SUCCESS,
+         "C:\\Program Files\\SolvanePro\\"},
+        {"without a backslash", value("C:\\SolvanePro"), ERROR_SUCCESS, "C:\\SolvanePro"},
+        {"with slashes", value("/opt/solvanepro/"), ERROR_SUCCESS, "/opt/solvanepro/"},
+        {"empty", value(""), ERROR_SUCCESS, ""},
+        {"longest", value(string(129, 'f')), ERROR_SUCCESS, string(129, 'f')},
+        {"one too long", value(string(130, 'f')), ERROR_MORE_DATA, ""},
+        {"two too long", value(string(131, 'f')), ERROR_MORE_DATA, ""},
+        {"no key", [](TestRegistry&) {}, ERROR_FILE_NOT_FOUND, ""},
+        {"no value", [](TestRegistry& registry) { registry.key(productKey); }, ERROR_FILE_NOT_FOUND, ""},
+        {"another value", [](TestRegistry& registry) { registry.text(productKey, "Other", "x"); }, ERROR_FILE_NOT_FOUND,
+         ""},
+        {"another type is read as units",
+         [](TestRegistry& registry) { registry.number(productKey, "ProductFiles", 0x00420041); }, ERROR_SUCCESS, "AB"},
+    };
+    for (const Case& row : rows) {
+        SCOPED_TRACE(row.name);
+        TestRegistry registry;
+        row.fill(registry);
         CComBSTR folder;
+        EXPECT_EQ(GeodatabaseUtilities::ProductFilesFolder(&folder), row.status);
+        EXPECT_EQ(utf8(folder.m_str), row.folder);
+        EXPECT_EQ(folder.m_str == nullptr, row.status != ERROR_SUCCESS);
+    }
+}
+
+TEST(ProductFiles, version) {
+    struct Case {
+        const char* name;
+        std::function<void(TestRegistry&)> fill;
+        HRESULT status;
+        string version;
+    };
+    const auto value = [](const string& version) {
+        return [version](TestRegistry& registry) { registry.text(versionKey, "Version", version); };
+    };
+    const Case rows[] = {
+        {"a version", value("3.4.0"), S_OK, "3.4.0"},
+        {"longest", value(string(31, 'v')), S_OK, string(31, 'v')},
+        {"one too long", value(string(32, 'v')), E_FAIL, ""},
+        {"no key", [](TestRegistry&) {}, E_FAIL, ""},
+        {"no value", [](TestRegistry& registry) { registry.key(versionKey); }, E_FAIL, ""},
+    };
+    for (const Case& row : rows) {
+        SCOPED_TRACE(row.name);
+        TestRegistry registry;
+        row.fill(registry);
         CComBSTR version;
-        EXPECT_EQ(GeodatabaseUtilities::ProductFilesFolder(&folder), row.status) << row.file;
-        EXPECT_EQ(utf8(folder.m_str), row.folder) << row.file;
-        EXPECT_EQ(folder.m_str == nullptr, row.status != ERROR_SUCCESS) << row.file;
-        EXPECT_EQ(GeodatabaseUtilities::HostVersion(&version), row.versionStatus) << row.file;
-        EXPECT_EQ(utf8(version.m_str), row.version) << row.file;
+        EXPECT_EQ(GeodatabaseUtilities::HostVersion(&version), row.status);
+        EXPECT_EQ(utf8(version.m_str), row.version);
     }
 }
 
@@ -59,21 +90,18 @@ protected:
 
     /// Registers the folder, written with backslashes as the registry has them, and loads a document with the file.
     LoadedMap load(string folder, const string& file = "lib.py") const {
-        string escaped;
-        for (const char c : folder) escaped += c == '/' || c == '\\' ? "\\\\" : string(1, c);
-        const RegistryScope registry(registryFolder.write(
-            "machine.reg",
-            "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\SolvanePro]\n\"ProductFiles\"=\"" + escaped + "\"\n"));
+        std::ranges::replace(folder, '/', '\\');
+        TestRegistry registry;
+        registry.text(productKey, "ProductFiles", folder);
         return LoadedMap("<conditionMap name='m'><functionLibrary><expressionFile name='f'>" + file +
                              "</expressionFile></functionLibrary></conditionMap>",
-                         documentFolder.path() + "/document.xml");
+                         documentFolder.pathOf("document.xml"));
     }
     static string piece(const LoadedMap& loaded) { return utf8(loaded.map->expressions.at(memhost::bstr("f")).m_str); }
 
     TemporaryFolder workingFolder;
     TemporaryFolder documentFolder;
     TemporaryFolder productFolder;
-    TemporaryFolder registryFolder;
 
 private:
     std::filesystem::path before_ = std::filesystem::current_path();
@@ -112,12 +140,12 @@ TEST_F(ProductExpressionFile, fileOutsideOfChartingIsNotFound) {
     EXPECT_FALSE(load(productFolder.path() + "\\").result);
 }
 
-TEST_F(ProductExpressionFile, withoutARegistryItIsNotFound) {
-    const RegistryScope registry(registryFolder.path() + "/none.reg");
+TEST_F(ProductExpressionFile, withoutAKeyItIsNotFound) {
+    const TestRegistry registry;
     const LoadedMap loaded(
         "<conditionMap name='m'><functionLibrary><expressionFile name='f'>lib.py</expressionFile>"
         "</functionLibrary></conditionMap>",
-        documentFolder.path() + "/document.xml");
+        documentFolder.pathOf("document.xml"));
     EXPECT_EQ(loaded.messages->errors(), vector<string>{"Failed to open CXML expression file: 'lib.py'!"});
 }
 

@@ -1,16 +1,29 @@
 // The object factory and the query filter.
-#include "host/chart.h"
 #include "host/velcore/class_registry.h"
 #include "host/velcore/query_filter.h"
+#include "memhost/text.h"
+#include "symbology/host_interfaces.h"
 #include "symbology/vel_core.h"
 
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
-namespace host_test {
 namespace {
+
+using memhost::bstr;
+using memhost::utf8;
 
 HRESULT create(REFCLSID clsid, REFIID iid, void** object, IUnknown* outer = nullptr) {
     return VelCreateInstance(clsid, outer, CLSCTX_ALL, iid, object);
+}
+
+CComPtr<IQueryFilter> filter(const std::vector<std::string>& fields, const std::string& where = {}) {
+    CComPtr<IQueryFilter> made;
+    EXPECT_EQ(create(CLSID_QueryFilter, __uuidof(IQueryFilter), reinterpret_cast<void**>(&made)), S_OK);
+    for (const std::string& field : fields) EXPECT_EQ(made->AddField(bstr(field)), S_OK);
+    EXPECT_EQ(made->put_WhereClause(bstr(where)), S_OK);
+    return made;
 }
 
 TEST(VelCore, GivesAFilterAsIUnknownAndThenAsIQueryFilter) {
@@ -60,14 +73,20 @@ TEST(VelCore, RegisteredClassesComeFirstUntilTheyAreGivenBack) {
 }
 
 TEST(QueryFilter, GivesBackWhatItWasGiven) {
-    const CComPtr<IQueryFilter> made = filter({"SYMBOL_C", "Größe"}, "name = 'x'");
+    const CComPtr<IQueryFilter> made = filter({"SYMBOL_C",
+                                               "Gr\xC3\xB6\xC3\x9F"
+                                               "e"},
+                                              "name = 'x'");
     const std::string zero("a\0b", 3);
     EXPECT_EQ(made->AddField(bstr(zero)), S_OK);
-    const CComPtr<IQueryFilterSource> source = as<IQueryFilterSource>(made);
+    const CComQIPtr<IQueryFilterSource> source(made.p);
     LONG count = 0;
     ASSERT_EQ(source->get_FieldCount(&count), S_OK);
     ASSERT_EQ(count, 3);
-    const std::vector<std::string> expected{"SYMBOL_C", "Größe", zero};
+    const std::vector<std::string> expected{"SYMBOL_C",
+                                            "Gr\xC3\xB6\xC3\x9F"
+                                            "e",
+                                            zero};
     for (LONG i = 0; i < count; ++i) {
         CComBSTR name;
         EXPECT_EQ(source->get_FieldName(i, &name), S_OK);
@@ -80,7 +99,7 @@ TEST(QueryFilter, GivesBackWhatItWasGiven) {
 
 TEST(QueryFilter, AnswersForTheEdges) {
     const CComPtr<IQueryFilter> made = filter({});
-    const CComPtr<IQueryFilterSource> source = as<IQueryFilterSource>(made);
+    const CComQIPtr<IQueryFilterSource> source(made.p);
     EXPECT_EQ(made->AddField(nullptr), E_INVALIDARG);
     CComBSTR text;
     EXPECT_EQ(source->get_FieldName(0, &text), E_INVALIDARG);
@@ -99,4 +118,3 @@ TEST(QueryFilter, AnswersForTheEdges) {
 }
 
 }  // namespace
-}  // namespace host_test

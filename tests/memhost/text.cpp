@@ -4,23 +4,44 @@
 
 namespace memhost {
 
-CComBSTR bstr(std::string_view text) {
+namespace {
+
+CComBSTR wide(UINT codePage, std::string_view text) {
     const int bytes = static_cast<int>(text.size());
-    const int units = bytes == 0 ? 0 : MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
+    const int units = bytes == 0 ? 0 : MultiByteToWideChar(codePage, 0, text.data(), bytes, nullptr, 0);
     CComBSTR result;
     result.Attach(SysAllocStringLen(nullptr, static_cast<UINT>(units)));
     if (!result) AtlThrow(E_OUTOFMEMORY);
-    if (units != 0) MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, result.m_str, units);
+    if (units != 0) MultiByteToWideChar(codePage, 0, text.data(), bytes, result.m_str, units);
     return result;
 }
 
-std::string utf8(WideView text) {
+std::string narrow(UINT codePage, WideView text) {
     if (text.empty()) return {};
     const int units = static_cast<int>(text.size());
-    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
+    const int bytes = WideCharToMultiByte(codePage, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), units, result.data(), bytes, nullptr, nullptr);
+    WideCharToMultiByte(codePage, 0, text.data(), units, result.data(), bytes, nullptr, nullptr);
     return result;
+}
+
+}  // namespace
+
+CComBSTR bstr(std::string_view text) {
+    return wide(CP_UTF8, text);
+}
+
+std::string utf8(WideView text) {
+    return narrow(CP_UTF8, text);
+}
+
+std::string narrowed(std::string_view utf8Text) {
+    const CComBSTR text = bstr(utf8Text);
+    return narrow(CP_THREAD_ACP, WideView(text.m_str, text.Length()));
+}
+
+std::string fromNarrow(std::string_view narrowText) {
+    return utf8(wide(CP_THREAD_ACP, narrowText).m_str);
 }
 
 std::string utf8(BSTR text) {

@@ -1,5 +1,5 @@
 // UTF-8 to UTF-16 and back.
-#include "platform/platform.h"
+#include "support/platform_hooks.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -15,9 +15,9 @@ constexpr UINT codePages[] = {CP_ACP, CP_THREAD_ACP, CP_UTF8};
 WideString toWide(std::string_view bytes, UINT codePage = CP_UTF8) {
     const int size = static_cast<int>(bytes.size());
     const int count = MultiByteToWideChar(codePage, 0, bytes.data(), size, nullptr, 0);
-    WideString target(static_cast<std::size_t>(count) + 1, u'#');
+    WideString target(static_cast<std::size_t>(count) + 1, OLESTR('#'));
     EXPECT_EQ(MultiByteToWideChar(codePage, 0, bytes.data(), size, target.data(), count), count);
-    EXPECT_EQ(target.back(), u'#');
+    EXPECT_EQ(target.back(), OLESTR('#'));
     target.pop_back();
     return target;
 }
@@ -39,50 +39,52 @@ TEST(CodePage, ValidTextsGoBothWays) {
         std::string_view bytes;
     };
     const Row rows[] = {
-        {"ASCII", u"Depth 1", "Depth 1"},
-        {"embedded zero", u"a\0b"sv, "a\0b"sv},
-        {"least and greatest of two bytes", u"\u0080\u07FF", "\xC2\x80\xDF\xBF"},
-        {"least and greatest of three bytes", u"\u0800\uFFFF", "\xE0\xA0\x80\xEF\xBF\xBF"},
-        {"around the surrogates", u"\uD7FF\uE000", "\xED\x9F\xBF\xEE\x80\x80"},
-        {"least and greatest of four bytes", u"\U00010000\U0010FFFF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
-        {"byte order mark is kept", u"\uFEFFa",
+        {"ASCII", OLESTR("Depth 1"), "Depth 1"},
+        {"embedded zero", OLESTR("a\0b"sv), "a\0b"sv},
+        {"least and greatest of two bytes", OLESTR("\u0080\u07FF"), "\xC2\x80\xDF\xBF"},
+        {"least and greatest of three bytes", OLESTR("\u0800\uFFFF"), "\xE0\xA0\x80\xEF\xBF\xBF"},
+        {"around the surrogates", OLESTR("\uD7FF\uE000"), "\xED\x9F\xBF\xEE\x80\x80"},
+        {"least and greatest of four bytes", OLESTR("\U00010000\U0010FFFF"), "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
+        {"byte order mark is kept", OLESTR("\uFEFFa"),
          "\xEF\xBB\xBF"
          "a"},
-        {"replacement character", u"\uFFFD", "\xEF\xBF\xBD"},
+        {"replacement character", OLESTR("\uFFFD"), "\xEF\xBF\xBD"},
     };
     for (const Row& row : rows)
         for (const UINT codePage : codePages) {
+            // There the narrow text of the system is the user's choice.
+            if (codePage != CP_UTF8 && !onPortablePlatform()) continue;
             EXPECT_EQ(toBytes(row.text, codePage), row.bytes) << row.name;
             EXPECT_EQ(toWide(row.bytes, codePage), row.text) << row.name;
         }
 }
 
 TEST(CodePage, InvalidBytesAreReplaced) {
+    NOT_UNDER_WINE("Wine swallows what follows an unfinished sequence");
     struct Row {
         const char* name;
         std::string_view bytes;
         WideView expected;
     };
     const Row rows[] = {
-        {"lone continuation byte", "a\x80z", u"a\uFFFDz"},
-        {"byte that starts nothing", "\xFFz", u"\uFFFDz"},
-        {"overlong of two bytes", "\xC0\xAFz", u"\uFFFD\uFFFDz"},
-        {"overlong of three bytes", "\xE0\x80\xAFz", u"\uFFFD\uFFFDz"},
-        {"overlong of four bytes", "\xF0\x80\x80\xAFz", u"\uFFFD\uFFFD\uFFFDz"},
-        {"encoded surrogate", "\xED\xA0\x80z", u"\uFFFD\uFFFDz"},
-        {"encoded surrogate pair", "\xED\xA0\xBD\xED\xB8\x80z", u"\uFFFD\uFFFD\uFFFD\uFFFDz"},
-        {"beyond the last character", "\xF4\x90\x80\x80z", u"\uFFFD\uFFFD\uFFFDz"},
-        {"lead byte beyond all planes", "\xF5\x80\x80\x80z", u"\uFFFD\uFFFD\uFFFD\uFFFDz"},
-        {"unfinished of three bytes", "\xE2\x82z", u"\uFFFDz"},
-        {"unfinished of four bytes", "\xF0\x9F\x98z", u"\uFFFDz"},
-        {"unfinished by a lead byte", "\xE2\xE2\x82\xAC", u"\uFFFD\u20AC"},
-        {"unfinished at the end", "z\xE2\x82", u"z\uFFFD"},
-        {"lead byte at the end", "z\xF0", u"z\uFFFD"},
+        {"lone continuation byte", "a\x80z", OLESTR("a\uFFFDz")},
+        {"byte that starts nothing", "\xFFz", OLESTR("\uFFFDz")},
+        {"overlong of two bytes", "\xC0\xAFz", OLESTR("\uFFFD\uFFFDz")},
+        {"overlong of three bytes", "\xE0\x80\xAFz", OLESTR("\uFFFD\uFFFDz")},
+        {"overlong of four bytes", "\xF0\x80\x80\xAFz", OLESTR("\uFFFD\uFFFD\uFFFDz")},
+        {"encoded surrogate", "\xED\xA0\x80z", OLESTR("\uFFFD\uFFFDz")},
+        {"encoded surrogate pair", "\xED\xA0\xBD\xED\xB8\x80z", OLESTR("\uFFFD\uFFFD\uFFFD\uFFFDz")},
+        {"beyond the last character", "\xF4\x90\x80\x80z", OLESTR("\uFFFD\uFFFD\uFFFDz")},
+        {"lead byte beyond all planes", "\xF5\x80\x80\x80z", OLESTR("\uFFFD\uFFFD\uFFFD\uFFFDz")},
+        {"unfinished of three bytes", "\xE2\x82z", OLESTR("\uFFFDz")},
+        {"unfinished of four bytes", "\xF0\x9F\x98z", OLESTR("\uFFFDz")},
+        {"unfinished by a lead byte", "\xE2\xE2\x82\xAC", OLESTR("\uFFFD\u20AC")},
+        {"unfinished at the end", "z\xE2\x82", OLESTR("z\uFFFD")},
+        {"lead byte at the end", "z\xF0", OLESTR("z\uFFFD")},
         {"ASCII after a lead byte is kept",
          "\xF0"
          "ab",
-         u"\uFFFD"
-         u"ab"},
+         OLESTR("\uFFFD") OLESTR("ab")},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(toWide(row.bytes), row.expected) << row.name;
@@ -104,13 +106,13 @@ TEST(CodePage, LoneSurrogatesAreReplaced) {
     const OLECHAR high = 0xD83D;
     const OLECHAR low = 0xDE00;
     const Row rows[] = {
-        {"high at the end", {u'a', high}, "a\xEF\xBF\xBD"},
+        {"high at the end", {OLESTR('a'), high}, "a\xEF\xBF\xBD"},
         {"low at the front",
-         {low, u'a'},
+         {low, OLESTR('a')},
          "\xEF\xBF\xBD"
          "a"},
         {"high before a letter",
-         {high, u'a'},
+         {high, OLESTR('a')},
          "\xEF\xBF\xBD"
          "a"},
         {"high before a pair", {high, high, low}, "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
@@ -127,7 +129,7 @@ TEST(CodePage, LoneSurrogatesAreReplaced) {
 }
 
 TEST(CodePage, LengthMinusOneTakesTheTerminatorAlong) {
-    OLECHAR wide[8] = {u'#', u'#', u'#', u'#'};
+    OLECHAR wide[8] = {OLESTR('#'), OLESTR('#'), OLESTR('#'), OLESTR('#')};
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0,
                                   "\xC3\xA9"
                                   "b",
@@ -138,28 +140,31 @@ TEST(CodePage, LengthMinusOneTakesTheTerminatorAlong) {
                                   "b",
                                   -1, wide, 8),
               3);
-    EXPECT_EQ(WideView(wide, 4), u"\u00E9b\0#"sv);
+    EXPECT_EQ(WideView(wide, 4), OLESTR("\u00E9b\0#"sv));
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "", -1, wide, 8), 1);
     char bytes[8] = {'#', '#', '#', '#', '#'};
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\u00E9b", -1, nullptr, 0, nullptr, nullptr), 4);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\u00E9b", -1, bytes, 8, nullptr, nullptr), 4);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("\u00E9b"), -1, nullptr, 0, nullptr, nullptr), 4);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("\u00E9b"), -1, bytes, 8, nullptr, nullptr), 4);
     EXPECT_EQ(std::string_view(bytes, 5),
               "\xC3\xA9"
               "b\0#"sv);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"", -1, bytes, 8, nullptr, nullptr), 1);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR(""), -1, bytes, 8, nullptr, nullptr), 1);
 }
 
 TEST(CodePage, TooSmallATargetFails) {
+    NOT_UNDER_WINE("Wine writes half a surrogate pair");
     OLECHAR wide[4] = {};
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "abc", 3, wide, 2), 0);
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "abc", -1, wide, 3), 0) << "no room for the terminator";
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "\xF0\x9F\x98\x80", 4, wide, 1), 0) << "half a surrogate pair";
     char bytes[4] = {};
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"abc", 3, bytes, 2, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\u20AC", 1, bytes, 2, nullptr, nullptr), 0) << "part of a character";
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("abc"), 3, bytes, 2, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("\u20AC"), 1, bytes, 2, nullptr, nullptr), 0)
+        << "part of a character";
 }
 
 TEST(CodePage, WrongArgumentsFail) {
+    PORTABLE_ONLY("Windows has more code pages than one, and Wine takes a default character for UTF-8");
     OLECHAR wide[4] = {};
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, nullptr, 1, wide, 4), 0);
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a", 0, wide, 4), 0);
@@ -170,13 +175,13 @@ TEST(CodePage, WrongArgumentsFail) {
     char bytes[4] = {};
     BOOL used = FALSE;
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, nullptr, 1, bytes, 4, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 0, bytes, 4, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 1, nullptr, 4, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 1, bytes, -1, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(1252, 0, u"a", 1, bytes, 4, nullptr, nullptr), 0) << "no such code page";
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0x1000, u"a", 1, bytes, 4, nullptr, nullptr), 0) << "unknown flag";
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 1, bytes, 4, "?", nullptr), 0) << "default character";
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", 1, bytes, 4, nullptr, &used), 0) << "used default";
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("a"), 0, bytes, 4, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("a"), 1, nullptr, 4, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("a"), 1, bytes, -1, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(1252, 0, OLESTR("a"), 1, bytes, 4, nullptr, nullptr), 0) << "no such code page";
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0x1000, OLESTR("a"), 1, bytes, 4, nullptr, nullptr), 0) << "unknown flag";
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("a"), 1, bytes, 4, "?", nullptr), 0) << "default character";
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, OLESTR("a"), 1, bytes, 4, nullptr, &used), 0) << "used default";
 }
 
 TEST(CodePage, EveryCharacterGoesBothWays) {

@@ -7,6 +7,12 @@
 namespace dom_test {
 namespace {
 
+CComPtr<INodeTrace> traceOf(IXMLDOMNode* node) {
+    CComPtr<INodeTrace> trace;
+    EXPECT_EQ(node->QueryInterface(&trace), S_OK);
+    return trace;
+}
+
 template <class Interface>
 Interface* garbage() {
     return reinterpret_cast<Interface*>(1);

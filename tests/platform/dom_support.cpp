@@ -123,10 +123,4 @@ std::string textsOf(IXMLDOMNode* node, std::string_view path) {
     return texts;
 }
 
-CComPtr<INodeTrace> traceOf(IXMLDOMNode* node) {
-    CComPtr<INodeTrace> trace;
-    EXPECT_EQ(node->QueryInterface(&trace), S_OK);
-    return trace;
-}
-
 }  // namespace dom_test

@@ -1,7 +1,7 @@
 // What the tests of the XML DOM share.
 #pragma once
 
-#include "platform/platform.h"
+#include "support/platform_hooks.h"
 
 #include <ostream>
 #include <string>
@@ -49,7 +49,5 @@ std::string typedTextOf(IXMLDOMNode* node);
 std::string attributeOf(IXMLDOMNode* element, std::string_view name);
 /// The texts of the nodes, joined by '|'.
 std::string textsOf(IXMLDOMNode* node, std::string_view path);
-
-CComPtr<INodeTrace> traceOf(IXMLDOMNode* node);
 
 }  // namespace dom_test

@@ -20,6 +20,9 @@ std::ostream& operator<<(std::ostream& out, const TextCase& test) {
 class DomText : public testing::TestWithParam<TextCase> {};
 
 TEST_P(DomText, IsWhatTheDefaultsSay) {
+    const std::string_view name = GetParam().name;
+    if (name == "PreserveInsideCounts" || name == "AttributeByDefault")
+        NOT_UNDER_WINE("Wine's MSXML knows no xml:space below the root and no attributes with default values");
     const CComPtr<IXMLDOMDocument> document = parse(GetParam().document);
     const CComPtr<IXMLDOMNode> node = first(document, GetParam().path);
     ASSERT_TRUE(node);
@@ -99,6 +102,9 @@ std::ostream& operator<<(std::ostream& out, const SelectCase& test) {
 class DomSelect : public testing::TestWithParam<SelectCase> {};
 
 TEST_P(DomSelect, FindsInDocumentOrder) {
+    if (std::string_view(GetParam().path).find_first_not_of("/@abcdefghijklmnopqrstuvwxyz") != std::string_view::npos ||
+        std::string_view(GetParam().path).find("//") == 0)
+        PORTABLE_ONLY("MSXML 3 by itself understands an older language; paths for both are names and slashes");
     const CComPtr<IXMLDOMDocument> document = parse(
         "<map xmlns='urn:d' xmlns:p='urn:p'><class n='1'><rule>a</rule><p:rule>b</p:rule>"
         "<condition><rule>c</rule></condition></class><rule>d</rule><class n='2'><rule p:n='3'>e</rule>"
@@ -152,6 +158,7 @@ INSTANTIATE_TEST_SUITE_P(All, DomSelect, testing::ValuesIn(selectCases),
 class DomBadPath : public testing::TestWithParam<const char*> {};
 
 TEST_P(DomBadPath, Fails) {
+    PORTABLE_ONLY("what is a bad path depends on the language of paths");
     const CComPtr<IXMLDOMDocument> document = parse("<a><b/></a>");
     const CComPtr<IXMLDOMDocument> empty = newDocument();
     testing::internal::CaptureStderr();
@@ -172,6 +179,7 @@ INSTANTIATE_TEST_SUITE_P(All, DomBadPath,
                                          "(a", "@", "a/@", "//b['", "a:b:c", "id(", "unknown-axis::a"));
 
 TEST(DomAttributes, AreFoundByNameWithPrefix) {
+    NOT_UNDER_WINE("Wine's MSXML does not find declarations of namespaces");
     const CComPtr<IXMLDOMDocument> document = parse("<a xmlns='urn:d' xmlns:p='urn:p' x='1' p:x='2' y='3'/>");
     const CComPtr<IXMLDOMNode> element = first(document, "/a");
     EXPECT_EQ(attributeOf(element, "x"), "1");
@@ -204,6 +212,7 @@ TEST(DomAttributes, AreCountedAndTakenByIndex) {
 }
 
 TEST(DomNames, AreThoseOfTheDom) {
+    NOT_UNDER_WINE("Wine's MSXML does not find declarations of namespaces");
     const CComPtr<IXMLDOMDocument> document =
         parse("<p:a xmlns:p='u' p:x='1' y='2'>t<![CDATA[c]]><!--c--><?target data?></p:a>");
     EXPECT_EQ(nameOf(document), "#document");

@@ -1,5 +1,5 @@
 // The thread's error object, and object creation by class.
-#include "platform/platform.h"
+#include "support/platform_hooks.h"
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -38,52 +38,55 @@ TEST(ErrorInfo, NoneAtFirst) {
 }
 
 TEST(ErrorInfo, TakenOnce) {
-    const CComPtr<IErrorInfo> set = errorWith(u"no such table");
+    const CComPtr<IErrorInfo> set = errorWith(OLESTR("no such table"));
     EXPECT_EQ(SetErrorInfo(0, set), S_OK);
     CComPtr<IErrorInfo> taken;
     EXPECT_EQ(GetErrorInfo(0, &taken), S_OK);
     EXPECT_EQ(taken.p, set.p);
-    EXPECT_EQ(takeDescription(), u"");
+    EXPECT_EQ(takeDescription(), OLESTR(""));
 }
 
 TEST(ErrorInfo, PlatformKeepsItsOwnReference) {
-    EXPECT_EQ(SetErrorInfo(0, errorWith(u"kept")), S_OK);
-    EXPECT_EQ(takeDescription(), u"kept");
+    EXPECT_EQ(SetErrorInfo(0, errorWith(OLESTR("kept"))), S_OK);
+    EXPECT_EQ(takeDescription(), OLESTR("kept"));
 }
 
+/// How an error object shows in the count of the system's objects.
+const std::size_t counted = onPortablePlatform() ? 1 : 0;
+
 TEST(ErrorInfo, ReplacedObjectIsReleased) {
-    const std::size_t before = PlatformLiveObjects();
-    EXPECT_EQ(SetErrorInfo(0, errorWith(u"first")), S_OK);
-    EXPECT_EQ(SetErrorInfo(0, errorWith(u"second")), S_OK);
-    EXPECT_EQ(PlatformLiveObjects(), before + 1);
-    EXPECT_EQ(takeDescription(), u"second");
-    EXPECT_EQ(PlatformLiveObjects(), before);
+    const std::size_t before = liveSystemObjects();
+    EXPECT_EQ(SetErrorInfo(0, errorWith(OLESTR("first"))), S_OK);
+    EXPECT_EQ(SetErrorInfo(0, errorWith(OLESTR("second"))), S_OK);
+    EXPECT_EQ(liveSystemObjects(), before + counted);
+    EXPECT_EQ(takeDescription(), OLESTR("second"));
+    EXPECT_EQ(liveSystemObjects(), before);
 }
 
 TEST(ErrorInfo, SameObjectTwice) {
-    const CComPtr<IErrorInfo> info = errorWith(u"same");
+    const CComPtr<IErrorInfo> info = errorWith(OLESTR("same"));
     EXPECT_EQ(SetErrorInfo(0, info), S_OK);
     EXPECT_EQ(SetErrorInfo(0, info), S_OK);
-    EXPECT_EQ(takeDescription(), u"same");
+    EXPECT_EQ(takeDescription(), OLESTR("same"));
 }
 
 TEST(ErrorInfo, NullClears) {
-    const std::size_t before = PlatformLiveObjects();
-    EXPECT_EQ(SetErrorInfo(0, errorWith(u"gone")), S_OK);
+    const std::size_t before = liveSystemObjects();
+    EXPECT_EQ(SetErrorInfo(0, errorWith(OLESTR("gone"))), S_OK);
     EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
-    EXPECT_EQ(PlatformLiveObjects(), before);
-    EXPECT_EQ(takeDescription(), u"");
+    EXPECT_EQ(liveSystemObjects(), before);
+    EXPECT_EQ(takeDescription(), OLESTR(""));
 }
 
 TEST(ErrorInfo, BelongsToItsThread) {
-    const std::size_t before = PlatformLiveObjects();
-    EXPECT_EQ(SetErrorInfo(0, errorWith(u"main")), S_OK);
+    const std::size_t before = liveSystemObjects();
+    EXPECT_EQ(SetErrorInfo(0, errorWith(OLESTR("main"))), S_OK);
     std::thread([] {
-        EXPECT_EQ(takeDescription(), u"");
-        EXPECT_EQ(SetErrorInfo(0, errorWith(u"other")), S_OK);
+        EXPECT_EQ(takeDescription(), OLESTR(""));
+        EXPECT_EQ(SetErrorInfo(0, errorWith(OLESTR("other"))), S_OK);
     }).join();
-    EXPECT_EQ(PlatformLiveObjects(), before + 1) << "the other thread's object ended with it";
-    EXPECT_EQ(takeDescription(), u"main");
+    EXPECT_EQ(liveSystemObjects(), before + counted) << "the other thread's object ended with it";
+    EXPECT_EQ(takeDescription(), OLESTR("main"));
 }
 
 TEST(ErrorInfo, WrongArguments) {
@@ -97,9 +100,9 @@ TEST(ErrorInfo, WrongArguments) {
 TEST(ErrorInfo, GivesBackWhatWasSet) {
     CComPtr<ICreateErrorInfo> created;
     ASSERT_EQ(CreateErrorInfo(&created), S_OK);
-    OLECHAR source[] = u"source";
-    OLECHAR description[] = u"description";
-    OLECHAR helpFile[] = u"help file";
+    OLECHAR source[] = OLESTR("source");
+    OLECHAR description[] = OLESTR("description");
+    OLECHAR helpFile[] = OLESTR("help file");
     EXPECT_EQ(created->SetGUID(sampleGuid), S_OK);
     EXPECT_EQ(created->SetSource(source), S_OK);
     EXPECT_EQ(created->SetDescription(description), S_OK);
@@ -143,11 +146,13 @@ TEST(ErrorInfo, OneObjectBehindItsInterfaces) {
     void* object = static_cast<void*>(&object);  // the call has to overwrite it
     EXPECT_EQ(created->QueryInterface(sampleGuid, &object), E_NOINTERFACE);
     EXPECT_EQ(object, nullptr);
-    EXPECT_EQ(created->QueryInterface(sampleGuid, nullptr), E_POINTER);
+    if (!underWine()) {  // it writes there
+        EXPECT_EQ(created->QueryInterface(sampleGuid, nullptr), E_POINTER);
+    }
 }
 
 TEST(ObjectFactory, Refusals) {
-    const CComPtr<IErrorInfo> outer = errorWith(u"");
+    const CComPtr<IErrorInfo> outer = errorWith(OLESTR(""));
     struct Row {
         const char* name;
         CLSID clsid;
@@ -171,6 +176,7 @@ TEST(ObjectFactory, Refusals) {
 }
 
 TEST(ObjectFactory, NeedsNoInitialising) {
+    PORTABLE_ONLY("COM has to be initialised, as main has done");
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
     CoUninitialize();
 }

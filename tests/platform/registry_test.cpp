@@ -90,6 +90,19 @@ TEST_F(Registry, keysThatAreNotThere) {
     HKEY key = nullptr;
     EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Empty", 0, KEY_QUERY_VALUE, &key), ERROR_SUCCESS);
     EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Vend", 0, KEY_QUERY_VALUE, &key), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(Registry, keysAboveOthersAreThere) {
+    HKEY key = nullptr;
+    for (const char16_t* path : {u"Software", u"Software\\Vendor", u"Software\\Vendor\\"}) {
+        EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_QUERY_VALUE, &key), ERROR_SUCCESS);
+        EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    }
+}
+
+TEST_F(Registry, oneBackslashAtTheEndOfAPathDoesNotCount) {
+    EXPECT_EQ(read(u"Software\\Vendor\\Product\\", u"Text"), ERROR_SUCCESS);
 }
 
 TEST_F(Registry, valueThatDoesNotFitTellsItsSize) {

@@ -30,6 +30,7 @@ void PrintTo(const Case& row, std::ostream* stream) {
 class Convert : public testing::TestWithParam<Case> {};
 
 TEST_P(Convert, GivesValueOrStatus) {
+    if (wineDiffers(GetParam().name)) GTEST_SKIP() << "Wine is known to answer otherwise";
     const Case& row = GetParam();
     CComVariant source(row.source);
     CComVariant target(OLESTR("before"));
@@ -42,6 +43,7 @@ TEST_P(Convert, GivesValueOrStatus) {
 }
 
 TEST_P(Convert, GivesTheSameInPlace) {
+    if (wineDiffers(GetParam().name)) GTEST_SKIP() << "Wine is known to answer otherwise";
     const Case& row = GetParam();
     CComVariant value(row.source);
     EXPECT_EQ(VariantChangeTypeEx(&value, &value, row.locale, row.flags, row.type), row.status);
@@ -56,7 +58,7 @@ std::vector<Case> integerCases() {
     return {
         {"empty_is_zero", empty(), VT_I4, i4(0)},
         {"empty_is_the_empty_text", empty(), VT_BSTR, text(OLESTR(""))},
-        {"empty_is_false", empty(), VT_BOOL, boolean(VARIANT_FALSE)},
+        {"empty_is_false", empty(), VT_BOOL, truth(VARIANT_FALSE)},
         {"anything_is_null", i4(1), VT_NULL, null()},
         {"anything_is_empty", i4(1), VT_EMPTY, empty()},
         fails("null_is_nothing_else", null(), VT_I4, DISP_E_TYPEMISMATCH),
@@ -76,17 +78,17 @@ std::vector<Case> integerCases() {
         fails("wider_unsigned_has_no_minus", i4(-1), VT_UI8, DISP_E_OVERFLOW),
         fails("narrower_unsigned", i4(256), VT_UI1, DISP_E_OVERFLOW),
         {"narrowest", i4(-128), VT_I1, typed(VT_I1, 0x80)},
-        {"true_is_minus_one", boolean(VARIANT_TRUE), VT_I4, i4(-1)},
-        {"true_in_an_unsigned_byte", boolean(VARIANT_TRUE), VT_UI1, typed(VT_UI1, 0xFF)},
-        {"not_zero_is_true", i4(256), VT_BOOL, boolean(VARIANT_TRUE)},
+        {"true_is_minus_one", truth(VARIANT_TRUE), VT_I4, i4(-1)},
+        {"true_in_an_unsigned_byte", truth(VARIANT_TRUE), VT_UI1, typed(VT_UI1, 0xFF)},
+        {"not_zero_is_true", i4(256), VT_BOOL, truth(VARIANT_TRUE)},
         {"to_real", i4(-3), VT_R8, r8(-3.0)},
         {"to_amount", i4(3), VT_CY, typed(VT_CY, 30000)},
         fails("beyond_amounts", typed(VT_I8, 922337203685478), VT_CY, DISP_E_OVERFLOW),
         {"to_text", i4(-2147483647), VT_BSTR, text(OLESTR("-2147483647"))},
         {"largest_to_text", typed(VT_UI8, ~0ULL), VT_BSTR, text(OLESTR("18446744073709551615"))},
-        {"bool_to_digits", boolean(VARIANT_TRUE), VT_BSTR, text(OLESTR("-1"))},
-        {"bool_to_word", boolean(VARIANT_TRUE), VT_BSTR, text(OLESTR("True")), S_OK, VARIANT_ALPHABOOL},
-        {"bool_to_local_word", boolean(VARIANT_FALSE), VT_BSTR, text(OLESTR("False")), S_OK, VARIANT_LOCALBOOL},
+        {"bool_to_digits", truth(VARIANT_TRUE), VT_BSTR, text(OLESTR("-1"))},
+        {"bool_to_word", truth(VARIANT_TRUE), VT_BSTR, text(OLESTR("True")), S_OK, VARIANT_ALPHABOOL},
+        {"bool_to_local_word", truth(VARIANT_FALSE), VT_BSTR, text(OLESTR("False")), S_OK, VARIANT_LOCALBOOL},
         fails("int_out_of_dates", i4(3000000), VT_DATE, DISP_E_OVERFLOW),
     };
 }
@@ -101,7 +103,7 @@ std::vector<Case> realCases() {
         {"rounds_into_range", r8(-2147483648.5), VT_I4, i4(-2147483647 - 1)},
         fails("infinity_is_no_integer", r8(infinity), VT_I4, DISP_E_OVERFLOW),
         fails("nan_is_no_integer", r8(notANumber), VT_I4, DISP_E_OVERFLOW),
-        {"nan_is_true", r8(notANumber), VT_BOOL, boolean(VARIANT_TRUE)},
+        {"nan_is_true", r8(notANumber), VT_BOOL, truth(VARIANT_TRUE)},
         fails("too_large_for_float", r8(3.5e38), VT_R4, DISP_E_OVERFLOW),
         {"to_float", r8(0.1), VT_R4, r4(0.1F)},
         {"fifteen_digits", r8(1.0 / 3), VT_BSTR, text(OLESTR("0.333333333333333"))},
@@ -176,10 +178,10 @@ std::vector<Case> numberTextCases() {
         {"exact_64_bits", text(OLESTR("-9223372036854775808")), VT_I8, typed(VT_I8, 0x8000000000000000U)},
         {"largest_amount", text(OLESTR("922337203685477.5807")), VT_CY, typed(VT_CY, 0x7FFFFFFFFFFFFFFFU)},
         {"ends_at_zero", text(WideView(OLESTR("1\0x"), 3)), VT_I4, i4(1)},
-        {"word_true", text(OLESTR("tRUE")), VT_BOOL, boolean(VARIANT_TRUE)},
-        {"word_false", text(OLESTR("False")), VT_BOOL, boolean(VARIANT_FALSE)},
-        {"marked_word", text(OLESTR("#TRUE#")), VT_BOOL, boolean(VARIANT_TRUE)},
-        {"number_as_bool", text(OLESTR("0.5")), VT_BOOL, boolean(VARIANT_TRUE)},
+        {"word_true", text(OLESTR("tRUE")), VT_BOOL, truth(VARIANT_TRUE)},
+        {"word_false", text(OLESTR("False")), VT_BOOL, truth(VARIANT_FALSE)},
+        {"marked_word", text(OLESTR("#TRUE#")), VT_BOOL, truth(VARIANT_TRUE)},
+        {"number_as_bool", text(OLESTR("0.5")), VT_BOOL, truth(VARIANT_TRUE)},
         fails("word_with_space", text(OLESTR("True ")), VT_BOOL, DISP_E_TYPEMISMATCH),
     };
 }
@@ -207,7 +209,7 @@ std::vector<Case> fixedPointCases() {
          decimal(0, 2, 28, false)},
         fails("text_beyond_decimals", text(OLESTR("79228162514264337593543950336")), VT_DECIMAL, DISP_E_OVERFLOW),
         {"real_to_decimal", r8(0.1), VT_DECIMAL, decimal(0, 1, 1, false)},
-        {"true_to_decimal", boolean(VARIANT_TRUE), VT_DECIMAL, decimal(0, 1, 0, true)},
+        {"true_to_decimal", truth(VARIANT_TRUE), VT_DECIMAL, decimal(0, 1, 0, true)},
     };
 }
 
@@ -257,15 +259,16 @@ INSTANTIATE_TEST_SUITE_P(FixedPoint, Convert, testing::ValuesIn(fixedPointCases(
 INSTANTIATE_TEST_SUITE_P(Dates, Convert, testing::ValuesIn(dateCases()), nameOf);
 
 TEST(ConvertVariant, TextOfManyDigitsStaysExact) {
+    NOT_UNDER_WINE("Wine rounds on the way");
     // A tie that only the thousandth digit decides.
     WideString digits = OLESTR("9007199254740993.");
-    CComVariant value = text(digits + WideString(1000, u'0') + u'1');
+    CComVariant value = text(digits + WideString(1000, OLESTR('0')) + OLESTR('1'));
     ASSERT_EQ(VariantChangeType(&value, &value, 0, VT_R8), S_OK);
     expectSame(value, r8(9007199254740994.0));
 }
 
 TEST(ConvertVariant, NullTextIsTheEmptyText) {
-    const CComVariant source = nullText();
+    CComVariant source = nullText();
     CComVariant target;
     EXPECT_EQ(VariantChangeType(&target, &source, 0, VT_I4), DISP_E_TYPEMISMATCH);
     EXPECT_EQ(VariantChangeType(&target, &source, 0, VT_BSTR), S_OK);
@@ -273,6 +276,7 @@ TEST(ConvertVariant, NullTextIsTheEmptyText) {
 }
 
 TEST(ConvertVariant, MissingVariantIsInvalid) {
+    NOT_UNDER_WINE("Wine does not look whether there is a variant");
     VARIANT value;
     VariantInit(&value);
     EXPECT_EQ(VariantChangeType(nullptr, &value, 0, VT_I4), E_INVALIDARG);

@@ -130,8 +130,8 @@ TEST(CompileReport, sixtyOneCharactersAreCut) {
 
 TEST(CompileReport, textsBeyondAsciiAreNarrowText) {
     EXPECT_THAT(loadReport("B\xC3\xB8je \xE2\x82\xAC = (", "rulename='\xC3\x86' field='\xC3\x98'"),
-                StartsWith("Encountered error processing Python in CXML!\nRule Name: \xC3\x86\n"
-                           "Calculating Field: \xC3\x98\nFunction: B\xC3\xB8je \xE2\x82\xAC = (\n"));
+                StartsWith(memhost::narrowed("Encountered error processing Python in CXML!\nRule Name: \xC3\x86\n"
+                                             "Calculating Field: \xC3\x98\nFunction: B\xC3\xB8je \xE2\x82\xAC = (\n")));
 }
 
 TEST(CompileReport, leavesTheDocumentOutOfTheManager) {

@@ -3,6 +3,7 @@
 
 #include "memhost/table.h"
 #include "support/loaded_map.h"
+#include "support/platform_hooks.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -13,15 +14,17 @@
 /// Keeps what is written to the debugger for as long as it lives.
 class DebugRecorder {
 public:
-    DebugRecorder() { PlatformSetDebugSink(keep, this); }
-    ~DebugRecorder() { PlatformSetDebugSink(nullptr, nullptr); }
+    DebugRecorder() { setDebugSink(keep, this); }
+    ~DebugRecorder() { setDebugSink(nullptr, nullptr); }
     DebugRecorder(const DebugRecorder&) = delete;
     DebugRecorder& operator=(const DebugRecorder&) = delete;
 
     std::vector<std::string> texts;
 
 private:
-    static void keep(LPCSTR text, void* context) { static_cast<DebugRecorder*>(context)->texts.emplace_back(text); }
+    static void keep(const char* text, void* context) {
+        static_cast<DebugRecorder*>(context)->texts.emplace_back(text);
+    }
 };
 
 /// Runs Python of the host's own, as a host does between the library's calls. \return whether it ran without an error.

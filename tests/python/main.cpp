@@ -4,6 +4,7 @@
 #include "python/expression_fixture.h"
 #include "python/scenarios.h"
 #include "support/leak_check.h"
+#include "support/platform_hooks.h"
 
 #include <string_view>
 
@@ -15,6 +16,7 @@ extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-i
 }
 
 int main(int argc, char** argv) {
+    const SystemSession session;
     if (argc == 3 && std::string_view(argv[1]) == "--scenario") return runScenario(argv[2]);
     testing::InitGoogleTest(&argc, argv);
     installLeakCheck();

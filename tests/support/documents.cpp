@@ -54,6 +54,10 @@ TemporaryFolder::~TemporaryFolder() {
     std::filesystem::remove_all(path_, ignored);
 }
 
+std::string TemporaryFolder::pathOf(std::string_view name) const {
+    return (std::filesystem::path(path_) / name).string();
+}
+
 std::string TemporaryFolder::write(std::string_view name, std::string_view content) const {
     const std::filesystem::path path = std::filesystem::path(path_) / name;
     std::filesystem::create_directories(path.parent_path());

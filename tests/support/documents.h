@@ -28,8 +28,10 @@ public:
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-    /// Ends without a separator.
+    /// Ends without a separator; the separators are the system's.
     const std::string& path() const noexcept { return path_; }
+    /// The path of a file of that name, as a user of the system would write it.
+    std::string pathOf(std::string_view name) const;
     /// Writes a file of that name and returns its path.
     std::string write(std::string_view name, std::string_view content) const;
 

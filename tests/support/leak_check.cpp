@@ -1,6 +1,6 @@
 #include "support/leak_check.h"
 
-#include "platform/platform.h"
+#include "support/platform_hooks.h"
 
 #include <gtest/gtest.h>
 #include <vector>
@@ -14,7 +14,7 @@ struct Counter {
 };
 
 std::vector<Counter>& counters() {
-    static std::vector<Counter> all{{"platform objects", PlatformLiveObjects, 0}, {"BSTRs", PlatformHeldBstrs, 0}};
+    static std::vector<Counter> all{{"objects of the system", liveSystemObjects, 0}, {"BSTRs", heldBstrs, 0}};
     return all;
 }
 

@@ -44,6 +44,33 @@ class CTestReportTest(unittest.TestCase):
         self.assertEqual(counts.skipped, [("skips", "no server here"), ("off", "disabled")])
         self.assertEqual(str(counts), "1 passed, 3 failed, 2 skipped")
 
+    def test_cases_of_programs(self):
+        suites = """<testsuites><testsuite name="A">
+            <testcase name="good" classname="A" status="run" result="completed"/>
+            <testcase name="bad" classname="A" status="run" result="completed"><failure message="1 is 2"/></testcase>
+            <testcase name="off" classname="A" status="notrun" result="suppressed"/>
+            <testcase name="not here" classname="A" status="run" result="skipped">
+                <skipped message="a_test.cpp:3&#x0A;no such thing"/></testcase></testsuite></testsuites>"""
+        good = '<testsuites><testsuite><testcase name="a" classname="B" status="run"/></testsuite></testsuites>'
+        none = "<testsuites/>"
+        report = """<testsuite><testcase name="mixed" status="fail"><failure/></testcase>
+            <testcase name="good" status="run"/>
+            <testcase name="none" status="run"/>
+            <testcase name="crashed late" status="fail"><failure message="Failed"/><system-out>boom</system-out></testcase>
+            <testcase name="crashed" status="fail"><failure message="Failed"/><system-out>bang</system-out></testcase>
+            <testcase name="other" status="run"/></testsuite>"""
+        with tempfile.TemporaryDirectory() as folder:
+            programs = Path(folder)
+            for name, text in (("mixed", suites), ("good", good), ("none", none), ("crashed late", good)):
+                (programs / f"{name}.xml").write_text(text, encoding="utf-8")
+            path = programs / "ctest"
+            path.write_text(report, encoding="utf-8")
+            counts = ctest_report.read(path, programs)
+        self.assertEqual(counts.passed, 4)
+        self.assertEqual(counts.failed, [("mixed.A.bad", "1 is 2"), ("none", "no case of it passed"),
+                                         ("crashed late", "boom"), ("crashed", "bang")])
+        self.assertEqual(counts.skipped, [("mixed.A.off", "disabled"), ("mixed.A.not here", "no such thing")])
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -81,7 +81,8 @@ std::optional<Value> parseValue(std::string_view text) {
     return Value{REG_DWORD, std::string(reinterpret_cast<const char*>(&number), sizeof number)};
 }
 
-/// The values of a key; nothing when the file has no such key. Lines that are no values are passed over.
+/// The values of a key; nothing when the file has neither such a key nor one below it. Lines that are no values are
+/// passed over.
 std::optional<Values> readKey(const std::string& file, const std::u16string& wantedKey) {
     std::ifstream lines(file);
     std::optional<Values> values;
@@ -89,8 +90,9 @@ std::optional<Values> readKey(const std::string& file, const std::u16string& wan
     for (std::string raw; std::getline(lines, raw);) {
         std::string_view line = trim(raw);
         if (line.starts_with('[') && line.ends_with(']')) {
-            inside = upper(widen(line.substr(1, line.size() - 2))) == wantedKey;
-            if (inside && !values) values.emplace();
+            const std::u16string key = upper(widen(line.substr(1, line.size() - 2)));
+            inside = key == wantedKey;
+            if (!values && (inside || key.starts_with(wantedKey + u'\\'))) values.emplace();
             continue;
         }
         if (!inside) continue;
@@ -112,12 +114,15 @@ LSTATUS RegOpenKeyExW(HKEY root, LPCWSTR path, DWORD /*options*/, REGSAM /*acces
     if (!path || !key) return ERROR_INVALID_PARAMETER;
     *key = nullptr;
     if (root != HKEY_LOCAL_MACHINE) return ERROR_INVALID_HANDLE;
-    auto values = readKey(currentFile(), upper(u"HKEY_LOCAL_MACHINE\\" + std::u16string(path)));
+    std::u16string_view name = path;
+    if (name.ends_with(u'\\')) name.remove_suffix(1);
+    auto values = readKey(currentFile(), upper(u"HKEY_LOCAL_MACHINE\\" + std::u16string(name)));
     if (!values) return ERROR_FILE_NOT_FOUND;
     *key = new PlatformRegistryKey{std::move(*values)};
     return ERROR_SUCCESS;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the platform's own signature
 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* bytes) {
     if (!key) return ERROR_INVALID_HANDLE;
     if (reserved || (data && !bytes)) return ERROR_INVALID_PARAMETER;
@@ -129,6 +134,7 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, B
     if (bytes) *bytes = static_cast<DWORD>(value.bytes.size());
     if (!data) return ERROR_SUCCESS;
     if (capacity < value.bytes.size()) return ERROR_MORE_DATA;
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): a text's terminator is among its bytes
     std::memcpy(data, value.bytes.data(), value.bytes.size());
     return ERROR_SUCCESS;
 }

@@ -8,14 +8,13 @@ Windows program is missing. See known_differences.txt for the list's format.
 import argparse
 import collections
 import dataclasses
-import fcntl
-import os
 import pathlib
 import re
-import shutil
-import signal
-import subprocess
 import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[3] / "scripts" / "checks"))
+
+from wine import TimedOut, Wine, find_wine, run  # noqa: E402
 
 SKIPPED = 77
 SHOWN = 40
@@ -77,59 +76,6 @@ def read_known(path):
         if not (entry.category and entry.asked and entry.reason and complete):
             raise SystemExit(f"{path}:{entry.line}: incomplete entry")
     return entries
-
-
-def run(command, timeout, **options):
-    """Runs a command in a process group of its own, which a time-out ends as a whole."""
-    with subprocess.Popen(command, start_new_session=True, **options) as process:
-        try:
-            return process.wait(timeout)
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)
-            process.wait()
-            raise SystemExit(f"no end after {timeout} s: {command}")
-
-
-def find_wine():
-    for name in ("wine64", "wine"):
-        if found := shutil.which(name):
-            return found
-    # Debian keeps the loader out of the path when only the 64-bit half is installed.
-    for path in ("/usr/lib/wine/wine64", "/usr/lib/wine/wine"):
-        if os.access(path, os.X_OK):
-            return path
-    return None
-
-
-class Wine:
-    """Wine with a prefix of its own inside the build folder."""
-
-    def __init__(self, program, work):
-        self.program = program
-        self.prefix = work / "wine-prefix"
-        self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), WINEARCH="win64", WINEDEBUG="-all",
-                                WINEDLLOVERRIDES="mscoree,mshtml=", LC_ALL="C.UTF-8")
-        self.environment.pop("DISPLAY", None)
-        self.create_prefix(work / "wine-prefix.lock")
-
-    def create_prefix(self, lock_path):
-        ready = self.prefix / "ready"
-        with open(lock_path, "w", encoding="ascii") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
-            if ready.exists():
-                return
-            if self.run(["wineboot", "--init"], 300) != 0 or not self.prefix.is_dir():
-                raise SystemExit("Wine could not make its prefix")
-            ready.touch()
-
-    def run(self, arguments, timeout, cwd=None):
-        return run([self.program, *arguments], timeout, env=self.environment, cwd=cwd, stdin=subprocess.DEVNULL,
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-
-    def version(self):
-        text = subprocess.run([self.program, "--version"], env=self.environment, stdout=subprocess.PIPE,
-                              stderr=subprocess.DEVNULL, timeout=60, check=True, text=True).stdout
-        return re.search(r"wine-(\d+)", text).group(1)
 
 
 def read_answers(path):
@@ -205,4 +151,7 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except TimedOut as reason:
+        raise SystemExit(str(reason)) from None

@@ -1,0 +1,47 @@
+# What a package holds: the library with what hosts need to build against it, an example, and licence notes.
+include(GNUInstallDirs)
+set(libdir lib)  # one place on every system: the package is unpacked anywhere
+
+install(TARGETS symbology velcore tarnlib
+        RUNTIME DESTINATION bin
+        LIBRARY DESTINATION ${libdir}
+        ARCHIVE DESTINATION ${libdir})
+install(DIRECTORY include/symbology DESTINATION include)
+install(FILES src/platform/platform.h src/platform/atl.h src/platform/export.h src/platform/interface.h
+        DESTINATION include/platform)
+install(DIRECTORY examples/host DESTINATION share/symbology/examples)
+install(FILES README.md DESTINATION share/doc/symbology)
+install(DIRECTORY docs DESTINATION share/doc/symbology FILES_MATCHING PATTERN "*.md")
+install(FILES cmake/symbology-config.cmake DESTINATION ${libdir}/cmake/symbology)
+
+if(WIN32)
+  # Import libraries of Microsoft's form; the compiler's runtime, which library and host share.
+  install(FILES "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/symbology.lib" "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/symbology.def"
+          DESTINATION ${libdir})
+  foreach(package gcc-mingw-w64-x86-64-posix-runtime mingw-w64-common)
+    install(FILES "/usr/share/doc/${package}/copyright" DESTINATION share/doc/symbology/licences RENAME ${package}.txt)
+  endforeach()
+  foreach(path IN LISTS SYMBOLOGY_COMPILER_RUNTIME)
+    get_filename_component(name "${path}" NAME)
+    install(FILES "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" DESTINATION bin)
+  endforeach()
+else()
+  install(TARGETS symbology_platform cxml RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
+  file(GLOB portable_headers "${CMAKE_SOURCE_DIR}/src/platform/portable/*.h")
+  list(FILTER portable_headers INCLUDE REGEX
+       "/(portable|types|unknown|bstr|debug_output|error_info|nls|registry|variant|variant_types|msxml)\\.h$")
+  install(FILES ${portable_headers} DESTINATION include/platform/portable)
+  install(FILES docs/cxml.1 DESTINATION share/man/man1)
+endif()
+
+set(CPACK_PACKAGE_NAME symbology)
+set(CPACK_PACKAGE_VENDOR "the symbology project")
+set(CPACK_PACKAGE_CONTACT "the symbology project <symbology@example.org>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGE_DIRECTORY "${CMAKE_BINARY_DIR}/packages")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_GENERATOR TGZ)
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+endif()
+include(CPack)

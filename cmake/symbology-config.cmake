@@ -1,0 +1,21 @@
+# symbology::symbology, from the package that this file lies in.
+get_filename_component(_symbology_prefix "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
+
+if(NOT TARGET symbology::symbology)
+  add_library(symbology::symbology SHARED IMPORTED)
+  set_target_properties(symbology::symbology PROPERTIES
+    INTERFACE_INCLUDE_DIRECTORIES "${_symbology_prefix}/include"
+    INTERFACE_COMPILE_FEATURES cxx_std_20)
+  if(WIN32)
+    # Names and exceptions of C++ are a compiler's own: this is the import library for MinGW.
+    set_target_properties(symbology::symbology PROPERTIES
+      IMPORTED_LOCATION "${_symbology_prefix}/bin/symbology.dll"
+      IMPORTED_IMPLIB "${_symbology_prefix}/lib/libsymbology.dll.a"
+      INTERFACE_LINK_LIBRARIES "oleaut32;ole32;uuid")
+  else()
+    set_target_properties(symbology::symbology PROPERTIES
+      IMPORTED_LOCATION "${_symbology_prefix}/lib/libsymbology.so"
+      INTERFACE_LINK_LIBRARIES "${_symbology_prefix}/lib/libsymbology-platform.so")
+  endif()
+endif()
+unset(_symbology_prefix)
