@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """A private PostgreSQL server with PostGIS for the tests: on a socket in a temporary folder, under an unprivileged user.
 
-    server.py start STATE    starts it; STATE gets the folder of its socket, or "none: REASON" where there is no server
-    server.py stop STATE     stops it and removes the folder
+    server.py start STATE [bare]   starts it, bare without PostGIS; STATE gets the folder of its socket, or
+                                   "none: REASON" where no server is installed
+    server.py stop STATE           stops it and removes the folder
 
 A guard process owns the server. It ends the server and removes the folder when it is told to, and by itself after
 CXML_TEST_SERVER_SECONDS (1800): a crash of the tests, or of the program that runs them, leaves nothing behind.
@@ -77,7 +78,7 @@ def wait_until_ready(folder, binaries):
     raise SystemExit("the server does not start:\n" + (folder / "log").read_text(errors="replace"))
 
 
-def start(state):
+def start(state, bare):
     binaries = programs()
     if not binaries:
         state.write_text("none: no PostgreSQL server is installed (scripts/setup installs one)")
@@ -95,6 +96,8 @@ def start(state):
     (folder / "guard").write_text(str(process))
     state.write_text(str(folder))
     wait_until_ready(folder, binaries)
+    if bare:
+        return
     subprocess.run([binaries / "psql", "-q", "-h", folder, "-U", "admin", "-d", "template1", "-c",
                     "CREATE EXTENSION postgis"], check=True)
 
@@ -113,6 +116,9 @@ def stop(state):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3 or sys.argv[1] not in ("start", "stop"):
+    if len(sys.argv) == 3 and sys.argv[1] == "stop":
+        stop(pathlib.Path(sys.argv[2]))
+    elif sys.argv[1:2] == ["start"] and (len(sys.argv) == 3 or sys.argv[3:] == ["bare"]):
+        start(pathlib.Path(sys.argv[2]), len(sys.argv) == 4)
+    else:
         raise SystemExit(__doc__)
-    {"start": start, "stop": stop}[sys.argv[1]](pathlib.Path(sys.argv[2]))

@@ -147,20 +147,21 @@ void PgConnection::cancel() noexcept {
     }
 }
 
-void PgConnection::wait(bool sending) {
+// False when the connection is lost.
+bool PgConnection::wait(bool sending) {
     pollfd waiting{PQsocket(connection_.get()), static_cast<short>(sending ? POLLIN | POLLOUT : POLLIN), 0};
     static_cast<void>(poll(&waiting, 1, stopCheckMilliseconds));
     if (stop_ && stop_->load(std::memory_order_relaxed) && !cancelled_) cancel();
-    // A failure shows in the next result.
-    if (waiting.revents != 0) static_cast<void>(PQconsumeInput(connection_.get()));
+    return waiting.revents == 0 || PQconsumeInput(connection_.get()) == 1;
 }
 
 // Null when the statement has no more results.
 pg_result* PgConnection::nextResult() {
     for (;;) {
+        if (PQisBusy(connection_.get()) == 0) return PQgetResult(connection_.get());
         const int unsent = PQflush(connection_.get());
-        if (unsent < 0 || isLost() || PQisBusy(connection_.get()) == 0) return PQgetResult(connection_.get());
-        wait(unsent == 1);
+        // Where the connection is lost, the next result says so.
+        if (unsent < 0 || isLost() || !wait(unsent == 1)) return PQgetResult(connection_.get());
     }
 }
 
@@ -209,12 +210,12 @@ void PgConnection::finish() {
     else
         readCommands(results, failure, failedAt);
     const std::vector<Command> commands = std::exchange(commands_, {});
-    if (failure) {
-        if (commands[failedAt].failed) commands[failedAt].failed(*failure);
-        throw PgError(*failure);
-    }
-    for (std::size_t i = 0; i < commands.size(); ++i)
+    // What was carried out before a failure is not lost with it.
+    for (std::size_t i = 0; i < (failure ? failedAt : commands.size()); ++i)
         if (commands[i].take) commands[i].take(std::move(results[i]));
+    if (!failure) return;
+    if (commands[failedAt].failed) commands[failedAt].failed(*failure);
+    throw PgError(*failure);
 }
 
 PgResult PgConnection::run(const PgStatement& statement) {

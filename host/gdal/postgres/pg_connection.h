@@ -36,6 +36,8 @@ public:
     PgResult() = default;
     explicit PgResult(pg_result* result) noexcept : result_(result) {}
 
+    /// Whether the statement was carried out.
+    bool isThere() const noexcept { return result_ != nullptr; }
     int rows() const noexcept;
     bool isNull(int row, int column) const noexcept;
     std::string_view bytes(int row, int column) const noexcept;
@@ -104,7 +106,7 @@ private:
     };
 
     void send();
-    void wait(bool sending);
+    bool wait(bool sending);
     void cancel() noexcept;
     pg_result* nextResult();
     void readCommands(std::vector<PgResult>& results, std::unique_ptr<PgError>& failure, std::size_t& failedAt);

@@ -66,15 +66,19 @@ private:
     }
 
     bool nextBlock() {
-        table_->dataset().checkRun();
+        PgDataset& dataset = table_->dataset();
+        dataset.checkRun();
         if (!coming_ && !atEnd_) request();
+        // At the end the run waits for its last changes, so that it hears of their failure and not its commit.
+        if (!coming_) dataset.writer().send();
+        dataset.finish();
         if (!coming_) return false;
-        table_->dataset().finish();
+        if (!coming_->isThere()) dataset.breakRun(table_->title() + ": cannot be read: a block of rows is missing");
         block_ = std::move(*std::exchange(coming_, nullptr));
         row_ = 0;
         atEnd_ = endsWith(block_.rows());
         resize();
-        table_->dataset().writer().sendIfMany();
+        dataset.writer().sendIfMany();
         if (!atEnd_) request();
         return true;
     }
