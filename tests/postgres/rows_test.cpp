@@ -299,10 +299,15 @@ TEST_F(RowsTest, WhatTheServerRefusesEndsTheRun) {
     workspace_->begin();
     {
         const CComPtr<ICursor> cursor = update(table("buoys"), nullptr);
-        while (const CComPtr<IRow> row = next(cursor)) {
-            EXPECT_EQ(put(row, "symbol_c", variant(value(row, "id") == "I8:70" ? "bad" : "good")), S_OK);
-            EXPECT_EQ(cursor->UpdateRow(row), S_OK);
+        for (int i = 1; i <= 100; ++i) {
+            const CComPtr<IRow> row = next(cursor);
+            ASSERT_TRUE(row);
+            EXPECT_EQ(put(row, "symbol_c", variant(i == 70 ? "bad" : "good")), S_OK);
+            EXPECT_EQ(cursor->UpdateRow(row), S_OK) << "the server has not seen it";
         }
+        CComPtr<IRow> none;
+        EXPECT_EQ(cursor->NextRow(&none), E_FAIL) << "the end of the rows, when all was sent";
+        EXPECT_EQ(errorText(), monitor.failure);
     }
     EXPECT_THROW(workspace_->commit(), HostError);
     workspace_->watch(nullptr);
