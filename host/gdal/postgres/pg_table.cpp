@@ -180,7 +180,15 @@ bool PgTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
         for (const std::size_t column : columns) cells[column] = kept->second[column];
         return true;
     }
-    const PgResult result = ask({selection(columns) + " WHERE " + keySql_ + " = $1", {numberParameter(id)}}, {});
+    // Unlike a clause, this is nobody's to get wrong: a failure ends the run, and no savepoint has to stand before it.
+    PgResult result;
+    dataset_.checkRun();
+    dataset_.writer().send();
+    dataset_.connection().queue(
+        {selection(columns) + " WHERE " + keySql_ + " = $1", {numberParameter(id)}},
+        [&](PgResult&& row) { result = std::move(row); },
+        [this](const PgError& error) { dataset_.breakRun(title() + ": cannot be read: " + error.what()); });
+    dataset_.finish();
     if (result.rows() == 0) return false;
     readRow(result, 0, columns, cells);
     return true;
