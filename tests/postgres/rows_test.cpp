@@ -291,6 +291,39 @@ TEST_F(RowsTest, WithoutATransactionEveryRowIsOne) {
     }
 }
 
+TEST_F(RowsTest, ATextWithAZeroIsRefusedAndTheOthersArriveWhole) {
+    makeBuoys(3);
+    workspace_->begin();
+    {
+        const CComPtr<ICursor> cursor = update(table("buoys"), nullptr);
+        for (int i = 1; i <= 3; ++i) {
+            const CComPtr<IRow> row = next(cursor);
+            ASSERT_TRUE(row);
+            EXPECT_EQ(put(row, "catlam", variant("9")), S_OK);
+            EXPECT_EQ(put(row, "symbol_c", variant(i == 2 ? string("a\0b", 3) : "good")), S_OK);
+            EXPECT_EQ(cursor->UpdateRow(row), i == 2 ? E_FAIL : S_OK);
+        }
+    }
+    EXPECT_NE(errorText().find("field symbol_c: the server cannot hold a text with a zero character"), string::npos);
+    workspace_->commit();
+    EXPECT_EQ(sql("SELECT id, catlam, symbol_c FROM buoys ORDER BY id"),
+              (vector<string>{"1|9|good", "2|2|-", "3|9|good"}));
+}
+
+TEST_F(RowsTest, ACursorThatIsLeftInItsMiddleKeepsNothingAlive) {
+    makeBuoys(3000);
+    for (const bool inTransaction : {false, true}) {
+        if (inTransaction) workspace_->begin();
+        const CComPtr<ICursor> cursor = update(table("buoys"), nullptr);
+        for (int i = 0; i < 100; ++i) EXPECT_TRUE(next(cursor));
+    }
+    workspace_.reset();
+    const vector<string> connections{"1"};  // the test's own
+    const string count = "SELECT count(*) FROM pg_stat_activity WHERE datname = current_database()";
+    for (int i = 0; i < 100 && sql(count) != connections; ++i) sql("SELECT pg_sleep(0.02)");
+    EXPECT_EQ(sql(count), connections);
+}
+
 TEST_F(RowsTest, WhatTheServerRefusesEndsTheRun) {
     makeBuoys(100);
     sql("ALTER TABLE buoys ADD CHECK (symbol_c <> 'bad')");

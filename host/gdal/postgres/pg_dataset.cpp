@@ -196,6 +196,7 @@ void PgDataset::begin() {
     checkWritable();
     if (inTransaction_) throw HostError(name() + ": a transaction is open already");
     try {
+        connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning
         // One state of the database from the first row to the last: a row that someone else changes meanwhile ends the
         // run instead of getting the symbol of its old values.
         connection_.run({"BEGIN ISOLATION LEVEL REPEATABLE READ", {}});

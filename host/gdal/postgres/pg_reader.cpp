@@ -45,8 +45,9 @@ protected:
     bool hasStarted() const noexcept { return lastId_ != none; }
 
     PgConnection::Failed readingFailed() const {
-        return [table = table_](const PgError& error) {
-            table->dataset().breakRun(table->title() + ": cannot be read: " + error.what());
+        // Not the table: the connection, which the table keeps alive, would then keep the table.
+        return [&dataset = table_->dataset(), title = table_->title()](const PgError& error) {
+            dataset.breakRun(title + ": cannot be read: " + error.what());
         };
     }
 

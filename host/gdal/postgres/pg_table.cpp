@@ -121,6 +121,7 @@ ObjectIds PgTable::allIds(const std::string& sql, const std::string& where) {
     const std::string fetch = "FETCH " + std::to_string(idsPerStatement) + " FROM selection";
     ObjectIds ids;
     try {
+        connection.finish();  // what an abandoned cursor has left must not be the transaction's beginning
         connection.queue({"BEGIN READ ONLY", {}}, {});
         connection.queue({"DECLARE selection NO SCROLL CURSOR FOR " + sql, {}}, {});
         for (std::size_t before = 0;; before = ids.size()) {

@@ -16,17 +16,21 @@ constexpr std::size_t fewRows = 500;      // less is not worth a statement while
 constexpr std::size_t mostRows = 10'000;  // of all batches together
 constexpr std::size_t mostBytes = 4'000'000;
 
-void addValue(const PgTable& table, const PgColumn& column, const Cell& cell, PgArray& values) {
+void checkValue(const PgTable& table, const PgColumn& column, const Cell& cell) {
+    if (cell.state != Cell::State::Null && column.item == PgArray::Item::Text &&
+        cell.text.find('\0') != std::string::npos)
+        throw HostError(table.title() + ": field " + column.column.name +
+                        ": the server cannot hold a text with a zero character");
+}
+
+void addValue(const Cell& cell, PgArray::Item item, PgArray& values) {
     if (cell.state == Cell::State::Null) return values.addNull();
-    switch (column.item) {
+    switch (item) {
         case PgArray::Item::Integer:
             return values.add(cell.integer);
         case PgArray::Item::Real:
             return values.add(cell.real);
         case PgArray::Item::Text:
-            if (cell.text.find('\0') != std::string::npos)
-                throw HostError(table.title() + ": field " + column.column.name +
-                                ": the server cannot hold a text with a zero character");
             return values.add(std::string_view(cell.text));
     }
 }
@@ -64,13 +68,14 @@ PgWriter::Batch& PgWriter::batchFor(const ColumnSet& columns) {
 }
 
 void PgWriter::add(const std::shared_ptr<PgTable>& table, ObjectId id, const ColumnSet& columns, const Cells& cells) {
+    for (const std::size_t column : columns) checkValue(*table, table->column(column), cells[column]);
     // A row that comes again, or rows in no order, must not be changed twice by one statement.
     if (table_ && (table_ != table || id <= lastId_)) send();
     table_ = table;
     Batch& batch = batchFor(columns);
     for (std::size_t i = 0; i < columns.size(); ++i) {
         const std::size_t before = batch.values[i].size();
-        addValue(*table, table->column(columns[i]), cells[columns[i]], batch.values[i]);
+        addValue(cells[columns[i]], table->column(columns[i]).item, batch.values[i]);
         bytes_ += batch.values[i].size() - before;
     }
     batch.ids.push_back(id);
@@ -88,8 +93,9 @@ void PgWriter::sendIfMany() {
 
 void PgWriter::send() {
     const std::vector<Batch> batches = std::exchange(batches_, {});
-    for (const Batch& batch : batches) sendBatch(batch);
+    const std::shared_ptr<PgTable> table = table_;
     forget();
+    for (const Batch& batch : batches) sendBatch(*table, batch);
 }
 
 void PgWriter::forget() noexcept {
@@ -99,10 +105,10 @@ void PgWriter::forget() noexcept {
     bytes_ = 0;
 }
 
-void PgWriter::sendBatch(const Batch& batch) {
-    PgStatement statement{updateSql(*table_, batch.columns), {numbersParameter(batch.ids)}};
+void PgWriter::sendBatch(const PgTable& table, const Batch& batch) {
+    PgStatement statement{updateSql(table, batch.columns), {numbersParameter(batch.ids)}};
     for (const PgArray& values : batch.values) statement.parameters.push_back(values.parameter());
-    const std::string what = table_->title() + ": " + rowsText(batch.ids) + " cannot be written: ";
+    const std::string what = table.title() + ": " + rowsText(batch.ids) + " cannot be written: ";
     const auto wanted = static_cast<std::int64_t>(batch.ids.size());
     dataset_.connection().queue(
         statement,

@@ -35,10 +35,10 @@ private:
     };
 
     Batch& batchFor(const ColumnSet& columns);
-    void sendBatch(const Batch& batch);
+    void sendBatch(const PgTable& table, const Batch& batch);
 
     PgDataset& dataset_;
-    std::shared_ptr<PgTable> table_;
+    std::shared_ptr<PgTable> table_;  // null when nothing is collected: it keeps the dataset alive
     std::vector<Batch> batches_;
     ObjectId lastId_ = 0;
     std::size_t rows_ = 0;
