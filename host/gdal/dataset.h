@@ -1,55 +1,76 @@
-// An open GDAL dataset with its transaction, shared by the objects that work on it.
+// An open dataset with its transaction, shared by the objects that work on it.
 #pragma once
 
-#include "host/gdal/clause_guard.h"
 #include "host/gdal/gdal_workspace.h"
 
-#include <map>
+#include <cstdint>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
-
-class GDALDataset;
-class OGRLayer;
-struct sqlite3;
+#include <utility>
+#include <vector>
 
 namespace embedded_host {
 
 class Table;
 
+/// The parts of a table's name on a server; what was not given is empty.
+struct TableName {
+    std::string database;
+    std::string owner;
+    std::string table;
+};
+
+/// What a dataset on a database server knows besides. All of it may throw HostError.
+class DatabaseServer {
+public:
+    virtual std::string connectedDatabase() = 0;
+    virtual std::string connectedUser() = 0;
+    virtual TableName parseName(const std::string& name) const = 0;
+    virtual std::string qualifiedName(const TableName& name) const = 0;
+
+protected:
+    ~DatabaseServer() = default;
+};
+
 class Dataset : public std::enable_shared_from_this<Dataset> {
 public:
     using Access = GdalWorkspace::Access;
 
-    /// \throws HostError
-    Dataset(std::string name, Access access);
-    ~Dataset();
+    struct Entry {
+        std::string name;
+        std::string alias;
+        bool spatial;  // has a geometry
+    };
+
+    Dataset(std::string name, Access access) : name_(std::move(name)), access_(access) {}
+    virtual ~Dataset() = default;
     Dataset(const Dataset&) = delete;
     Dataset& operator=(const Dataset&) = delete;
 
+    /// What begins the texts of failures.
     const std::string& name() const noexcept { return name_; }
-    GDALDataset& gdal() const noexcept { return *gdal_; }
-    WorkspaceType type() const noexcept;
-    /// GDAL's own connection to the file when it is an SQLite one, else null.
-    sqlite3* sqlite() const noexcept { return sqlite_; }
-    /// Watches over the connection, when there is one.
-    ClauseGuard& clauseGuard() noexcept { return clauseGuard_; }
-    /// Whether the dataset itself, not GDAL, evaluates where clauses and SQL.
-    bool hasSql() const noexcept { return type() != workspaceFileSystem; }
+    Access access() const noexcept { return access_; }
+    virtual WorkspaceType type() const noexcept = 0;
+    /// Null where there is no server.
+    virtual DatabaseServer* server() noexcept { return nullptr; }
 
-    /// The layer, by its exact name first; null when there is none.
-    OGRLayer* findLayer(const std::string& layer) const;
+    /// All tables, in the dataset's order.
+    virtual std::vector<Entry> entries() = 0;
+    /// The table, by its exact name first.
+    virtual std::optional<Entry> find(const std::string& layer) = 0;
     /// \throws HostError when there is no such layer.
-    std::shared_ptr<Table> table(const std::string& layer);
+    virtual std::shared_ptr<Table> table(const std::string& layer) = 0;
+    /// -1 when counting is not cheap.
+    virtual std::int64_t rowCount(const std::string& layer) = 0;
+    /// \throws HostError
+    virtual void addField(Table& table, const FieldRequest& request) = 0;
 
-    void begin();
-    void commit();
-    void rollback() noexcept;
-
+    virtual void begin() = 0;
+    virtual void commit() = 0;
+    virtual void rollback() noexcept = 0;
     /// \throws StatusError when the dataset was opened for reading, or its transaction has been lost.
-    void checkWritable() const;
-    /// A write of this table reached the dataset; its listing shows it at commit.
-    void noteChange(const std::string& table);
+    virtual void checkWritable() const = 0;
 
     // Null when nobody watches.
     RunMonitor* monitor = nullptr;
@@ -57,27 +78,11 @@ public:
     IWorkspace* workspaceObject = nullptr;
 
 private:
-    bool isGeoPackage() const;
-    // A full disk can end the transaction behind our back: nothing may be written after that.
-    bool transactionLost() const noexcept;
-    void lockForWriting();
-    void writeChangeTimes();
-
-    struct Closer {
-        void operator()(GDALDataset* dataset) const noexcept;
-    };
-
     std::string name_;
     Access access_;
-    ClauseGuard clauseGuard_;  // outlives the connection
-    std::unique_ptr<GDALDataset, Closer> gdal_;
-    sqlite3* sqlite_ = nullptr;
-    bool inTransaction_ = false;
-    std::set<std::string> changedTables_;
-    std::map<std::string, std::weak_ptr<Table>> tables_;
 };
 
-/// Runs one statement that gives no rows. \throws HostError with GDAL's words.
-void executeSql(GDALDataset& gdal, const std::string& sql);
+/// Opens what `name` stands for. \throws HostError
+std::shared_ptr<Dataset> openDataset(const std::string& name, Dataset::Access access, const WorkspaceOptions& options);
 
 }  // namespace embedded_host

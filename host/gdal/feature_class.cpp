@@ -128,7 +128,7 @@ HRESULT FeatureClass::get_Name(BSTR* name) {
     if (!name) return E_POINTER;
     *name = nullptr;
     return atBoundary([&] {
-        *name = toBstr(table_->name());
+        *name = toBstr(table_->fullName());
         return S_OK;
     });
 }

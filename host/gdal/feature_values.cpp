@@ -98,19 +98,4 @@ std::string realText(double value) {
     return {buffer.data(), end};
 }
 
-std::string arrayText(const std::string& list) {
-    std::string text = "{";
-    if (!list.empty()) text += '"';
-    for (const char c : list) {
-        if (c == ',') {
-            text += "\",\"";
-            continue;
-        }
-        if (c == '"' || c == '\\') text += '\\';
-        text += c;
-    }
-    if (!list.empty()) text += '"';
-    return text + '}';
-}
-
 }  // namespace embedded_host

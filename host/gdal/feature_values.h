@@ -15,7 +15,4 @@ void readField(const OGRFeature& feature, int field, ColumnType type, Cell& cell
 /// The shortest text that reads back as the same number.
 std::string realText(double value);
 
-/// A comma-joined list as PostgreSQL's array text.
-std::string arrayText(const std::string& list);
-
 }  // namespace embedded_host

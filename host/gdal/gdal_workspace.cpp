@@ -1,15 +1,13 @@
 // GdalWorkspace: what the tools do with a dataset.
 #include "host/gdal/gdal_workspace.h"
 
-#include "host/gdal/dataset.h"
 #include "host/gdal/errors.h"
 #include "host/gdal/feature_class.h"
+#include "host/gdal/gdal_dataset.h"
+#include "host/gdal/postgres/pg_dataset.h"
 #include "host/gdal/selection.h"
 #include "host/gdal/text.h"
 #include "host/gdal/workspace_object.h"
-
-#include <gdal_priv.h>
-#include <ogrsf_frmts.h>
 
 #include <algorithm>
 #include <utility>
@@ -20,26 +18,19 @@ namespace {
 
 class Workspace final : public GdalWorkspace {
 public:
-    Workspace(const std::string& dataset, Access access) : dataset_(std::make_shared<Dataset>(dataset, access)) {}
+    explicit Workspace(std::shared_ptr<Dataset> dataset) : dataset_(std::move(dataset)) {}
     // A transaction that nobody finished did not happen, even when objects of the dataset live on.
     ~Workspace() override { dataset_->rollback(); }
     Workspace(const Workspace&) = delete;
     Workspace& operator=(const Workspace&) = delete;
 
+    const std::string& name() const override { return dataset_->name(); }
+    WorkspaceType type() const override { return dataset_->type(); }
+
     std::vector<LayerInfo> layers() override {
-        std::vector<std::string> names;
-        {
-            const GdalErrors errors;
-            for (OGRLayer* layer : dataset_->gdal().GetLayers()) names.emplace_back(layer->GetName());
-        }
         std::vector<LayerInfo> infos;
-        for (const std::string& name : names) {
-            const std::shared_ptr<Table> table = dataset_->table(name);
-            const GdalErrors errors;
-            // Not forced: where it would mean reading everything, the answer is -1.
-            const GIntBig rows = dataset_->findLayer(name)->GetFeatureCount(FALSE);
-            infos.push_back({name, table->alias(), table->isSpatial(), rows < 0 ? -1 : rows});
-        }
+        for (const Dataset::Entry& entry : dataset_->entries())
+            infos.push_back({entry.name, entry.alias, entry.spatial, dataset_->rowCount(entry.name)});
         return infos;
     }
 
@@ -78,7 +69,7 @@ public:
         for (const FieldRequest& field : fields) {
             if (table->schema()->find(toWide(field.name)) >= 0) continue;
             dataset_->checkWritable();
-            addField(*table, field);
+            dataset_->addField(*table, field);
             ++added;
         }
         return added;
@@ -103,24 +94,19 @@ private:
         return usable ? table.subtypeMetadata() : std::string();
     }
 
-    void addField(Table& table, const FieldRequest& request) {
-        const GdalErrors errors;
-        OGRFieldDefn field(request.name.c_str(), request.kind == FieldKind::Real ? OFTReal : OFTString);
-        // The exact name or none: a driver may not shorten it.
-        if (dataset_->findLayer(table.name())->CreateField(&field, FALSE) != OGRERR_NONE)
-            throw HostError(table.title() + ": cannot add field " + request.name + ": " +
-                            errors.text("no reason given"));
-        dataset_->noteChange(table.name());
-        table.refresh();
-    }
-
     std::shared_ptr<Dataset> dataset_;
 };
 
 }  // namespace
 
-std::shared_ptr<GdalWorkspace> GdalWorkspace::open(const std::string& dataset, Access access) {
-    return std::make_shared<Workspace>(dataset, access);
+std::shared_ptr<Dataset> openDataset(const std::string& name, Dataset::Access access, const WorkspaceOptions& options) {
+    if (isPostgresName(name)) return std::make_shared<PgDataset>(name, access, options.lockTimeout);
+    return std::make_shared<GdalDataset>(name, access, options.lockTimeout);
+}
+
+std::shared_ptr<GdalWorkspace> GdalWorkspace::open(const std::string& dataset, Access access,
+                                                   const WorkspaceOptions& options) {
+    return std::make_shared<Workspace>(openDataset(dataset, access, options));
 }
 
 }  // namespace embedded_host

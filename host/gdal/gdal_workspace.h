@@ -1,5 +1,6 @@
-// GdalWorkspace: a dataset that GDAL opens, as the tools of the embedded host see it. The library sees the same dataset
-// through the COM interfaces of host_interfaces.h, which the objects handed out here implement.
+// GdalWorkspace: a dataset that GDAL opens or that is on a PostgreSQL server, as the tools of the embedded host see it.
+// The library sees the same dataset through the COM interfaces of host_interfaces.h, which the objects handed out here
+// implement.
 #pragma once
 
 #include "host/host_error.h"
@@ -32,6 +33,10 @@ struct LayerInfo {
     std::int64_t rowCount;  // -1 when counting it is not cheap
 };
 
+struct WorkspaceOptions {
+    std::optional<double> lockTimeout;  // seconds to wait for what someone else has locked; 0 on a server: for ever
+};
+
 enum class FieldKind { Text, Real };
 
 struct FieldRequest {
@@ -46,9 +51,14 @@ public:
     enum class Access { Read, Update };
 
     /// \param dataset a path or a GDAL connection string. \throws HostError
-    static std::shared_ptr<GdalWorkspace> open(const std::string& dataset, Access access);
+    static std::shared_ptr<GdalWorkspace> open(const std::string& dataset, Access access,
+                                               const WorkspaceOptions& options = {});
 
     virtual ~GdalWorkspace() = default;
+
+    /// The dataset in messages: its path, or the database without anything secret.
+    virtual const std::string& name() const = 0;
+    virtual WorkspaceType type() const = 0;
 
     /// All tables of the dataset, spatial or not, in the dataset's order.
     virtual std::vector<LayerInfo> layers() = 0;

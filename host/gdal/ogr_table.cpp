@@ -1,7 +1,6 @@
 // A table of any dataset, read through GDAL's features and written with SQL.
 #include "host/gdal/ogr_table.h"
 
-#include "host/gdal/dataset.h"
 #include "host/gdal/errors.h"
 #include "host/gdal/feature_values.h"
 #include "host/gdal/text.h"
@@ -136,7 +135,7 @@ private:
     ClauseScope clause_;
 };
 
-OgrTable::OgrTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer) : Table(dataset, layer) {}
+OgrTable::OgrTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer) : GdalTable(dataset, layer) {}
 
 template <class Visit>
 void OgrTable::visitBlock(const ObjectId* first, const ObjectId* last, const std::string& where,
@@ -208,14 +207,10 @@ bool OgrTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
 std::string OgrTable::literal(const Column& column, const Cell& cell) const {
     if (cell.state == Cell::State::Null) return "NULL";
     switch (column.type) {
-        case ColumnType::Boolean:
-            return dataset().type() == workspaceRemoteDatabase ? (cell.integer ? "TRUE" : "FALSE")
-                                                               : std::to_string(cell.integer);
         case ColumnType::IntegerList:
         case ColumnType::RealList:
         case ColumnType::TextList:
-            if (dataset().type() != workspaceRemoteDatabase) fail("field " + column.name + ": lists cannot be written");
-            return quotedText(arrayText(cell.text));
+            fail("field " + column.name + ": lists cannot be written");
         default:
             break;
     }
@@ -235,9 +230,7 @@ void OgrTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells)
     checkWritable();
     const std::shared_ptr<const TableSchema> current = schema();
     try {
-        std::string sql = "UPDATE " +
-                          (dataset().type() == workspaceRemoteDatabase ? qualifiedName(name()) : quotedName(name())) +
-                          " SET ";
+        std::string sql = "UPDATE " + quotedName(name()) + " SET ";
         for (const std::size_t column : columns) {
             if (column != columns.front()) sql += ", ";
             sql += quotedName(current->columns[column].name) + " = " + literal(current->columns[column], cells[column]);

@@ -1,7 +1,7 @@
 // A table of any other dataset, read through GDAL's features and written with SQL.
 #pragma once
 
-#include "host/gdal/table.h"
+#include "host/gdal/gdal_table.h"
 
 #include <memory>
 #include <string>
@@ -12,9 +12,9 @@ namespace embedded_host {
 
 /// Reads in blocks of object ids that were settled first, so that nothing else that uses the layer can disturb a
 /// reader.
-class OgrTable final : public Table {
+class OgrTable final : public GdalTable {
 public:
-    OgrTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer);
+    OgrTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer);
 
     ObjectIds select(const std::string& where, bool onlyOne) override;
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;

@@ -1,7 +1,6 @@
 // A table of an SQLite file, read and written through statements of its own.
 #include "host/gdal/sqlite_table.h"
 
-#include "host/gdal/dataset.h"
 #include "host/gdal/errors.h"
 #include "host/gdal/text.h"
 
@@ -128,13 +127,13 @@ bool hasPlainColumns(sqlite3* connection, const std::string& table) {
 
 }  // namespace
 
-bool SqliteTable::suits(Dataset& dataset, OGRLayer& layer) {
+bool SqliteTable::suits(GdalDataset& dataset, OGRLayer& layer) {
     sqlite3* connection = dataset.sqlite();
     return connection && hasRowIds(connection, layer.GetName()) && hasPlainColumns(connection, layer.GetName());
 }
 
-SqliteTable::SqliteTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer)
-    : Table(dataset, layer), key_(*layer.GetFIDColumn() ? quotedName(layer.GetFIDColumn()) : "_rowid_") {}
+SqliteTable::SqliteTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer)
+    : GdalTable(dataset, layer), key_(*layer.GetFIDColumn() ? quotedName(layer.GetFIDColumn()) : "_rowid_") {}
 SqliteTable::~SqliteTable() = default;
 
 sqlite3* SqliteTable::connection() const {

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "host/gdal/clause_guard.h"
+#include "host/gdal/gdal_table.h"
 #include "host/gdal/sqlite_statement.h"
-#include "host/gdal/table.h"
 #include "host/gdal/where_shape.h"
 
 #include <memory>
@@ -14,12 +14,12 @@
 namespace embedded_host {
 
 /// GDAL describes the table; rows pass GDAL by, because its features cost several times what SQLite's rows do.
-class SqliteTable final : public Table {
+class SqliteTable final : public GdalTable {
 public:
     /// Whether the layer is a table with a row id and with columns whose content SQLite has as GDAL would show it.
-    static bool suits(Dataset& dataset, OGRLayer& layer);
+    static bool suits(GdalDataset& dataset, OGRLayer& layer);
 
-    SqliteTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer);
+    SqliteTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer);
     ~SqliteTable() override;
 
     ObjectIds select(const std::string& where, bool onlyOne) override;

@@ -10,9 +10,8 @@
 #include <span>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
-
-class OGRLayer;
 
 namespace embedded_host {
 
@@ -34,7 +33,7 @@ struct TableSchema {
     NamePositions positions;
     NamePositions positionsByUpperCase;
 
-    TableSchema(const OGRLayer& layer, const std::string& keyName);
+    TableSchema(std::vector<Column> fields, const std::string& keyName);
 
     std::size_t fieldCount() const noexcept { return columns.size() - 1; }
     std::size_t keyPosition() const noexcept { return columns.size() - 1; }
@@ -55,22 +54,34 @@ public:
     virtual void setColumns(const ColumnSet& columns) = 0;
 };
 
+/// What a table is called and has.
+struct TableDescription {
+    std::string name;      // the layer's name
+    std::string fullName;  // as the dataset names it, with database and owner on a server
+    std::string alias;     // its title where it has one, else its name
+    std::string subtypeMetadata;
+    bool spatial = false;
+    std::shared_ptr<const TableSchema> schema;
+};
+
 class Table : public std::enable_shared_from_this<Table> {
 public:
-    Table(std::shared_ptr<Dataset> dataset, OGRLayer& layer);
+    Table(std::shared_ptr<Dataset> dataset, TableDescription description)
+        : dataset_(std::move(dataset)), description_(std::move(description)) {}
     virtual ~Table() = default;
     Table(const Table&) = delete;
     Table& operator=(const Table&) = delete;
 
     Dataset& dataset() const noexcept { return *dataset_; }
-    const std::string& name() const noexcept { return name_; }
-    const std::string& alias() const noexcept { return alias_; }
-    bool isSpatial() const noexcept { return spatial_; }
-    std::shared_ptr<const TableSchema> schema() const noexcept { return schema_; }
+    const std::string& name() const noexcept { return description_.name; }
+    const std::string& fullName() const noexcept { return description_.fullName; }
+    const std::string& alias() const noexcept { return description_.alias; }
+    bool isSpatial() const noexcept { return description_.spatial; }
+    std::shared_ptr<const TableSchema> schema() const noexcept { return description_.schema; }
     /// The layer's metadata item SUBTYPE_FIELD; empty when it has none.
-    const std::string& subtypeMetadata() const noexcept { return subtypeMetadata_; }
+    const std::string& subtypeMetadata() const noexcept { return description_.subtypeMetadata; }
     /// Reads the fields anew, after some were added.
-    void refresh();
+    virtual void refresh() = 0;
 
     /// The name that begins this table's failures: dataset and layer.
     std::string title() const;
@@ -88,9 +99,7 @@ public:
     virtual void update(ObjectId id, const ColumnSet& columns, const Cells& cells) = 0;
 
 protected:
-    OGRLayer& layer() const noexcept { return layer_; }
-    /// The key's name in SQL and in GDAL's filters.
-    const std::string& keyName() const noexcept { return keyName_; }
+    void setSchema(std::shared_ptr<const TableSchema> schema) noexcept { description_.schema = std::move(schema); }
     /// Begins every write. \throws HostError when the dataset may not be written.
     void checkWritable() const;
     /// Begins every use of a where clause: what follows a zero would be cut off. \throws HostError
@@ -99,16 +108,7 @@ protected:
 
 private:
     std::shared_ptr<Dataset> dataset_;
-    OGRLayer& layer_;
-    std::string name_;
-    std::string alias_;
-    std::string keyName_;
-    std::string subtypeMetadata_;
-    bool spatial_;
-    std::shared_ptr<const TableSchema> schema_;
+    TableDescription description_;
 };
-
-/// Opens a table in the way that suits its dataset best.
-std::shared_ptr<Table> makeTable(const std::shared_ptr<Dataset>& dataset, OGRLayer& layer);
 
 }  // namespace embedded_host

@@ -92,12 +92,6 @@ std::string quotedName(std::string_view name) {
     return quoted(name, '"');
 }
 
-std::string qualifiedName(std::string_view layer) {
-    const std::size_t dot = layer.find('.');
-    if (dot == std::string_view::npos) return quotedName(layer);
-    return quotedName(layer.substr(0, dot)) + '.' + quotedName(layer.substr(dot + 1));
-}
-
 std::string quotedText(std::string_view value) {
     return quoted(value, '\'');
 }

@@ -24,8 +24,6 @@ WideString upperCased(WideView name);
 
 /// `name` as an SQL identifier, between double quotes.
 std::string quotedName(std::string_view name);
-/// A layer's name, which may be "schema.table", as an SQL identifier.
-std::string qualifiedName(std::string_view layer);
 /// `value` as an SQL text literal, between single quotes.
 std::string quotedText(std::string_view value);
 

@@ -6,9 +6,6 @@
 #include "host/gdal/feature_class.h"
 #include "host/gdal/text.h"
 
-#include <gdal_priv.h>
-#include <ogrsf_frmts.h>
-
 #include <optional>
 #include <utility>
 
@@ -16,8 +13,8 @@ namespace embedded_host {
 
 namespace {
 
-bool isOfType(OGRLayer& layer, DatasetType type) {
-    return (layer.GetLayerDefn()->GetGeomFieldCount() > 0) == (type == datasetFeatureClass);
+bool isOfType(const Dataset::Entry& entry, DatasetType type) {
+    return entry.spatial == (type == datasetFeatureClass);
 }
 
 bool isKnown(DatasetType type) {
@@ -49,7 +46,8 @@ private:
     std::size_t position_ = 0;
 };
 
-class WorkspaceObject final : public ComObject<HostCounter, IWorkspace, IWorkspace2, IFeatureWorkspace> {
+template <class... More>
+class WorkspaceObject : public ComObject<HostCounter, IWorkspace, IWorkspace2, IFeatureWorkspace, More...> {
 public:
     explicit WorkspaceObject(std::shared_ptr<Dataset> dataset) : dataset_(std::move(dataset)) {
         dataset_->workspaceObject = this;
@@ -67,10 +65,9 @@ public:
         *datasets = nullptr;
         if (!isKnown(type)) return E_INVALIDARG;
         return atBoundary([&] {
-            const GdalErrors errors;
             std::vector<std::string> names;
-            for (OGRLayer* layer : dataset_->gdal().GetLayers())
-                if (isOfType(*layer, type)) names.emplace_back(layer->GetName());
+            for (const Dataset::Entry& entry : dataset_->entries())
+                if (isOfType(entry, type)) names.push_back(entry.name);
             *datasets = CComPtr<IEnumDataset>(new EnumDataset(dataset_, std::move(names))).Detach();
             return S_OK;
         });
@@ -81,8 +78,8 @@ public:
         *exists = VARIANT_FALSE;
         if (!isKnown(type)) return E_INVALIDARG;
         return atBoundary([&] {
-            OGRLayer* layer = dataset_->findLayer(toUtf8(viewOf(name)));
-            if (layer && isOfType(*layer, type)) *exists = VARIANT_TRUE;
+            const std::optional<Dataset::Entry> entry = dataset_->find(toUtf8(viewOf(name)));
+            if (entry && isOfType(*entry, type)) *exists = VARIANT_TRUE;
             return S_OK;
         });
     }
@@ -114,11 +111,61 @@ private:
     std::shared_ptr<Dataset> dataset_;
 };
 
+using FileWorkspace = WorkspaceObject<>;
+
+// The connection to a database server.
+class ServerWorkspace final : public WorkspaceObject<IDatabaseConnectionInfo, ISQLSyntax> {
+public:
+    ServerWorkspace(std::shared_ptr<Dataset> dataset, DatabaseServer& server)
+        : WorkspaceObject(std::move(dataset)), server_(server) {}
+
+    HRESULT STDMETHODCALLTYPE get_ConnectedDatabase(BSTR* database) override {
+        return answer(database, [&] { return server_.connectedDatabase(); });
+    }
+    HRESULT STDMETHODCALLTYPE get_ConnectedUser(BSTR* user) override {
+        return answer(user, [&] { return server_.connectedUser(); });
+    }
+    HRESULT STDMETHODCALLTYPE ParseTableName(BSTR fullName, BSTR* database, BSTR* owner, BSTR* table) override {
+        if (!database || !owner || !table) return E_POINTER;
+        *database = *owner = *table = nullptr;
+        return atBoundary([&] {
+            const TableName parts = server_.parseName(toUtf8(viewOf(fullName)));
+            CComBSTR databasePart;
+            CComBSTR ownerPart;
+            databasePart.Attach(toBstr(parts.database));
+            ownerPart.Attach(toBstr(parts.owner));
+            *table = toBstr(parts.table);
+            *database = databasePart.Detach();
+            *owner = ownerPart.Detach();
+            return S_OK;
+        });
+    }
+    HRESULT STDMETHODCALLTYPE QualifyTableName(BSTR database, BSTR owner, BSTR table, BSTR* fullName) override {
+        return answer(fullName, [&] {
+            return server_.qualifiedName({toUtf8(viewOf(database)), toUtf8(viewOf(owner)), toUtf8(viewOf(table))});
+        });
+    }
+
+private:
+    template <class Text>
+    static HRESULT answer(BSTR* value, Text&& text) noexcept {
+        if (!value) return E_POINTER;
+        *value = nullptr;
+        return atBoundary([&] {
+            *value = toBstr(text());
+            return S_OK;
+        });
+    }
+
+    DatabaseServer& server_;  // the dataset, which the base keeps alive
+};
+
 }  // namespace
 
 CComPtr<IWorkspace> workspaceOf(Dataset& dataset) {
     if (dataset.workspaceObject) return dataset.workspaceObject;
-    return new WorkspaceObject(dataset.shared_from_this());
+    if (DatabaseServer* server = dataset.server()) return new ServerWorkspace(dataset.shared_from_this(), *server);
+    return new FileWorkspace(dataset.shared_from_this());
 }
 
 }  // namespace embedded_host

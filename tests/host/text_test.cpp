@@ -43,7 +43,6 @@ TEST(Text, ALoneSurrogateIsRefused) {
 TEST(Text, QuotesForSql) {
     EXPECT_EQ(embedded_host::quotedName("a\"b"), "\"a\"\"b\"");
     EXPECT_EQ(embedded_host::quotedText("it's"), "'it''s'");
-    EXPECT_EQ(embedded_host::qualifiedName("chart.buoys"), "\"chart\".\"buoys\"");
 }
 
 }  // namespace

@@ -75,6 +75,8 @@ private:
     std::vector<LayerInfo> prepareLayers(GdalWorkspace& workspace);
     ExitStatus runLayer(GdalWorkspace& workspace, const LayerInfo& layer);
     ExitStatus runInTransaction(GdalWorkspace& workspace, const LayerInfo& layer, LayerResult& result);
+    ExitStatus runRows(GdalWorkspace& workspace, IFeatureClass* featureClass, ISelectionSet* selection,
+                       LayerResult& result);
     bool callLibrary(IFeatureClass* featureClass, ISelectionSet* selection, LayerResult& result);
 
     const LayerArguments& arguments_;
@@ -108,7 +110,7 @@ ExitStatus LayerCommand::runAll() {
         return ExitStatus::Failed;
     }
     const std::shared_ptr<GdalWorkspace> workspace =
-        GdalWorkspace::open(arguments_.dataset, GdalWorkspace::Access::Update);
+        GdalWorkspace::open(arguments_.dataset, GdalWorkspace::Access::Update, {.lockTimeout = arguments_.lockTimeout});
     const std::vector<LayerInfo> layers = prepareLayers(*workspace);
     ExitStatus status = ExitStatus::Good;
     for (const LayerInfo& layer : layers) {
@@ -124,9 +126,9 @@ std::vector<LayerInfo> LayerCommand::prepareLayers(GdalWorkspace& workspace) {
     const ClassConfigurations configurations = ClassConfigurations::read(document_.dom);
     document_.dom.Release();
     std::vector<LayerInfo> layers =
-        chooseLayers(workspace.layers(), arguments_.layers, configurations, arguments_.dataset);
+        chooseLayers(workspace.layers(), arguments_.layers, configurations, workspace.name());
     if (layers.empty())
-        console_.complain(fmt::format("{}: no layer has a configuration in {}", arguments_.dataset, document_.path));
+        console_.complain(fmt::format("{}: no layer has a configuration in {}", workspace.name(), document_.path));
     for (const LayerInfo& layer : layers) workspace.openFeatureClass(layer.name, work_.subtypeField);
     for (const LayerInfo& layer : layers) {
         const ClassConfiguration* configuration = configurations.find(layer.alias);
@@ -162,18 +164,30 @@ ExitStatus LayerCommand::runInTransaction(GdalWorkspace& workspace, const LayerI
     const CComPtr<ISelectionSet> selection =
         work_.select ? work_.select(workspace, layer.name) : CComPtr<ISelectionSet>();
     console_.progress().startRows(layer.name, rowsToVisit(layer, selection));
+    Transaction transaction(workspace);
+    try {
+        const ExitStatus status = runRows(workspace, featureClass, selection, result);
+        if (status == ExitStatus::Good) transaction.commit();
+        return status;
+    } catch (const HostError& e) {
+        // A file that cannot be written is unusable; a server that ends a run in its middle has failed that run.
+        if (workspace.type() != workspaceRemoteDatabase) throw;
+        result.messages.add(MessageKind::Error, e.what());
+        return ExitStatus::Failed;
+    }
+}
 
+ExitStatus LayerCommand::runRows(GdalWorkspace& workspace, IFeatureClass* featureClass, ISelectionSet* selection,
+                                 LayerResult& result) {
     RunMonitor monitor;
     monitor.stop = &stopRequested();
     monitor.onProgress = [this](std::int64_t rows) { console_.progress().rows(rows); };
-    Transaction transaction(workspace);
     const Watch watch(workspace, monitor);
     const bool succeeded = callLibrary(featureClass, selection, result);
     result.rows = monitor.rows;
     if (stopped()) return ExitStatus::Interrupted;
     if (!monitor.failure.empty()) throw HostError(monitor.failure);
     if (!succeeded) return ExitStatus::Failed;
-    transaction.commit();
     result.changed = monitor.changed;
     return ExitStatus::Good;
 }

@@ -21,6 +21,7 @@ struct LayerArguments {
     std::vector<std::string> layers;  // empty: all that the document configures
     bool json = false;
     bool quiet = false;
+    std::optional<double> lockTimeout;  // seconds
     ServiceOptions services;
 };
 

@@ -1,9 +1,9 @@
-// Opening, closing and transactions.
-#include "host/gdal/dataset.h"
+// Opening, closing and transactions of a dataset that GDAL opens.
+#include "host/gdal/gdal_dataset.h"
 
 #include "host/gdal/errors.h"
+#include "host/gdal/gdal_table.h"
 #include "host/gdal/sqlite_statement.h"
-#include "host/gdal/table.h"
 #include "host/gdal/text.h"
 
 #include <gdal_priv.h>
@@ -23,12 +23,13 @@ bool isOneOf(std::string_view driver, std::initializer_list<std::string_view> dr
     return std::ranges::find(drivers, driver) != drivers.end();
 }
 
-bool isPostgres(GDALDataset& gdal) {
-    return isOneOf(gdal.GetDriverName(), {"PostgreSQL"});
-}
-
 bool isSqliteFile(GDALDataset& gdal) {
     return isOneOf(gdal.GetDriverName(), {"GPKG", "SQLite"});
+}
+
+int milliseconds(double seconds) noexcept {
+    constexpr double most = 1'000'000'000.0;
+    return static_cast<int>(std::clamp(seconds * 1000.0, 0.0, most));
 }
 
 GDALDataset* openGdal(const std::string& name, Dataset::Access access) {
@@ -59,73 +60,103 @@ void executeSql(GDALDataset& gdal, const std::string& sql) {
     if (errors.any()) throw HostError(errors.text({}));
 }
 
-void Dataset::Closer::operator()(GDALDataset* dataset) const noexcept {
+void GdalDataset::Closer::operator()(GDALDataset* dataset) const noexcept {
     const GdalErrors errors;
     delete dataset;
 }
 
-Dataset::Dataset(std::string name, Access access)
-    : name_(std::move(name)), access_(access), gdal_(openGdal(name_, access)) {
+GdalDataset::GdalDataset(const std::string& name, Access access, std::optional<double> lockTimeout)
+    : Dataset(name, access), gdal_(openGdal(name, access)) {
     if (isSqliteFile(*gdal_)) sqlite_ = static_cast<sqlite3*>(gdal_->GetInternalHandle("SQLITE_HANDLE"));
     // Text between double quotes is a name, never a text: a misspelt field is an error, not a comparison with its name.
     if (sqlite_) sqlite3_db_config(sqlite_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     if (sqlite_) clauseGuard_.watch(sqlite_);
-    if (access_ == Access::Read) return;
+    if (sqlite_ && lockTimeout) sqlite3_busy_timeout(sqlite_, milliseconds(*lockTimeout));
+    if (access == Access::Read) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
     if (!gdal_->TestCapability(ODsCTransactions))
-        throw HostError(name_ + ": cannot be opened for update: " + gdal_->GetDriverName() +
+        throw HostError(name + ": cannot be opened for update: " + gdal_->GetDriverName() +
                         " datasets have no transactions; import it into a GeoPackage first");
     if (sqlite_ && sqlite3_db_readonly(sqlite_, "main") == 1)
-        throw HostError(name_ + ": cannot be opened for update: the file is read-only");
+        throw HostError(name + ": cannot be opened for update: the file is read-only");
 }
 
-Dataset::~Dataset() {
+GdalDataset::~GdalDataset() {
     rollback();
 }
 
-WorkspaceType Dataset::type() const noexcept {
-    return sqlite_ || isSqliteFile(*gdal_) ? workspaceLocalDatabase
-           : isPostgres(*gdal_)            ? workspaceRemoteDatabase
-                                           : workspaceFileSystem;
+WorkspaceType GdalDataset::type() const noexcept {
+    return sqlite_ || isSqliteFile(*gdal_) ? workspaceLocalDatabase : workspaceFileSystem;
 }
 
-OGRLayer* Dataset::findLayer(const std::string& layer) const {
+OGRLayer* GdalDataset::findLayer(const std::string& layer) const {
     const GdalErrors errors;
     for (OGRLayer* candidate : gdal_->GetLayers())
         if (layer == candidate->GetName()) return candidate;
     return layer.empty() ? nullptr : gdal_->GetLayerByName(layer.c_str());
 }
 
-std::shared_ptr<Table> Dataset::table(const std::string& layer) {
+std::vector<Dataset::Entry> GdalDataset::entries() {
+    const GdalErrors errors;
+    std::vector<Entry> entries;
+    for (OGRLayer* layer : gdal_->GetLayers())
+        entries.push_back({layer->GetName(), aliasOf(*layer), isSpatial(*layer)});
+    return entries;
+}
+
+std::optional<Dataset::Entry> GdalDataset::find(const std::string& layer) {
     OGRLayer* found = findLayer(layer);
-    if (!found) throw HostError(name_ + ": there is no layer '" + layer + "'");
+    if (!found) return std::nullopt;
+    return Entry{found->GetName(), aliasOf(*found), isSpatial(*found)};
+}
+
+std::int64_t GdalDataset::rowCount(const std::string& layer) {
+    const GdalErrors errors;
+    // Not forced: where it would mean reading everything, the answer is -1.
+    const GIntBig rows = findLayer(layer)->GetFeatureCount(FALSE);
+    return rows < 0 ? -1 : rows;
+}
+
+void GdalDataset::addField(Table& table, const FieldRequest& request) {
+    const GdalErrors errors;
+    OGRFieldDefn field(request.name.c_str(), request.kind == FieldKind::Real ? OFTReal : OFTString);
+    // The exact name or none: a driver may not shorten it.
+    if (findLayer(table.name())->CreateField(&field, FALSE) != OGRERR_NONE)
+        throw HostError(table.title() + ": cannot add field " + request.name + ": " + errors.text("no reason given"));
+    noteChange(table.name());
+    table.refresh();
+}
+
+std::shared_ptr<Table> GdalDataset::table(const std::string& layer) {
+    OGRLayer* found = findLayer(layer);
+    if (!found) throw HostError(name() + ": there is no layer '" + layer + "'");
     std::weak_ptr<Table>& known = tables_[found->GetName()];
     if (std::shared_ptr<Table> table = known.lock()) return table;
     const GdalErrors errors;
-    std::shared_ptr<Table> table = makeTable(shared_from_this(), *found);
+    std::shared_ptr<Table> table = makeTable(std::static_pointer_cast<GdalDataset>(shared_from_this()), *found);
     known = table;
     return table;
 }
 
-bool Dataset::isGeoPackage() const {
+bool GdalDataset::isGeoPackage() const {
     return isOneOf(gdal_->GetDriverName(), {"GPKG"});
 }
 
-bool Dataset::transactionLost() const noexcept {
+bool GdalDataset::transactionLost() const noexcept {
     return inTransaction_ && sqlite_ && sqlite3_get_autocommit(sqlite_) != 0;
 }
 
-void Dataset::checkWritable() const {
-    if (access_ == Access::Read) throw StatusError(E_ACCESSDENIED, name_ + ": the dataset is open for reading only");
+void GdalDataset::checkWritable() const {
+    if (access() == Access::Read) throw StatusError(E_ACCESSDENIED, name() + ": the dataset is open for reading only");
     if (transactionLost())
-        throw HostError(name_ + ": an earlier failure ended the transaction; nothing more is written");
+        throw HostError(name() + ": an earlier failure ended the transaction; nothing more is written");
 }
 
-void Dataset::noteChange(const std::string& table) {
+void GdalDataset::noteChange(const std::string& table) {
     changedTables_.insert(table);
 }
 
-void Dataset::lockForWriting() {
+void GdalDataset::lockForWriting() {
     if (!sqlite_) return;
     // Another process's lock, or a folder where no journal can be made, shows now and not at the first row: writing the
     // file's version anew, as it is, takes the lock and opens the journal.
@@ -136,23 +167,23 @@ void Dataset::lockForWriting() {
     SqliteStatement(sqlite_, "PRAGMA user_version = " + same).step();
 }
 
-void Dataset::begin() {
+void GdalDataset::begin() {
     checkWritable();
-    if (inTransaction_) throw HostError(name_ + ": a transaction is open already");
+    if (inTransaction_) throw HostError(name() + ": a transaction is open already");
     const GdalErrors errors;
     if (gdal_->StartTransaction() != OGRERR_NONE)
-        throw HostError(name_ + ": cannot begin a transaction: " + errors.text("no reason given"));
+        throw HostError(name() + ": cannot begin a transaction: " + errors.text("no reason given"));
     inTransaction_ = true;
     changedTables_.clear();
     try {
         lockForWriting();
     } catch (const HostError& error) {
         rollback();
-        throw HostError(name_ + ": cannot be written: " + error.what());
+        throw HostError(name() + ": cannot be written: " + error.what());
     }
 }
 
-void Dataset::writeChangeTimes() {
+void GdalDataset::writeChangeTimes() {
     if (!isGeoPackage()) return;
     for (const std::string& table : changedTables_)
         executeSql(*gdal_,
@@ -161,8 +192,8 @@ void Dataset::writeChangeTimes() {
                        quotedText(table) + ")");
 }
 
-void Dataset::commit() {
-    if (!inTransaction_) throw HostError(name_ + ": there is no transaction to commit");
+void GdalDataset::commit() {
+    if (!inTransaction_) throw HostError(name() + ": there is no transaction to commit");
     try {
         checkWritable();
         // A run that changed nothing leaves the file as it is, to the byte.
@@ -173,13 +204,13 @@ void Dataset::commit() {
         inTransaction_ = false;
         changedTables_.clear();
     } catch (const HostError& error) {
-        const std::string text = name_ + ": cannot commit: " + error.what();
+        const std::string text = name() + ": cannot commit: " + error.what();
         rollback();
         throw HostError(text);
     }
 }
 
-void Dataset::rollback() noexcept {
+void GdalDataset::rollback() noexcept {
     if (!inTransaction_) return;
     inTransaction_ = false;
     changedTables_.clear();

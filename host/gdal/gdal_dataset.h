@@ -1,0 +1,69 @@
+// A dataset that GDAL opens: a GeoPackage or another file.
+#pragma once
+
+#include "host/gdal/clause_guard.h"
+#include "host/gdal/dataset.h"
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+class GDALDataset;
+class OGRLayer;
+struct sqlite3;
+
+namespace embedded_host {
+
+class GdalDataset final : public Dataset {
+public:
+    /// \param lockTimeout the seconds to wait for a file that someone else has locked. \throws HostError
+    GdalDataset(const std::string& name, Access access, std::optional<double> lockTimeout);
+    ~GdalDataset() override;
+
+    GDALDataset& gdal() const noexcept { return *gdal_; }
+    /// GDAL's own connection to the file when it is an SQLite one, else null.
+    sqlite3* sqlite() const noexcept { return sqlite_; }
+    /// Watches over the connection, when there is one.
+    ClauseGuard& clauseGuard() noexcept { return clauseGuard_; }
+    /// Whether the dataset itself, not GDAL, evaluates where clauses and SQL.
+    bool hasSql() const noexcept { return type() != workspaceFileSystem; }
+    /// The layer, by its exact name first; null when there is none.
+    OGRLayer* findLayer(const std::string& layer) const;
+
+    WorkspaceType type() const noexcept override;
+    std::vector<Entry> entries() override;
+    std::optional<Entry> find(const std::string& layer) override;
+    std::shared_ptr<Table> table(const std::string& layer) override;
+    std::int64_t rowCount(const std::string& layer) override;
+    void addField(Table& table, const FieldRequest& request) override;
+    void begin() override;
+    void commit() override;
+    void rollback() noexcept override;
+    void checkWritable() const override;
+    /// A write of this table reached the dataset; its listing shows it at commit.
+    void noteChange(const std::string& table);
+
+private:
+    bool isGeoPackage() const;
+    // A full disk can end the transaction behind our back: nothing may be written after that.
+    bool transactionLost() const noexcept;
+    void lockForWriting();
+    void writeChangeTimes();
+
+    struct Closer {
+        void operator()(GDALDataset* dataset) const noexcept;
+    };
+
+    ClauseGuard clauseGuard_;  // outlives the connection
+    std::unique_ptr<GDALDataset, Closer> gdal_;
+    sqlite3* sqlite_ = nullptr;
+    bool inTransaction_ = false;
+    std::set<std::string> changedTables_;
+    std::map<std::string, std::weak_ptr<Table>> tables_;
+};
+
+/// Runs one statement that gives no rows. \throws HostError with GDAL's words.
+void executeSql(GDALDataset& gdal, const std::string& sql);
+
+}  // namespace embedded_host

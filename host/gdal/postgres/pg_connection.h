@@ -1,0 +1,121 @@
+// The one connection of a dataset on a PostgreSQL server. Statements are queued and sent at once, so that the server
+// works while the caller goes on; finish() waits for all of them.
+#pragma once
+
+#include "host/host_error.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+struct pg_conn;
+struct pg_result;
+
+namespace embedded_host {
+
+/// What the server, or the way to it, said.
+class PgError : public HostError {
+public:
+    /// \param sqlState the server's five characters; empty when the connection itself failed.
+    PgError(const std::string& text, std::string sqlState) : HostError(text), sqlState_(std::move(sqlState)) {}
+    const std::string& sqlState() const noexcept { return sqlState_; }
+
+private:
+    std::string sqlState_;
+};
+
+/// The rows that a statement gave, with values in the server's binary form.
+class PgResult {
+public:
+    PgResult() = default;
+    explicit PgResult(pg_result* result) noexcept : result_(result) {}
+
+    /// Whether the statement was carried out.
+    bool isThere() const noexcept { return result_ != nullptr; }
+    int rows() const noexcept;
+    bool isNull(int row, int column) const noexcept;
+    std::string_view bytes(int row, int column) const noexcept;
+    std::int64_t int64(int row, int column) const noexcept;
+    bool boolean(int row, int column) const noexcept { return bytes(row, column) == std::string_view("\1", 1); }
+    std::string text(int row, int column) const { return std::string(bytes(row, column)); }
+    /// The bytes that the result takes.
+    std::size_t memory() const noexcept;
+    /// How many rows a statement changed.
+    std::int64_t changed() const noexcept;
+    /// The command that was carried out, as the server names it.
+    std::string_view command() const noexcept;
+
+private:
+    struct Clear {
+        void operator()(pg_result* result) const noexcept;
+    };
+    std::unique_ptr<pg_result, Clear> result_;
+};
+
+/// A parameter in the server's binary form.
+struct PgParameter {
+    unsigned type;  // the type's number on every server
+    std::string bytes;
+};
+
+struct PgStatement {
+    std::string sql;
+    std::vector<PgParameter> parameters;
+};
+
+class PgConnection {
+public:
+    using Take = std::function<void(PgResult&&)>;
+    using Failed = std::function<void(const PgError&)>;
+
+    /// \param settings libpq's connection string. \throws HostError with libpq's words.
+    explicit PgConnection(const std::string& settings);
+    ~PgConnection();
+    PgConnection(const PgConnection&) = delete;
+    PgConnection& operator=(const PgConnection&) = delete;
+
+    std::string database() const;
+
+    /// Sends a statement and does not wait.
+    /// \param take called by finish() with the result; may be empty.
+    /// \param failed called by finish() when this is the first statement that failed; may throw.
+    void queue(const PgStatement& statement, Take take, Failed failed = {});
+    /// Waits for all that was queued. Statements behind one that failed are not carried out.
+    /// \throws PgError the first failure, after its `failed` was told.
+    void finish();
+    /// Queues a statement and finishes.
+    PgResult run(const PgStatement& statement);
+
+    /// When it turns true, what the server is doing is cancelled; null: never.
+    void setStop(const std::atomic<bool>* stop) noexcept { stop_ = stop; }
+    bool isLost() const noexcept;
+
+private:
+    struct Command {
+        Take take;
+        Failed failed;
+    };
+    struct Close {
+        void operator()(pg_conn* connection) const noexcept;
+    };
+
+    void send();
+    bool wait(bool sending);
+    void cancel() noexcept;
+    pg_result* nextResult();
+    void readCommands(std::vector<PgResult>& results, std::unique_ptr<PgError>& failure, std::size_t& failedAt);
+    PgError lastError() const;
+
+    std::unique_ptr<pg_conn, Close> connection_;
+    std::vector<Command> commands_;
+    const std::atomic<bool>* stop_ = nullptr;
+    bool cancelled_ = false;
+};
+
+}  // namespace embedded_host

@@ -1,0 +1,251 @@
+// A database on a PostgreSQL server: settings, names and transactions.
+#include "host/gdal/postgres/pg_dataset.h"
+
+#include "host/gdal/errors.h"
+#include "host/gdal/postgres/pg_table.h"
+#include "host/gdal/text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <utility>
+
+namespace embedded_host {
+
+namespace {
+
+constexpr double defaultLockTimeout = 30;  // seconds
+
+std::unique_ptr<PgConnection> connect(const PgSettings& settings) {
+    try {
+        return std::make_unique<PgConnection>(settings.connection);
+    } catch (const HostError& error) {
+        throw HostError(std::string("PG: cannot be opened: ") + error.what());
+    }
+}
+
+// What a wrong query brings about, and a right one over unfit data: the asker's affair. Anything else (a lock, rights,
+// the server's end) is the run's.
+bool isQuerysFault(const std::string& state) {
+    constexpr std::string_view noRights = "42501";
+    const std::string_view kind = std::string_view(state).substr(0, 2);
+    return state != noRights && (kind == "42" || kind == "22" || kind == "21" || kind == "0A");
+}
+
+// The server would write an unquoted name so.
+std::string foldedName(std::string name) {
+    for (char& c : name)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return name;
+}
+
+}  // namespace
+
+PgDataset::PgDataset(const std::string& name, Access access, std::optional<double> lockTimeout)
+    : PgDataset(parsePgSettings(name), access, lockTimeout, nullptr) {}
+
+PgDataset::PgDataset(const PgSettings& settings, Access access, std::optional<double> lockTimeout,
+                     std::unique_ptr<PgConnection> connection)
+    : Dataset("PG:" + (connection = connect(settings))->database(), access),
+      ownedConnection_(std::move(connection)),
+      connection_(*ownedConnection_),
+      catalog_([this](const PgStatement& statement) { return ask(statement); }),
+      writer_(*this),
+      listedSchemas_(settings.schemas) {
+    setUp(settings, lockTimeout);
+}
+
+PgDataset::~PgDataset() {
+    rollback();
+}
+
+void PgDataset::setUp(const PgSettings& settings, std::optional<double> lockTimeout) {
+    const auto set = [&](const char* setting, const std::string& value) {
+        connection_.queue({"SELECT set_config($1, $2, false)", {textParameter(setting), textParameter(value)}}, {});
+    };
+    constexpr double most = 2'000'000'000.0;
+    const double milliseconds = std::clamp(lockTimeout.value_or(defaultLockTimeout) * 1000.0, 0.0, most);
+    set("lock_timeout", std::to_string(static_cast<int>(std::ceil(milliseconds))));
+    set("TimeZone", "UTC");
+    set("DateStyle", "ISO");
+    set("jit", "off");  // no statement of a run is long enough to be worth compiling
+    if (access() == Access::Read) set("default_transaction_read_only", "on");
+    if (!settings.activeSchema.empty())
+        connection_.queue(
+            {"SELECT set_config('search_path', quote_ident($1) || ', ' || current_setting('search_path'), "
+             "false)",
+             {textParameter(settings.activeSchema)}},
+            {});
+    try {
+        connection_.finish();
+    } catch (const HostError& error) {
+        throw HostError(name() + ": cannot be opened: " + error.what());
+    }
+}
+
+void PgDataset::breakRun(const std::string& text) {
+    if (inTransaction_ && broken_.empty()) {
+        broken_ = text;
+        if (monitor && monitor->failure.empty()) monitor->failure = text;
+    }
+    throw HostError(text);
+}
+
+void PgDataset::checkRun() const {
+    if (!broken_.empty()) throw HostError(broken_);
+}
+
+void PgDataset::finish() {
+    checkRun();
+    connection_.setStop(monitor ? monitor->stop : nullptr);
+    connection_.finish();
+}
+
+PgResult PgDataset::ask(const PgStatement& statement) {
+    checkRun();
+    if (inTransaction_) return askProtected(statement);
+    return connection_.run(statement);
+}
+
+PgResult PgDataset::askProtected(const PgStatement& statement) {
+    writer_.send();
+    PgResult answer;
+    bool failedHere = false;
+    const auto lost = [this](const PgError& error) { breakRun(name() + ": " + error.what()); };
+    connection_.queue({"SAVEPOINT question", {}}, {}, lost);
+    connection_.queue(
+        statement, [&](PgResult&& result) { answer = std::move(result); },
+        [&](const PgError& /*error*/) { failedHere = true; });
+    connection_.queue({"RELEASE SAVEPOINT question", {}}, {}, lost);
+    try {
+        finish();
+        return answer;
+    } catch (const PgError& error) {
+        if (!failedHere) throw;
+        if (connection_.isLost() || !isQuerysFault(error.sqlState())) breakRun(name() + ": " + error.what());
+        connection_.queue({"ROLLBACK TO SAVEPOINT question", {}}, {}, lost);
+        connection_.queue({"RELEASE SAVEPOINT question", {}}, {}, lost);
+        finish();
+        throw;
+    }
+}
+
+template <class Question>
+auto PgDataset::named(Question&& question) {
+    try {
+        return question();
+    } catch (const PgError& error) {
+        throw HostError(name() + ": " + error.what());
+    }
+}
+
+std::string PgDataset::connectedDatabase() {
+    return named([&] { return ask({"SELECT current_database()::text", {}}).text(0, 0); });
+}
+
+std::string PgDataset::connectedUser() {
+    return named([&] { return ask({"SELECT current_user::text", {}}).text(0, 0); });
+}
+
+std::vector<Dataset::Entry> PgDataset::entries() {
+    std::vector<Entry> entries;
+    for (const PgRelation& relation : named([&] { return catalog_.list(listedSchemas_); }))
+        entries.push_back({relation.layerName(), relation.table, relation.spatial});
+    return entries;
+}
+
+std::optional<PgRelation> PgDataset::resolve(const std::string& layer) {
+    return named([&] { return catalog_.find(parseTableName(layer)); });
+}
+
+std::optional<Dataset::Entry> PgDataset::find(const std::string& layer) {
+    const std::optional<PgRelation> relation = resolve(layer);
+    if (!relation) return std::nullopt;
+    return Entry{relation->layerName(), relation->table, relation->spatial};
+}
+
+std::shared_ptr<Table> PgDataset::table(const std::string& layer) {
+    const std::optional<PgRelation> relation = resolve(layer);
+    if (!relation) throw HostError(name() + ": there is no layer '" + layer + "'");
+    std::weak_ptr<Table>& known = tables_[relation->sqlName()];
+    if (std::shared_ptr<Table> table = known.lock()) return table;
+    auto table = std::make_shared<PgTable>(std::static_pointer_cast<PgDataset>(shared_from_this()), *relation);
+    known = table;
+    return table;
+}
+
+void PgDataset::addField(Table& table, const FieldRequest& request) {
+    const std::string type = request.kind == FieldKind::Real ? "double precision" : "text";
+    try {
+        ask({"ALTER TABLE " + static_cast<PgTable&>(table).sqlName() + " ADD COLUMN " +
+                 quotedName(foldedName(request.name)) + ' ' + type,
+             {}});
+    } catch (const PgError& error) {
+        throw HostError(table.title() + ": cannot add field " + request.name + ": " + error.what());
+    }
+    noteChange();
+    table.refresh();
+}
+
+void PgDataset::checkWritable() const {
+    if (access() == Access::Read) throw StatusError(E_ACCESSDENIED, name() + ": the dataset is open for reading only");
+    checkRun();
+}
+
+void PgDataset::begin() {
+    checkWritable();
+    if (inTransaction_) throw HostError(name() + ": a transaction is open already");
+    try {
+        connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning
+        // One state of the database from the first row to the last: a row that someone else changes meanwhile ends the
+        // run instead of getting the symbol of its old values.
+        connection_.run({"BEGIN ISOLATION LEVEL REPEATABLE READ", {}});
+    } catch (const HostError& error) {
+        throw HostError(name() + ": cannot begin a transaction: " + error.what());
+    }
+    inTransaction_ = true;
+    ++transactionNumber_;
+    changed_ = false;
+}
+
+void PgDataset::commit() {
+    if (!inTransaction_) throw HostError(name() + ": there is no transaction to commit");
+    try {
+        checkWritable();
+        writer_.send();
+        finish();
+    } catch (const HostError&) {
+        rollback();
+        throw;
+    }
+    if (!changed_) return rollback();
+    connection_.setStop(nullptr);
+    try {
+        const PgResult result = connection_.run({"COMMIT", {}});
+        if (result.command() != "COMMIT") throw HostError("the server has rolled the transaction back");
+        inTransaction_ = false;
+    } catch (const HostError& error) {
+        std::string text = name() + ": cannot commit: " + error.what();
+        if (connection_.isLost()) text += "; whether the changes are in the database is not known";
+        rollback();
+        throw HostError(text);
+    }
+}
+
+void PgDataset::rollback() noexcept {
+    if (!inTransaction_) return;
+    inTransaction_ = false;
+    broken_.clear();
+    writer_.forget();
+    connection_.setStop(nullptr);
+    const auto ignoringFailures = [](auto&& work) {
+        try {
+            work();
+        } catch (const std::exception&) {  // the server has rolled back, or will when it notices that we are gone
+        }
+    };
+    ignoringFailures([this] { connection_.finish(); });
+    ignoringFailures([this] { connection_.run({"ROLLBACK", {}}); });
+}
+
+}  // namespace embedded_host

@@ -1,0 +1,82 @@
+// A database on a PostgreSQL server, over one connection of its own: rows, names and transactions.
+#pragma once
+
+#include "host/gdal/dataset.h"
+#include "host/gdal/postgres/pg_catalog.h"
+#include "host/gdal/postgres/pg_writer.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace embedded_host {
+
+/// GDAL's driver has its connection for itself, and a second one would be a second transaction: what a run reads, asks
+/// and writes goes through this one. A failure that ends the transaction is remembered until it is rolled back, and
+/// told to the monitor, because the library ignores failures of single rows and queries.
+class PgDataset final : public Dataset, private DatabaseServer {
+public:
+    /// \param lockTimeout the seconds to wait for what someone else has locked; 0: for ever. \throws HostError
+    PgDataset(const std::string& name, Access access, std::optional<double> lockTimeout);
+    ~PgDataset() override;
+
+    WorkspaceType type() const noexcept override { return workspaceRemoteDatabase; }
+    DatabaseServer* server() noexcept override { return this; }
+    std::vector<Entry> entries() override;
+    std::optional<Entry> find(const std::string& layer) override;
+    std::shared_ptr<Table> table(const std::string& layer) override;
+    std::int64_t rowCount(const std::string& /*layer*/) override { return -1; }
+    void addField(Table& table, const FieldRequest& request) override;
+    void begin() override;
+    void commit() override;
+    void rollback() noexcept override;
+    void checkWritable() const override;
+
+    /// Asks something that may fail without harm to the transaction; what was written before is seen.
+    /// \throws PgError; HostError when the transaction has broken.
+    PgResult ask(const PgStatement& statement);
+    /// Waits for what the connection has to do.
+    void finish();
+    /// Ends the run: remembers and throws HostError.
+    [[noreturn]] void breakRun(const std::string& text);
+    /// \throws HostError when the run has broken.
+    void checkRun() const;
+    void noteChange() noexcept { changed_ = true; }
+
+    bool inTransaction() const noexcept { return inTransaction_; }
+    /// Tells transactions apart; cursors end with theirs.
+    int transactionNumber() const noexcept { return transactionNumber_; }
+    PgConnection& connection() noexcept { return connection_; }
+    PgCatalog& catalog() noexcept { return catalog_; }
+    PgWriter& writer() noexcept { return writer_; }
+
+private:
+    PgDataset(const PgSettings& settings, Access access, std::optional<double> lockTimeout,
+              std::unique_ptr<PgConnection> connection);
+
+    std::string connectedDatabase() override;
+    std::string connectedUser() override;
+    TableName parseName(const std::string& name) const override { return parseTableName(name); }
+    std::string qualifiedName(const TableName& name) const override { return qualifyTableName(name); }
+
+    void setUp(const PgSettings& settings, std::optional<double> lockTimeout);
+    // Runs `question`, whose failures then begin with the database's name.
+    template <class Question>
+    auto named(Question&& question);
+    PgResult askProtected(const PgStatement& statement);
+    std::optional<PgRelation> resolve(const std::string& layer);
+
+    std::unique_ptr<PgConnection> ownedConnection_;
+    PgConnection& connection_;
+    PgCatalog catalog_;
+    PgWriter writer_;
+    std::vector<std::string> listedSchemas_;
+    bool inTransaction_ = false;
+    int transactionNumber_ = 0;
+    bool changed_ = false;
+    std::string broken_;
+    std::map<std::string, std::weak_ptr<Table>> tables_;
+};
+
+}  // namespace embedded_host

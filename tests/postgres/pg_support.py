@@ -1,0 +1,155 @@
+"""What the tests of the tool on a PostgreSQL server share: the tool, a database of a test's own, other people's sessions."""
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+SKIPPED = 77  # what the test driver takes for "not run"
+PATIENCE = 60  # seconds for what should happen at once
+
+
+def server_folder():
+    """The folder of the private server's socket."""
+    state = pathlib.Path(os.environ["CXML_TEST_SERVER"]).read_text(encoding="utf-8").strip()
+    if state.startswith("none: "):
+        raise unittest.SkipTest(state[6:])
+    return state
+
+
+def texts(layer):
+    return [message["text"] for message in layer["messages"]]
+
+
+class Session:
+    """Somebody else's connection: statements take effect one by one, and a transaction stays open between them."""
+
+    def __init__(self, server, database, user="admin"):
+        self.process = subprocess.Popen(
+            ["psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", server, "-U", user, "-d", database],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, encoding="utf-8")
+
+    def sql(self, text):
+        """Runs SQL; the answer's lines."""
+        self.process.stdin.write(f"{text};\n\\echo --done--\n")
+        self.process.stdin.flush()
+        lines = []
+        while (line := self.process.stdout.readline()) != "--done--\n":
+            if not line:
+                raise AssertionError(f"{text}: {self.process.stderr.read()}")
+            lines.append(line.rstrip("\n"))
+        return lines
+
+    def close(self):
+        self.process.stdin.close()
+        self.process.wait()
+        self.process.stdout.close()
+        self.process.stderr.close()
+
+
+class DatabaseTest(unittest.TestCase):
+    """A test with a folder and a database of its own."""
+
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="cxml-postgres-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.use_server(server_folder())
+
+    def use_server(self, server):
+        self.server = server
+        self.database = f"p{os.getpid()}_{id(self) % 100000}"
+        with_all = self.session("postgres")
+        with_all.sql(f"CREATE DATABASE {self.database}")
+        self.addCleanup(with_all.sql, f"DROP DATABASE IF EXISTS {self.database} WITH (FORCE)")
+        self.admin = self.session()
+        self.sql = self.admin.sql
+
+    def session(self, database=None, user="admin"):
+        session = Session(self.server, database or self.database, user)
+        self.addCleanup(session.close)
+        return session
+
+    def dataset(self, user="admin", more=""):
+        return f"PG:host={self.server} dbname={self.database} user={user} {more}"
+
+    def document(self, text, name="rules.cxml"):
+        path = self.folder / name
+        path.write_text(f'<?xml version="1.0" encoding="UTF-8"?>\n<conditionMap name="Test">{text}</conditionMap>\n',
+                        encoding="utf-8")
+        return path
+
+    def start(self, *arguments):
+        """Starts the tool and does not wait."""
+        process = subprocess.Popen([os.environ["CXML"], *map(str, arguments)], stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True, encoding="utf-8")
+
+        def end():
+            if process.poll() is None:
+                process.kill()
+            process.communicate()
+        self.addCleanup(end)
+        return process
+
+    def run_tool(self, *arguments):
+        """Runs the tool; (exit status, standard output, standard error)."""
+        process = self.start(*arguments)
+        out, err = process.communicate(timeout=300)
+        return process.returncode, out, err
+
+    def run_json(self, *arguments):
+        status, out, err = self.run_tool(*arguments, "--json")
+        self.assertTrue(out.startswith("{"), (arguments, status, out, err))
+        return status, json.loads(out)
+
+    def wait_for(self, sql, wanted):
+        """Until a query has the answer."""
+        for _ in range(PATIENCE * 50):
+            if (answer := self.sql(sql)) == wanted:
+                return
+            time.sleep(0.02)
+        raise AssertionError(f"{sql}: {answer} instead of {wanted}")
+
+    def wait_for_lock_wait(self):
+        """Until the tool's connection waits for somebody's lock."""
+        self.wait_for("SELECT count(*) FROM pg_stat_activity WHERE datname = current_database() "
+                      "AND wait_event_type = 'Lock'", ["1"])
+
+    def cut(self):
+        """Ends the tool's connection as an administrator does: the one that waits for a lock."""
+        self.sql("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = current_database() "
+                 "AND wait_event_type = 'Lock'")
+
+    def make_buoys(self, rows, table="boylat"):
+        self.sql(f"CREATE TABLE {table} (fid serial PRIMARY KEY, catlam int, colour text, symbol_c text, "
+                 f"xoffset_c float8, yoffset_c float8, rotate_c float8);"
+                 f"INSERT INTO {table} (catlam, colour) SELECT i % 3, '3,' || i % 5 FROM generate_series(1, {rows}) AS i")
+
+    def symbols(self, table="boylat"):
+        return self.sql(f"SELECT coalesce(symbol_c, '-') FROM {table} ORDER BY fid")
+
+    def written(self, table="boylat"):
+        return self.sql(f"SELECT count(symbol_c) FROM {table}")
+
+
+BUOYS = ('<featureClass name="BOYLAT"><condition rulename="DEFAULT"/>'
+         '<condition rulename="PORT"><rule type="A" field="CATLAM" operator="equal" value="1"/></condition>'
+         '</featureClass>')
+
+
+def main():
+    """Runs the tests of the calling file and exits. With one of them skipped, the file is not a pass."""
+    result = unittest.main(exit=False, testRunner=unittest.TextTestRunner(stream=sys.stdout)).result
+    if not result.testsRun:
+        sys.exit("no tests found")
+    if not result.wasSuccessful():
+        sys.exit(1)
+    for test, reason in result.skipped:
+        print(f"skipped: {test.id()}: {reason}")
+    sys.exit(SKIPPED if result.skipped else 0)
