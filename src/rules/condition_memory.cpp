@@ -59,7 +59,7 @@ ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> con
     collect(usable);
     failed_.resize(positions_ * words_);
     scratch_.resize(positions_ * words_);
-    constexpr std::size_t budget = 256 * 1024;  // words per field
+    constexpr std::size_t budget = 262144;  // words per field: 2 MB
     constexpr std::size_t mostValues = 8192;
     capacity_ = std::min(mostValues, budget / std::max<std::size_t>(scratch_.size(), 1));
 }

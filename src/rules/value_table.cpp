@@ -59,7 +59,7 @@ ValueTable::Number ValueTable::find(const VARIANT& value) const noexcept {
 
 ValueTable::Number ValueTable::add(const VARIANT& value) {
     if (value.vt == VT_NULL) return null_ = count_++;
-    if ((count_ + 1) * 2 > entries_.size()) grow();
+    if (count_ + std::size_t{1} > entries_.size() / 2) grow();
     Entry entry{.key = keyOf(value), .number = count_};
     if (value.vt == VT_BSTR) {
         const WideView text = view(value.bstrVal);

@@ -13,7 +13,6 @@
 
 namespace {
 
-using ConditionalXml::ConditionMap;
 using ConditionalXml::CXAttributeRule;
 using ConditionalXml::Rule;
 using memhost::Cell;
