@@ -143,6 +143,7 @@ void Dataset::begin() {
     if (gdal_->StartTransaction() != OGRERR_NONE)
         throw HostError(name_ + ": cannot begin a transaction: " + errors.text("no reason given"));
     inTransaction_ = true;
+    ++transactions_;
     changedTables_.clear();
     try {
         lockForWriting();

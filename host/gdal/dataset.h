@@ -45,6 +45,8 @@ public:
     void begin();
     void commit();
     void rollback() noexcept;
+    /// A number for the transaction that is open, no other's; 0 without one.
+    long transaction() const noexcept { return inTransaction_ && !transactionLost() ? transactions_ : 0; }
 
     /// \throws StatusError when the dataset was opened for reading, or its transaction has been lost.
     void checkWritable() const;
@@ -73,6 +75,7 @@ private:
     std::unique_ptr<GDALDataset, Closer> gdal_;
     sqlite3* sqlite_ = nullptr;
     bool inTransaction_ = false;
+    long transactions_ = 0;  // that were begun
     std::set<std::string> changedTables_;
     std::map<std::string, std::weak_ptr<Table>> tables_;
 };

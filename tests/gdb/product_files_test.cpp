@@ -58,7 +58,7 @@ protected:
     ~ProductExpressionFile() override { std::filesystem::current_path(before_); }
 
     /// Registers the folder, written with backslashes as the registry has them, and loads a document with the file.
-    LoadedMap load(string folder, const string& file = "lib.py") const {
+    LoadedMap load(const string& folder, const string& file = "lib.py") const {
         string escaped;
         for (const char c : folder) escaped += c == '/' || c == '\\' ? "\\\\" : string(1, c);
         const RegistryScope registry(registryFolder.write(

@@ -118,6 +118,7 @@ LSTATUS RegOpenKeyExW(HKEY root, LPCWSTR path, DWORD /*options*/, REGSAM /*acces
     return ERROR_SUCCESS;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the platform's own signature
 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* bytes) {
     if (!key) return ERROR_INVALID_HANDLE;
     if (reserved || (data && !bytes)) return ERROR_INVALID_PARAMETER;
@@ -129,6 +130,7 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, B
     if (bytes) *bytes = static_cast<DWORD>(value.bytes.size());
     if (!data) return ERROR_SUCCESS;
     if (capacity < value.bytes.size()) return ERROR_MORE_DATA;
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): a text's terminator is among its bytes
     std::memcpy(data, value.bytes.data(), value.bytes.size());
     return ERROR_SUCCESS;
 }
