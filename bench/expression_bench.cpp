@@ -266,6 +266,7 @@ void add(const std::string& name, const std::function<void(benchmark::State&)>& 
 void measureAll(int argc, char** argv) {
     const Folder folder;
     std::vector<Light> lights;
+    lights.reserve(rowCount);
     for (std::size_t row = 0; row < rowCount; ++row) lights.push_back(lightOf(row));
     const std::string chart = makeChart(folder, lights);
     std::vector<std::unique_ptr<Run>> runs;

@@ -5,6 +5,7 @@
 #include "host/gdal/gdal_workspace.h"
 #include "memhost/text.h"
 
+#include <fmt/format.h>
 #include <sqlite3.h>
 #include <array>
 #include <cstdint>
@@ -86,12 +87,12 @@ void makeChart(const Folder& folder) {
     std::string buoys = "x,y,SYMBOL_C,Xoffset_C,Yoffset_C,Rotate_C,FIDN,OBJNAM\n";
     std::string lights = "x,y,FCSUBTYPE,BUOY,COLOUR,LITCHR,SIGGRP,SIGPER,HEIGHT,VALNMR,STATUS,OBJNAM\n";
     for (int buoy = 0; buoy < buoyCount; ++buoy) {
-        const std::string place = std::to_string(buoy % 1000 / 100.0) + ',' + std::to_string(buoy / 1000 / 100.0) + ',';
-        const std::string number = std::to_string(buoy);
-        buoys += place + ",,,," + number + ',' + nameOf(buoy) + '\n';
+        const int column = buoy % 1000;
+        const int line = buoy / 1000;
+        buoys += fmt::format("{},{},,,,,{},{}\n", column / 100.0, line / 100.0, buoy, nameOf(buoy));
         for (int light = 0; light < lightsOf(buoy); ++light)
-            lights += place + "1," + number + ",3," + std::to_string(characterOf(buoy, light)) + ",(2),10,4.5,5,1," +
-                      nameOf(buoy) + '\n';
+            lights += fmt::format("{},{},1,{},3,{},(2),10,4.5,5,1,{}\n", column / 100.0, line / 100.0, buoy,
+                                  characterOf(buoy, light), nameOf(buoy));
     }
     folder.write("BUOYS.csv", buoys);
     folder.write("BUOYS.csvt", "CoordX,CoordY,String,Real,Real,Real,Integer,String\n");

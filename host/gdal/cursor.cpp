@@ -59,6 +59,12 @@ ColumnSet allColumns(const TableSchema& schema) {
     return columns;
 }
 
+bool namesFields(IQueryFilter* filter) {
+    LONG count = 0;
+    if (filter) check(sourceOf(filter)->get_FieldCount(&count));
+    return count != 0;
+}
+
 FilterContent readFilter(const TableSchema& schema, IQueryFilter* filter) {
     FilterContent content;
     if (!filter) return {allColumns(schema), {}};

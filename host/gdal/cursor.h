@@ -18,6 +18,9 @@ ColumnSet allColumns(const TableSchema& schema);
 /// The filter's where clause alone; empty without a filter. \throws StatusError
 std::string readWhereClause(IQueryFilter* filter);
 
+/// Whether the filter says which fields will be read.
+bool namesFields(IQueryFilter* filter);
+
 /// \param filter may be null. Names that the table does not have are passed over. \throws StatusError
 FilterContent readFilter(const TableSchema& schema, IQueryFilter* filter);
 

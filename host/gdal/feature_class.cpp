@@ -56,7 +56,7 @@ CComPtr<ICursor> FeatureClass::openCursor(IQueryFilter* filter, bool recycling, 
     // Which rows the cursor gives is settled before the first of them can be changed.
     if (!content.where.empty())
         ids = std::make_shared<ObjectIds>(ids ? table_->restrict(*ids, content.where)
-                                              : table_->select(content.where, false));
+                                              : table_->select(content.where, false, {}));
     return new Cursor(source, std::move(content.columns), std::move(ids), recycling);
 }
 
@@ -108,8 +108,10 @@ HRESULT FeatureClass::Select(IQueryFilter* filter, SelectionType type, Selection
     *selection = nullptr;
     if (type != selectionIdSet || (option != selectionAll && option != selectionOnlyOne)) return E_INVALIDARG;
     return atBoundary([&] {
-        // The filter's fields say what will be read of the rows: a set of ids has nothing to read.
-        auto ids = std::make_shared<ObjectIds>(table_->select(readWhereClause(filter), option == selectionOnlyOne));
+        // A set of ids has nothing to read; but a filter with fields tells that its rows are going to be got.
+        const bool willBeRead = asked_ && namesFields(filter);
+        auto ids = std::make_shared<ObjectIds>(
+            table_->select(readWhereClause(filter), option == selectionOnlyOne, willBeRead ? *asked_ : ColumnSet{}));
         *selection = CComPtr<ISelectionSet>(new SelectionSet(this, std::move(ids))).Detach();
         return S_OK;
     });

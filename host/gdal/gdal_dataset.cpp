@@ -174,6 +174,7 @@ void GdalDataset::begin() {
     if (gdal_->StartTransaction() != OGRERR_NONE)
         throw HostError(name() + ": cannot begin a transaction: " + errors.text("no reason given"));
     inTransaction_ = true;
+    ++transactions_;
     changedTables_.clear();
     try {
         lockForWriting();

@@ -40,6 +40,8 @@ public:
     void begin() override;
     void commit() override;
     void rollback() noexcept override;
+    /// A number for the transaction that is open, no other's; 0 without one.
+    long transaction() const noexcept { return inTransaction_ && !transactionLost() ? transactions_ : 0; }
     void checkWritable() const override;
     /// A write of this table reached the dataset; its listing shows it at commit.
     void noteChange(const std::string& table);
@@ -59,6 +61,7 @@ private:
     std::unique_ptr<GDALDataset, Closer> gdal_;
     sqlite3* sqlite_ = nullptr;
     bool inTransaction_ = false;
+    long transactions_ = 0;  // that were begun
     std::set<std::string> changedTables_;
     std::map<std::string, std::weak_ptr<Table>> tables_;
 };

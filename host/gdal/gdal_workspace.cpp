@@ -43,8 +43,8 @@ public:
                                   const std::optional<std::vector<ObjectId>>& ids) override {
         const std::shared_ptr<Table> table = dataset_->table(layer);
         const std::string clause = where.value_or(std::string());
-        auto selected =
-            std::make_shared<ObjectIds>(ids ? table->restrict(ascending(*ids), clause) : table->select(clause, false));
+        auto selected = std::make_shared<ObjectIds>(ids ? table->restrict(ascending(*ids), clause)
+                                                        : table->select(clause, false, {}));
         return new SelectionSet(new FeatureClass(table, usableSubtypeMetadata(*table)), std::move(selected));
     }
 

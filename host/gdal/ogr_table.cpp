@@ -152,7 +152,7 @@ void OgrTable::visitBlock(const ObjectId* first, const ObjectId* last, const std
     while (OGRFeatureUniquePtr feature = reading.next()) visit(std::move(feature));
 }
 
-ObjectIds OgrTable::select(const std::string& where, bool onlyOne) {
+ObjectIds OgrTable::select(const std::string& where, bool onlyOne, const ColumnSet& /*ahead*/) {
     Reading reading(*this, where, nullptr);
     ObjectIds ids;
     while (const OGRFeatureUniquePtr feature = reading.next()) ids.push_back(feature->GetFID());
@@ -164,7 +164,7 @@ ObjectIds OgrTable::select(const std::string& where, bool onlyOne) {
 ObjectIds OgrTable::restrict(const ObjectIds& ids, const std::string& where) {
     ObjectIds kept;
     if (!dataset().hasSql() && !where.empty()) {
-        const ObjectIds matching = select(where, false);
+        const ObjectIds matching = select(where, false, {});
         std::ranges::set_intersection(ids, matching, std::back_inserter(kept));
         return kept;
     }
@@ -176,7 +176,7 @@ ObjectIds OgrTable::restrict(const ObjectIds& ids, const std::string& where) {
 }
 
 std::unique_ptr<RowReader> OgrTable::read(const ColumnSet& columns, SharedIds ids) {
-    if (!ids) ids = std::make_shared<ObjectIds>(select({}, false));
+    if (!ids) ids = std::make_shared<ObjectIds>(select({}, false, {}));
     return std::make_unique<BlockReader>(std::static_pointer_cast<OgrTable>(shared_from_this()), columns,
                                          std::move(ids));
 }

@@ -16,7 +16,7 @@ class OgrTable final : public GdalTable {
 public:
     OgrTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer);
 
-    ObjectIds select(const std::string& where, bool onlyOne) override;
+    ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) override;
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;

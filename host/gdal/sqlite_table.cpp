@@ -8,6 +8,8 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <optional>
+#include <span>
 
 namespace embedded_host {
 
@@ -154,8 +156,8 @@ void SqliteTable::readRow(const SqliteStatement& row, const TableSchema& schema,
     for (const std::size_t column : columns) row.read(position++, partOf(schema.columns[column].type), cells[column]);
 }
 
-std::string SqliteTable::selectionSql(std::string_view where, bool onlyOne) const {
-    std::string sql = "SELECT " + key_ + " FROM " + quotedName(name());
+std::string SqliteTable::selectionSql(std::string_view where, bool onlyOne, const ColumnSet& ahead) const {
+    std::string sql = selection(ahead);
     if (!where.empty()) sql += " WHERE " + condition(where);
     // The condition is evaluated for all rows before the first id is used.
     sql += " ORDER BY " + key_;
@@ -163,24 +165,26 @@ std::string SqliteTable::selectionSql(std::string_view where, bool onlyOne) cons
     return sql;
 }
 
-SqliteTable::Selection* SqliteTable::knownSelection(bool onlyOne) {
-    const auto found = std::ranges::find_if(
-        selections_, [&](const Selection& entry) { return entry.onlyOne == onlyOne && entry.shape == shape_.text(); });
+SqliteTable::Selection* SqliteTable::knownSelection(bool onlyOne, const ColumnSet& ahead) {
+    const auto found = std::ranges::find_if(selections_, [&](const Selection& entry) {
+        return entry.onlyOne == onlyOne && entry.ahead == ahead && entry.shape == shape_.text();
+    });
     if (found != selections_.end()) return &*found;
     std::unique_ptr<SqliteStatement> statement;
     try {
-        statement = std::make_unique<SqliteStatement>(connection(), selectionSql(shape_.text(), onlyOne));
+        statement = std::make_unique<SqliteStatement>(connection(), selectionSql(shape_.text(), onlyOne, ahead));
     } catch (const HostError&) {
         return nullptr;  // it is the clause as it is written that the failure has to name
     }
     constexpr std::size_t mostStatements = 16;
     if (selections_.size() >= mostStatements) selections_.erase(selections_.begin());
-    return &selections_.emplace_back(Selection{shape_.text(), onlyOne, std::move(statement)});
+    return &selections_.emplace_back(Selection{shape_.text(), onlyOne, ahead, std::move(statement)});
 }
 
-bool SqliteTable::selectByShape(const std::string& where, bool onlyOne, ObjectIds& ids, ClauseScope& clause) {
+bool SqliteTable::selectByShape(const std::string& where, bool onlyOne, const ColumnSet& ahead, ObjectIds& ids,
+                                ClauseScope& clause) {
     if (!shape_.read(where)) return false;
-    const Selection* known = knownSelection(onlyOne);
+    const Selection* known = knownSelection(onlyOne, ahead);
     if (!known) return false;
     clause.run();
     SqliteStatement& statement = *known->statement;
@@ -189,23 +193,55 @@ bool SqliteTable::selectByShape(const std::string& where, bool onlyOne, ObjectId
         const auto& [part, cell] = shape_.literal(i);
         statement.bind(static_cast<int>(i) + 1, part, cell);
     }
-    while (statement.step()) ids.push_back(statement.integer(0));
+    ahead_.columns = ahead;
+    ahead_.transaction = dataset().transaction();
+    ahead_.changes = sqlite3_total_changes(connection());
+    while (statement.step()) {
+        ids.push_back(statement.integer(0));
+        if (!ahead.empty()) keepAhead(ids.back(), statement);
+    }
     return true;
 }
 
-ObjectIds SqliteTable::select(const std::string& where, bool onlyOne) {
+void SqliteTable::keepAhead(ObjectId id, const SqliteStatement& row) {
+    constexpr std::size_t mostRows = 64;
+    if (ahead_.count == mostRows) return;
+    if (ahead_.count == ahead_.rows.size()) ahead_.rows.emplace_back();
+    auto& [rowId, cells] = ahead_.rows[ahead_.count++];
+    rowId = id;
+    cells.resize(schema()->columns.size());
+    readRow(row, *schema(), ahead_.columns, cells);
+}
+
+/// A row that was read ahead, as long as it is the row that would be read now: within a transaction nobody but this
+/// connection can have changed it.
+const Cells* SqliteTable::findAhead(ObjectId id, const ColumnSet& columns) const {
+    if (ahead_.count == 0 || dataset().transaction() != ahead_.transaction ||
+        sqlite3_total_changes(connection()) != ahead_.changes || !std::ranges::includes(ahead_.columns, columns))
+        return nullptr;
+    const auto rows = std::span(ahead_.rows).first(ahead_.count);
+    const auto found = std::ranges::find(rows, id, &std::pair<ObjectId, Cells>::first);
+    return found == rows.end() ? nullptr : &found->second;
+}
+
+ObjectIds SqliteTable::select(const std::string& where, bool onlyOne, const ColumnSet& ahead) {
+    ahead_.count = 0;
     checkClause(where);
-    const GdalErrors errors;
+    // Only functions make GDAL speak; listening for it costs as much as a short query's rows.
+    std::optional<GdalErrors> errors;
+    if (where.find('(') != std::string::npos) errors.emplace();
     try {
         ClauseScope clause(dataset().clauseGuard(), ClauseGuard::Phase::Preparing);
         ObjectIds ids;
-        if (selectByShape(where, onlyOne, ids, clause)) return ids;
-        SqliteStatement statement(connection(), selectionSql(where, onlyOne));
+        const bool readsAhead = dataset().transaction() != 0;
+        if (selectByShape(where, onlyOne, readsAhead ? ahead : ColumnSet{}, ids, clause)) return ids;
+        SqliteStatement statement(connection(), selectionSql(where, onlyOne, {}));
         clause.run();
         while (statement.step()) ids.push_back(statement.integer(0));
         return ids;
     } catch (const HostError& error) {
-        fail(where.empty() ? error.what() : "where clause \"" + where + "\": " + errors.text(error.what()));
+        fail(where.empty() ? error.what()
+                           : "where clause \"" + where + "\": " + (errors ? errors->text(error.what()) : error.what()));
     }
 }
 
@@ -251,6 +287,10 @@ SqliteStatement& SqliteTable::prepared(std::vector<Prepared>& known, const Colum
 }
 
 bool SqliteTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
+    if (const Cells* known = findAhead(id, columns)) {
+        for (const std::size_t column : columns) cells[column] = (*known)[column];
+        return true;
+    }
     const GdalErrors errors;
     try {
         SqliteStatement& statement =

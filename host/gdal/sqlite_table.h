@@ -22,7 +22,7 @@ public:
     SqliteTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer);
     ~SqliteTable() override;
 
-    ObjectIds select(const std::string& where, bool onlyOne) override;
+    ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) override;
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
@@ -48,15 +48,28 @@ private:
     struct Selection {
         std::string shape;
         bool onlyOne;
+        ColumnSet ahead;
         std::unique_ptr<SqliteStatement> statement;
     };
-    std::string selectionSql(std::string_view where, bool onlyOne) const;
-    Selection* knownSelection(bool onlyOne);
-    bool selectByShape(const std::string& where, bool onlyOne, ObjectIds& ids, ClauseScope& clause);
+    // Rows that a selection has read for the fetches to come.
+    struct RowsAhead {
+        ColumnSet columns;
+        std::vector<std::pair<ObjectId, Cells>> rows;  // those from `count` on are storage
+        std::size_t count = 0;
+        long transaction = 0;  // in which they were read
+        int changes = 0;       // that the connection had made then
+    };
+    std::string selectionSql(std::string_view where, bool onlyOne, const ColumnSet& ahead) const;
+    Selection* knownSelection(bool onlyOne, const ColumnSet& ahead);
+    bool selectByShape(const std::string& where, bool onlyOne, const ColumnSet& ahead, ObjectIds& ids,
+                       ClauseScope& clause);
+    void keepAhead(ObjectId id, const SqliteStatement& row);
+    const Cells* findAhead(ObjectId id, const ColumnSet& columns) const;
 
     std::string key_;  // as SQL writes it
     WhereShape shape_;
     std::vector<Selection> selections_;
+    RowsAhead ahead_;
     std::vector<Prepared> fetches_;
     std::vector<Prepared> updates_;
 };

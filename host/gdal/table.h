@@ -87,8 +87,9 @@ public:
     std::string title() const;
 
     /// Ascending ids of the rows that satisfy `where` (all when empty), at most one when `onlyOne`.
+    /// \param ahead columns that these rows will be fetched with next; empty when they will not be.
     /// \throws HostError for a clause that is not understood.
-    virtual ObjectIds select(const std::string& where, bool onlyOne) = 0;
+    virtual ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) = 0;
     /// Those of the ascending `ids` that have a row which satisfies `where`.
     virtual ObjectIds restrict(const ObjectIds& ids, const std::string& where) = 0;
     /// The rows of `ids`, all rows when it is null; ids without a row are passed over.

@@ -96,8 +96,10 @@ long numberAt(PyObject* sequence, Py_ssize_t index) {
 
 std::vector<std::string> textsAt(PyObject* sequence, Py_ssize_t index) {
     const Object list = taken(PySequence_GetItem(sequence, index));
+    const Py_ssize_t count = PyList_Size(list.get());
     std::vector<std::string> texts;
-    for (Py_ssize_t i = 0; i < PyList_Size(list.get()); ++i) texts.push_back(textAt(list.get(), i));
+    texts.reserve(static_cast<std::size_t>(count));
+    for (Py_ssize_t i = 0; i < count; ++i) texts.push_back(textAt(list.get(), i));
     return texts;
 }
 

@@ -6,7 +6,7 @@
 
 inline std::string nativePath(std::string path) {
 #ifndef _WIN32
-    std::replace(path.begin(), path.end(), '\\', '/');
+    std::ranges::replace(path, '\\', '/');
 #endif
     return path;
 }

@@ -169,6 +169,46 @@ TEST_F(FeatureClasses, LaterRowsByIdHaveEveryFieldWhateverTheEarlierWereAskedFor
     EXPECT_EQ(value(second, "ratio"), "R8:4.5");
 }
 
+TEST_F(FeatureClasses, RowsThatASelectionReadAheadAreTheRowsOfTheTable) {
+    open(4);
+    const CComPtr<ITable> table = openTable();
+    const auto got = [&](ObjectId id) {
+        CComPtr<IRow> found;
+        EXPECT_EQ(table->GetRow(id, &found), S_OK) << errorText();
+        return found;
+    };
+    const auto select = [&] {
+        CComPtr<ISelectionSet> found;
+        EXPECT_EQ(table->Select(filter({"name"}, "number = 4"), selectionIdSet, selectionAll, nullptr, &found), S_OK);
+    };
+    EXPECT_EQ(value(got(1), "name"), "BSTR:Buoy 1") << "from now on names are what rows are asked for";
+
+    workspace_->begin();
+    select();
+    const CComPtr<IRow> row = got(4);
+    EXPECT_EQ(value(row, "name"), "BSTR:Buoy 4");
+    EXPECT_EQ(row->put_Value(fieldIndex(row, "name"), variant("changed")), S_OK);
+    EXPECT_EQ(row->Store(), S_OK) << errorText();
+    EXPECT_EQ(value(got(4), "name"), "BSTR:changed") << "changed since it was read ahead";
+    select();
+    EXPECT_EQ(value(got(4), "name"), "BSTR:changed");
+    EXPECT_EQ(value(got(1), "name"), "BSTR:Buoy 1") << "not among the rows that were found";
+    workspace_->rollback();
+    EXPECT_EQ(value(got(4), "name"), "BSTR:Buoy 4");
+
+    workspace_->begin();
+    select();
+    workspace_->rollback();
+    sqlite(path_, "UPDATE BOYLAT SET name = 'between' WHERE fid = 4");
+    workspace_->begin();
+    EXPECT_EQ(value(got(4), "name"), "BSTR:between") << "what was read ahead went with its transaction";
+    workspace_->rollback();
+
+    select();
+    sqlite(path_, "UPDATE BOYLAT SET name = 'elsewhere' WHERE fid = 4");
+    EXPECT_EQ(value(got(4), "name"), "BSTR:elsewhere") << "without a transaction others can change it";
+}
+
 TEST_F(FeatureClasses, ARowThatIsNotThereIsAFailureWithAText) {
     open(1);
     CComPtr<IRow> missing;

@@ -61,6 +61,7 @@ protected:
 TEST_F(HostileClauses, FunctionsThatWriteAreRefused) {
     const std::string index = indexTables();
     ASSERT_NE(index, "0");
+    const std::string systems = sqlite(path_, "SELECT count(*) FROM gpkg_spatial_ref_sys").front();
     for (const char* layer : {"BOYLAT", "RED"}) {
         for (const std::string function : {"DisableSpatialIndex", "CreateSpatialIndex"}) {
             const std::string said = select(layer, function + "('BOYLAT', 'geom') <> 9");
@@ -72,7 +73,7 @@ TEST_F(HostileClauses, FunctionsThatWriteAreRefused) {
     expectWritable();
     workspace_.reset();  // GDAL drops indexes as late as this
     EXPECT_EQ(indexTables(), index);
-    EXPECT_EQ(sqlite(path_, "SELECT count(*) FROM gpkg_spatial_ref_sys").front(), "3");
+    EXPECT_EQ(sqlite(path_, "SELECT count(*) FROM gpkg_spatial_ref_sys").front(), systems);
 }
 
 TEST_F(HostileClauses, ReadingIsAllowed) {

@@ -6,7 +6,6 @@
 
 namespace {
 
-using memhost::utf8;
 using std::string;
 using testing::StartsWith;
 

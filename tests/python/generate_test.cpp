@@ -130,7 +130,9 @@ TEST(Arguments, loneSurrogatesBecomeReplacementCharacters) {
 
 TEST(Arguments, tenMegabytesOfText) {
     LoadedExpression loaded("def Generate(A): return str(len(A))");
-    EXPECT_TRUE(loaded.put("A", {string(10'000'000, 'x')}).generate());
+    string text;
+    text.resize(10'000'000, 'x');
+    EXPECT_TRUE(loaded.put("A", {text}).generate());
     EXPECT_EQ(loaded.generated(), "10000000");
 }
 
