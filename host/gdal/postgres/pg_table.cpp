@@ -106,7 +106,7 @@ PgResult PgTable::ask(const PgStatement& statement, const std::string& where) {
     }
 }
 
-ObjectIds PgTable::select(const std::string& where, bool onlyOne) {
+ObjectIds PgTable::select(const std::string& where, bool onlyOne, const ColumnSet& /*ahead*/) {
     if (!hasKey()) return selectRows(where, onlyOne);
     const std::string sql = "SELECT " + keySql_ + " FROM " + sqlName_ + condition(where) + " ORDER BY " + keySql_;
     if (!onlyOne && !dataset_.inTransaction()) return allIds(sql, where);

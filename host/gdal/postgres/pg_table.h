@@ -20,7 +20,7 @@ public:
 
     PgDataset& dataset() const noexcept { return dataset_; }
     void refresh() override;
-    ObjectIds select(const std::string& where, bool onlyOne) override;
+    ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) override;
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
