@@ -6,7 +6,8 @@ file(GLOB_RECURSE sources RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
      "${CMAKE_SOURCE_DIR}/src/*.cpp" "${CMAKE_SOURCE_DIR}/host/*.cpp")
 file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
      "${CMAKE_SOURCE_DIR}/include/*.h" "${CMAKE_SOURCE_DIR}/src/*.h" "${CMAKE_SOURCE_DIR}/host/*.h")
-set(elsewhere "^src/platform/portable/|^host/gdal/|^src/python/")
+# What includes Python's headers waits for a Python for Windows.
+set(elsewhere "^src/platform/portable/|^host/gdal/|^(src|host)/python/")
 list(FILTER sources EXCLUDE REGEX "${elsewhere}")
 list(FILTER headers EXCLUDE REGEX "${elsewhere}|^src/platform/(atl|interface)\\.h$")
 
