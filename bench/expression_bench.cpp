@@ -260,6 +260,7 @@ void measure(benchmark::State& state, const Run& run, const std::function<void()
 }
 
 void add(const std::string& name, const std::function<void(benchmark::State&)>& body) {
+    // NOLINTNEXTLINE(readability-redundant-string-cstr): older releases of the library take no std::string
     benchmark::RegisterBenchmark(name.c_str(), body)->UseManualTime()->Unit(benchmark::kMillisecond);
 }
 

@@ -90,11 +90,12 @@ HRESULT FeatureClass::GetRow(ObjectId id, IRow** row) {
     return atBoundary([&] {
         const std::shared_ptr<RowSource> source = rowSource();
         // The first row is read whole, a later one as far as the rows before it were asked for.
-        const ColumnSet columns = asked_ ? *asked_ : allColumns(*source->schema);
-        if (!asked_) asked_ = std::make_shared<ColumnSet>();
+        const bool isFirst = !asked_;
+        if (isFirst) asked_ = std::make_shared<ColumnSet>();
         source->asked = asked_;
         const CComPtr<Row> found(new Row(source));
-        if (!table_->fetch(id, columns, found->startFilling()))
+        Cells& cells = found->startFilling();
+        if (!(isFirst ? table_->fetch(id, allColumns(*source->schema), cells) : table_->fetch(id, *asked_, cells)))
             throw HostError(table_->title() + ": there is no row " + std::to_string(id));
         found->finishFilling(id);
         *row = CComPtr<IRow>(found).Detach();
@@ -109,9 +110,10 @@ HRESULT FeatureClass::Select(IQueryFilter* filter, SelectionType type, Selection
     if (type != selectionIdSet || (option != selectionAll && option != selectionOnlyOne)) return E_INVALIDARG;
     return atBoundary([&] {
         // A set of ids has nothing to read; but a filter with fields tells that its rows are going to be got.
-        const bool willBeRead = asked_ && namesFields(filter);
-        auto ids = std::make_shared<ObjectIds>(
-            table_->select(readWhereClause(filter), option == selectionOnlyOne, willBeRead ? *asked_ : ColumnSet{}));
+        static const ColumnSet none;
+        const ColumnSet& ahead = asked_ && namesFields(filter) ? *asked_ : none;
+        auto ids =
+            std::make_shared<ObjectIds>(table_->select(readWhereClause(filter), option == selectionOnlyOne, ahead));
         *selection = CComPtr<ISelectionSet>(new SelectionSet(this, std::move(ids))).Detach();
         return S_OK;
     });

@@ -233,8 +233,9 @@ ObjectIds SqliteTable::select(const std::string& where, bool onlyOne, const Colu
     try {
         ClauseScope clause(dataset().clauseGuard(), ClauseGuard::Phase::Preparing);
         ObjectIds ids;
+        static const ColumnSet none;
         const bool readsAhead = dataset().transaction() != 0;
-        if (selectByShape(where, onlyOne, readsAhead ? ahead : ColumnSet{}, ids, clause)) return ids;
+        if (selectByShape(where, onlyOne, readsAhead ? ahead : none, ids, clause)) return ids;
         SqliteStatement statement(connection(), selectionSql(where, onlyOne, {}));
         clause.run();
         while (statement.step()) ids.push_back(statement.integer(0));

@@ -35,13 +35,15 @@ bool ListAttributeRule::splitList(const RowValueMap& rowValues) {
         const std::size_t comma = rest.find(OLESTR(','));
         const WideView token = rest.substr(0, comma);
         if (!token.empty())
-            if (const std::optional<LONG> code = codeOf(token)) listItems.push_back(*code);
+            if (const std::optional<LONG> code = codeOf(token)) addItem(*code);
         rest = comma == WideView::npos ? WideView{} : rest.substr(comma + 1);
     }
-    std::ranges::sort(listItems);
-    const auto repeated = std::ranges::unique(listItems);
-    listItems.erase(repeated.begin(), repeated.end());
     return true;
+}
+
+void ListAttributeRule::addItem(LONG code) {
+    const auto place = std::ranges::lower_bound(listItems, code);
+    if (place == listItems.end() || *place != code) listItems.insert(place, code);
 }
 
 bool ListAttributeRule::isMember(CComVariant& operand) const {

@@ -24,6 +24,10 @@ protected:
     /// Whether the operand is one of the row's codes; NULL is one exactly when there are none. The operand becomes a
     /// number in place; one that is no number is no member.
     bool isMember(CComVariant& operand) const;
+
+private:
+    /// Keeps the items distinct and in order.
+    void addItem(LONG code);
 };
 
 /// As many codes as operands, and every operand one of them: counts are compared, not sets.

@@ -41,7 +41,7 @@ protected:
             }
         return std::dynamic_pointer_cast<ListAttributeRule>(create(element + "</rule>"));
     }
-    RowValueMap rowWith(const Cell& value) {
+    RowValueMap rowWith(const Cell& value) const {
         RowValueMap values(owner.fieldNames);
         values.append(bstr("F"), value.value);
         return values;

@@ -125,7 +125,9 @@ TEST_F(WhereTemplateTest, embeddedZerosAndTheirRestAreKept) {
 }
 
 TEST_F(WhereTemplateTest, lineFeedsAndHugeTextsAreKept) {
-    const string text = string(10'000'000, 'x') + "\r\n";
+    string text;
+    text.resize(10'000'000, 'x');
+    text += "\r\n";
     put("HUGE", {text});
     EXPECT_EQ(fill(make("A = '%s'", {"HUGE"})), "A = '" + text + "'");
 }
