@@ -54,9 +54,13 @@ ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> con
       open_(words_),
       named_(words_),
       held_(words_) {
-    for (const std::shared_ptr<Condition>& condition : conditions_)
-        positions_ = std::max(positions_, leadingRules(*condition, usable));
-    collect(usable);
+    std::vector<std::size_t> leading;
+    leading.reserve(conditions_.size());
+    for (const std::shared_ptr<Condition>& condition : conditions_) {
+        leading.push_back(leadingRules(*condition, usable));
+        positions_ = std::max(positions_, leading.back());
+    }
+    collect(leading);
     failed_.resize(positions_ * words_);
     scratch_.resize(positions_ * words_);
     constexpr std::size_t budget = 262144;  // words per field: 2 MB
@@ -64,20 +68,17 @@ ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> con
     capacity_ = std::min(mostValues, budget / std::max<std::size_t>(scratch_.size(), 1));
 }
 
-void ConditionMemory::collect(const std::vector<bool>& usable) {
+void ConditionMemory::collect(const std::vector<std::size_t>& leading) {
     constexpr LONG expressionType = 2;
-    rulesAt_.resize(positions_ * words_ * wordBits);
     unsettled_.resize(positions_ * words_);
     for (std::size_t i = 0; i < conditions_.size(); ++i) {
         const Condition& condition = *conditions_[i];
-        const std::size_t leading = leadingRules(condition, usable);
-        if (leading < condition.rules.size() || condition.type == expressionType) set(open_, i);
+        if (leading[i] < condition.rules.size() || condition.type == expressionType) set(open_, i);
         if (condition.rulename.Length() != 0) set(named_, i);
-        for (std::size_t position = 0; position < leading; ++position) {
+        for (std::size_t position = 0; position < leading[i]; ++position) {
             CXAttributeRule* const rule = condition.rules[position]->asSingleFieldRule();
             fieldOf(rule->fieldSlot())
                 .rules.push_back({.rule = rule, .operands = rule->values, .position = position, .condition = i});
-            rulesAt_[position * words_ * wordBits + i] = rule;
             unsettled_[position * words_ + i / wordBits] |= std::uint64_t{1} << (i % wordBits);
         }
     }
@@ -152,7 +153,7 @@ void ConditionMemory::settle(std::size_t position, std::size_t word, std::uint64
                              const std::vector<VARTYPE>& types) {
     for (; reached != 0; reached &= reached - 1) {
         const auto bit = static_cast<std::size_t>(std::countr_zero(reached));
-        CXAttributeRule& rule = *rulesAt_[(position * words_ + word) * wordBits + bit];
+        CXAttributeRule& rule = *conditions_[word * wordBits + bit]->rules[position]->asSingleFieldRule();
         rule.evaluate(values, nullptr);
         const VARTYPE type = types[rule.fieldSlot()];
         if (type != VT_EMPTY && isSettled(rule, type))

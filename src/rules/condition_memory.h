@@ -67,7 +67,7 @@ private:
         std::size_t lookups = 0;
     };
 
-    void collect(const std::vector<bool>& usable);
+    void collect(const std::vector<std::size_t>& leading);
     Field& fieldOf(Slot slot);
     const std::uint64_t* failuresOf(Field& field, const VARIANT& value, RowValueMap& values);
     void answer(Field& field, RowValueMap& values, std::uint64_t* failures);
@@ -93,11 +93,10 @@ private:
     std::span<const std::shared_ptr<Condition>> conditions_;
     std::size_t words_;
     std::size_t positions_ = 0;
-    std::size_t capacity_ = 0;               // values to remember of a field
-    Bits open_;                              // conditions that remembered answers do not decide
-    Bits named_;                             // conditions with a rule name
-    Bits unsettled_;                         // by position: rules whose operands rows may still convert
-    std::vector<CXAttributeRule*> rulesAt_;  // by position, by condition
+    std::size_t capacity_ = 0;  // values to remember of a field
+    Bits open_;                 // conditions that remembered answers do not decide
+    Bits named_;                // conditions with a rule name
+    Bits unsettled_;            // by position: rules whose operands rows may still convert
     std::vector<Field> fields_;
 
     Bits held_;     // of the row: conditions whose remembered rules all hold

@@ -39,7 +39,7 @@ bool isCode(const CComVariant& operand) {
 }
 
 void checkOperands(const CheckedRule& rule, Findings& findings) {
-    if (const auto between = std::dynamic_pointer_cast<CXAttributeRuleBetween>(rule.rule)) {
+    if (auto* const between = rule.as<CXAttributeRuleBetween>()) {
         if (between->values.size() != 2)
             findings.add(rule.line, "between-operands",
                          fmt::format("between needs two operands and has {}: the rule holds for no row",
@@ -47,8 +47,8 @@ void checkOperands(const CheckedRule& rule, Findings& findings) {
                                                                            : std::to_string(between->values.size())));
         return;
     }
-    const auto list = std::dynamic_pointer_cast<ListAttributeRule>(rule.rule);
-    if (!list || std::dynamic_pointer_cast<ListAttributeRuleHasMultiple>(rule.rule)) return;
+    auto* const list = rule.as<ListAttributeRule>();
+    if (!list || rule.as<ListAttributeRuleHasMultiple>()) return;
     for (const CComVariant& operand : list->values)
         if (!isCode(operand))
             findings.add(

@@ -82,7 +82,7 @@ private:
     }
 
     void checkOperands(const CheckedRule& rule) {
-        const auto attribute = std::dynamic_pointer_cast<CXAttributeRule>(rule.rule);
+        auto* const attribute = rule.as<CXAttributeRule>();
         if (!attribute) return;
         const std::string field = toUtf8(attribute->fieldName);
         const std::optional<VARTYPE> type = typeOf(field);
@@ -94,7 +94,7 @@ private:
                             "only",
                             field, layer_.name, typeName(*type)));
         // Patterns are matched by text.
-        else if (!std::dynamic_pointer_cast<CXAttributeRuleLike>(rule.rule))
+        else if (!rule.as<CXAttributeRuleLike>())
             checkConversions(rule, *attribute, *type);
     }
 
@@ -122,7 +122,7 @@ public:
     TableCheck(GdalWorkspace& dataset, Findings& findings) : workspace_(dataset.workspace()), findings_(findings) {}
 
     void check(const CheckedRule& rule) {
-        const auto query = std::dynamic_pointer_cast<QueryRule>(rule.rule);
+        auto* const query = rule.as<QueryRule>();
         if (!query || query->tableName.Length() == 0) return;
         CComPtr<ITable> table;
         if (!workspace_ || FAILED(workspace_->OpenTable(query->tableName, &table)) || !table) {
@@ -135,7 +135,7 @@ public:
             CComBSTR name;
             if (SUCCEEDED(dataset->get_Name(&name))) queried.insert(toUtf8(name));
         }
-        if (const auto fetch = std::dynamic_pointer_cast<QueryRuleFetch>(query)) checkFields(rule, *fetch, table);
+        if (auto* const fetch = rule.as<QueryRuleFetch>()) checkFields(rule, *fetch, table);
     }
 
     std::set<std::string> queried;  // names of the layers that were found

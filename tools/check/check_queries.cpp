@@ -1,6 +1,5 @@
 // The templates, parameters and fetched fields of query rules.
 #include "checks.h"
-#include "cxml/dom.h"
 #include "rules/query_rules.h"
 
 #include <fmt/format.h>
@@ -14,12 +13,7 @@ using ConditionalXml::QueryRuleFetch;
 
 std::vector<CComPtr<IXMLDOMNode>> selected(IXMLDOMNode* node, const OLECHAR* xpath) {
     std::vector<CComPtr<IXMLDOMNode>> result;
-    const CComPtr<IXMLDOMNodeList> nodes = ConditionalXml::selectNodes(node, xpath);
-    if (nodes)
-        ConditionalXml::forEachNode(nodes, [&](IXMLDOMNode* found) {
-            result.emplace_back(found);
-            return true;
-        });
+    forEachSelected(node, xpath, [&](IXMLDOMNode* found) { result.emplace_back(found); });
     return result;
 }
 
@@ -74,11 +68,11 @@ void checkFetchedFields(const CheckedRule& rule, Findings& findings) {
 }
 
 void checkRule(const CheckedRule& rule, Findings& findings) {
-    const auto query = std::dynamic_pointer_cast<QueryRule>(rule.rule);
+    auto* const query = rule.as<QueryRule>();
     if (!query) return;
     checkComplete(rule, findings);
     checkParameters(rule, *query, findings);
-    if (std::dynamic_pointer_cast<QueryRuleFetch>(rule.rule)) checkFetchedFields(rule, findings);
+    if (rule.as<QueryRuleFetch>()) checkFetchedFields(rule, findings);
 }
 
 }  // namespace

@@ -20,39 +20,30 @@ using ConditionalXml::ListAttributeRuleContainsAny;
 using ConditionalXml::ListAttributeRuleContainsNone;
 using ConditionalXml::QueryRuleFetch;
 
-template <class RuleClass>
-bool is(const CheckedRule& rule) {
-    return std::dynamic_pointer_cast<RuleClass>(rule.rule) != nullptr;
-}
-
 // Whether a rule without operands holds for no row; the others hold for some then.
 bool needsOperand(const CheckedRule& rule) {
-    if (is<ListAttributeRuleContainsNone>(rule)) return false;
-    if (is<ListAttributeRule>(rule))
-        return is<ListAttributeRuleContainsAny>(rule) || is<ListAttributeRuleContainsAll>(rule);
-    return !is<CXAttributeRuleNotEqual>(rule) && !is<CXAttributeRuleBetween>(rule);
+    if (rule.as<ListAttributeRuleContainsNone>()) return false;
+    if (rule.as<ListAttributeRule>())
+        return rule.as<ListAttributeRuleContainsAny>() || rule.as<ListAttributeRuleContainsAll>();
+    return !rule.as<CXAttributeRuleNotEqual>() && !rule.as<CXAttributeRuleBetween>();
 }
 
 void checkOperands(const CheckedCondition& condition, Findings& findings) {
     for (const CheckedRule& rule : condition.rules) {
-        const auto attribute = std::dynamic_pointer_cast<CXAttributeRule>(rule.rule);
+        auto* const attribute = rule.as<CXAttributeRule>();
         if (!attribute || !attribute->values.empty() || !needsOperand(rule)) continue;
         // List rules read no other field.
-        if (attribute->valueFieldName.Length() != 0 && !is<ListAttributeRule>(rule)) continue;
+        if (attribute->valueFieldName.Length() != 0 && !rule.as<ListAttributeRule>()) continue;
         findings.add(rule.line, "unreachable",
                      fmt::format("no row can match {}: the rule has no operand", condition.title()));
     }
-}
-
-bool fetches(const CheckedRule& rule) {
-    return is<QueryRuleFetch>(rule);
 }
 
 // Whether evaluating the condition does nothing but choose symbol and placement.
 bool onlyChooses(const CheckedCondition& checked) {
     if (checked.isOfExpressionType()) return false;
     return std::ranges::all_of(checked.rules, [](const CheckedRule& rule) {
-        return !fetches(rule) && std::ranges::all_of(rule.nested, [](const CheckedCondition& nested) {
+        return !rule.as<QueryRuleFetch>() && std::ranges::all_of(rule.nested, [](const CheckedCondition& nested) {
             return !nested.isKept() || onlyChooses(nested);
         });
     });

@@ -1,7 +1,6 @@
 #include "document_model.h"
 
 #include "api/failures.h"
-#include "cxml/dom.h"
 #include "cxml/expression_file.h"
 #include "rules/attribute_rules.h"
 #include "rules/list_attribute_rules.h"
@@ -18,9 +17,7 @@ using ConditionalXml::attributesOf;
 using ConditionalXml::attributeText;
 using ConditionalXml::equalNames;
 using ConditionalXml::FeatureClassRule;
-using ConditionalXml::forEachNode;
 using ConditionalXml::nodeText;
-using ConditionalXml::selectNodes;
 using ConditionalXml::view;
 
 LONG lineOf(IXMLDOMNode* element) {
@@ -64,24 +61,8 @@ LONG textLineOf(IXMLDOMNode* element) {
     return line == 0 ? lineOf(element) : line;
 }
 
-template <class Body>
-void forEachSelected(IXMLDOMNode* node, const OLECHAR* xpath, const Body& body) {
-    const CComPtr<IXMLDOMNodeList> nodes = selectNodes(node, xpath);
-    if (!nodes) return;
-    forEachNode(nodes, [&](IXMLDOMNode* selected) {
-        body(selected);
-        return true;
-    });
-}
-
 std::string quotedText(const CComBSTR& text) {
     return fmt::format("'{}'", toUtf8(text));
-}
-
-CComBSTR upperCase(const CComBSTR& text) {
-    CComBSTR upper = text;
-    if (upper.Length() != 0) CharUpperBuffW(upper.m_str, upper.Length());
-    return upper;
 }
 
 // Where the library found the file, as a person would name it.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "cxml/condition_map.h"
+#include "cxml/dom.h"
 #include "cxml/expression_source.h"
 #include "finding.h"
 #include "source_lines.h"
@@ -23,6 +24,12 @@ struct CheckedRule {
     LONG line = 0;
     std::shared_ptr<ConditionalXml::Rule> rule;  // null when the element makes none
     std::deque<CheckedCondition> nested;
+
+    /// The rule when it is of the class; else null.
+    template <class RuleClass>
+    RuleClass* as() const {
+        return dynamic_cast<RuleClass*>(rule.get());
+    }
 };
 
 /// The Python source of a condition.
@@ -113,6 +120,16 @@ private:
 
 /// The line of an element's start tag.
 LONG lineOf(IXMLDOMNode* element);
+/// Calls body(node) for each node that the XPath selects; for none when the DOM fails.
+template <class Body>
+void forEachSelected(IXMLDOMNode* node, const OLECHAR* xpath, const Body& body) {
+    const CComPtr<IXMLDOMNodeList> nodes = ConditionalXml::selectNodes(node, xpath);
+    if (!nodes) return;
+    ConditionalXml::forEachNode(nodes, [&](IXMLDOMNode* selected) {
+        body(selected);
+        return true;
+    });
+}
 /// An attribute in UTF-8; nothing when it is absent.
 std::optional<std::string> attributeOf(IXMLDOMNode* element, const OLECHAR* name);
 

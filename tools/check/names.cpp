@@ -38,16 +38,16 @@ public:
 
 private:
     void visit(const CheckedRule& rule) {
-        if (const auto attribute = std::dynamic_pointer_cast<CXAttributeRule>(rule.rule)) {
+        if (auto* const attribute = rule.as<CXAttributeRule>()) {
             use(rule.line, false, "the rule's field", attribute->fieldName);
             if (attribute->valueFieldName.Length() != 0 && attribute->ruleType == 'A')
                 use(rule.line, false, "the rule's fieldValue", attribute->valueFieldName);
         }
-        if (const auto query = std::dynamic_pointer_cast<QueryRule>(rule.rule))
+        if (auto* const query = rule.as<QueryRule>())
             for (const WhereTemplate::Piece& piece : query->where.pieces())
                 if (piece.kind == WhereTemplate::Kind::Field && piece.fieldName.Length() != 0)
                     use(rule.line, false, "the query's parameter", piece.fieldName);
-        if (const auto fetch = std::dynamic_pointer_cast<QueryRuleFetch>(rule.rule))
+        if (auto* const fetch = rule.as<QueryRuleFetch>())
             for (const auto& [name, alias] : fetch->fetchFields) aliases_.insert(alias);
     }
 

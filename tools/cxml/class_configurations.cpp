@@ -12,12 +12,6 @@ bool sameText(const CComBSTR& a, const CComBSTR& b) {
     return VarBstrCmp(a, b, LOCALE_USER_DEFAULT, 0) == VARCMP_EQ;
 }
 
-CComBSTR upperCase(const CComBSTR& text) {
-    CComBSTR upper = text;
-    if (upper.Length() != 0) CharUpperBuffW(upper.m_str, upper.Length());
-    return upper;
-}
-
 std::optional<CComVariant> attribute(IXMLDOMNode* element, const OLECHAR* name) {
     CComPtr<IXMLDOMNamedNodeMap> attributes;
     CComPtr<IXMLDOMNode> node;

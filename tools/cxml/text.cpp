@@ -46,6 +46,12 @@ CComBSTR toBstr(std::string_view text) {
     return result;
 }
 
+CComBSTR upperCase(const CComBSTR& text) {
+    CComBSTR upper = text;
+    if (upper.Length() != 0) CharUpperBuffW(upper.m_str, upper.Length());
+    return upper;
+}
+
 std::string printable(std::string_view text) {
     std::string result;
     for (const char c : trimmedEnd(text)) {

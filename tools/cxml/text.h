@@ -15,6 +15,9 @@ std::string toUtf8(const CComBSTR& text);
 /// Bytes that are not UTF-8 become U+FFFD. Never null: the empty text is an allocated one.
 CComBSTR toBstr(std::string_view text);
 
+/// Upper case by simple mappings, as names of feature classes are compared.
+CComBSTR upperCase(const CComBSTR& text);
+
 /// The text without trailing white space, its control characters (line feeds and tabs excepted) written as \x1B, so
 /// that a document cannot steer the terminal.
 std::string printable(std::string_view text);
