@@ -20,11 +20,15 @@ void check(HRESULT hr) {
     if (FAILED(hr)) throw StatusError(hr, "the query filter cannot be read");
 }
 
-ColumnSet namedColumns(const TableSchema& schema, IQueryFilterSource& filter) {
+LONG fieldCountOf(IQueryFilterSource& source) {
     LONG count = 0;
-    check(filter.get_FieldCount(&count));
+    check(source.get_FieldCount(&count));
+    return count;
+}
+
+ColumnSet namedColumns(const TableSchema& schema, IQueryFilterSource& filter) {
     ColumnSet columns;
-    for (LONG i = 0; i < count; ++i) {
+    for (LONG i = 0, count = fieldCountOf(filter); i < count; ++i) {
         CComBSTR name;
         check(filter.get_FieldName(i, &name));
         if (const LONG position = schema.find(viewOf(name)); position >= 0)
@@ -49,29 +53,23 @@ std::string whereClauseOf(IQueryFilterSource& source) {
 
 }  // namespace
 
-std::string readWhereClause(IQueryFilter* filter) {
-    return filter ? whereClauseOf(*sourceOf(filter)) : std::string();
-}
-
 ColumnSet allColumns(const TableSchema& schema) {
     ColumnSet columns(schema.columns.size());
     std::iota(columns.begin(), columns.end(), std::size_t{0});
     return columns;
 }
 
-bool namesFields(IQueryFilter* filter) {
-    LONG count = 0;
-    if (filter) check(sourceOf(filter)->get_FieldCount(&count));
-    return count != 0;
+SelectionRequest readSelectionRequest(IQueryFilter* filter) {
+    if (!filter) return {};
+    const CComQIPtr<IQueryFilterSource> source = sourceOf(filter);
+    return {.where = whereClauseOf(*source), .namesFields = fieldCountOf(*source) != 0};
 }
 
 FilterContent readFilter(const TableSchema& schema, IQueryFilter* filter) {
     FilterContent content;
     if (!filter) return {allColumns(schema), {}};
     const CComQIPtr<IQueryFilterSource> source = sourceOf(filter);
-    LONG count = 0;
-    check(source->get_FieldCount(&count));
-    content.columns = count == 0 ? allColumns(schema) : namedColumns(schema, *source);
+    content.columns = fieldCountOf(*source) == 0 ? allColumns(schema) : namedColumns(schema, *source);
     content.where = whereClauseOf(*source);
     return content;
 }

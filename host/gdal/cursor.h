@@ -15,11 +15,14 @@ struct FilterContent {
 
 ColumnSet allColumns(const TableSchema& schema);
 
-/// The filter's where clause alone; empty without a filter. \throws StatusError
-std::string readWhereClause(IQueryFilter* filter);
+/// What a selection asks for: which rows, and whether it says that fields of them are going to be read.
+struct SelectionRequest {
+    std::string where;
+    bool namesFields = false;
+};
 
-/// Whether the filter says which fields will be read.
-bool namesFields(IQueryFilter* filter);
+/// \param filter may be null. \throws StatusError
+SelectionRequest readSelectionRequest(IQueryFilter* filter);
 
 /// \param filter may be null. Names that the table does not have are passed over. \throws StatusError
 FilterContent readFilter(const TableSchema& schema, IQueryFilter* filter);

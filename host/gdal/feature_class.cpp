@@ -111,9 +111,9 @@ HRESULT FeatureClass::Select(IQueryFilter* filter, SelectionType type, Selection
     return atBoundary([&] {
         // A set of ids has nothing to read; but a filter with fields tells that its rows are going to be got.
         static const ColumnSet none;
-        const ColumnSet& ahead = asked_ && namesFields(filter) ? *asked_ : none;
-        auto ids =
-            std::make_shared<ObjectIds>(table_->select(readWhereClause(filter), option == selectionOnlyOne, ahead));
+        const SelectionRequest request = readSelectionRequest(filter);
+        const ColumnSet& ahead = asked_ && request.namesFields ? *asked_ : none;
+        auto ids = std::make_shared<ObjectIds>(table_->select(request.where, option == selectionOnlyOne, ahead));
         *selection = CComPtr<ISelectionSet>(new SelectionSet(this, std::move(ids))).Detach();
         return S_OK;
     });

@@ -171,7 +171,7 @@ std::unique_ptr<RowReader> PgTable::read(const ColumnSet& columns, SharedIds ids
     auto self = std::static_pointer_cast<PgTable>(shared_from_this());
     if (ids) return readByIds(std::move(self), columns, std::move(ids));
     if (dataset_.inTransaction()) return readWithCursor(std::move(self), columns);
-    return readByIds(std::move(self), columns, std::make_shared<ObjectIds>(select({}, false)));
+    return readByIds(std::move(self), columns, std::make_shared<ObjectIds>(select({}, false, {})));
 }
 
 bool PgTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
