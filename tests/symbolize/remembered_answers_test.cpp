@@ -27,7 +27,7 @@ using std::vector;
 
 class Generator {
 public:
-    explicit Generator(unsigned seed) : random_(seed) {}
+    explicit Generator(unsigned seed) : random_(seed), tame_(oneIn(3)) {}
 
     unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
     bool oneIn(unsigned count) { return below(count) == 0; }
@@ -85,12 +85,16 @@ private:
         if (oneIn(10)) return element + " fieldValue='" + pick<string>({"I", "D", "MIX", "FAR"}) + "'/>";
         element += '>';
         for (unsigned i = op == "between" ? 2 : pick({0U, 1U, 1U, 2U, 3U}); i > 0; --i)
-            element += "<value>" +
-                       pick<string>({"0", "1", "2", "3", "1.5", "2.5", "NULL", "A", "A*", "*B", "x", "''", "1e1"}) +
-                       "</value>";
+            element += "<value>" + operand() + "</value>";
         if (depth < 2)
             for (unsigned i = pick({0U, 0U, 0U, 0U, 1U}); i > 0; --i) element += condition(depth + 1);
         return element + "</rule>";
+    }
+
+    /// Tame documents have only operands that every type of field has, so that all rules are done with theirs soon.
+    string operand() {
+        if (tame_) return pick<string>({"0", "1", "2", "3", "NULL"});
+        return pick<string>({"0", "1", "2", "3", "1.5", "2.5", "NULL", "A", "A*", "*B", "x", "''", "1e1"});
     }
 
     string queryRule() {
@@ -103,6 +107,7 @@ private:
     }
 
     std::mt19937 random_;
+    bool tame_;
     unsigned names_ = 0;
 };
 
@@ -153,9 +158,10 @@ private:
     CComPtr<Messages> messages_ = make<Messages>();
 };
 
-constexpr std::size_t rowsPerRun = ConditionalXml::RunMemory::rowsBefore + 60;
+constexpr std::size_t rowsPerRun = ConditionalXml::RunMemory::rowsBefore + 80;
 
-vector<vector<Cell>> makeRows(Generator& generator, VARTYPE mixType, bool mixed) {
+/// \param mixed from which row on MIX has values of all types.
+vector<vector<Cell>> makeRows(Generator& generator, VARTYPE mixType, std::size_t mixed) {
     vector<vector<Cell>> rows;
     for (std::size_t i = 0; i < rowsPerRun; ++i) {
         const auto number = [&]() -> Cell {
@@ -164,7 +170,7 @@ vector<vector<Cell>> makeRows(Generator& generator, VARTYPE mixType, bool mixed)
         const Cell real = generator.oneIn(6) ? Cell(nullptr) : Cell(generator.pick({0.0, -0.0, 1.0, 1.5, 2.5, 3.0}));
         const Cell text = generator.oneIn(6) ? Cell(nullptr) : Cell(generator.text());
         rows.push_back({generator.oneIn(2) ? Cell(nullptr) : Cell("S1"), nullptr, nullptr, number(), real, text,
-                        generator.mixedValue(mixType, mixed), number()});
+                        generator.mixedValue(mixType, i >= mixed), number()});
     }
     return rows;
 }
@@ -180,7 +186,8 @@ TEST_P(RememberedAnswers, cannotBeTold) {
         Side remembering(document, true);
         for (int run = 0; run < 3; ++run) {
             const auto mixType = generator.pick<VARTYPE>({VT_I4, VT_R8, VT_BSTR, VT_I2});
-            const auto rows = makeRows(generator, mixType, generator.oneIn(3));
+            const auto rows =
+                makeRows(generator, mixType, generator.pick({rowsPerRun, rowsPerRun - 20, std::size_t{0}}));
             plain.run(rows, mixType);
             remembering.run(rows, mixType);
             ASSERT_EQ(remembering.state(rows.size()), plain.state(rows.size())) << "run " << run << ": " << document;
