@@ -114,6 +114,7 @@ TEST_F(IdleTriggers, TheOwnersTriggerFiresForEveryRow) {
 
 TEST_F(IdleTriggers, ATriggerThatComesBetweenTwoTransactionsFires) {
     open(40);
+    const CComPtr<IFeatureClass> held = openClass();  // its statements too
     EXPECT_EQ(updateAll("first"), S_OK) << errorText();
     sqlite(path_,
            "CREATE TABLE journal (line TEXT); CREATE TRIGGER note AFTER UPDATE OF SYMBOL_C ON BOYLAT BEGIN"
@@ -127,6 +128,7 @@ TEST_F(IdleTriggers, ATriggerThatComesBetweenTwoTransactionsFires) {
 
 TEST_F(IdleTriggers, OneThatNamesWhatDoesNotExistStopsTheWritingAllTheSame) {
     open(40);
+    const CComPtr<IFeatureClass> held = openClass();  // its statements too
     const char* const broken =
         "CREATE TRIGGER broken AFTER UPDATE ON BOYLAT WHEN OLD.fid != NEW.fid AND (1) BEGIN DELETE FROM nowhere; END";
     sqlite(path_, broken);
