@@ -5,6 +5,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 
 import yardstick
 
@@ -28,6 +29,7 @@ class Server:
         if self.folder.startswith("none: "):
             raise yardstick.Missing(self.folder[6:])
         self.sql("postgres", "CREATE DATABASE base")
+        self.sql("postgres", "CREATE DATABASE run")
         subprocess.run(["ogr2ogr", "-q", "-f", "PostgreSQL", self.connection("base"), self.case.file("base.gpkg"),
                         "-lco", "LAUNDER=NO", "-lco", "FID=fid", "-preserve_fid", "--config", "PG_USE_COPY", "YES"],
                        check=True)
@@ -48,12 +50,15 @@ class Server:
         return subprocess.run([*self.psql(database), "-c", text], check=True, stdout=subprocess.PIPE, text=True).stdout
 
     def copy(self):
-        self.sql("postgres", "DROP DATABASE IF EXISTS run")
+        self.sql("postgres", "DROP DATABASE run")
         self.sql("postgres", "CREATE DATABASE run TEMPLATE base")
         self.sql("postgres", "CHECKPOINT")
 
     def seconds(self):
-        """Processor time of the server's connections that have ended."""
+        """Processor time of the server's connections; all of them have ended, and the server has noticed."""
+        while self.sql("postgres", "SELECT count(*) FROM pg_stat_activity WHERE datname = 'run'").strip() != "0":
+            time.sleep(0.1)
+        time.sleep(0.5)
         process = (pathlib.Path(self.folder) / "data" / "postmaster.pid").read_text(encoding="utf-8").split()[0]
         fields = pathlib.Path(f"/proc/{process}/stat").read_text(encoding="utf-8").rpartition(")")[2].split()
         return sum(map(int, fields[13:15])) / os.sysconf("SC_CLK_TCK")

@@ -225,7 +225,14 @@ void fromVariant(const Column& column, const VARIANT& value, Cell& cell) {
         cell.state = Cell::State::Null;
         return;
     }
-    cell = convertedCell(column, value);
+    // What is of the column's type already needs no conversion.
+    if (value.vt == VT_BSTR && column.type == ColumnType::Text && column.width == 0)
+        cell.text = toUtf8(viewOf(value.bstrVal));
+    else if (value.vt == VT_R8 && column.type == ColumnType::Real && !std::isnan(value.dblVal))
+        cell.real = value.dblVal;
+    else
+        cell = convertedCell(column, value);
+    cell.state = Cell::State::Value;
 }
 
 }  // namespace embedded_host

@@ -391,9 +391,9 @@ void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cel
         fail("row " + std::to_string(id) + " cannot be written: " + errors.text(error.what()));
     }
     if (sqlite3_changes(connection()) == 0) fail("row " + std::to_string(id) + " cannot be written: it is gone");
-    written_ = state();
+    const State before = std::exchange(written_, state());
     writtenId_ = id;
-    dataset().noteChange(name());
+    if (before.transaction == 0 || before.transaction != written_.transaction) dataset().noteChange(name());
 }
 
 }  // namespace embedded_host
