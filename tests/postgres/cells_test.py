@@ -45,7 +45,7 @@ class Generator:
             elif isinstance(value, str):
                 yield self.condition(rule("equal" if n else "like", column, value if n else value[:2] + "*"))
             else:
-                yield self.condition(rule("gte" if n else "equal", column, value), f' rotate="{n * 45}"')
+                yield self.condition(rule("gte" if n else "equal", column, value), f' angle="{n * 45}"')
         yield self.condition(rule("equal", column, "NULL") + rule("notequal", "OBJNAM", "NULL"))
 
     def questions(self, layer):

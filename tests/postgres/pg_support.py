@@ -8,6 +8,8 @@ import tempfile
 import time
 import unittest
 
+import server as private_server
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SKIPPED = 77  # what the test driver takes for "not run"
 PATIENCE = 60  # seconds for what should happen at once
@@ -30,7 +32,7 @@ class Session:
 
     def __init__(self, server, database, user="admin"):
         self.process = subprocess.Popen(
-            ["psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", server, "-U", user, "-d", database],
+            [private_server.programs() / "psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", server, "-U", user, "-d", database],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, encoding="utf-8")
 
     def sql(self, text):

@@ -29,7 +29,7 @@ void appendIds(ObjectIds& ids, const PgResult& result) {
 
 TableDescription description(PgDataset& dataset, const PgRelation& relation) {
     return {relation.layerName(), qualifyTableName({dataset.connection().database(), relation.schema, relation.table}),
-            relation.table,       {},
+            relation.table,       relation.subtypeField,
             relation.spatial,     nullptr};
 }
 
