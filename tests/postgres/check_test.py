@@ -14,6 +14,8 @@ def compare(field, value, kind="A", operator="equal"):
 
 
 class Check(DatabaseTest):
+    postgis = True
+
     def setUp(self):
         super().setUp()
         self.make_buoys(0)
@@ -87,7 +89,9 @@ class Check(DatabaseTest):
                               "used")])
 
     def test_nothing_is_written(self):
-        self.sql("ALTER DATABASE " + self.database + " SET default_transaction_read_only = on")
+        setting = f"ALTER DATABASE {self.database} {{}} default_transaction_read_only"
+        self.sql(setting.format("SET") + " = on")
+        self.addCleanup(self.administer, setting.format("RESET"))
         self.assertEqual(self.of_buoys(compare("CATLAM", 1)), [])
 
     def test_what_cannot_be_opened(self):
