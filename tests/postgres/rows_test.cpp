@@ -183,6 +183,9 @@ TEST_F(RowsTest, SelectionsOfAnySize) {
                                             "does not exist");
     }
     EXPECT_EQ(selected("buoys", "id = 1"), vector<ObjectId>{1}) << "after a failure";
+    const string cut("id = 1)\0", 8);
+    EXPECT_THROW(selected("buoys", cut), HostError);
+    EXPECT_THROW(workspace_->select("buoys", cut, ids), HostError);
 }
 
 TEST_F(RowsTest, QuestionsInARunSeeWhatWasWrittenAndMayFail) {

@@ -58,12 +58,14 @@ def started(process):
     return None if fields[0] == "Z" else fields[19]
 
 
-def temporary_folder():
-    folder = tempfile.mkdtemp(prefix="cxml-pg-")
-    if len(folder) > LONGEST_SOCKET:
-        os.rmdir(folder)
-        folder = tempfile.mkdtemp(prefix="cxml-pg-", dir="/tmp")
-    return pathlib.Path(folder)
+def temporary_folder(account):
+    """Not in root's own folder, where the unprivileged user gets nowhere, nor where a socket has no room."""
+    usual = tempfile.gettempdir()
+    fits = account.pw_uid == os.geteuid() and len(usual) + len("/cxml-pg-12345678") <= LONGEST_SOCKET
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="cxml-pg-", dir=usual if fits else "/tmp"))
+    os.chown(folder, account.pw_uid, account.pw_gid)
+    folder.chmod(0o755)
+    return folder
 
 
 def guard(folder, binaries, drop, caller):
@@ -106,9 +108,7 @@ def start(state, bare):
         state.write_text("none: no PostgreSQL server is installed (scripts/setup installs one)")
         return
     drop, account = unprivileged()
-    folder = temporary_folder()
-    os.chown(folder, account.pw_uid, account.pw_gid)
-    folder.chmod(0o755)
+    folder = temporary_folder(account)
     subprocess.run([*drop, binaries / "initdb", "--pgdata", folder / "data", "--auth=trust", "--username=admin",
                     "--no-sync", "--encoding=UTF8", "--locale=C.UTF-8"],
                    cwd=folder, stdout=subprocess.DEVNULL, check=True)
