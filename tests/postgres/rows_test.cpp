@@ -327,6 +327,29 @@ TEST_F(RowsTest, ACursorThatIsLeftInItsMiddleKeepsNothingAlive) {
     EXPECT_EQ(sql(count), connections);
 }
 
+TEST_F(RowsTest, AConnectionThatIsCutWhileNobodyWaitsForItEndsTheRunWithTheServersWords) {
+    makeBuoys(20'000);
+    RunMonitor monitor;
+    workspace_->watch(&monitor);
+    workspace_->begin();
+    {
+        const CComPtr<ICursor> cursor = update(table("buoys"), nullptr);
+        int rows = 0;
+        for (CComPtr<IRow> row; cursor->NextRow(&row) == S_OK; row.Release()) {
+            EXPECT_EQ(put(row, "symbol_c", variant("x")), S_OK);
+            cursor->UpdateRow(row);
+            if (++rows == 5000) cutConnections();
+        }
+        EXPECT_LT(rows, 20'000);
+    }
+    EXPECT_THROW(workspace_->commit(), HostError);
+    workspace_->watch(nullptr);
+    const string words = "FATAL: terminating connection due to administrator command";
+    EXPECT_NE(monitor.failure.find(", layer buoys: "), string::npos) << monitor.failure;
+    EXPECT_NE(monitor.failure.find(words), string::npos) << monitor.failure;
+    EXPECT_EQ(sql("SELECT count(*) FROM buoys WHERE symbol_c IS NOT NULL"), vector<string>{"0"});
+}
+
 TEST_F(RowsTest, WhatTheServerRefusesEndsTheRun) {
     makeBuoys(100);
     sql("ALTER TABLE buoys ADD CHECK (symbol_c <> 'bad')");

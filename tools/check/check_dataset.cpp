@@ -9,7 +9,10 @@
 
 #include <fmt/format.h>
 #include <algorithm>
+#include <map>
+#include <optional>
 #include <set>
+#include <string>
 
 namespace cxml {
 namespace {
@@ -63,7 +66,12 @@ public:
     }
 
 private:
-    std::optional<VARTYPE> typeOf(const std::string& field) { return dataset_.fieldType(layer_.name, field); }
+    // Asked once: a server has to look it up.
+    std::optional<VARTYPE> typeOf(const std::string& field) {
+        const auto [known, isNew] = types_.try_emplace(field);
+        if (isNew) known->second = dataset_.fieldType(layer_.name, field);
+        return known->second;
+    }
 
     void needTarget(LONG line, const std::string& field) {
         if (typeOf(field) || !missing_.insert(field).second) return;
@@ -114,6 +122,7 @@ private:
     const LayerInfo& layer_;
     GdalWorkspace& dataset_;
     Findings& findings_;
+    std::map<std::string, std::optional<VARTYPE>> types_;
     std::set<std::string> missing_;  // target fields that were reported
 };
 

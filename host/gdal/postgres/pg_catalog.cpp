@@ -198,6 +198,7 @@ std::vector<PgRelation> PgCatalog::list(const std::vector<std::string>& schemas)
     }
     const PgResult result = ask_({statement.sql + pathOrder, std::move(statement.parameters)});
     std::vector<PgRelation> relations;
+    relations.reserve(static_cast<std::size_t>(result.rows()));
     for (int row = 0; row < result.rows(); ++row) relations.push_back(relationOf(result, row));
     return relations;
 }

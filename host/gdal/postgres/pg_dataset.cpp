@@ -272,14 +272,17 @@ void PgDataset::rollback() noexcept {
     broken_.clear();
     writer_.forget();
     connection_.setStop(nullptr);
-    const auto ignoringFailures = [](auto&& work) {
+    const auto succeeds = [](auto&& work) {
         try {
             work();
-        } catch (const std::exception&) {  // the server has rolled back, or will when it notices that we are gone
+            return true;
+        } catch (const std::exception&) {
+            return false;
         }
     };
-    ignoringFailures([this] { connection_.finish(); });
-    ignoringFailures([this] { connection_.run({"ROLLBACK", {}}); });
+    // A failure means that the server has rolled back, or will when it notices that we are gone.
+    static_cast<void>(succeeds([this] { connection_.finish(); }));
+    static_cast<void>(succeeds([this] { connection_.run({"ROLLBACK", {}}); }));
 }
 
 }  // namespace embedded_host
