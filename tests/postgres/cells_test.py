@@ -78,7 +78,7 @@ class Generator:
             (rows,) = self.chart.execute(f'SELECT count(*) FROM "{layer}"').fetchone()
             if rows < 3 or "OBJNAM" not in columns[layer]:
                 continue
-            used = [name for name in columns[layer] if self.frequent(layer, name)][5:9]
+            used = [name for name in columns[layer] if self.frequent(layer, name)][5:7]
             body = [part for name in used for part in self.of_column(layer, name)]
             if rows < 50:
                 body += [*self.questions(layer), self.label(layer)]

@@ -221,7 +221,7 @@ class Runs(DatabaseTest):
             self.assertEqual((worker.returncode, err), (0, ""), out)
 
     def test_two_workers_give_what_one_gives(self):
-        rows = 3_000
+        rows = 1_500
         self.sql("CREATE TABLE notes (id int PRIMARY KEY); INSERT INTO notes SELECT i * 7 FROM generate_series(1, 100) i")
         for table in ("boylat", "boycar"):
             self.make_buoys(rows, table)
