@@ -126,6 +126,7 @@ std::vector<LayerInfo> LayerCommand::prepareLayers(GdalWorkspace& workspace) {
     const ClassConfigurations configurations = ClassConfigurations::read(document_.dom);
     document_.dom.Release();
     std::vector<std::string> names;
+    names.reserve(arguments_.layers.size());
     for (const std::string& name : arguments_.layers) names.push_back(workspace.layerName(name));
     std::vector<LayerInfo> layers = chooseLayers(workspace.layers(), names, configurations, workspace.name());
     if (layers.empty())
