@@ -108,6 +108,8 @@ def missing_on_windows(log):
     """Compares the tests of both platforms, where the stage of the other one has been."""
     if not (ROOT / "build/release/CTestTestfile.cmake").exists():
         return Counts(skipped=[("missing_on_windows", "the stage release has not been run")])
+    if not (ROOT / "build/windows/bin/python313.dll").exists():
+        return Counts(skipped=[("missing_on_windows", "no Python for Windows, whose tests are missing")])
     return run("missing_on_windows", [sys.executable, "scripts/checks/platform_tests.py", "build/release",
                                       "build/windows", "tests/not_on_windows.txt"], log)
 
