@@ -40,6 +40,19 @@ void loadDocument(SymbologyManager& manager, const std::string& path) {
     if (!manager.loadCXML(memhost::bstr(path), nullptr)) fail("the document was not loaded: " + path);
 }
 
+std::int64_t symbolizeLayer(SymbologyManager& manager, embedded_host::GdalWorkspace& workspace,
+                            const std::string& layer, std::int64_t rows) {
+    embedded_host::RunMonitor monitor;
+    workspace.watch(&monitor);
+    workspace.begin();
+    const bool succeeded = manager.symbolize(workspace.openFeatureClass(layer, std::nullopt), nullptr, nullptr);
+    workspace.commit();
+    workspace.watch(nullptr);
+    if (!succeeded || !monitor.failure.empty()) fail("the run failed: " + monitor.failure);
+    if (monitor.rows != rows) fail("the run did not visit every row");
+    return monitor.changed;
+}
+
 void runCommand(const std::string& command) {
     // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe): a benchmark of one thread runs a fixed command
     if (std::system(command.c_str()) != 0) fail("this command failed: " + command);

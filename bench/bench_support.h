@@ -1,9 +1,11 @@
 // What the benchmarks share: a folder for their files, processor time, and giving up.
 #pragma once
 
+#include "host/gdal/gdal_workspace.h"
 #include "symbology/symbology_manager.h"
 
 #include <benchmark/benchmark.h>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -31,6 +33,11 @@ private:
 
 /// Loads a document from a file; ends the process when it does not load.
 void loadDocument(SymbologyManager& manager, const std::string& path);
+
+/// One transaction over all rows of a layer, of which there must be `rows`; ends the process when anything fails.
+/// \return how many rows were written.
+std::int64_t symbolizeLayer(SymbologyManager& manager, embedded_host::GdalWorkspace& workspace,
+                            const std::string& layer, std::int64_t rows);
 
 /// Runs a command; ends the process when it fails.
 void runCommand(const std::string& command);

@@ -1,6 +1,7 @@
 // The engine alone, on tables in memory: loading documents, and rows against 10, 50, 200 and 1,000 conditions of three
 // rules.
 #include "allocation_count.h"
+#include "bench_support.h"
 #include "workload.h"
 
 #include "memhost/messages.h"
@@ -8,40 +9,17 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 namespace {
 
 constexpr std::size_t rowCount = 2000;
 
-/// A rule document in a file that goes with the object.
-class DocumentFile {
-public:
-    explicit DocumentFile(int conditions)
-        : path_(std::filesystem::temp_directory_path() / ("bench-" + std::to_string(conditions) + ".cxml")) {
-        std::ofstream(path_) << ruleDocument(conditions);
-    }
-    ~DocumentFile() { std::filesystem::remove(path_); }
-    DocumentFile(const DocumentFile&) = delete;
-    DocumentFile& operator=(const DocumentFile&) = delete;
-
-    void load(SymbologyManager& manager) const {
-        if (manager.loadCXML(memhost::bstr(path_.string()), nullptr)) return;
-        std::fprintf(stderr, "the document was not loaded: %s\n", path_.c_str());
-        std::exit(1);
-    }
-
-private:
-    std::filesystem::path path_;
-};
+std::string documentFile(const Folder& folder, int conditions) {
+    return folder.write("rules.cxml", ruleDocument(conditions));
+}
 
 void run(SymbologyManager& manager, memhost::TableObject& table) {
-    if (!manager.symbolize(table.featureClass(), nullptr, nullptr)) {
-        std::fprintf(stderr, "a run failed\n");
-        std::exit(1);
-    }
+    if (!manager.symbolize(table.featureClass(), nullptr, nullptr)) fail("a run failed");
 }
 
 bool isAnswer(const memhost::TableObject& table, std::size_t row, const Feature& feature) {
@@ -57,15 +35,14 @@ void check(int conditions) {
     const std::vector<Feature> features = makeFeatures(rowCount, conditions);
     const auto table = makeTable(features, false);
     SymbologyManager manager;
-    DocumentFile(conditions).load(manager);
+    const Folder folder;
+    loadDocument(manager, documentFile(folder, conditions));
     run(manager, *table);
     std::size_t answered = 0;
     for (std::size_t row = 0; row < features.size(); ++row) {
-        if (!isAnswer(*table, row, features[row])) {
-            std::fprintf(stderr, "wrong answer: %d conditions, row %zu, %s\n", conditions, row,
-                         table->text(row, "SYMBOL_C").c_str());
-            std::exit(1);
-        }
+        if (!isAnswer(*table, row, features[row]))
+            fail("wrong answer: " + std::to_string(conditions) + " conditions, row " + std::to_string(row) + ", " +
+                 table->text(row, "SYMBOL_C"));
         if (!features[row].symbol.empty()) ++answered;
     }
     // A run over twice the rows may allocate no more than one over the rows: what it needs is of the run, not of rows.
@@ -78,30 +55,29 @@ void check(int conditions) {
         return allocationCount() - before;
     };
     const std::int64_t perRow = allocationsOf(*twice) - allocationsOf(*once);
-    if (perRow > 64) {  // collections of ids that double as they grow
-        std::fprintf(stderr, "rows that change nothing allocate: %lld for %zu rows\n", static_cast<long long>(perRow),
-                     rowCount);
-        std::exit(1);
-    }
+    if (perRow > 64)  // collections of ids that double as they grow
+        fail("rows that change nothing allocate: " + std::to_string(perRow) + " for " + std::to_string(rowCount) +
+             " rows");
     std::printf("checked: %d conditions, %zu rows, %zu with a symbol, %lld allocations for %zu rows more\n", conditions,
                 features.size(), answered, static_cast<long long>(perRow), rowCount);
 }
 
-void loadDocument(benchmark::State& state) {
-    const DocumentFile document(static_cast<int>(state.range(0)));
+void load(benchmark::State& state) {
+    const Folder folder;
+    const std::string document = documentFile(folder, static_cast<int>(state.range(0)));
     for (auto _ : state) {
         SymbologyManager manager;
-        document.load(manager);
+        loadDocument(manager, document);
     }
 }
-BENCHMARK(loadDocument)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(load)->Name("loadDocument")->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 /// Rows that hold their symbols already, or that get them.
 void symbolizeRows(benchmark::State& state, bool symbolized) {
     const int conditions = static_cast<int>(state.range(0));
-    const DocumentFile document(conditions);
+    const Folder folder;
     SymbologyManager manager;
-    document.load(manager);
+    loadDocument(manager, documentFile(folder, conditions));
     const std::vector<Feature> features = makeFeatures(rowCount, conditions);
     auto table = makeTable(features, symbolized);
     for (auto _ : state) {

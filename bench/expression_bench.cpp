@@ -7,6 +7,7 @@
 #include "host/gdal/gdal_workspace.h"
 #include "host/python/interpreter.h"
 #include "memhost/table.h"
+#include "python/get_gil.h"
 #include "python/py_ref.h"
 
 #include <array>
@@ -23,18 +24,6 @@ using ConditionalXml::PyRef;
 using embedded_host::GdalWorkspace;
 
 constexpr std::size_t rowCount = 100'000;
-
-/// Holds the interpreter lock.
-class Lock {
-public:
-    Lock() : state_(PyGILState_Ensure()) {}
-    ~Lock() { PyGILState_Release(state_); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-private:
-    PyGILState_STATE state_;
-};
 
 // ---- the lights ----
 
@@ -131,7 +120,7 @@ struct Run {
 /// lock held all the time.
 template <class Take>
 void callBare(const Run& run, Take&& take) {
-    const Lock lock;
+    const ConditionalXml::GetGIL lock;
     PyObject* const code = run.code();
     for (const Light& light : run.lights) {
         const PyRef module(PyModule_New("CalcFields"));
@@ -203,17 +192,8 @@ std::string makeChart(const Folder& folder, const std::vector<Light>& lights) {
     return chart;
 }
 
-/// One transaction over the chart's lights. \return how many were written.
-std::int64_t symbolizeChart(SymbologyManager& manager, GdalWorkspace& workspace) {
-    embedded_host::RunMonitor monitor;
-    workspace.watch(&monitor);
-    workspace.begin();
-    symbolize(manager, workspace.openFeatureClass("LIGHTS", std::nullopt));
-    workspace.commit();
-    workspace.watch(nullptr);
-    if (!monitor.failure.empty()) fail("the run failed: " + monitor.failure);
-    if (monitor.rows != static_cast<std::int64_t>(rowCount)) fail("the run did not visit every row");
-    return monitor.changed;
+void symbolizeChart(SymbologyManager& manager, GdalWorkspace& workspace) {
+    symbolizeLayer(manager, workspace, "LIGHTS", rowCount);
 }
 
 // ---- checks ----

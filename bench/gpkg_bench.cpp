@@ -46,17 +46,7 @@ void makeDataset(const Folder& folder, const std::vector<Feature>& features) {
 /// One transaction over the layer, as the tool does it. \return how many rows were written.
 std::int64_t symbolize(SymbologyManager& manager, const std::string& dataset) {
     const auto workspace = GdalWorkspace::open(dataset, GdalWorkspace::Access::Update);
-    embedded_host::RunMonitor monitor;
-    workspace->watch(&monitor);
-    workspace->begin();
-    {
-        const CComPtr<IFeatureClass> featureClass = workspace->openFeatureClass(layer, std::nullopt);
-        if (!manager.symbolize(featureClass, nullptr, nullptr) || !monitor.failure.empty())
-            fail("the run failed: " + monitor.failure);
-    }
-    workspace->commit();
-    if (monitor.rows != static_cast<std::int64_t>(rowCount)) fail("the run did not visit every row");
-    return monitor.changed;
+    return symbolizeLayer(manager, *workspace, layer, rowCount);
 }
 
 std::string shown(const CComVariant& value) {

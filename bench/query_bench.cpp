@@ -176,20 +176,10 @@ struct Run {
 
 /// One transaction over the buoys. \return how many were written.
 std::int64_t symbolize(Run& run, GdalWorkspace& workspace) {
-    embedded_host::RunMonitor monitor;
-    workspace.watch(&monitor);
-    workspace.begin();
     openedTables = 0;
-    {
-        const CComPtr<IFeatureClass> buoys = workspace.openFeatureClass("BUOYS", std::nullopt);
-        if (!run.manager.symbolize(buoys, nullptr, nullptr) || !monitor.failure.empty())
-            fail("the run failed: " + monitor.failure);
-    }
-    workspace.commit();
-    workspace.watch(nullptr);
-    if (monitor.rows != buoyCount) fail("the run did not visit every row");
+    const std::int64_t written = symbolizeLayer(run.manager, workspace, "BUOYS", buoyCount);
     if (openedTables != 1) fail("the queried table was opened " + std::to_string(openedTables) + " times");
-    return monitor.changed;
+    return written;
 }
 
 // ---- the database library's way ----

@@ -146,23 +146,6 @@ Cell convertedCell(const Column& column, const VARIANT& value) {
 
 }  // namespace
 
-CellPart partOf(ColumnType type) noexcept {
-    switch (type) {
-        case ColumnType::Boolean:
-        case ColumnType::Int16:
-        case ColumnType::Integer:
-        case ColumnType::Integer64:
-            return CellPart::Integer;
-        case ColumnType::Real:
-        case ColumnType::Float32:
-            return CellPart::Real;
-        case ColumnType::Unsupported:
-            return CellPart::None;
-        default:
-            return CellPart::Text;
-    }
-}
-
 VARTYPE variantTypeOf(ColumnType type) noexcept {
     switch (type) {
         case ColumnType::Boolean:

@@ -52,7 +52,22 @@ using Cells = std::vector<Cell>;
 
 /// Which member of Cell holds the values of a type.
 enum class CellPart : std::uint8_t { Integer, Real, Text, None };
-CellPart partOf(ColumnType type) noexcept;
+constexpr CellPart partOf(ColumnType type) noexcept {
+    switch (type) {
+        case ColumnType::Boolean:
+        case ColumnType::Int16:
+        case ColumnType::Integer:
+        case ColumnType::Integer64:
+            return CellPart::Integer;
+        case ColumnType::Real:
+        case ColumnType::Float32:
+            return CellPart::Real;
+        case ColumnType::Unsupported:
+            return CellPart::None;
+        default:
+            return CellPart::Text;
+    }
+}
 
 /// The type that toVariant() gives to the values of a column; VT_EMPTY for one that cannot be read.
 VARTYPE variantTypeOf(ColumnType type) noexcept;

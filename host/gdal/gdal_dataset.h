@@ -45,6 +45,8 @@ public:
     void checkWritable() const override;
     /// A write of this table reached the dataset; its listing shows it at commit.
     void noteChange(const std::string& table);
+    /// Whether the triggers of the file fire, until the transaction's end; all others' go on doing so.
+    void setTriggers(bool fire) noexcept;
 
 private:
     bool isGeoPackage() const;
@@ -61,6 +63,7 @@ private:
     std::unique_ptr<GDALDataset, Closer> gdal_;
     sqlite3* sqlite_ = nullptr;
     bool inTransaction_ = false;
+    bool triggersFire_ = true;
     long transactions_ = 0;  // that were begun
     std::set<std::string> changedTables_;
     std::map<std::string, std::weak_ptr<Table>> tables_;

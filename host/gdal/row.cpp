@@ -48,7 +48,7 @@ void Row::fetch(std::size_t column) {
 
 HRESULT Row::get_Value(LONG index, VARIANT* value) {
     if (!value) return E_POINTER;
-    VariantInit(value);
+    value->vt = VT_EMPTY;
     return atBoundary([&] {
         const std::size_t column = checkedIndex(index);
         if (source_->asked) insertInto(*source_->asked, column);

@@ -17,9 +17,9 @@ bool isBlank(const char* text) noexcept {
     return *text == '\0';
 }
 
-std::string_view textOf(sqlite3_stmt* statement, int column) noexcept {
-    const void* text = sqlite3_column_text(statement, column);
-    const int length = sqlite3_column_bytes(statement, column);
+std::string_view textOf(sqlite3_value* value) noexcept {
+    const void* text = sqlite3_value_text(value);
+    const int length = sqlite3_value_bytes(value);
     return text ? std::string_view(static_cast<const char*>(text), static_cast<std::size_t>(length))
                 : std::string_view();
 }
@@ -81,21 +81,23 @@ std::int64_t SqliteStatement::integer(int column) const noexcept {
 }
 
 void SqliteStatement::read(int column, CellPart part, Cell& cell) const {
-    const int stored = sqlite3_column_type(statement_, column);
+    // Asked for once: every call for a column looks it up anew.
+    sqlite3_value* const value = sqlite3_column_value(statement_, column);
+    const int stored = sqlite3_value_type(value);
     cell.state = Cell::State::Value;
     if (stored == SQLITE_NULL) {
         cell.state = Cell::State::Null;
     } else if (part == CellPart::Text) {
         if (stored == SQLITE_BLOB) cell.state = Cell::State::Foreign;
-        cell.text.assign(textOf(statement_, column));
+        cell.text.assign(textOf(value));
     } else if (part == CellPart::Integer && stored == SQLITE_INTEGER) {
-        cell.integer = sqlite3_column_int64(statement_, column);
+        cell.integer = sqlite3_value_int64(value);
     } else if (part == CellPart::Real && (stored == SQLITE_FLOAT || stored == SQLITE_INTEGER)) {
-        cell.real = sqlite3_column_double(statement_, column);
+        cell.real = sqlite3_value_double(value);
     } else if (part != CellPart::None) {
         // SQLite lets any value into any column; a number is not made of what is none.
         cell.state = Cell::State::Foreign;
-        cell.text.assign(textOf(statement_, column));
+        cell.text.assign(textOf(value));
     }
 }
 

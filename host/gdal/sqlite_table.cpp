@@ -2,6 +2,7 @@
 #include "host/gdal/sqlite_table.h"
 
 #include "host/gdal/errors.h"
+#include "host/gdal/sqlite_triggers.h"
 #include "host/gdal/text.h"
 
 #include <ogrsf_frmts.h>
@@ -20,7 +21,9 @@ std::string condition(std::string_view where) {
     return "(" + std::string(where) + "\n)";
 }
 
-// Reads with one statement that walks the table in the order of its row ids, which no update changes.
+// Reads with one statement that walks the table in the order of its row ids, which no update changes. Within a
+// transaction it reads some rows ahead, because a write between two steps costs the statement its place. They are read
+// again when anything but a row that was given has changed meanwhile.
 class ScanReader final : public RowReader {
 public:
     ScanReader(std::shared_ptr<SqliteTable> table, const ColumnSet& columns)
@@ -29,25 +32,33 @@ public:
     }
 
     bool next(ObjectId& id, Cells& cells) override {
-        const GdalErrors errors;
-        try {
-            if (!statement_) start();
-            if (!statement_->step()) return false;
-        } catch (const HostError& error) {
-            table_->failReading(error);
+        if (position_ < count_ && !table_->isUnchangedAfter(lastId_, state_)) {
+            startAgain();
+            most_ = 1;  // it would happen with the rows to come
         }
-        lastId_ = statement_->integer(0);
+        if (position_ == count_ && !failure_) readAhead();
+        if (position_ == count_) {
+            if (failure_) table_->failReading(*failure_);
+            return false;
+        }
+        auto& [rowId, rowCells] = ahead_[position_++];
+        cells.swap(rowCells);
+        id = lastId_ = rowId;
         started_ = true;
-        SqliteTable::readRow(*statement_, *schema_, columns_, cells);
-        id = lastId_;
         return true;
     }
     void setColumns(const ColumnSet& columns) override {
         columns_ = columns;
-        statement_.reset();
+        startAgain();
     }
 
 private:
+    void startAgain() {
+        statement_.reset();
+        failure_.reset();
+        position_ = count_ = 0;
+    }
+
     void start() {
         const std::string from = started_ ? " WHERE " + table_->key() + " > ?1" : "";
         statement_ = std::make_unique<SqliteStatement>(
@@ -55,11 +66,35 @@ private:
         if (started_) statement_->bind(1, lastId_);
     }
 
+    void readAhead() {
+        const GdalErrors errors;
+        state_ = table_->state();
+        const std::size_t most = state_.transaction == 0 ? 1 : most_;
+        if (ahead_.size() < most) ahead_.resize(most, {0, Cells(schema_->columns.size())});
+        position_ = count_ = 0;
+        try {
+            if (!statement_) start();
+            for (; count_ < most; ++count_) {
+                if (!statement_->step()) return statement_.reset();
+                ahead_[count_].first = statement_->integer(0);
+                SqliteTable::readRow(*statement_, *schema_, columns_, ahead_[count_].second);
+            }
+        } catch (const HostError& error) {
+            failure_ = error;  // comes after the rows before it
+        }
+    }
+
     std::shared_ptr<SqliteTable> table_;
     std::shared_ptr<const TableSchema> schema_;
     ColumnSet columns_;
     std::unique_ptr<SqliteStatement> statement_;
-    ObjectId lastId_ = 0;
+    std::size_t most_ = 32;  // rows to read ahead
+    std::vector<std::pair<ObjectId, Cells>> ahead_;
+    std::size_t position_ = 0;
+    std::size_t count_ = 0;
+    SqliteTable::State state_;  // when they were read
+    std::optional<HostError> failure_;
+    ObjectId lastId_ = 0;  // of the row that was given last
     bool started_ = false;
 };
 
@@ -142,6 +177,20 @@ sqlite3* SqliteTable::connection() const {
     return dataset().sqlite();
 }
 
+SqliteTable::State SqliteTable::state() const {
+    return {dataset().transaction(), sqlite3_total_changes(connection())};
+}
+
+bool SqliteTable::isUnchangedAfter(ObjectId id, State& state) const {
+    const State now = this->state();
+    if (now != state) {
+        const bool wroteOne = now.transaction == state.transaction && now.changes == state.changes + 1;
+        if (!wroteOne || written_ != now || writtenId_ > id) return false;
+        state = now;
+    }
+    return true;
+}
+
 std::string SqliteTable::selection(const ColumnSet& columns) const {
     std::string sql = "SELECT " + key_;
     const std::shared_ptr<const TableSchema> current = schema();
@@ -194,8 +243,7 @@ bool SqliteTable::selectByShape(const std::string& where, bool onlyOne, const Co
         statement.bind(static_cast<int>(i) + 1, part, cell);
     }
     ahead_.columns = ahead;
-    ahead_.transaction = dataset().transaction();
-    ahead_.changes = sqlite3_total_changes(connection());
+    ahead_.state = state();
     while (statement.step()) {
         ids.push_back(statement.integer(0));
         if (!ahead.empty()) keepAhead(ids.back(), statement);
@@ -216,9 +264,7 @@ void SqliteTable::keepAhead(ObjectId id, const SqliteStatement& row) {
 /// A row that was read ahead, as long as it is the row that would be read now: within a transaction nobody but this
 /// connection can have changed it.
 const Cells* SqliteTable::findAhead(ObjectId id, const ColumnSet& columns) const {
-    if (ahead_.count == 0 || dataset().transaction() != ahead_.transaction ||
-        sqlite3_total_changes(connection()) != ahead_.changes || !std::ranges::includes(ahead_.columns, columns))
-        return nullptr;
+    if (ahead_.count == 0 || state() != ahead_.state || !std::ranges::includes(ahead_.columns, columns)) return nullptr;
     const auto rows = std::span(ahead_.rows).first(ahead_.count);
     const auto found = std::ranges::find(rows, id, &std::pair<ObjectId, Cells>::first);
     return found == rows.end() ? nullptr : &found->second;
@@ -306,17 +352,35 @@ bool SqliteTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
     }
 }
 
+/// Has triggers that do nothing set aside for the transaction. They are there when the table's first statement is
+/// prepared: one that names what does not exist fails as ever.
+void SqliteTable::readTriggers() {
+    const long transaction = dataset().transaction();
+    if (transaction == 0 || transaction == triggersRead_) return;
+    dataset().setTriggers(true);
+    updates_.clear();
+    triggersIdle_ = triggersAreIdle(connection(), name(), keyName(), *schema());
+    triggersRead_ = transaction;
+}
+
+SqliteStatement& SqliteTable::updateOf(const ColumnSet& columns) {
+    readTriggers();
+    SqliteStatement& statement = prepared(updates_, columns, [&] {
+        std::string sql = "UPDATE " + quotedName(name()) + " SET ";
+        for (const std::size_t column : columns)
+            sql += (column == columns.front() ? "" : ", ") + quotedName(schema()->columns[column].name) + " = ?";
+        return sql + " WHERE " + key_ + " = ?";
+    });
+    if (dataset().transaction() != 0) dataset().setTriggers(!triggersIdle_);
+    return statement;
+}
+
 void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
     checkWritable();
     const GdalErrors errors;
     const std::shared_ptr<const TableSchema> current = schema();
     try {
-        SqliteStatement& statement = prepared(updates_, columns, [&] {
-            std::string sql = "UPDATE " + quotedName(name()) + " SET ";
-            for (const std::size_t column : columns)
-                sql += (column == columns.front() ? "" : ", ") + quotedName(current->columns[column].name) + " = ?";
-            return sql + " WHERE " + key_ + " = ?";
-        });
+        SqliteStatement& statement = updateOf(columns);
         const StatementRun run(statement);
         int parameter = 1;
         for (const std::size_t column : columns)
@@ -327,6 +391,8 @@ void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cel
         fail("row " + std::to_string(id) + " cannot be written: " + errors.text(error.what()));
     }
     if (sqlite3_changes(connection()) == 0) fail("row " + std::to_string(id) + " cannot be written: it is gone");
+    written_ = state();
+    writtenId_ = id;
     dataset().noteChange(name());
 }
 

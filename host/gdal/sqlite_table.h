@@ -35,6 +35,16 @@ public:
     /// Fills the columns from a row of selection().
     static void readRow(const SqliteStatement& row, const TableSchema& schema, const ColumnSet& columns, Cells& cells);
 
+    /// What the connection has done so far: two states are equal when no row changed between them.
+    struct State {
+        long transaction = 0;
+        int changes = 0;
+        bool operator==(const State&) const = default;
+    };
+    State state() const;
+    /// Whether the rows after `id` are what they were in a state. \param state is brought up to date if so.
+    bool isUnchangedAfter(ObjectId id, State& state) const;
+
     /// Throws the failure of a reader, with the table's name.
     [[noreturn]] void failReading(const HostError& error) const;
 
@@ -56,8 +66,7 @@ private:
         ColumnSet columns;
         std::vector<std::pair<ObjectId, Cells>> rows;  // those from `count` on are storage
         std::size_t count = 0;
-        long transaction = 0;  // in which they were read
-        int changes = 0;       // that the connection had made then
+        State state;  // in which they were read
     };
     std::string selectionSql(std::string_view where, bool onlyOne, const ColumnSet& ahead) const;
     Selection* knownSelection(bool onlyOne, const ColumnSet& ahead);
@@ -65,6 +74,8 @@ private:
                        ClauseScope& clause);
     void keepAhead(ObjectId id, const SqliteStatement& row);
     const Cells* findAhead(ObjectId id, const ColumnSet& columns) const;
+    void readTriggers();
+    SqliteStatement& updateOf(const ColumnSet& columns);
 
     std::string key_;  // as SQL writes it
     WhereShape shape_;
@@ -72,6 +83,10 @@ private:
     RowsAhead ahead_;
     std::vector<Prepared> fetches_;
     std::vector<Prepared> updates_;
+    State written_;  // after this table's last update, which was of
+    ObjectId writtenId_ = 0;
+    long triggersRead_ = 0;  // the transaction in which they were read
+    bool triggersIdle_ = false;
 };
 
 }  // namespace embedded_host

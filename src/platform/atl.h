@@ -209,7 +209,7 @@ public:
         vt = type;
         dblVal = value;
     }
-    ~CComVariant() { VariantClear(this); }
+    ~CComVariant() { Clear(); }
 
     CComVariant& operator=(const CComVariant& source) {
         if (this != &source) copyFrom(source);
@@ -224,7 +224,11 @@ public:
         return *this;
     }
 
-    HRESULT Clear() noexcept { return VariantClear(this); }
+    HRESULT Clear() noexcept {
+        if (vt >= VT_BSTR) return VariantClear(this);
+        vt = VT_EMPTY;  // a number, a date or nothing: what most values are
+        return S_OK;
+    }
     HRESULT ChangeType(VARTYPE type, const VARIANT* source = nullptr) noexcept {
         return VariantChangeType(this, const_cast<VARIANT*>(source ? source : this), 0, type);
     }

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::size_t wordBits = 64;
 constexpr std::size_t mostPositions = 8;
+constexpr std::size_t mostValues = 8192;  // to remember of a field
 
 /// How many of the condition's rules, from the first on, can be remembered.
 std::size_t leadingRules(const Condition& condition, const std::vector<bool>& usable) {
@@ -53,7 +54,9 @@ ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> con
       words_((conditions.size() + wordBits - 1) / wordBits),
       open_(words_),
       named_(words_),
+      all_(words_, ~std::uint64_t{0}),
       held_(words_) {
+    if (const std::size_t rest = conditions_.size() % wordBits; rest != 0) all_.back() = (std::uint64_t{1} << rest) - 1;
     std::vector<std::size_t> leading;
     leading.reserve(conditions_.size());
     for (const std::shared_ptr<Condition>& condition : conditions_) {
@@ -62,10 +65,9 @@ ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> con
     }
     collect(leading);
     failed_.resize(positions_ * words_);
-    scratch_.resize(positions_ * words_);
+    answer_.resize((1 + positions_) * words_);
     constexpr std::size_t budget = 262144;  // words per field: 2 MB
-    constexpr std::size_t mostValues = 8192;
-    capacity_ = std::min(mostValues, budget / std::max<std::size_t>(scratch_.size(), 1));
+    capacity_ = std::min(mostValues, budget / std::max<std::size_t>(answer_.size(), 1));
 }
 
 void ConditionMemory::collect(const std::vector<std::size_t>& leading) {
@@ -90,21 +92,44 @@ ConditionMemory::Field& ConditionMemory::fieldOf(Slot slot) {
 }
 
 const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::vector<VARTYPE>& types) {
+    return settled_ ? selectSettled(values, types) : selectSettling(values, types);
+}
+
+/// Whether a field's values are of one type still; the first one decides which.
+bool ConditionMemory::keepsType(const VARIANT& value, VARTYPE& type) noexcept {
+    if (value.vt == type || value.vt == VT_NULL) return true;
+    if (type != VT_EMPTY || !ValueTable::knows(value.vt)) return false;
+    type = value.vt;
+    return true;
+}
+
+/// With operands that no row changes any more, it is all the same which rule fails, and in which order they are asked.
+const ConditionMemory::Slot* ConditionMemory::selectSettled(RowValueMap& values, std::vector<VARTYPE>& types) {
+    held_ = all_;
+    std::uint64_t left = 1;
+    for (Field& field : fields_) {
+        const VARIANT& value = *values.first(field.slot);
+        if (!keepsType(value, types[field.slot])) return &field.slot;
+        if (left == 0) continue;
+        const std::uint64_t* const failures = failuresOf(field, value, values);
+        if (!failures) return &field.slot;
+        left = 0;
+        for (std::size_t word = 0; word < words_; ++word) left |= held_[word] &= ~failures[word];
+    }
+    return nullptr;
+}
+
+/// Goes from position to position as plain evaluation does, to evaluate what it would evaluate for the first time.
+const ConditionMemory::Slot* ConditionMemory::selectSettling(RowValueMap& values, std::vector<VARTYPE>& types) {
     std::ranges::fill(failed_, 0);
     for (Field& field : fields_) {
         const VARIANT& value = *values.first(field.slot);
-        VARTYPE& type = types[field.slot];
-        if (value.vt != VT_NULL && value.vt != type) {
-            if (type != VT_EMPTY || !ValueTable::knows(value.vt)) return &field.slot;
-            type = value.vt;
-        }
+        if (!keepsType(value, types[field.slot])) return &field.slot;
         const std::uint64_t* const failures = failuresOf(field, value, values);
         if (!failures) return &field.slot;
-        for (std::size_t word = 0; word < failed_.size(); ++word) failed_[word] |= failures[word];
+        for (std::size_t at = 0; at < failed_.size(); ++at) failed_[at] |= failures[words_ + at];
     }
-    std::ranges::fill(held_, ~std::uint64_t{0});
-    if (const std::size_t rest = conditions_.size() % wordBits; rest != 0)
-        held_.back() = (std::uint64_t{1} << rest) - 1;
+    held_ = all_;
     for (std::size_t position = 0; position < positions_; ++position)
         for (std::size_t word = 0; word < words_; ++word) {
             const std::size_t at = position * words_ + word;
@@ -112,6 +137,7 @@ const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::v
                 settle(position, word, reached, values, types);
             held_[word] &= ~failed_[at];
         }
+    settled_ = std::ranges::all_of(unsettled_, [](std::uint64_t word) { return word == 0; });
     return nullptr;
 }
 
@@ -119,33 +145,45 @@ const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::v
 const std::uint64_t* ConditionMemory::failuresOf(Field& field, const VARIANT& value, RowValueMap& values) {
     constexpr UINT longestText = 256;
     ++field.lookups;
-    ValueTable::Number number = field.numbers.find(value);
+    ValueTable::Number number = field.answers.find(value);
     if (number == ValueTable::none) {
-        if (value.vt == VT_BSTR && SysStringLen(value.bstrVal) > longestText) {
-            answer(field, values, scratch_.data());
-            return scratch_.data();
-        }
-        if (field.numbers.size() == capacity_) {
-            if (field.lookups < 2 * capacity_) return nullptr;
-            answer(field, values, scratch_.data());
-            return scratch_.data();
-        }
-        field.failures.resize(field.failures.size() + scratch_.size());
-        answer(field, values, field.failures.data() + field.failures.size() - scratch_.size());
-        number = field.numbers.add(value);
+        const bool full = field.answers.size() == mostValues || field.known.size() == capacity_;
+        if (full && field.lookups < 2 * field.answers.size()) return nullptr;
+        answer(field, values);
+        if (full || (value.vt == VT_BSTR && SysStringLen(value.bstrVal) > longestText)) return answer_.data();
+        number = remember(field);
+        field.answers.add(value, number);
     }
-    return field.failures.data() + number * scratch_.size();
+    return field.failures.data() + number * answer_.size();
 }
 
 /// Asks all rules of the field for the row's value.
-void ConditionMemory::answer(Field& field, RowValueMap& values, std::uint64_t* failures) {
-    std::fill_n(failures, scratch_.size(), 0);
+void ConditionMemory::answer(Field& field, RowValueMap& values) {
+    std::ranges::fill(answer_, 0);
     for (Remembered& remembered : field.rules) {
         const OperandScope scope(*remembered.rule, remembered.operands);
-        if (!remembered.rule->evaluate(values, nullptr))
-            failures[remembered.position * words_ + remembered.condition / wordBits] |=
-                std::uint64_t{1} << (remembered.condition % wordBits);
+        if (remembered.rule->evaluate(values, nullptr)) continue;
+        const std::size_t word = remembered.condition / wordBits;
+        const std::uint64_t bit = std::uint64_t{1} << (remembered.condition % wordBits);
+        answer_[word] |= bit;
+        answer_[(1 + remembered.position) * words_ + word] |= bit;
     }
+}
+
+/// The number of the field's answer_, which is a new one unless a value before had the same.
+ValueTable::Number ConditionMemory::remember(Field& field) const {
+    std::uint64_t hash = 0;
+    for (const std::uint64_t word : answer_) hash = (std::rotl(hash, 7) ^ word) * 0x9E3779B97F4A7C15;
+    const auto [first, last] = field.known.equal_range(hash);
+    const auto same = std::find_if(first, last, [&](const auto& entry) {
+        return std::ranges::equal(answer_,
+                                  std::span(field.failures).subspan(entry.second * answer_.size(), answer_.size()));
+    });
+    if (same != last) return same->second;
+    const auto number = static_cast<ValueTable::Number>(field.known.size());
+    field.failures.insert(field.failures.end(), answer_.begin(), answer_.end());
+    field.known.emplace(hash, number);
+    return number;
 }
 
 /// Evaluates rules that the row reaches, for what that does to their operands.

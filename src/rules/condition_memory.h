@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 namespace ConditionalXml {
@@ -62,15 +63,22 @@ private:
 
         Slot slot;
         std::vector<Remembered> rules;
-        ValueTable numbers;
-        Bits failures;  // of each numbered value: by position, by condition, whether the rule there fails
+        ValueTable answers;  // of each value: which of the answers below
+        // Of each answer, by condition: whether any of its rules over the field fails; then the same by position.
+        Bits failures;
+        // The answers that were given before: rules tell far fewer apart than there are values.
+        std::unordered_multimap<std::uint64_t, ValueTable::Number> known;
         std::size_t lookups = 0;
     };
 
     void collect(const std::vector<std::size_t>& leading);
+    static bool keepsType(const VARIANT& value, VARTYPE& type) noexcept;
+    const Slot* selectSettled(RowValueMap& values, std::vector<VARTYPE>& types);
+    const Slot* selectSettling(RowValueMap& values, std::vector<VARTYPE>& types);
     Field& fieldOf(Slot slot);
     const std::uint64_t* failuresOf(Field& field, const VARIANT& value, RowValueMap& values);
-    void answer(Field& field, RowValueMap& values, std::uint64_t* failures);
+    void answer(Field& field, RowValueMap& values);
+    ValueTable::Number remember(Field& field) const;
     void settle(std::size_t position, std::size_t word, std::uint64_t reached, RowValueMap& values,
                 const std::vector<VARTYPE>& types);
     void takeLast(BSTR& ruleName, const Condition*& matched) const;
@@ -93,15 +101,17 @@ private:
     std::span<const std::shared_ptr<Condition>> conditions_;
     std::size_t words_;
     std::size_t positions_ = 0;
-    std::size_t capacity_ = 0;  // values to remember of a field
+    std::size_t capacity_ = 0;  // answers to remember of a field
     Bits open_;                 // conditions that remembered answers do not decide
     Bits named_;                // conditions with a rule name
     Bits unsettled_;            // by position: rules whose operands rows may still convert
+    bool settled_ = false;      // none are left
+    Bits all_;                  // every condition
     std::vector<Field> fields_;
 
-    Bits held_;     // of the row: conditions whose remembered rules all hold
-    Bits failed_;   // of the row: by position, rules that fail
-    Bits scratch_;  // answers for a value that is not remembered
+    Bits held_;    // of the row: conditions whose remembered rules all hold
+    Bits failed_;  // of the row: by position, rules that fail
+    Bits answer_;  // of a field, for the row's value
 };
 
 }  // namespace ConditionalXml

@@ -11,10 +11,11 @@ void RowValueMap::clear() noexcept {
     }
 }
 
-CComVariant& RowValueMap::append(Slot slot) {
+/// Appends where nothing is left from earlier rows.
+CComVariant& RowValueMap::grow(Slot slot) {
     if (slot >= entries_.size()) entries_.resize(std::max(slot + 1, names_->size()));
     Entry& entry = entries_[slot];
-    if (entry.count == entry.values.size()) entry.values.emplace_back();
+    entry.values.emplace_back();
     return entry.values[entry.count++];
 }
 

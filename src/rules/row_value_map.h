@@ -26,7 +26,11 @@ public:
 
     /// Adds an empty value at the end of the entry, creating the entry when needed, and returns it for the caller to
     /// fill. The reference is good until the next append to the same entry.
-    CComVariant& append(Slot slot);
+    CComVariant& append(Slot slot) {
+        if (slot < entries_.size())
+            if (Entry& entry = entries_[slot]; entry.count < entry.values.size()) return entry.values[entry.count++];
+        return grow(slot);
+    }
     /// Adds a copy of `value`.
     void append(const CComBSTR& name, const VARIANT& value);
 
@@ -45,6 +49,8 @@ private:
         std::vector<CComVariant> values;  // those from `count` on are left from earlier rows, cleared
         std::size_t count = 0;
     };
+
+    CComVariant& grow(Slot slot);
 
     std::shared_ptr<FieldNames> names_;
     std::vector<Entry> entries_;  // by slot

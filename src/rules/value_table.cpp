@@ -3,6 +3,7 @@
 #include "api/failures.h"
 
 #include <bit>
+#include <cstring>
 #include <functional>
 
 namespace ConditionalXml {
@@ -31,20 +32,26 @@ std::uint64_t ValueTable::keyOf(const VARIANT& value) noexcept {
             return static_cast<std::uint64_t>(value.llVal);
         case VT_R8:
             return std::bit_cast<std::uint64_t>(value.dblVal);
-        default:
-            return std::hash<WideView>()(view(value.bstrVal));
+        default: {
+            const WideView text = view(value.bstrVal);
+            return std::uint64_t{text.size()} << 32 | static_cast<std::uint32_t>(std::hash<WideView>()(text));
+        }
     }
 }
 
 std::size_t ValueTable::firstPlace(std::uint64_t key) const noexcept {
-    constexpr std::uint64_t spread = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio: near keys end up apart
-    constexpr int half = 32;
-    return static_cast<std::size_t>((key * spread) >> half) & (entries_.size() - 1);
+    // 2^64 divided by the golden ratio. The product's leading bits keep apart what differs in any bits of the key:
+    // those of round numbers differ in the first few alone.
+    constexpr std::uint64_t spread = 0x9E3779B97F4A7C15;
+    return static_cast<std::size_t>((key * spread) >> (64 - std::countr_zero(entries_.size())));
 }
 
 bool ValueTable::isValue(const Entry& entry, std::uint64_t key, const VARIANT& value) const noexcept {
     if (entry.key != key) return false;
-    return value.vt != VT_BSTR || WideView(texts_).substr(entry.textBegin, entry.textLength) == view(value.bstrVal);
+    if (value.vt != VT_BSTR) return true;
+    const WideView text = view(value.bstrVal);  // as long as the entry's: the keys say so
+    return text.empty() ||
+           std::memcmp(texts_.data() + entry.textBegin, text.data(), text.size() * sizeof(OLECHAR)) == 0;
 }
 
 ValueTable::Number ValueTable::find(const VARIANT& value) const noexcept {
@@ -57,18 +64,15 @@ ValueTable::Number ValueTable::find(const VARIANT& value) const noexcept {
     return none;
 }
 
-ValueTable::Number ValueTable::add(const VARIANT& value) {
-    if (value.vt == VT_NULL) return null_ = count_++;
-    if (count_ + std::size_t{1} > entries_.size() / 2) grow();
-    Entry entry{.key = keyOf(value), .number = count_};
-    if (value.vt == VT_BSTR) {
-        const WideView text = view(value.bstrVal);
-        entry.textBegin = static_cast<std::uint32_t>(texts_.size());
-        entry.textLength = static_cast<std::uint32_t>(text.size());
-        texts_ += text;
+void ValueTable::add(const VARIANT& value, Number number) {
+    if (value.vt == VT_NULL) {
+        null_ = number;
+    } else {
+        if ((count_ + 1) * 2 > entries_.size()) grow();
+        insert({.key = keyOf(value), .number = number, .textBegin = static_cast<std::uint32_t>(texts_.size())});
+        if (value.vt == VT_BSTR) texts_ += view(value.bstrVal);
     }
-    insert(entry);
-    return count_++;
+    ++count_;
 }
 
 void ValueTable::insert(const Entry& entry) noexcept {

@@ -1,4 +1,4 @@
-// ValueTable: numbers for the distinct values of one field.
+// ValueTable: a number for each of the distinct values of one field.
 #pragma once
 
 #include "platform/platform.h"
@@ -9,9 +9,9 @@
 
 namespace ConditionalXml {
 
-/// Gives each distinct value of a field a number, from 0 in order of first mention. NULL is a value; besides it a table
-/// is for values of one type. Values are the same when nothing can tell them apart: all bits of a number, all units of
-/// a text.
+/// Keeps a number, which its user chooses, for each distinct value of a field. NULL is a value; besides it a table is
+/// for values of one type. Values are the same when nothing can tell them apart: all bits of a number, all units of a
+/// text.
 class ValueTable {
 public:
     using Number = std::uint32_t;
@@ -22,16 +22,17 @@ public:
 
     /// The number of NULL or of a value of a known type; none when it has none.
     Number find(const VARIANT& value) const noexcept;
-    /// Gives a value that has no number the next one.
-    Number add(const VARIANT& value);
+    /// Gives a value that has none its number.
+    void add(const VARIANT& value, Number number);
+    /// How many values have a number.
     std::size_t size() const noexcept { return count_; }
 
 private:
+    /// Small, because a row looks at one for each field, and those of large tables are seldom near.
     struct Entry {
-        std::uint64_t key = 0;  // the number itself, or the hash of a text
+        std::uint64_t key = 0;  // the number itself, or the length and half the hash of a text
         Number number = none;
         std::uint32_t textBegin = 0;
-        std::uint32_t textLength = 0;
     };
 
     static std::uint64_t keyOf(const VARIANT& value) noexcept;
@@ -43,7 +44,7 @@ private:
     std::vector<Entry> entries_;  // open addressing; a power of two, at most half full
     WideString texts_;
     Number null_ = none;
-    Number count_ = 0;
+    std::size_t count_ = 0;
 };
 
 }  // namespace ConditionalXml
