@@ -11,9 +11,8 @@ set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 # Enough optimisation that a debug suite is quick, little enough that a debugger can follow.
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g -D_GLIBCXX_ASSERTIONS")
-# Packages are unpacked anywhere; what is outside of them and of the system's folders stays where it was found.
+# Packages are unpacked anywhere; what is not in them is in the system's folders.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib")
-set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 # Hosts load symbology.dll, whichever compiler made it.
 if(WIN32)
   set(CMAKE_SHARED_LIBRARY_PREFIX "")

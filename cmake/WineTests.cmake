@@ -11,7 +11,7 @@ add_subdirectory("${SYMBOLOGY_GOOGLETEST_SOURCE}" "${CMAKE_BINARY_DIR}/googletes
 function(add_wine_test name)
   set(report "${CMAKE_BINARY_DIR}/reports/${name}.xml")
   add_test(NAME ${name}
-           COMMAND ${wine_runner} --limit 600 --report "${report}"
+           COMMAND ${wine_runner} --limit 900 --report "${report}"
                    "$<TARGET_FILE:${name}>" "--gtest_output=xml:Z:${report}")
-  set_tests_properties(${name} PROPERTIES TIMEOUT 660 LABELS wine)
+  set_tests_properties(${name} PROPERTIES TIMEOUT 960 LABELS wine)
 endfunction()

@@ -3,10 +3,11 @@ add_library(library_test_support STATIC support/documents.cpp)
 target_compile_definitions(library_test_support PRIVATE TESTS_DIR="${tests_dir}")
 target_link_libraries(library_test_support PUBLIC test_support memhost velcore tarnlib)
 
-# A DOM whose calls fail has the operations of the portable platform's interfaces, not the many more of MSXML's; and how
-# MSXML takes allocations that fail inside of it is not ours to test.
+# A DOM whose calls fail has the operations of the portable platform's interfaces, not the many more of MSXML's.
 if(NOT WIN32)
-  set(library_tests_faults api/faults_test.cpp api/load_failures_test.cpp cxml/faulty_dom.cpp)
+  set(library_tests_dom api/dom_faults_test.cpp api/load_failures_test.cpp cxml/faulty_dom.cpp)
+else()
+  set(library_tests_dom api/msxml_memory_test.cpp)
 endif()
 # Documents with expressions are compiled when they load.
 if(TARGET embedded_python)
@@ -19,8 +20,9 @@ endif()
 
 symbology_test(library_tests
   SOURCES
-    support/memhost_counter.cpp
+    ${object_counters}
     api/failures_test.cpp
+    api/faults_test.cpp
     api/load_test.cpp
     api/manager_test.cpp
     api/memory_test.cpp
@@ -48,13 +50,13 @@ symbology_test(library_tests
     symbolize/runs_test.cpp
     symbolize/table_manager_test.cpp
     ${library_tests_expressions}
-    ${library_tests_faults}
+    ${library_tests_dom}
     ${library_tests_interpreter}
   LIBS symbology_core library_test_support ${library_tests_python})
 
 # The same library as hosts link it.
 symbology_test(exported_class_test
-  SOURCES support/memhost_counter.cpp api/exported_class_test.cpp ${library_tests_interpreter}
+  SOURCES ${object_counters} api/exported_class_test.cpp ${library_tests_interpreter}
   LIBS symbology library_test_support ${library_tests_python})
 
 if(WIN32)

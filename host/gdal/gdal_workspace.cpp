@@ -34,6 +34,11 @@ public:
         return infos;
     }
 
+    std::string layerName(const std::string& name) override {
+        const std::optional<Dataset::Entry> entry = dataset_->server() ? dataset_->find(name) : std::nullopt;
+        return entry ? entry->name : name;
+    }
+
     CComPtr<IFeatureClass> openFeatureClass(const std::string& layer,
                                             const std::optional<std::string>& subtypeField) override {
         return new FeatureClass(dataset_->table(layer), subtypeField);

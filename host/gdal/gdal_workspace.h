@@ -63,6 +63,10 @@ public:
     /// All tables of the dataset, spatial or not, in the dataset's order.
     virtual std::vector<LayerInfo> layers() = 0;
 
+    /// What layers() calls the layer that someone means with a name: on a server it may have its owner, quotes and
+    /// another case; elsewhere, and for a name that means none, it is the name. \throws HostError
+    virtual std::string layerName(const std::string& name) = 0;
+
     /// \param subtypeField the class's subtype field; without one the layer's metadata item SUBTYPE_FIELD, if any.
     /// \throws HostError when there is no such layer or it has no such field.
     virtual CComPtr<IFeatureClass> openFeatureClass(const std::string& layer,

@@ -3,7 +3,9 @@
 #include "host/host_error.h"
 
 #include <Python.h>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 namespace embedded_host {
 
@@ -12,6 +14,15 @@ namespace {
 void check(const PyStatus& status) {
     if (PyStatus_Exception(status))
         throw HostError(std::string("cannot start Python: ") + (status.err_msg ? status.err_msg : "unknown reason"));
+}
+
+/// Where the standard library is: beside a program that was installed with it, else where the host was built.
+std::string pythonHome() {
+    std::error_code none;  // only Linux has the link
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", none);
+    const std::filesystem::path installed = program.parent_path().parent_path() / SYMBOLOGY_INSTALLED_PYTHON;
+    if (!none && std::filesystem::exists(installed / "lib/python3.13/os.py", none)) return installed.string();
+    return SYMBOLOGY_PYTHON_HOME;
 }
 
 }  // namespace
@@ -31,7 +42,7 @@ PythonInterpreter::PythonInterpreter(const PythonOptions& options) {
     }
     config.write_bytecode = 0;  // importing leaves no files behind
     try {
-        check(PyConfig_SetBytesString(&config, &config.home, SYMBOLOGY_PYTHON_HOME));
+        check(PyConfig_SetBytesString(&config, &config.home, pythonHome().c_str()));
         check(Py_InitializeFromConfig(&config));
     } catch (...) {
         PyConfig_Clear(&config);

@@ -9,10 +9,10 @@ struct PythonOptions {
     bool userSitePackages = false;  // whether the user's own packages can be imported
 };
 
-/// Initialises the interpreter for as long as it lives: isolated from the environment, with the standard library of
-/// the interpreter that the host was built with. It writes no files, handles no signals, and what Python prints goes to
-/// standard error. The creating thread gives the interpreter lock back at once, so that
-/// any thread may take it; the same thread destroys it, when no document with expressions is left.
+/// Initialises the interpreter for as long as it lives: isolated from the environment, with the standard library that
+/// was installed with the program, or else that of the interpreter it was built with. It writes no files, handles no
+/// signals, and what Python prints goes to standard error. The creating thread gives the interpreter lock back at once,
+/// so that any thread may take it; the same thread destroys it, when no document with expressions is left.
 class PythonInterpreter {
 public:
     /// \throws HostError when the interpreter cannot start.

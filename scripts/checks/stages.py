@@ -27,7 +27,7 @@ def cache_folder():
 
 
 def run(name, command, log, **options):
-    """Runs one command as a test of its own; its output goes to the log."""
+    """Runs one command as a test of its own; its output goes to the log. Exit status 77 says that it was skipped."""
     log.write(f"$ {' '.join(map(str, command))}\n".encode())
     log.flush()
     started = log.tell()
@@ -37,6 +37,8 @@ def run(name, command, log, **options):
         return Counts(passed=1)
     log.seek(started)
     said = log.read().decode(errors="replace")
+    if status == 77:
+        return Counts(skipped=[(name, ctest_report.skip_reason(said, ""))])
     return Counts(failed=[(name, f"{said}\n(exit status {status})")])
 
 
@@ -97,6 +99,26 @@ def windows(log):
     counts = configure_and_build("windows", log)
     if not counts.failed:
         counts.add(ctest("windows", log, programs=ROOT / "build/windows/reports"))
+        counts.add(missing_on_windows(log))
+        counts.add(run("package.zip", ["scripts/package", "zip"], log))
+    return counts
+
+
+def missing_on_windows(log):
+    """Compares the tests of both platforms, where the stage of the other one has been."""
+    if not (ROOT / "build/release/CTestTestfile.cmake").exists():
+        return Counts(skipped=[("missing_on_windows", "the stage release has not been run")])
+    if not (ROOT / "build/windows/bin/python313.dll").exists():
+        return Counts(skipped=[("missing_on_windows", "no Python for Windows, whose tests are missing")])
+    return run("missing_on_windows", [sys.executable, "scripts/checks/platform_tests.py", "build/release",
+                                      "build/windows", "tests/not_on_windows.txt"], log)
+
+
+def package(log):
+    """The packages for Linux; the one for Windows belongs to that stage."""
+    counts = Counts()
+    for kind in ("tar.gz", "deb"):
+        counts.add(run(f"package.{kind}", ["scripts/package", kind], log))
     return counts
 
 
@@ -136,6 +158,9 @@ def fuzz(log):
     return counts
 
 
+# The platforms whose counts are compared.
+PLATFORMS = {"release": "Linux", "windows": "Windows, under Wine"}
+
 STAGES = {
     "dev": suite("dev"),
     "release": release,
@@ -143,6 +168,7 @@ STAGES = {
     "style": style,
     "format": formatting,
     "windows": windows,
+    "package": package,
     "fuzz": fuzz,
     "coverage": coverage,
 }
@@ -188,7 +214,8 @@ def main(names):
 
     print("\nStages")
     for name, counts, seconds in summary:
-        print(f"  {name:<15} {counts} ({seconds:.0f} s)")
+        platform = f"; {PLATFORMS[name]}" if name in PLATFORMS else ""
+        print(f"  {name:<15} {counts} ({seconds:.0f} s{platform})")
         show_skips(counts)
     print(f"\n{total}")
     return 1 if total.failed or not total.passed else 0

@@ -1,5 +1,5 @@
-// Upper and lower case of code units.
-#include "support/platform_hooks.h"
+// Upper and lower case of texts.
+#include "platform/platform.h"
 
 #include <gtest/gtest.h>
 
@@ -44,13 +44,13 @@ TEST(CaseMapping, Edges) {
         {"ligature stays", OLESTR("\uFB01"), OLESTR("\uFB01"), OLESTR("\uFB01")},
         {"full width", OLESTR("\uFF41\uFF3A"), OLESTR("\uFF21\uFF3A"), OLESTR("\uFF41\uFF5A")},
         {"decomposed accent", OLESTR("e\u0301"), OLESTR("E\u0301"), OLESTR("e\u0301")},
-        {"surrogate pair stays", OLESTR("\U00010428\U00010400"), OLESTR("\U00010428\U00010400"),
-         OLESTR("\U00010428\U00010400")},
+        {"surrogate pair", OLESTR("\U00010428\U00010400"), OLESTR("\U00010400\U00010400"),
+         OLESTR("\U00010428\U00010428")},
+        {"halves of a pair", OLESTR("\xDC28\xD801z\xD801"), OLESTR("\xDC28\xD801Z\xD801"),
+         OLESTR("\xDC28\xD801z\xD801")},
         {"embedded zero", {OLESTR("a\0B"), 3}, {OLESTR("A\0B"), 3}, {OLESTR("a\0b"), 3}},
     };
     for (const Row& row : rows) {
-        // Wine maps pairs, Windows maps units.
-        if (underWine() && row.name == std::string_view("surrogate pair stays")) continue;
         EXPECT_EQ(upper(row.text), row.upper) << row.name;
         EXPECT_EQ(lower(row.text), row.lower) << row.name;
     }
@@ -62,6 +62,9 @@ TEST(CaseMapping, OnlyTheGivenUnitsChange) {
     EXPECT_EQ(text, OLESTR("ABc"));
     EXPECT_EQ(CharLowerBuffW(text.data() + 1, 1), 1U);
     EXPECT_EQ(text, OLESTR("Abc"));
+    WideString half = OLESTR("\U00010428");
+    EXPECT_EQ(CharUpperBuffW(half.data(), 1), 1U);
+    EXPECT_EQ(half, OLESTR("\U00010428"));
     EXPECT_EQ(CharUpperBuffW(nullptr, 0), 0U);
 }
 

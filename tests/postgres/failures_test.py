@@ -200,9 +200,16 @@ class Failures(DatabaseTest):
 class ServerThatStops(DatabaseTest):
     """With a server of its own."""
 
+    @classmethod
+    def setUpClass(cls):
+        pg_support.server_folder()  # skips where there is none
+
+    @classmethod
+    def tearDownClass(cls):
+        pass
+
     def setUp(self):
         server = pathlib.Path(__file__).with_name("server.py")
-        pg_support.server_folder()  # skips where there is none
         with tempfile.TemporaryDirectory() as folder:
             state = pathlib.Path(folder) / "server"
             environment = {**os.environ, "CXML_TEST_SERVER_SECONDS": "120"}

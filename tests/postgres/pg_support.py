@@ -8,6 +8,8 @@ import tempfile
 import time
 import unittest
 
+import server as private_server
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SKIPPED = 77  # what the test driver takes for "not run"
 PATIENCE = 60  # seconds for what should happen at once
@@ -30,7 +32,7 @@ class Session:
 
     def __init__(self, server, database, user="admin"):
         self.process = subprocess.Popen(
-            ["psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", server, "-U", user, "-d", database],
+            [private_server.programs() / "psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", server, "-U", user, "-d", database],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, encoding="utf-8")
 
     def sql(self, text):
@@ -51,25 +53,56 @@ class Session:
         self.process.stderr.close()
 
 
+# Everything in a database that no extension has brought.
+CLEAN = """
+SELECT pg_terminate_backend(pid, 5000) FROM pg_stat_activity
+WHERE datname = current_database() AND pid <> pg_backend_pid();
+DO $$ DECLARE thing text; BEGIN
+  FOREACH thing IN ARRAY ARRAY(
+    SELECT format('SCHEMA IF EXISTS %I', nspname) FROM pg_namespace WHERE nspname !~ '^(pg_|(information_schema|public)$)'
+    UNION ALL
+    SELECT format('%s IF EXISTS %s', CASE relkind WHEN 'v' THEN 'VIEW' WHEN 'S' THEN 'SEQUENCE' ELSE 'TABLE' END, oid::regclass)
+    FROM pg_class c WHERE relnamespace = 'public'::regnamespace AND relkind IN ('r', 'v', 'S')
+      AND NOT EXISTS (SELECT FROM pg_depend WHERE objid = c.oid AND deptype IN ('e', 'a', 'i'))
+    UNION ALL
+    SELECT 'FUNCTION IF EXISTS ' || oid::regprocedure FROM pg_proc p WHERE pronamespace = 'public'::regnamespace
+      AND NOT EXISTS (SELECT FROM pg_depend WHERE objid = p.oid AND deptype = 'e')
+    UNION ALL
+    SELECT 'TYPE IF EXISTS ' || oid::regtype FROM pg_type t WHERE typnamespace = 'public'::regnamespace AND typtype IN ('d', 'e')
+      AND NOT EXISTS (SELECT FROM pg_depend WHERE objid = t.oid AND deptype = 'e'))
+  LOOP EXECUTE 'DROP ' || thing || ' CASCADE'; END LOOP;
+END $$"""
+
+
 class DatabaseTest(unittest.TestCase):
-    """A test with a folder and a database of its own."""
+    """A test with a folder of its own and an empty database, which the tests of a class use one after the other."""
 
     maxDiff = None
+    postgis = False
+
+    @classmethod
+    def setUpClass(cls):
+        cls.server = server_folder()
+        cls.database = f"p{os.getpid()}_{cls.__name__.lower()}"
+        cls.administer(f"CREATE DATABASE {cls.database} TEMPLATE {'template1' if cls.postgis else 'template0'}")
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.administer(f"DROP DATABASE {cls.database} WITH (FORCE)")
+
+    @classmethod
+    def administer(cls, text):
+        session = Session(cls.server, "postgres")
+        session.sql(text)
+        session.close()
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="cxml-postgres-")
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        self.use_server(server_folder())
-
-    def use_server(self, server):
-        self.server = server
-        self.database = f"p{os.getpid()}_{id(self) % 100000}"
-        with_all = self.session("postgres")
-        with_all.sql(f"CREATE DATABASE {self.database}")
-        self.addCleanup(with_all.sql, f"DROP DATABASE IF EXISTS {self.database} WITH (FORCE)")
         self.admin = self.session()
         self.sql = self.admin.sql
+        self.sql(CLEAN)
 
     def session(self, database=None, user="admin"):
         session = Session(self.server, database or self.database, user)
@@ -146,7 +179,7 @@ BUOYS = ('<featureClass name="BOYLAT"><condition rulename="DEFAULT"/>'
 def main():
     """Runs the tests of the calling file and exits. With one of them skipped, the file is not a pass."""
     result = unittest.main(exit=False, testRunner=unittest.TextTestRunner(stream=sys.stdout)).result
-    if not result.testsRun:
+    if not result.testsRun and not result.skipped:
         sys.exit("no tests found")
     if not result.wasSuccessful():
         sys.exit(1)

@@ -183,6 +183,9 @@ TEST_F(RowsTest, SelectionsOfAnySize) {
                                             "does not exist");
     }
     EXPECT_EQ(selected("buoys", "id = 1"), vector<ObjectId>{1}) << "after a failure";
+    const string cut("id = 1)\0", 8);
+    EXPECT_THROW(selected("buoys", cut), HostError);
+    EXPECT_THROW(workspace_->select("buoys", cut, ids), HostError);
 }
 
 TEST_F(RowsTest, QuestionsInARunSeeWhatWasWrittenAndMayFail) {
@@ -322,6 +325,29 @@ TEST_F(RowsTest, ACursorThatIsLeftInItsMiddleKeepsNothingAlive) {
     const string count = "SELECT count(*) FROM pg_stat_activity WHERE datname = current_database()";
     for (int i = 0; i < 100 && sql(count) != connections; ++i) sql("SELECT pg_sleep(0.02)");
     EXPECT_EQ(sql(count), connections);
+}
+
+TEST_F(RowsTest, AConnectionThatIsCutWhileNobodyWaitsForItEndsTheRunWithTheServersWords) {
+    makeBuoys(20'000);
+    RunMonitor monitor;
+    workspace_->watch(&monitor);
+    workspace_->begin();
+    {
+        const CComPtr<ICursor> cursor = update(table("buoys"), nullptr);
+        int rows = 0;
+        for (CComPtr<IRow> row; cursor->NextRow(&row) == S_OK; row.Release()) {
+            EXPECT_EQ(put(row, "symbol_c", variant("x")), S_OK);
+            cursor->UpdateRow(row);
+            if (++rows == 5000) cutConnections();
+        }
+        EXPECT_LT(rows, 20'000);
+    }
+    EXPECT_THROW(workspace_->commit(), HostError);
+    workspace_->watch(nullptr);
+    const string words = "FATAL: terminating connection due to administrator command";
+    EXPECT_NE(monitor.failure.find(", layer buoys: "), string::npos) << monitor.failure;
+    EXPECT_NE(monitor.failure.find(words), string::npos) << monitor.failure;
+    EXPECT_EQ(sql("SELECT count(*) FROM buoys WHERE symbol_c IS NOT NULL"), vector<string>{"0"});
 }
 
 TEST_F(RowsTest, WhatTheServerRefusesEndsTheRun) {

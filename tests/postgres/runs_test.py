@@ -2,7 +2,7 @@
 import os
 import subprocess
 
-from pg_support import BUOYS, DatabaseTest, main, texts
+from pg_support import BUOYS, CLEAN, DatabaseTest, main, texts
 
 TARGETS = ('<featureClass name="BOYLAT"><condition rulename="DEFAULT"/>{}</featureClass>')
 
@@ -14,6 +14,8 @@ def question(rulename, table, query, parameters="", operator="exists", fields=""
 
 
 class Runs(DatabaseTest):
+    postgis = True
+
     def symbolize(self, document, *more, dataset=None):
         status, said = self.run_json("symbolize", document, dataset or self.dataset(), *more)
         self.assertEqual((status, said["document"]["messages"]), (0, []), said)
@@ -56,6 +58,63 @@ class Runs(DatabaseTest):
         layer = self.symbolize(rules, "--subtype-field", "KIND")[0]
         self.assertEqual(self.sql("SELECT symbol_c FROM boylat ORDER BY gid"), ["RED", "TWO", "NULLNAME", "ONE", "NULLNAME"])
         self.assertEqual(layer["messages"], [])
+
+    def test_where_a_subtype_field_is_named(self):
+        """By the option, else by the table's or view's comment, else by what GDAL has kept of an imported layer."""
+        metadata = ("CREATE SCHEMA IF NOT EXISTS ogr_system_tables; CREATE TABLE IF NOT EXISTS ogr_system_tables.metadata("
+                    "id SERIAL, schema_name TEXT NOT NULL, table_name TEXT NOT NULL, metadata TEXT, "
+                    "UNIQUE(schema_name, table_name));"
+                    "INSERT INTO ogr_system_tables.metadata (schema_name, table_name, metadata) VALUES ('public', 'boylat', "
+                    "'<GDALMultiDomainMetadata><Metadata><MDI key=\"SUBTYPE_FIELD\">KIND</MDI></Metadata>"
+                    "</GDALMultiDomainMetadata>')")
+        comment = "COMMENT ON TABLE boylat IS '{}'"
+        rules = self.document('<featureClass name="BOYLAT"><condition rulename="NONE"/><subtype number="1">'
+                              '<condition rulename="ONE"/></subtype></featureClass>')
+        for edge, before, more, expected in (
+                ("nowhere", "SELECT", (), ["NONE", "NONE"]),
+                ("a comment without it", comment.format("KIND"), (), ["NONE", "NONE"]),
+                ("the option", "SELECT", ("--subtype-field", "Kind"), ["ONE", "NONE"]),
+                ("a comment", comment.format("SUBTYPE_FIELD=kind"), (), ["ONE", "NONE"]),
+                ("a comment in other words", comment.format("Lateral buoys; SUBTYPE_FIELD=KIND, of 2024"), (), ["ONE", "NONE"]),
+                ("a name with a blank", comment.format('SUBTYPE_FIELD="The Kind"'), (), ["NONE", "ONE"]),
+                ("the option before the comment", comment.format('SUBTYPE_FIELD="The Kind"'), ("--subtype-field", "kind"),
+                 ["ONE", "NONE"]),
+                ("imported", metadata, (), ["ONE", "NONE"]),
+                ("a comment before what was imported", metadata + ";" + comment.format('SUBTYPE_FIELD="The Kind"'), (),
+                 ["NONE", "ONE"])):
+            with self.subTest(edge):
+                self.sql(CLEAN)
+                self.sql('CREATE TABLE boylat (fid int PRIMARY KEY, kind int, "The Kind" int, symbol_c text);'
+                         "INSERT INTO boylat VALUES (1, 1, 2), (2, 2, 1)")
+                self.sql(before)
+                self.assertEqual([layer["layer"] for layer in self.symbolize(rules, *more)], ["boylat"])
+                self.assertEqual(self.symbols(), expected)
+        self.sql(CLEAN)
+        self.make_buoys(1)
+        self.sql(comment.format("SUBTYPE_FIELD=nothing"))
+        self.assertEqual(self.run_tool("symbolize", rules, self.dataset()),
+                         (2, "", f"cxml: PG:{self.database}, layer boylat: there is no subtype field 'nothing'\n"))
+
+    def test_layers_by_the_names_that_they_have_on_a_server(self):
+        self.sql("CREATE SCHEMA enc")
+        for table in ("boylat", "enc.boycar", 'enc."Mixed.Case"'):
+            self.make_buoys(1, table)
+        rules = self.document(TARGETS.format("") + TARGETS.format("").replace("BOYLAT", "BOYCAR")
+                              + TARGETS.format("").replace("BOYLAT", "MIXED.CASE"))
+        for name, layer in (("boylat", "boylat"), ("BOYLAT", "boylat"), ("public.boylat", "boylat"),
+                            (f"{self.database}.public.BoyLat", "boylat"), ('"public"."boylat"', "boylat"),
+                            ("enc.boycar", "enc.boycar"), ("ENC.BOYCAR", "enc.boycar"),
+                            ('enc."Mixed.Case"', 'enc."Mixed.Case"'), ('ENC."MIXED.CASE"', 'enc."Mixed.Case"')):
+            with self.subTest(name):
+                self.assertEqual([found["layer"] for found in self.symbolize(rules, name)], [layer])
+        layers = self.symbolize(rules, "boylat", "public.boylat", "enc.boycar", "BOYLAT")
+        self.assertEqual([layer["layer"] for layer in layers], ["boylat", "enc.boycar"])
+        for name, text in (("boycar", "there is no layer 'boycar'; similar: boylat, enc.boycar"),
+                           ("other.public.boylat", "there is no layer 'other.public.boylat'; available: boylat, "),
+                           ("a..b", "'a..b' is not the name of a table")):
+            status, out, err = self.run_tool("symbolize", rules, self.dataset(), name)
+            self.assertEqual((status, out), (2, ""))
+            self.assertIn(text, err)
 
     def test_fields_are_added_as_the_server_spells_them(self):
         self.sql("CREATE TABLE boylat (fid serial PRIMARY KEY, catlam int); INSERT INTO boylat (catlam) VALUES (1)")
@@ -162,7 +221,7 @@ class Runs(DatabaseTest):
             self.assertEqual((worker.returncode, err), (0, ""), out)
 
     def test_two_workers_give_what_one_gives(self):
-        rows = 3_000
+        rows = 1_500
         self.sql("CREATE TABLE notes (id int PRIMARY KEY); INSERT INTO notes SELECT i * 7 FROM generate_series(1, 100) i")
         for table in ("boylat", "boycar"):
             self.make_buoys(rows, table)

@@ -5,8 +5,9 @@
                                    "none: REASON" where no server is installed
     server.py stop STATE           stops it and removes the folder
 
-A guard process owns the server. It ends the server and removes the folder when it is told to, and by itself after
-CXML_TEST_SERVER_SECONDS (1800): a crash of the tests, or of the program that runs them, leaves nothing behind.
+A guard process owns the server. It ends the server and removes the folder when it is told to, and by itself when the
+program that called "start" has ended, or after CXML_TEST_SERVER_SECONDS (1800): tests that are killed, or the program
+that runs them, leave nothing behind.
 """
 import os
 import pathlib
@@ -18,6 +19,7 @@ import sys
 import tempfile
 import time
 
+LONGEST_SOCKET = 107 - len("/.s.PGSQL.5432")  # what a socket's path may have, without its name
 LIFETIME = float(os.environ.get("CXML_TEST_SERVER_SECONDS", "1800"))
 # Nothing here has to survive a power failure.
 SETTINGS = ["-c", "listen_addresses=", "-c", "fsync=off", "-c", "synchronous_commit=off", "-c", "full_page_writes=off",
@@ -46,8 +48,29 @@ def unprivileged():
     raise SystemExit("there is no unprivileged user to run a server as")
 
 
-def guard(folder, binaries, drop):
+def started(process):
+    """When a process began, which tells it from a later one of its number; None when there is none."""
+    try:
+        # The name in parentheses may have anything in it.
+        fields = pathlib.Path(f"/proc/{process}/stat").read_text(encoding="utf-8", errors="replace").rpartition(")")[2].split()
+    except OSError:
+        return None
+    return None if fields[0] == "Z" else fields[19]
+
+
+def temporary_folder(account):
+    """Not in root's own folder, where the unprivileged user gets nowhere, nor where a socket has no room."""
+    usual = tempfile.gettempdir()
+    fits = account.pw_uid == os.geteuid() and len(usual) + len("/cxml-pg-12345678") <= LONGEST_SOCKET
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="cxml-pg-", dir=usual if fits else "/tmp"))
+    os.chown(folder, account.pw_uid, account.pw_gid)
+    folder.chmod(0o755)
+    return folder
+
+
+def guard(folder, binaries, drop, caller):
     """Runs the server to its end; the process that start leaves behind."""
+    since = started(caller)
     os.setsid()
     stopping = []
     for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
@@ -60,7 +83,8 @@ def guard(folder, binaries, drop):
             server = subprocess.Popen([*drop, binaries / "postgres", "-D", folder / "data", "-k", folder, *SETTINGS],
                                       cwd=folder)
         deadline = time.monotonic() + LIFETIME
-        while not stopping and server.poll() is None and time.monotonic() < deadline:
+        while (not stopping and server.poll() is None and time.monotonic() < deadline
+               and since is not None and started(caller) == since):
             time.sleep(0.05)
     finally:
         if server and server.poll() is None:
@@ -84,15 +108,14 @@ def start(state, bare):
         state.write_text("none: no PostgreSQL server is installed (scripts/setup installs one)")
         return
     drop, account = unprivileged()
-    folder = pathlib.Path(tempfile.mkdtemp(prefix="cxml-pg-"))
-    os.chown(folder, account.pw_uid, account.pw_gid)
-    folder.chmod(0o755)
+    folder = temporary_folder(account)
     subprocess.run([*drop, binaries / "initdb", "--pgdata", folder / "data", "--auth=trust", "--username=admin",
                     "--no-sync", "--encoding=UTF8", "--locale=C.UTF-8"],
                    cwd=folder, stdout=subprocess.DEVNULL, check=True)
+    caller = os.getppid()
     process = os.fork()
     if process == 0:
-        guard(folder, binaries, drop)
+        guard(folder, binaries, drop, caller)
     (folder / "guard").write_text(str(process))
     state.write_text(str(folder))
     wait_until_ready(folder, binaries)

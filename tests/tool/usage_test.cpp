@@ -2,7 +2,10 @@
 #include "tool_test.h"
 
 #include <unistd.h>
+#include <algorithm>
 #include <ostream>
+#include <set>
+#include <string_view>
 
 namespace {
 
@@ -82,6 +85,31 @@ TEST_F(Tool, HelpOfCheckSaysWhatItChecks) {
     const Outcome outcome = cxml({"check", "--help"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out.find("Checked: "), std::string::npos) << outcome.out;
+}
+
+/// The words of a text that begin with two dashes.
+std::set<std::string> longOptions(std::string_view text) {
+    std::set<std::string> options;
+    for (std::size_t at = text.find("--"); at != std::string_view::npos; at = text.find("--", at)) {
+        const std::size_t end = text.find_first_not_of("-abcdefghijklmnopqrstuvwxyz", at);
+        options.insert(std::string(text.substr(at, end - at)));
+        at = std::min(end, text.size());
+    }
+    return options;
+}
+
+TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
+    std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
+    std::erase(page, '\\');  // dashes are written \-
+    std::set<std::string> helped = longOptions(cxml({"--help"}).out);
+    for (const std::string command : {"import", "symbolize", "reset", "check"}) {
+        helped.merge(longOptions(cxml({command, "--help"}).out));
+        const std::size_t synopsis = page.find("\n.B cxml " + command + "\n");
+        ASSERT_NE(synopsis, std::string::npos) << command;
+        EXPECT_NE(page.find("\n.TP\n.B " + command + "\n"), std::string::npos) << command;
+    }
+    EXPECT_EQ(longOptions(page), helped);
+    EXPECT_TRUE(helped.contains("--where"));
 }
 
 struct DatasetCase {

@@ -1,5 +1,6 @@
 // What a document needs and a dataset does not have.
 #include "checks.h"
+#include "gdb/workspace_utilities.h"
 #include "names.h"
 #include "rules/attribute_rules.h"
 #include "rules/list_attribute_rules.h"
@@ -8,7 +9,10 @@
 
 #include <fmt/format.h>
 #include <algorithm>
+#include <map>
+#include <optional>
 #include <set>
+#include <string>
 
 namespace cxml {
 namespace {
@@ -62,7 +66,12 @@ public:
     }
 
 private:
-    std::optional<VARTYPE> typeOf(const std::string& field) { return dataset_.fieldType(layer_.name, field); }
+    // Asked once: a server has to look it up.
+    std::optional<VARTYPE> typeOf(const std::string& field) {
+        const auto [known, isNew] = types_.try_emplace(field);
+        if (isNew) known->second = dataset_.fieldType(layer_.name, field);
+        return known->second;
+    }
 
     void needTarget(LONG line, const std::string& field) {
         if (typeOf(field) || !missing_.insert(field).second) return;
@@ -113,6 +122,7 @@ private:
     const LayerInfo& layer_;
     GdalWorkspace& dataset_;
     Findings& findings_;
+    std::map<std::string, std::optional<VARTYPE>> types_;
     std::set<std::string> missing_;  // target fields that were reported
 };
 
@@ -121,26 +131,35 @@ class TableCheck {
 public:
     TableCheck(GdalWorkspace& dataset, Findings& findings) : workspace_(dataset.workspace()), findings_(findings) {}
 
+    // Looks for the table as a run does: on a server not every name is found that opens.
     void check(const CheckedRule& rule) {
         auto* const query = rule.as<QueryRule>();
         if (!query || query->tableName.Length() == 0) return;
         CComPtr<ITable> table;
-        if (!workspace_ || FAILED(workspace_->OpenTable(query->tableName, &table)) || !table) {
+        if (FAILED(GeodatabaseUtilities::Workspace_OpenTable(workspace_, query->tableName, &table)) || !table) {
             findings_.add(rule.line, "table-missing",
                           fmt::format("the dataset has no table '{}': the query rule holds for no row",
                                       toUtf8(query->tableName)));
             return;
         }
-        if (const CComQIPtr<IDataset> dataset(table.p); dataset) {
-            CComBSTR name;
-            if (SUCCEEDED(dataset->get_Name(&name))) queried.insert(toUtf8(name));
-        }
+        queried_.insert(nameOf(table));
         if (auto* const fetch = rule.as<QueryRuleFetch>()) checkFields(rule, *fetch, table);
     }
 
-    std::set<std::string> queried;  // names of the layers that were found
+    bool isQueried(const std::string& layer) const {
+        CComPtr<ITable> table;
+        const CComQIPtr<IFeatureWorkspace> tables(workspace_);
+        return tables && SUCCEEDED(tables->OpenTable(toBstr(layer), &table)) && queried_.contains(nameOf(table));
+    }
 
 private:
+    // As the dataset names it, with database and owner on a server.
+    static std::string nameOf(ITable* table) {
+        CComBSTR name;
+        const CComQIPtr<IDataset> dataset(table);
+        return dataset && SUCCEEDED(dataset->get_Name(&name)) ? toUtf8(name) : std::string();
+    }
+
     void checkFields(const CheckedRule& rule, const QueryRuleFetch& fetch, ITable* table) {
         CComPtr<IFields> fields;
         if (FAILED(table->get_Fields(&fields)) || !fields) return;
@@ -152,8 +171,9 @@ private:
         }
     }
 
-    CComQIPtr<IFeatureWorkspace> workspace_;
+    CComPtr<IWorkspace> workspace_;
     Findings& findings_;
+    std::set<std::string> queried_;
 };
 
 }  // namespace
@@ -171,7 +191,7 @@ void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std:
         if (checked) {
             used.insert(checked);
             LayerCheck(*checked, layer, dataset, findings).run();
-        } else if (!tables.queried.contains(layer.name)) {
+        } else if (!tables.isQueried(layer.name)) {
             findings.addIn(name, 0, "layer-unconfigured",
                            fmt::format("layer {} has no configuration in the document", layer.name));
         }

@@ -125,8 +125,10 @@ ExitStatus LayerCommand::runAll() {
 std::vector<LayerInfo> LayerCommand::prepareLayers(GdalWorkspace& workspace) {
     const ClassConfigurations configurations = ClassConfigurations::read(document_.dom);
     document_.dom.Release();
-    std::vector<LayerInfo> layers =
-        chooseLayers(workspace.layers(), arguments_.layers, configurations, workspace.name());
+    std::vector<std::string> names;
+    names.reserve(arguments_.layers.size());
+    for (const std::string& name : arguments_.layers) names.push_back(workspace.layerName(name));
+    std::vector<LayerInfo> layers = chooseLayers(workspace.layers(), names, configurations, workspace.name());
     if (layers.empty())
         console_.complain(fmt::format("{}: no layer has a configuration in {}", workspace.name(), document_.path));
     for (const LayerInfo& layer : layers) workspace.openFeatureClass(layer.name, work_.subtypeField);

@@ -19,19 +19,26 @@ SELECT c.oid::int8, n.nspname::text, c.relname::text,
        EXISTS (SELECT FROM pg_attribute a JOIN pg_type t ON t.oid = a.atttypid
                WHERE a.attrelid = c.oid AND a.attnum > 0 AND NOT a.attisdropped
                  AND t.typname IN ('geometry', 'geography')),
-       pg_table_is_visible(c.oid)
+       pg_table_is_visible(c.oid),
+       coalesce(btrim(substring(obj_description(c.oid, 'pg_class') FROM 'SUBTYPE_FIELD=("[^"]+"|[^[:space:],;]+)'), '"'), '')
 FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace
-WHERE c.relkind IN ('r', 'p', 'v', 'm', 'f') AND n.nspname !~ '^(pg_|information_schema$)'
+WHERE c.relkind IN ('r', 'p', 'v', 'm', 'f') AND n.nspname !~ '^(pg_|(information_schema|ogr_system_tables)$)'
 )";
 
 constexpr const char* pathOrder = "ORDER BY array_position(current_schemas(false), n.nspname) NULLS LAST, 2, 3";
 
+// A domain may be over another one; the base type's modifier stands with the innermost that has one.
 constexpr const char* columnsSql = R"(
-SELECT a.attname::text, b.typname::text, coalesce(e.typname::text, ''), format_type(a.atttypid, NULL),
-       CASE WHEN t.typtype = 'd' THEN t.typtypmod ELSE a.atttypmod END::int8
+SELECT a.attname::text, b.typname::text, coalesce(e.typname::text, ''), format_type(a.atttypid, NULL), b.modifier::int8
 FROM pg_attribute a
-JOIN pg_type t ON t.oid = a.atttypid
-JOIN pg_type b ON b.oid = CASE WHEN t.typtype = 'd' THEN t.typbasetype ELSE t.oid END
+JOIN LATERAL (
+  WITH RECURSIVE type AS (
+    SELECT t.typname, t.typelem, t.typcategory, t.typtype, t.typbasetype, t.typtypmod, a.atttypmod AS modifier
+    FROM pg_type t WHERE t.oid = a.atttypid
+    UNION ALL
+    SELECT t.typname, t.typelem, t.typcategory, t.typtype, t.typbasetype, t.typtypmod, d.typtypmod
+    FROM type d JOIN pg_type t ON t.oid = d.typbasetype WHERE d.typtype = 'd')
+  SELECT * FROM type WHERE typtype <> 'd') b ON true
 LEFT JOIN pg_type e ON e.oid = b.typelem AND b.typcategory = 'A'
 WHERE a.attrelid = $1::oid AND a.attnum > 0 AND NOT a.attisdropped
   AND has_column_privilege(a.attrelid, a.attnum, 'SELECT')
@@ -44,6 +51,18 @@ WHERE i.indrelid = $1::oid AND i.indnkeyatts = 1 AND i.indisunique AND i.indisva
   AND a.attnotnull AND a.atttypid IN ('int2'::regtype, 'int4'::regtype, 'int8'::regtype)
   AND has_column_privilege(a.attrelid, a.attnum, 'SELECT')
 ORDER BY i.indisprimary DESC, i.indexrelid LIMIT 1
+)";
+
+// GDAL's own table of metadata, which is there when GDAL has made it, and may be closed to the role.
+constexpr const char* hasMetadataSql = R"(
+SELECT FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace
+WHERE n.nspname = 'ogr_system_tables' AND c.relname = 'metadata'
+  AND has_schema_privilege(n.oid, 'USAGE') AND has_table_privilege(c.oid, 'SELECT')
+)";
+
+constexpr const char* metadataSql = R"(
+SELECT (xpath('string(//MDI[@key="SUBTYPE_FIELD"])', metadata::xml))[1]::text
+FROM ogr_system_tables.metadata WHERE schema_name = $1 AND table_name = $2
 )";
 
 bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
@@ -60,8 +79,8 @@ std::string layerPart(const std::string& name) {
 }
 
 PgRelation relationOf(const PgResult& result, int row) {
-    return {result.int64(row, 0), result.text(row, 1), result.text(row, 2), result.boolean(row, 3),
-            result.boolean(row, 4)};
+    return {result.int64(row, 0),   result.text(row, 1),    result.text(row, 2),
+            result.boolean(row, 3), result.boolean(row, 4), result.text(row, 5)};
 }
 
 // 0 for the exact name, 1 for the name as the server folds it, 2 for any other case.
@@ -179,6 +198,7 @@ std::vector<PgRelation> PgCatalog::list(const std::vector<std::string>& schemas)
     }
     const PgResult result = ask_({statement.sql + pathOrder, std::move(statement.parameters)});
     std::vector<PgRelation> relations;
+    relations.reserve(static_cast<std::size_t>(result.rows()));
     for (int row = 0; row < result.rows(); ++row) relations.push_back(relationOf(result, row));
     return relations;
 }
@@ -211,6 +231,12 @@ std::optional<PgRelation> PgCatalog::find(const TableName& name) const {
         throw StatusError(E_INVALIDARG,
                           "several tables have the name '" + qualifyTableName(name) + "' when case does not count");
     return best;
+}
+
+std::string PgCatalog::importedSubtypeField(const PgRelation& relation) const {
+    if (ask_({hasMetadataSql, {}}).rows() == 0) return {};
+    const PgResult result = ask_({metadataSql, {textParameter(relation.schema), textParameter(relation.table)}});
+    return result.rows() == 0 ? std::string() : result.text(0, 0);
 }
 
 std::string PgCatalog::keyOf(const PgRelation& relation) const {

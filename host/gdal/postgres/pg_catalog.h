@@ -19,7 +19,8 @@ struct PgRelation {
     std::string schema;
     std::string table;
     bool spatial = false;
-    bool visible = false;  // found by its name alone
+    bool visible = false;      // found by its name alone
+    std::string subtypeField;  // what its comment says behind "SUBTYPE_FIELD="
 
     /// The name alone where it is enough, else with its schema.
     std::string layerName() const;
@@ -53,6 +54,8 @@ public:
     /// \throws StatusError when only several tables fit whose names differ in case.
     std::optional<PgRelation> find(const TableName& name) const;
     PgTableColumns describe(const PgRelation& relation) const;
+    /// The metadata item SUBTYPE_FIELD that GDAL has kept when it imported the table; empty where there is none.
+    std::string importedSubtypeField(const PgRelation& relation) const;
 
 private:
     std::string keyOf(const PgRelation& relation) const;

@@ -128,14 +128,21 @@ void PgConnection::queue(const PgStatement& statement, Take take, Failed failed)
         commands_.pop_back();
         const PgError error = lastError();
         if (tell) tell(error);
-        throw error;
+        throw PgError(error);
     }
     send();
 }
 
-// Gives the kernel what it takes now; the rest goes out while finish() waits.
+// Gives the kernel what it takes now; the rest goes out with advance(), or while finish() waits.
 void PgConnection::send() {
     static_cast<void>(PQflush(connection_.get()));
+}
+
+void PgConnection::advance() noexcept {
+    if (commands_.empty() || isLost()) return;
+    static_cast<void>(PQflush(connection_.get()));
+    // A connection that is lost here shows when its commands are finished.
+    static_cast<void>(PQconsumeInput(connection_.get()));
 }
 
 void PgConnection::cancel() noexcept {
@@ -205,10 +212,11 @@ void PgConnection::finish() {
     std::vector<PgResult> results(commands_.size());
     std::unique_ptr<PgError> failure;
     std::size_t failedAt = 0;
-    if (isLost() || PQpipelineSync(connection_.get()) != 1)
-        failure = std::make_unique<PgError>(lastError());
-    else
+    // What the server said before the connection was lost may have been read already.
+    if (PQpipelineSync(connection_.get()) == 1 || isLost())
         readCommands(results, failure, failedAt);
+    else
+        failure = std::make_unique<PgError>(lastError());
     const std::vector<Command> commands = std::exchange(commands_, {});
     // What was carried out before a failure is not lost with it.
     for (std::size_t i = 0; i < (failure ? failedAt : commands.size()); ++i)

@@ -86,6 +86,9 @@ public:
     /// \param take called by finish() with the result; may be empty.
     /// \param failed called by finish() when this is the first statement that failed; may throw.
     void queue(const PgStatement& statement, Take take, Failed failed = {});
+    /// Sends and reads as much as goes without waiting, so that the server need not wait for a caller that works long
+    /// between queue() and finish().
+    void advance() noexcept;
     /// Waits for all that was queued. Statements behind one that failed are not carried out.
     /// \throws PgError the first failure, after its `failed` was told.
     void finish();

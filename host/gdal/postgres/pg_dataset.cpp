@@ -6,8 +6,10 @@
 #include "host/gdal/text.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
+#include <string_view>
 #include <utility>
 
 namespace embedded_host {
@@ -26,10 +28,21 @@ std::unique_ptr<PgConnection> connect(const PgSettings& settings) {
 
 // What a wrong query brings about, and a right one over unfit data: the asker's affair. Anything else (a lock, rights,
 // the server's end) is the run's.
-bool isQuerysFault(const std::string& state) {
+bool isQuerysFault(std::string_view state) {
     constexpr std::string_view noRights = "42501";
-    const std::string_view kind = std::string_view(state).substr(0, 2);
-    return state != noRights && (kind == "42" || kind == "22" || kind == "21" || kind == "0A");
+    constexpr std::array<std::string_view, 10> kinds{
+        "0A",  // not supported
+        "21",  // several values where one is wanted
+        "22",  // data
+        "23",  // a domain's constraint
+        "25",  // it would write
+        "2F",  // a function
+        "38",  // a function of another language
+        "42",  // syntax, and names that are not there
+        "54",  // too long, too deep
+        "P0",  // what a function raises
+    };
+    return state != noRights && std::ranges::find(kinds, state.substr(0, 2)) != kinds.end();
 }
 
 // The server would write an unquoted name so.
@@ -103,29 +116,48 @@ void PgDataset::finish() {
 
 PgResult PgDataset::ask(const PgStatement& statement) {
     checkRun();
-    if (inTransaction_) return askProtected(statement);
-    return connection_.run(statement);
+    return inTransaction_ ? askInTransaction(statement) : askAlone(statement);
 }
 
-PgResult PgDataset::askProtected(const PgStatement& statement) {
+// A part of a transaction that only reads cannot be made to write again from within.
+PgResult PgDataset::askInTransaction(const PgStatement& statement) {
     writer_.send();
     PgResult answer;
     bool failedHere = false;
     const auto lost = [this](const PgError& error) { breakRun(name() + ": " + error.what()); };
+    const auto takeBack = [&] {
+        connection_.queue({"ROLLBACK TO SAVEPOINT question", {}}, {}, lost);
+        connection_.queue({"RELEASE SAVEPOINT question", {}}, {}, lost);
+    };
     connection_.queue({"SAVEPOINT question", {}}, {}, lost);
+    connection_.queue({"SET TRANSACTION READ ONLY", {}}, {}, lost);
     connection_.queue(
         statement, [&](PgResult&& result) { answer = std::move(result); },
         [&](const PgError& /*error*/) { failedHere = true; });
-    connection_.queue({"RELEASE SAVEPOINT question", {}}, {}, lost);
+    takeBack();
     try {
         finish();
         return answer;
     } catch (const PgError& error) {
         if (!failedHere) throw;
         if (connection_.isLost() || !isQuerysFault(error.sqlState())) breakRun(name() + ": " + error.what());
-        connection_.queue({"ROLLBACK TO SAVEPOINT question", {}}, {}, lost);
-        connection_.queue({"RELEASE SAVEPOINT question", {}}, {}, lost);
+        takeBack();
         finish();
+        throw;
+    }
+}
+
+PgResult PgDataset::askAlone(const PgStatement& statement) {
+    connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning
+    PgResult answer;
+    connection_.queue({"BEGIN READ ONLY", {}}, {});
+    connection_.queue(statement, [&](PgResult&& result) { answer = std::move(result); });
+    connection_.queue({"ROLLBACK", {}}, {});
+    try {
+        connection_.finish();
+        return answer;
+    } catch (const PgError&) {
+        if (!connection_.isLost()) connection_.run({"ROLLBACK", {}});
         throw;
     }
 }
@@ -165,10 +197,12 @@ std::optional<Dataset::Entry> PgDataset::find(const std::string& layer) {
 }
 
 std::shared_ptr<Table> PgDataset::table(const std::string& layer) {
-    const std::optional<PgRelation> relation = resolve(layer);
+    std::optional<PgRelation> relation = resolve(layer);
     if (!relation) throw HostError(name() + ": there is no layer '" + layer + "'");
     std::weak_ptr<Table>& known = tables_[relation->sqlName()];
     if (std::shared_ptr<Table> table = known.lock()) return table;
+    if (relation->subtypeField.empty())
+        relation->subtypeField = named([&] { return catalog_.importedSubtypeField(*relation); });
     auto table = std::make_shared<PgTable>(std::static_pointer_cast<PgDataset>(shared_from_this()), *relation);
     known = table;
     return table;
@@ -176,13 +210,13 @@ std::shared_ptr<Table> PgDataset::table(const std::string& layer) {
 
 void PgDataset::addField(Table& table, const FieldRequest& request) {
     const std::string type = request.kind == FieldKind::Real ? "double precision" : "text";
-    try {
-        ask({"ALTER TABLE " + static_cast<PgTable&>(table).sqlName() + " ADD COLUMN " +
-                 quotedName(foldedName(request.name)) + ' ' + type,
-             {}});
-    } catch (const PgError& error) {
-        throw HostError(table.title() + ": cannot add field " + request.name + ": " + error.what());
-    }
+    const std::string sql = "ALTER TABLE " + static_cast<PgTable&>(table).sqlName() + " ADD COLUMN " +
+                            quotedName(foldedName(request.name)) + ' ' + type;
+    const std::string what = table.title() + ": cannot add field " + request.name + ": ";
+    checkRun();
+    writer_.send();
+    connection_.queue({sql, {}}, {}, [&](const PgError& error) { breakRun(what + error.what()); });
+    finish();
     noteChange();
     table.refresh();
 }
@@ -238,14 +272,17 @@ void PgDataset::rollback() noexcept {
     broken_.clear();
     writer_.forget();
     connection_.setStop(nullptr);
-    const auto ignoringFailures = [](auto&& work) {
+    const auto succeeds = [](auto&& work) {
         try {
             work();
-        } catch (const std::exception&) {  // the server has rolled back, or will when it notices that we are gone
+            return true;
+        } catch (const std::exception&) {
+            return false;
         }
     };
-    ignoringFailures([this] { connection_.finish(); });
-    ignoringFailures([this] { connection_.run({"ROLLBACK", {}}); });
+    // A failure means that the server has rolled back, or will when it notices that we are gone.
+    static_cast<void>(succeeds([this] { connection_.finish(); }));
+    static_cast<void>(succeeds([this] { connection_.run({"ROLLBACK", {}}); }));
 }
 
 }  // namespace embedded_host

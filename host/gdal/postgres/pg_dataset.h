@@ -33,7 +33,9 @@ public:
     void rollback() noexcept override;
     void checkWritable() const override;
 
-    /// Asks something that may fail without harm to the transaction; what was written before is seen.
+    /// Asks something that may fail without harm to the transaction; what was written before is seen. The statement may
+    /// read and nothing else, whatever functions it calls: the server refuses what would write, and what it sets for
+    /// the session is taken back.
     /// \throws PgError; HostError when the transaction has broken.
     PgResult ask(const PgStatement& statement);
     /// Waits for what the connection has to do.
@@ -64,7 +66,8 @@ private:
     // Runs `question`, whose failures then begin with the database's name.
     template <class Question>
     auto named(Question&& question);
-    PgResult askProtected(const PgStatement& statement);
+    PgResult askInTransaction(const PgStatement& statement);
+    PgResult askAlone(const PgStatement& statement);
     std::optional<PgRelation> resolve(const std::string& layer);
 
     std::unique_ptr<PgConnection> ownedConnection_;

@@ -15,6 +15,7 @@ constexpr std::size_t firstBlockRows = 64;  // short: a run may ask for more col
 constexpr std::size_t leastBlockRows = 16;
 constexpr std::size_t mostBlockRows = 4096;
 constexpr std::size_t blockBytes = 1'000'000;
+constexpr int rowsPerAdvance = 64;
 
 class BlockReader : public RowReader {
 public:
@@ -24,6 +25,7 @@ public:
     bool next(ObjectId& id, Cells& cells) final {
         while (row_ == block_.rows())
             if (!nextBlock()) return false;
+        if (row_ % rowsPerAdvance == 0) table_->dataset().connection().advance();
         id = lastId_ = block_.int64(row_, 0);
         table_->readRow(block_, row_++, columns_, cells);
         return true;
@@ -115,7 +117,7 @@ private:
     bool requestBlock(PgConnection::Take take) override {
         PgConnection& connection = table().dataset().connection();
         if (name_.empty()) {
-            name_ = "run_" + std::to_string(++cursorsMade_);
+            name_ = "run_" + std::to_string(++cursorsMade);
             std::string sql = "DECLARE " + name_ + " BINARY NO SCROLL CURSOR FOR " + table().selection(columns());
             if (hasStarted()) sql += " WHERE " + table().keySql() + " > " + std::to_string(after_);
             connection.queue({sql + " ORDER BY " + table().keySql(), {}}, {}, readingFailed());
@@ -135,13 +137,13 @@ private:
         if (name_.empty() || !dataset.inTransaction() || dataset.transactionNumber() != transaction_) return;
         try {
             dataset.checkRun();
-            dataset.connection().queue({"CLOSE " + name_, {}}, {});
-        } catch (const std::exception&) {  // it ends with its transaction
+            dataset.connection().queue({"CLOSE " + std::exchange(name_, {}), {}}, {});
+        } catch (const std::exception&) {
+            name_.clear();  // the cursor ends with its transaction
         }
-        name_.clear();
     }
 
-    static inline unsigned cursorsMade_ = 0;
+    static inline unsigned cursorsMade = 0;
     int transaction_;
     std::string name_;
     ObjectId after_ = 0;

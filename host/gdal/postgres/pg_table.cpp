@@ -29,7 +29,7 @@ void appendIds(ObjectIds& ids, const PgResult& result) {
 
 TableDescription description(PgDataset& dataset, const PgRelation& relation) {
     return {relation.layerName(), qualifyTableName({dataset.connection().database(), relation.schema, relation.table}),
-            relation.table,       {},
+            relation.table,       relation.subtypeField,
             relation.spatial,     nullptr};
 }
 
@@ -107,6 +107,7 @@ PgResult PgTable::ask(const PgStatement& statement, const std::string& where) {
 }
 
 ObjectIds PgTable::select(const std::string& where, bool onlyOne, const ColumnSet& /*ahead*/) {
+    checkClause(where);
     if (!hasKey()) return selectRows(where, onlyOne);
     const std::string sql = "SELECT " + keySql_ + " FROM " + sqlName_ + condition(where) + " ORDER BY " + keySql_;
     if (!onlyOne && !dataset_.inTransaction()) return allIds(sql, where);
@@ -154,6 +155,7 @@ ObjectIds PgTable::selectRows(const std::string& where, bool onlyOne) {
 }
 
 ObjectIds PgTable::restrict(const ObjectIds& ids, const std::string& where) {
+    checkClause(where);
     requireKey();
     std::string sql = "SELECT " + keySql_ + " FROM " + sqlName_ + " WHERE " + keySql_ + " = ANY ($1)";
     if (!where.empty()) sql += " AND (" + where + "\n)";

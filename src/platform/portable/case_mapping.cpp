@@ -1,7 +1,8 @@
-// Upper and lower case of single UTF-16 code units.
+// Upper and lower case, in place.
 #include "platform/portable/nls.h"
 
 #include <unicode/uchar.h>
+#include <unicode/utf16.h>
 
 namespace {
 
@@ -15,34 +16,44 @@ bool isEstablished(UChar32 character) {
     return age[0] <= newestUnicode;
 }
 
-/// Windows maps only letters that have each other as upper and lower case, both of one unit: no dotless i to I, no
+/// Windows maps only letters that have each other as upper and lower case, both of as many units: no dotless i to I, no
 /// micro sign to capital mu, no title case.
-WCHAR mapped(WCHAR unit, Mapping there, Mapping back) {
-    const UChar32 other = there(unit);
-    if (other == unit || other > 0xFFFF || back(other) != unit) return unit;
-    return isEstablished(unit) && isEstablished(other) ? static_cast<WCHAR>(other) : unit;
+UChar32 mapped(UChar32 character, Mapping there, Mapping back) {
+    const UChar32 other = there(character);
+    if (other == character || U16_LENGTH(other) != U16_LENGTH(character) || back(other) != character) return character;
+    return isEstablished(character) && isEstablished(other) ? other : character;
 }
 
-WCHAR upper(WCHAR unit) {
-    if (unit < 0x80) return unit >= u'a' && unit <= u'z' ? static_cast<WCHAR>(unit - u'a' + u'A') : unit;
-    return mapped(unit, u_toupper, u_tolower);
-}
-
-WCHAR lower(WCHAR unit) {
-    if (unit < 0x80) return unit >= u'A' && unit <= u'Z' ? static_cast<WCHAR>(unit - u'A' + u'a') : unit;
-    return mapped(unit, u_tolower, u_toupper);
+/// Maps in place; `firstLetter` is the first of the 26 letters of ASCII that change, `firstOther` what it becomes.
+void mapAll(LPWSTR text, DWORD length, char16_t firstLetter, char16_t firstOther, Mapping there, Mapping back) {
+    DWORD i = 0;
+    while (i < length) {
+        if (text[i] < 0x80) {
+            if (text[i] >= firstLetter && text[i] < firstLetter + 26)
+                text[i] = static_cast<WCHAR>(text[i] - firstLetter + firstOther);
+            ++i;
+        } else if (i + 1 < length && U16_IS_LEAD(text[i]) && U16_IS_TRAIL(text[i + 1])) {
+            const UChar32 other = mapped(U16_GET_SUPPLEMENTARY(text[i], text[i + 1]), there, back);
+            text[i] = U16_LEAD(other);
+            text[i + 1] = U16_TRAIL(other);
+            i += 2;
+        } else {
+            text[i] = static_cast<WCHAR>(mapped(text[i], there, back));
+            ++i;
+        }
+    }
 }
 
 }  // namespace
 
 DWORD CharUpperBuffW(LPWSTR text, DWORD length) {
     if (!text) return 0;
-    for (DWORD i = 0; i < length; ++i) text[i] = upper(text[i]);
+    mapAll(text, length, u'a', u'A', u_toupper, u_tolower);
     return length;
 }
 
 DWORD CharLowerBuffW(LPWSTR text, DWORD length) {
     if (!text) return 0;
-    for (DWORD i = 0; i < length; ++i) text[i] = lower(text[i]);
+    mapAll(text, length, u'A', u'a', u_tolower, u_toupper);
     return length;
 }

@@ -1,4 +1,4 @@
-// Upper and lower case, every code unit.
+// Upper and lower case: every code unit, and the letters beyond the basic plane that have two cases.
 #include "platform/differential/category.h"
 
 namespace {
@@ -6,6 +6,27 @@ namespace {
 using differential::quoted;
 using differential::Random;
 using differential::Report;
+
+WideString pair(std::uint32_t character) {
+    character -= 0x10000;
+    return {static_cast<OLECHAR>(0xD800 + (character >> 10)), static_cast<OLECHAR>(0xDC00 + (character & 0x3FF))};
+}
+
+/// Deseret, Osage, Vithkuqi, Old Hungarian, Warang Citi, Medefaidrin, Adlam.
+void mapPairs(Report& report) {
+    static constexpr std::uint32_t scripts[][2] = {{0x10400, 0x1044F}, {0x104B0, 0x104FB}, {0x10570, 0x105BC},
+                                                   {0x10C80, 0x10CF2}, {0x118A0, 0x118DF}, {0x16E40, 0x16E7F},
+                                                   {0x1E900, 0x1E943}};
+    for (const auto& [first, last] : scripts)
+        for (std::uint32_t character = first; character <= last; ++character) {
+            const WideString text = pair(character);
+            WideString upper = text;
+            WideString lower = text;
+            CharUpperBuffW(upper.data(), 2);
+            CharLowerBuffW(lower.data(), 2);
+            report.add("pair " + quoted(text), quoted(upper) + ' ' + quoted(lower));
+        }
+}
 
 void mapCase(Report& report, Random& random, long randomCases) {
     for (std::uint32_t unit = 0; unit < 0x10000; ++unit) {
@@ -16,6 +37,7 @@ void mapCase(Report& report, Random& random, long randomCases) {
         report.add(quoted(WideString(1, static_cast<OLECHAR>(unit))),
                    quoted(WideString(1, upper)) + ' ' + quoted(WideString(1, lower)));
     }
+    mapPairs(report);
     report.add("upper of 0 units", std::to_string(CharUpperBuffW(WideString(OLESTR("a")).data(), 0)));
     for (long i = 0; i < randomCases; ++i) {
         WideString text;

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Runs one category of the differential program natively and under Wine and compares the answers line by line.
+"""Runs categories of the differential program natively and under Wine and compares the answers line by line.
 
 Exit status: 0 when every difference is a known one and every known one was seen, 1 otherwise, 77 when Wine or the
 Windows program is missing. See known_differences.txt for the list's format.
 """
 
 import argparse
-import collections
+import concurrent.futures
 import dataclasses
 import pathlib
 import re
@@ -102,13 +102,39 @@ def compare(portable, theirs, entries):
     return unexplained
 
 
+def ask(category, options, wine):
+    """The answers of both programs, natively and under Wine."""
+    # A relative name means the same to both programs.
+    names = [f"{category}.{side}.txt" for side in ("portable", "theirs")]
+    count = [options.count] if options.count else []
+    statuses = [run([options.native, category, names[0], options.seed, *count], 300, cwd=options.work),
+                wine.run([options.windows, category, names[1], options.seed, *count], 300, cwd=options.work)]
+    if any(statuses):
+        raise SystemExit(f"{category}: exit statuses {statuses}")
+    return [read_answers(options.work / name) for name in names]
+
+
+def check(category, entries, portable, theirs):
+    """Prints what no entry explains, and entries without a difference; returns whether there are none."""
+    unexplained = compare(portable, theirs, entries)
+    for text in unexplained[:SHOWN]:
+        print(text)
+    unseen = [entry for entry in entries if not entry.seen]
+    for entry in unseen:
+        print(f"known_differences.txt:{entry.line}: matches no difference any more")
+    explained = ", ".join(f"{entry.seen} of line {entry.line}" for entry in entries)
+    print(f"{category}: {len(portable)} vectors, {len(unexplained)} unexplained differences; explained: {explained or 'none'}")
+    return not unexplained and not unseen
+
+
 def main():
     parser = argparse.ArgumentParser()
     for name in ("native", "windows", "known", "work"):
         parser.add_argument(f"--{name}", type=pathlib.Path, required=True)
     parser.add_argument("--seed", default="20240131")
-    parser.add_argument("--count", help="random cases, in place of the category's own number")
-    parser.add_argument("category")
+    parser.add_argument("--count", help="random cases, in place of each category's own number")
+    parser.add_argument("--least", type=int, default=1, help="how many vectors all categories must have together")
+    parser.add_argument("categories", nargs="+")
     options = parser.parse_args()
     # Wine insists on an absolute prefix, and both programs run in the work folder.
     options.native, options.windows, options.work = (
@@ -118,36 +144,21 @@ def main():
     if not wine_program or not options.windows.exists():
         print("skipped:", "no cross-built program" if wine_program else "no Wine")
         return SKIPPED
-
-    arguments = [options.category, "{}", options.seed] + ([options.count] if options.count else [])
-    answers = {}
-    for side in ("portable", "theirs"):
-        # A relative name means the same to both programs.
-        name = f"{options.category}.{side}.txt"
-        command = [name if argument == "{}" else argument for argument in arguments]
-        if side == "portable":
-            status = run([options.native, *command], 300, cwd=options.work)
-        else:
-            wine = Wine(wine_program, options.work)
-            status = wine.run([options.windows, *command], 300, cwd=options.work)
-        if status != 0:
-            print(f"{side}: exit status {status}")
-            return 1
-        answers[side] = read_answers(options.work / name)
-
+    wine = Wine(wine_program, options.work)
     version = wine.version()
-    entries = [entry for entry in read_known(options.known)
-               if entry.category == options.category and (not entry.wine or version in entry.wine.split())]
-    unexplained = compare(answers["portable"], answers["theirs"], entries)
-    for text in unexplained[:SHOWN]:
-        print(text)
-    unseen = [entry for entry in entries if not entry.seen]
-    for entry in unseen:
-        print(f"{options.known}:{entry.line}: matches no difference any more")
-    explained = collections.Counter({entry.line: entry.seen for entry in entries})
-    print(f"{options.category}: {len(answers['portable'])} cases, {len(unexplained)} unexplained differences, "
-          f"known differences by line {dict(explained)}, Wine {version}")
-    return 1 if unexplained or unseen else 0
+    known = [entry for entry in read_known(options.known) if not entry.wine or version in entry.wine.split()]
+
+    good, vectors = True, 0
+    with concurrent.futures.ThreadPoolExecutor(2) as pool:
+        answers = pool.map(lambda category: ask(category, options, wine), options.categories)
+        for category, (portable, theirs) in zip(options.categories, answers):
+            entries = [entry for entry in known if entry.category == category]
+            good = check(category, entries, portable, theirs) and good
+            vectors += len(portable)
+    print(f"{vectors} vectors in {len(options.categories)} categories, seed {options.seed}, Wine {version}")
+    if vectors < options.least:
+        print(f"These are fewer than {options.least}")
+    return 0 if good and vectors >= options.least else 1
 
 
 if __name__ == "__main__":

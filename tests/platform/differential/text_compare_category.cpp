@@ -194,6 +194,11 @@ void addComparisonEdges(Report& report) {
         addComparison(report, "zero", other, zeroInside);
         addComparison(report, "zero", other, WideString());
     }
+    const WideString deseret[] = {WideString(1, 0xD801) + OLECHAR(0xDC00), WideString(1, 0xD801) + OLECHAR(0xDC28)};
+    for (const ULONG flags : {0U, 1U})
+        for (const WideString& left : deseret)
+            for (const WideString& right : deseret)
+                addComparison(report, "Deseret", left, right, LOCALE_USER_DEFAULT, flags);
     for (const LCID locale : {LCID(LOCALE_SYSTEM_DEFAULT), LCID(LOCALE_INVARIANT), LCID(0), LCID(0x0409)})
         for (const WideString& left : texts) addComparison(report, "edge", left, OLESTR("co-op"), locale);
     for (ULONG flags = 1; flags < 8; ++flags)
