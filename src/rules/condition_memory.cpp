@@ -64,6 +64,8 @@ ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> con
         positions_ = std::max(positions_, leading.back());
     }
     collect(leading);
+    settledUpTo_.resize(unsettled_.size());
+    findSettled();
     failed_.resize(positions_ * words_);
     answer_.resize((1 + positions_) * words_);
     constexpr std::size_t budget = 262144;  // words per field: 2 MB
@@ -79,8 +81,9 @@ void ConditionMemory::collect(const std::vector<std::size_t>& leading) {
         if (condition.rulename.Length() != 0) set(named_, i);
         for (std::size_t position = 0; position < leading[i]; ++position) {
             CXAttributeRule* const rule = condition.rules[position]->asSingleFieldRule();
-            fieldOf(rule->fieldSlot())
-                .rules.push_back({.rule = rule, .operands = rule->values, .position = position, .condition = i});
+            Field& field = fieldOf(rule->fieldSlot());
+            field.rules.push_back({.rule = rule, .operands = rule->values, .position = position, .condition = i});
+            set(field.concerned, i);
             unsettled_[position * words_ + i / wordBits] |= std::uint64_t{1} << (i % wordBits);
         }
     }
@@ -88,11 +91,21 @@ void ConditionMemory::collect(const std::vector<std::size_t>& leading) {
 
 ConditionMemory::Field& ConditionMemory::fieldOf(Slot slot) {
     const auto known = std::ranges::find(fields_, slot, &Field::slot);
-    return known != fields_.end() ? *known : fields_.emplace_back(slot);
+    return known != fields_.end() ? *known : fields_.emplace_back(slot, words_);
 }
 
 const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::vector<VARTYPE>& types) {
+    // Fields of few values first: they are quickly looked up, and leave less to the others.
+    constexpr std::size_t enoughRows = 4096;
+    if (++rows_ == enoughRows) std::ranges::sort(fields_, {}, [](const Field& field) { return field.answers.size(); });
     return settled_ ? selectSettled(values, types) : selectSettling(values, types);
+}
+
+/// Whether the field matters to a condition that may still hold.
+bool ConditionMemory::isConcerned(const Field& field) const noexcept {
+    for (std::size_t word = 0; word < words_; ++word)
+        if ((held_[word] & field.concerned[word]) != 0) return true;
+    return false;
 }
 
 /// Whether a field's values are of one type still; the first one decides which.
@@ -104,17 +117,16 @@ bool ConditionMemory::keepsType(const VARIANT& value, VARTYPE& type) noexcept {
 }
 
 /// With operands that no row changes any more, it is all the same which rule fails, and in which order they are asked.
+/// A field that matters to no condition that is left is not looked up.
 const ConditionMemory::Slot* ConditionMemory::selectSettled(RowValueMap& values, std::vector<VARTYPE>& types) {
     held_ = all_;
-    std::uint64_t left = 1;
     for (Field& field : fields_) {
         const VARIANT& value = *values.first(field.slot);
         if (!keepsType(value, types[field.slot])) return &field.slot;
-        if (left == 0) continue;
+        if (!isConcerned(field)) continue;
         const std::uint64_t* const failures = failuresOf(field, value, values);
         if (!failures) return &field.slot;
-        left = 0;
-        for (std::size_t word = 0; word < words_; ++word) left |= held_[word] &= ~failures[word];
+        for (std::size_t word = 0; word < words_; ++word) held_[word] &= ~failures[word];
     }
     return nullptr;
 }
@@ -122,23 +134,39 @@ const ConditionMemory::Slot* ConditionMemory::selectSettled(RowValueMap& values,
 /// Goes from position to position as plain evaluation does, to evaluate what it would evaluate for the first time.
 const ConditionMemory::Slot* ConditionMemory::selectSettling(RowValueMap& values, std::vector<VARTYPE>& types) {
     std::ranges::fill(failed_, 0);
+    held_ = all_;
     for (Field& field : fields_) {
         const VARIANT& value = *values.first(field.slot);
         if (!keepsType(value, types[field.slot])) return &field.slot;
+        if (!isConcerned(field)) continue;
         const std::uint64_t* const failures = failuresOf(field, value, values);
         if (!failures) return &field.slot;
-        for (std::size_t at = 0; at < failed_.size(); ++at) failed_[at] |= failures[words_ + at];
+        // What fails before it comes to a rule that is not settled is done with; nothing else of it matters.
+        for (std::size_t at = 0, word = 0; at < failed_.size(); ++at) {
+            const std::uint64_t fails = failures[words_ + at];
+            failed_[at] |= fails;
+            held_[word] &= ~(fails & settledUpTo_[at]);
+            if (++word == words_) word = 0;
+        }
     }
-    held_ = all_;
+    bool evaluated = false;
     for (std::size_t position = 0; position < positions_; ++position)
         for (std::size_t word = 0; word < words_; ++word) {
             const std::size_t at = position * words_ + word;
-            if (const std::uint64_t reached = held_[word] & unsettled_[at]; reached != 0)
+            if (const std::uint64_t reached = held_[word] & unsettled_[at]; reached != 0) {
                 settle(position, word, reached, values, types);
+                evaluated = true;
+            }
             held_[word] &= ~failed_[at];
         }
-    settled_ = std::ranges::all_of(unsettled_, [](std::uint64_t word) { return word == 0; });
+    if (evaluated) findSettled();
     return nullptr;
+}
+
+void ConditionMemory::findSettled() {
+    settled_ = std::ranges::all_of(unsettled_, [](std::uint64_t word) { return word == 0; });
+    for (std::size_t at = 0; at < unsettled_.size(); ++at)
+        settledUpTo_[at] = ~unsettled_[at] & (at < words_ ? ~std::uint64_t{0} : settledUpTo_[at - words_]);
 }
 
 /// The remembered answers for a value; null when the field's values come too seldom twice.

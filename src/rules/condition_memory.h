@@ -4,6 +4,7 @@
 #include "rules/row_value_map.h"
 #include "rules/value_table.h"
 
+#include <bit>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -27,6 +28,9 @@ class CXAttributeRule;
 class ConditionMemory {
 public:
     using Slot = FieldNames::Slot;
+
+    /// How many rows it takes to know which fields have few values.
+    static constexpr std::size_t rowsBeforeOrder = 4096;
 
     /// \param conditions must outlive the memory.
     /// \param usable by slot, whether every row of the run has one value under the name.
@@ -59,10 +63,11 @@ private:
     };
 
     struct Field {
-        explicit Field(Slot itsSlot) : slot(itsSlot) {}
+        Field(Slot itsSlot, std::size_t words) : slot(itsSlot), concerned(words) {}
 
         Slot slot;
         std::vector<Remembered> rules;
+        Bits concerned;      // conditions with a rule over the field
         ValueTable answers;  // of each value: which of the answers below
         // Of each answer, by condition: whether any of its rules over the field fails; then the same by position.
         Bits failures;
@@ -73,6 +78,8 @@ private:
 
     void collect(const std::vector<std::size_t>& leading);
     static bool keepsType(const VARIANT& value, VARTYPE& type) noexcept;
+    bool isConcerned(const Field& field) const noexcept;
+    void findSettled();
     const Slot* selectSettled(RowValueMap& values, std::vector<VARTYPE>& types);
     const Slot* selectSettling(RowValueMap& values, std::vector<VARTYPE>& types);
     Field& fieldOf(Slot slot);
@@ -86,13 +93,14 @@ private:
 
     template <class Evaluate>
     void visitAll(BSTR& ruleName, const Condition*& matched, Evaluate&& evaluate) const {
-        for (std::size_t i = 0; i < conditions_.size(); ++i) {
-            if (!test(held_, i)) continue;
-            if (test(open_, i))
-                evaluate(*conditions_[i]);
-            else
-                take(i, ruleName, matched);
-        }
+        for (std::size_t word = 0; word < words_; ++word)
+            for (std::uint64_t held = held_[word]; held != 0; held &= held - 1) {
+                const std::size_t i = word * 64 + static_cast<std::size_t>(std::countr_zero(held));
+                if (test(open_, i))
+                    evaluate(*conditions_[i]);
+                else
+                    take(i, ruleName, matched);
+            }
     }
 
     static bool test(const Bits& bits, std::size_t i) noexcept { return (bits[i / 64] >> (i % 64) & 1) != 0; }
@@ -105,11 +113,13 @@ private:
     Bits open_;                 // conditions that remembered answers do not decide
     Bits named_;                // conditions with a rule name
     Bits unsettled_;            // by position: rules whose operands rows may still convert
-    bool settled_ = false;      // none are left
+    Bits settledUpTo_;          // by position: conditions whose rules up to there are settled
+    bool settled_ = false;      // all are
+    std::size_t rows_ = 0;      // that were asked for
     Bits all_;                  // every condition
     std::vector<Field> fields_;
 
-    Bits held_;    // of the row: conditions whose remembered rules all hold
+    Bits held_;    // of the row: conditions of which no remembered rule is known to fail; in the end, those that hold
     Bits failed_;  // of the row: by position, rules that fail
     Bits answer_;  // of a field, for the row's value
 };
