@@ -96,9 +96,20 @@ ConditionMemory::Field& ConditionMemory::fieldOf(Slot slot) {
 
 const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::vector<VARTYPE>& types) {
     // Fields of few values first: they are quickly looked up, and leave less to the others.
-    constexpr std::size_t enoughRows = 4096;
-    if (++rows_ == enoughRows) std::ranges::sort(fields_, {}, [](const Field& field) { return field.answers.size(); });
-    return settled_ ? selectSettled(values, types) : selectSettling(values, types);
+    if (++rows_ == rowsBeforeOrder)
+        std::ranges::sort(fields_, {}, [](const Field& field) { return field.answers.size(); });
+    held_ = all_;
+    if (!settled_) std::ranges::fill(failed_, 0);
+    for (Field& field : fields_) {
+        const VARIANT& value = *values.first(field.slot);
+        if (!keepsType(value, types[field.slot])) return &field.slot;
+        if (!isConcerned(field)) continue;
+        const std::uint64_t* const failures = failuresOf(field, value, values);
+        if (!failures) return &field.slot;
+        drop(failures);
+    }
+    if (!settled_) settleReached(values, types);
+    return nullptr;
 }
 
 /// Whether the field matters to a condition that may still hold.
@@ -116,39 +127,22 @@ bool ConditionMemory::keepsType(const VARIANT& value, VARTYPE& type) noexcept {
     return true;
 }
 
-/// With operands that no row changes any more, it is all the same which rule fails, and in which order they are asked.
-/// A field that matters to no condition that is left is not looked up.
-const ConditionMemory::Slot* ConditionMemory::selectSettled(RowValueMap& values, std::vector<VARTYPE>& types) {
-    held_ = all_;
-    for (Field& field : fields_) {
-        const VARIANT& value = *values.first(field.slot);
-        if (!keepsType(value, types[field.slot])) return &field.slot;
-        if (!isConcerned(field)) continue;
-        const std::uint64_t* const failures = failuresOf(field, value, values);
-        if (!failures) return &field.slot;
+/// Drops the conditions of which nothing else matters.
+void ConditionMemory::drop(const std::uint64_t* failures) noexcept {
+    if (settled_) {  // it is all the same which rule fails
         for (std::size_t word = 0; word < words_; ++word) held_[word] &= ~failures[word];
+        return;
     }
-    return nullptr;
+    for (std::size_t at = 0, word = 0; at < failed_.size(); ++at) {
+        const std::uint64_t fails = failures[words_ + at];
+        failed_[at] |= fails;
+        held_[word] &= ~(fails & settledUpTo_[at]);  // it fails before it comes to a rule that is not settled
+        if (++word == words_) word = 0;
+    }
 }
 
 /// Goes from position to position as plain evaluation does, to evaluate what it would evaluate for the first time.
-const ConditionMemory::Slot* ConditionMemory::selectSettling(RowValueMap& values, std::vector<VARTYPE>& types) {
-    std::ranges::fill(failed_, 0);
-    held_ = all_;
-    for (Field& field : fields_) {
-        const VARIANT& value = *values.first(field.slot);
-        if (!keepsType(value, types[field.slot])) return &field.slot;
-        if (!isConcerned(field)) continue;
-        const std::uint64_t* const failures = failuresOf(field, value, values);
-        if (!failures) return &field.slot;
-        // What fails before it comes to a rule that is not settled is done with; nothing else of it matters.
-        for (std::size_t at = 0, word = 0; at < failed_.size(); ++at) {
-            const std::uint64_t fails = failures[words_ + at];
-            failed_[at] |= fails;
-            held_[word] &= ~(fails & settledUpTo_[at]);
-            if (++word == words_) word = 0;
-        }
-    }
+void ConditionMemory::settleReached(RowValueMap& values, const std::vector<VARTYPE>& types) {
     bool evaluated = false;
     for (std::size_t position = 0; position < positions_; ++position)
         for (std::size_t word = 0; word < words_; ++word) {
@@ -160,7 +154,6 @@ const ConditionMemory::Slot* ConditionMemory::selectSettling(RowValueMap& values
             held_[word] &= ~failed_[at];
         }
     if (evaluated) findSettled();
-    return nullptr;
 }
 
 void ConditionMemory::findSettled() {

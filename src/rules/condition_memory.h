@@ -80,8 +80,8 @@ private:
     static bool keepsType(const VARIANT& value, VARTYPE& type) noexcept;
     bool isConcerned(const Field& field) const noexcept;
     void findSettled();
-    const Slot* selectSettled(RowValueMap& values, std::vector<VARTYPE>& types);
-    const Slot* selectSettling(RowValueMap& values, std::vector<VARTYPE>& types);
+    void drop(const std::uint64_t* failures) noexcept;
+    void settleReached(RowValueMap& values, const std::vector<VARTYPE>& types);
     Field& fieldOf(Slot slot);
     const std::uint64_t* failuresOf(Field& field, const VARIANT& value, RowValueMap& values);
     void answer(Field& field, RowValueMap& values);
