@@ -11,7 +11,9 @@ import unittest
 import server as private_server
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-SKIPPED = 77  # what the test driver takes for "not run"
+sys.path.insert(0, str(ROOT / "tests" / "support"))
+from unittest_main import main  # noqa: E402, F401: the tests end with it
+
 PATIENCE = 60  # seconds for what should happen at once
 
 
@@ -174,15 +176,3 @@ class DatabaseTest(unittest.TestCase):
 BUOYS = ('<featureClass name="BOYLAT"><condition rulename="DEFAULT"/>'
          '<condition rulename="PORT"><rule type="A" field="CATLAM" operator="equal" value="1"/></condition>'
          '</featureClass>')
-
-
-def main():
-    """Runs the tests of the calling file and exits. With one of them skipped, the file is not a pass."""
-    result = unittest.main(exit=False, testRunner=unittest.TextTestRunner(stream=sys.stdout)).result
-    if not result.testsRun and not result.skipped:
-        sys.exit("no tests found")
-    if not result.wasSuccessful():
-        sys.exit(1)
-    for test, reason in result.skipped:
-        print(f"skipped: {test.id()}: {reason}")
-    sys.exit(SKIPPED if result.skipped else 0)
