@@ -131,6 +131,7 @@ struct FreedLast {
 };
 
 TEST_F(Bstr, TextsFreedByAThreadsLastDestructorsCount) {
+    PORTABLE_ONLY("GCC for Windows frees a thread's variables before it destroys them");
     std::thread([] {
         // Made before the thread's first text, so that it is destroyed after what the platform keeps.
         static thread_local FreedLast last;
