@@ -377,7 +377,10 @@ SqliteStatement& SqliteTable::updateOf(const ColumnSet& columns) {
 
 void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
     checkWritable();
-    const GdalErrors errors;
+    // GDAL has its say in triggers only.
+    std::optional<GdalErrors> errors;
+    const long transaction = dataset().transaction();
+    if (transaction == 0 || transaction != triggersRead_ || !triggersIdle_) errors.emplace();
     const std::shared_ptr<const TableSchema> current = schema();
     try {
         SqliteStatement& statement = updateOf(columns);
@@ -388,7 +391,8 @@ void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cel
         statement.bind(parameter, id);
         statement.step();
     } catch (const HostError& error) {
-        fail("row " + std::to_string(id) + " cannot be written: " + errors.text(error.what()));
+        fail("row " + std::to_string(id) +
+             " cannot be written: " + (errors ? errors->text(error.what()) : error.what()));
     }
     if (sqlite3_changes(connection()) == 0) fail("row " + std::to_string(id) + " cannot be written: it is gone");
     const State before = std::exchange(written_, state());
