@@ -53,7 +53,10 @@ class Wine:
         self.prefix = work / "wine-prefix"
         self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), WINEARCH="win64", WINEDEBUG="-all",
                                 WINEDLLOVERRIDES="mscoree,mshtml=", LC_ALL="C.UTF-8")
-        self.environment.pop("DISPLAY", None)
+        # Headless. Wine 10 complains on standard error when there is no folder to look for a Wayland display in.
+        for display in ("DISPLAY", "WAYLAND_DISPLAY"):
+            self.environment.pop(display, None)
+        self.environment["XDG_RUNTIME_DIR"] = str(work)
         self.create_prefix(work / "wine-prefix.lock")
 
     def create_prefix(self, lock_path):
