@@ -238,6 +238,12 @@ CComPtr<IRow> next(ICursor* cursor) {
     return row;
 }
 
+CComPtr<IRow> rowOf(ITable* table, ObjectId id) {
+    CComPtr<IRow> found;
+    if (table->GetRow(id, &found) != S_OK) throw std::runtime_error(errorText());
+    return found;
+}
+
 void ChartTest::open(int rows, Access access, const char* driver) {
     makeChart(path_, rows, driver);
     workspace_ = GdalWorkspace::open(path_, access);
@@ -251,12 +257,6 @@ CComPtr<ICursor> ChartTest::update(IQueryFilter* filter, bool recycling) {
     CComPtr<ICursor> cursor;
     EXPECT_EQ(openTable()->Update(filter, recycling ? VARIANT_TRUE : VARIANT_FALSE, &cursor), S_OK) << errorText();
     return cursor;
-}
-
-CComPtr<IRow> ChartTest::row(ObjectId id, const char* layer) {
-    CComPtr<IRow> found;
-    if (openTable(layer)->GetRow(id, &found) != S_OK) throw std::runtime_error(errorText());
-    return found;
 }
 
 }  // namespace host_test

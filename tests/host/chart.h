@@ -64,6 +64,8 @@ std::string value(IRow* row, const char* field);
 std::vector<ObjectId> idsOf(ISelectionSet* selection);
 /// The next row; null at the end. Any other status fails the test.
 CComPtr<IRow> next(ICursor* cursor);
+/// The row with the id. \throws std::runtime_error with the host's text, which fails the test.
+CComPtr<IRow> rowOf(ITable* table, ObjectId id);
 
 /// A chart that is open for update.
 class ChartTest : public testing::Test {
@@ -72,7 +74,7 @@ protected:
     CComPtr<IFeatureClass> openClass(const char* layer = "BOYLAT");
     CComPtr<ITable> openTable(const char* layer = "BOYLAT") { return as<ITable>(openClass(layer)); }
     CComPtr<ICursor> update(IQueryFilter* filter = nullptr, bool recycling = false);
-    CComPtr<IRow> row(ObjectId id, const char* layer = "BOYLAT");
+    CComPtr<IRow> row(ObjectId id, const char* layer = "BOYLAT") { return rowOf(openTable(layer), id); }
 
     TemporaryFolder folder_;
     std::string path_ = folder_.file("chart.gpkg");

@@ -148,22 +148,17 @@ TEST_F(FeatureClasses, RowsByIdAreReadAndStored) {
 TEST_F(FeatureClasses, LaterRowsByIdHaveEveryFieldWhateverTheEarlierWereAskedFor) {
     open(4);
     const CComPtr<ITable> table = openTable();
-    const auto got = [&](ObjectId id) {
-        CComPtr<IRow> found;
-        EXPECT_EQ(table->GetRow(id, &found), S_OK) << errorText();
-        return found;
-    };
-    const CComPtr<IRow> unasked = got(4);
+    const CComPtr<IRow> unasked = rowOf(table, 4);
     EXPECT_TRUE(unasked);
-    const CComPtr<IRow> first = got(1);
+    const CComPtr<IRow> first = rowOf(table, 1);
     EXPECT_EQ(value(first, "name"), "BSTR:Buoy 1");
-    const CComPtr<IRow> second = got(4);
+    const CComPtr<IRow> second = rowOf(table, 4);
     EXPECT_EQ(value(second, "number"), "I4:4");
     EXPECT_EQ(value(second, "name"), "BSTR:Buoy 4");
     EXPECT_EQ(value(second, "fid"), "I8:4");
     EXPECT_EQ(value(first, "number"), "I4:1");
     EXPECT_EQ(workspace_->addFields("BOYLAT", {{"Rotate_C", FieldKind::Real}}), 1U);
-    const CComPtr<IRow> wider = got(4);
+    const CComPtr<IRow> wider = rowOf(table, 4);
     EXPECT_EQ(value(wider, "Rotate_C"), "NULL");
     EXPECT_EQ(value(wider, "fid"), "I8:4");
     EXPECT_EQ(value(second, "ratio"), "R8:4.5");
@@ -172,41 +167,36 @@ TEST_F(FeatureClasses, LaterRowsByIdHaveEveryFieldWhateverTheEarlierWereAskedFor
 TEST_F(FeatureClasses, RowsThatASelectionReadAheadAreTheRowsOfTheTable) {
     open(4);
     const CComPtr<ITable> table = openTable();
-    const auto got = [&](ObjectId id) {
-        CComPtr<IRow> found;
-        EXPECT_EQ(table->GetRow(id, &found), S_OK) << errorText();
-        return found;
-    };
     const auto select = [&] {
         CComPtr<ISelectionSet> found;
         EXPECT_EQ(table->Select(filter({"name"}, "number = 4"), selectionIdSet, selectionAll, nullptr, &found), S_OK);
     };
-    EXPECT_EQ(value(got(1), "name"), "BSTR:Buoy 1") << "from now on names are what rows are asked for";
+    EXPECT_EQ(value(rowOf(table, 1), "name"), "BSTR:Buoy 1") << "from now on names are what rows are asked for";
 
     workspace_->begin();
     select();
-    const CComPtr<IRow> row = got(4);
+    const CComPtr<IRow> row = rowOf(table, 4);
     EXPECT_EQ(value(row, "name"), "BSTR:Buoy 4");
     EXPECT_EQ(row->put_Value(fieldIndex(row, "name"), variant("changed")), S_OK);
     EXPECT_EQ(row->Store(), S_OK) << errorText();
-    EXPECT_EQ(value(got(4), "name"), "BSTR:changed") << "changed since it was read ahead";
+    EXPECT_EQ(value(rowOf(table, 4), "name"), "BSTR:changed") << "changed since it was read ahead";
     select();
-    EXPECT_EQ(value(got(4), "name"), "BSTR:changed");
-    EXPECT_EQ(value(got(1), "name"), "BSTR:Buoy 1") << "not among the rows that were found";
+    EXPECT_EQ(value(rowOf(table, 4), "name"), "BSTR:changed");
+    EXPECT_EQ(value(rowOf(table, 1), "name"), "BSTR:Buoy 1") << "not among the rows that were found";
     workspace_->rollback();
-    EXPECT_EQ(value(got(4), "name"), "BSTR:Buoy 4");
+    EXPECT_EQ(value(rowOf(table, 4), "name"), "BSTR:Buoy 4");
 
     workspace_->begin();
     select();
     workspace_->rollback();
     sqlite(path_, "UPDATE BOYLAT SET name = 'between' WHERE fid = 4");
     workspace_->begin();
-    EXPECT_EQ(value(got(4), "name"), "BSTR:between") << "what was read ahead went with its transaction";
+    EXPECT_EQ(value(rowOf(table, 4), "name"), "BSTR:between") << "what was read ahead went with its transaction";
     workspace_->rollback();
 
     select();
     sqlite(path_, "UPDATE BOYLAT SET name = 'elsewhere' WHERE fid = 4");
-    EXPECT_EQ(value(got(4), "name"), "BSTR:elsewhere") << "without a transaction others can change it";
+    EXPECT_EQ(value(rowOf(table, 4), "name"), "BSTR:elsewhere") << "without a transaction others can change it";
 }
 
 TEST_F(FeatureClasses, ARowThatIsNotThereIsAFailureWithAText) {

@@ -134,13 +134,13 @@ void PgConnection::queue(const PgStatement& statement, Take take, Failed failed)
 }
 
 // Gives the kernel what it takes now; the rest goes out with advance(), or while finish() waits.
-void PgConnection::send() {
+void PgConnection::send() noexcept {
     static_cast<void>(PQflush(connection_.get()));
 }
 
 void PgConnection::advance() noexcept {
     if (commands_.empty() || isLost()) return;
-    static_cast<void>(PQflush(connection_.get()));
+    send();
     // A connection that is lost here shows when its commands are finished.
     static_cast<void>(PQconsumeInput(connection_.get()));
 }

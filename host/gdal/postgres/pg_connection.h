@@ -108,7 +108,7 @@ private:
         void operator()(pg_conn* connection) const noexcept;
     };
 
-    void send();
+    void send() noexcept;
     bool wait(bool sending);
     void cancel() noexcept;
     pg_result* nextResult();

@@ -148,14 +148,17 @@ PgResult PgDataset::askInTransaction(const PgStatement& statement) {
 }
 
 PgResult PgDataset::askAlone(const PgStatement& statement) {
-    connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning
     PgResult answer;
-    connection_.queue({"BEGIN READ ONLY", {}}, {});
-    connection_.queue(statement, [&](PgResult&& result) { answer = std::move(result); });
-    connection_.queue({"ROLLBACK", {}}, {});
+    readOnly([&] { connection_.queue(statement, [&](PgResult&& result) { answer = std::move(result); }); });
+    return answer;
+}
+
+void PgDataset::readOnly(const std::function<void()>& questions) {
+    connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning
     try {
-        connection_.finish();
-        return answer;
+        connection_.queue({"BEGIN READ ONLY", {}}, {});
+        questions();
+        connection_.run({"ROLLBACK", {}});
     } catch (const PgError&) {
         if (!connection_.isLost()) connection_.run({"ROLLBACK", {}});
         throw;

@@ -5,6 +5,7 @@
 #include "host/gdal/postgres/pg_catalog.h"
 #include "host/gdal/postgres/pg_writer.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -38,6 +39,9 @@ public:
     /// the session is taken back.
     /// \throws PgError; HostError when the transaction has broken.
     PgResult ask(const PgStatement& statement);
+    /// Runs `questions` in a transaction of its own that only reads and is rolled back. Not within another transaction.
+    /// \throws PgError
+    void readOnly(const std::function<void()>& questions);
     /// Waits for what the connection has to do.
     void finish();
     /// Ends the run: remembers and throws HostError.

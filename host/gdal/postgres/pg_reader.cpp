@@ -3,6 +3,7 @@
 #include "host/gdal/postgres/pg_reader.h"
 
 #include <algorithm>
+#include <atomic>
 #include <span>
 #include <utility>
 
@@ -143,7 +144,7 @@ private:
         }
     }
 
-    static inline unsigned cursorsMade = 0;
+    static inline std::atomic<unsigned> cursorsMade = 0;  // datasets of other threads count on it, too
     int transaction_;
     std::string name_;
     ObjectId after_ = 0;

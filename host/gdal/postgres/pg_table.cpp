@@ -23,6 +23,10 @@ std::string condition(const std::string& where) {
     return where.empty() ? std::string() : " WHERE (" + where + "\n)";
 }
 
+std::string questionFailed(const std::string& where, const PgError& error) {
+    return where.empty() ? error.what() : "where clause \"" + where + "\": " + error.what();
+}
+
 void appendIds(ObjectIds& ids, const PgResult& result) {
     for (int row = 0; row < result.rows(); ++row) ids.push_back(result.int64(row, 0));
 }
@@ -102,7 +106,7 @@ PgResult PgTable::ask(const PgStatement& statement, const std::string& where) {
     try {
         return dataset_.ask(statement);
     } catch (const PgError& error) {
-        fail(where.empty() ? error.what() : "where clause \"" + where + "\": " + error.what());
+        fail(questionFailed(where, error));
     }
 }
 
@@ -122,18 +126,16 @@ ObjectIds PgTable::allIds(const std::string& sql, const std::string& where) {
     const std::string fetch = "FETCH " + std::to_string(idsPerStatement) + " FROM selection";
     ObjectIds ids;
     try {
-        connection.finish();  // what an abandoned cursor has left must not be the transaction's beginning
-        connection.queue({"BEGIN READ ONLY", {}}, {});
-        connection.queue({"DECLARE selection NO SCROLL CURSOR FOR " + sql, {}}, {});
-        for (std::size_t before = 0;; before = ids.size()) {
-            appendIds(ids, connection.run({fetch, {}}));
-            if (ids.size() - before < idsPerStatement) break;
-        }
-        connection.run({"ROLLBACK", {}});
+        dataset_.readOnly([&] {
+            connection.queue({"DECLARE selection NO SCROLL CURSOR FOR " + sql, {}}, {});
+            for (std::size_t before = 0;; before = ids.size()) {
+                appendIds(ids, connection.run({fetch, {}}));
+                if (ids.size() - before < idsPerStatement) break;
+            }
+        });
         return ids;
     } catch (const PgError& error) {
-        if (!connection.isLost()) connection.run({"ROLLBACK", {}});
-        fail(where.empty() ? error.what() : "where clause \"" + where + "\": " + error.what());
+        fail(questionFailed(where, error));
     }
 }
 
