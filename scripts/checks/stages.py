@@ -95,7 +95,7 @@ def windows(log):
     missing = [what for what, there in (("the cross compiler", shutil.which("x86_64-w64-mingw32-g++-posix")),
                                         ("Wine", find_wine())) if not there]
     if missing:
-        return Counts(failed=[("windows", f"{' and '.join(missing)} cannot be found; --no-windows leaves it out")])
+        return Counts(failed=[("windows", f"{' and '.join(missing)} cannot be found; scripts/setup windows installs them")])
     counts = configure_and_build("windows", log)
     if not counts.failed:
         counts.add(ctest("windows", log, programs=ROOT / "build/windows/reports"))
@@ -131,7 +131,7 @@ def coverage(log):
 def fuzz(log):
     """The seeds as tests, then a while of fuzzing for each target."""
     if not shutil.which("clang++"):
-        return Counts(skipped=[("fuzz", "needs clang++")])
+        return Counts(failed=[("fuzz", "clang++ cannot be found; scripts/setup fuzz installs it")])
     counts = suite("fuzz")(log)
     programs = sorted((ROOT / "build/fuzz/bin").glob("*_fuzzer"))
     if counts.failed or not programs:
