@@ -201,7 +201,7 @@ void symbolizeChart(SymbologyManager& manager, GdalWorkspace& workspace) {
 /// The library writes what the bare call returns, in memory and into the chart.
 void check(Run& run, memhost::TableObject& table, const std::string& chart) {
     callBare(run, [&](PyObject* result) {
-        const char* text = PyUnicode_AsUTF8(result);
+        const char* text = PyUnicode_AsUTF8AndSize(result, nullptr);
         if (!text) fail("the bare call returned no text");
         run.answers.emplace_back(text);
     });

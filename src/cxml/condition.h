@@ -5,6 +5,7 @@
 #include "rules/rule.h"
 
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -62,6 +63,7 @@ private:
     bool readExpressions(IXMLDOMNode* node);
 
     std::vector<FieldNames::Slot> argumentSlots_;  // of generateArguments
+    std::string argumentText_;                     // each text argument in turn, so that it needs no memory of its own
 };
 
 }  // namespace ConditionalXml

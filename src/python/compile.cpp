@@ -23,7 +23,7 @@ void Condition::compileExpression() {
     if (expressionText.empty()) return;
     const std::string source = toUtf8(expressionText);
     const GetGIL lock;
-    compiledExpression.attach(Py_CompileStringExFlags(source.c_str(), "CalcFields", Py_file_input, nullptr, -1));
+    compiledExpression.attach(Py_CompileString(source.c_str(), "CalcFields", Py_file_input));
     if (!compiledExpression) reportPythonError(*this);
 }
 

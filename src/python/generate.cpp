@@ -8,7 +8,9 @@
 #include "python/python_error.h"
 
 #include <algorithm>
-#include <optional>
+#include <iterator>
+#include <string>
+#include <utility>
 
 namespace ConditionalXml {
 
@@ -19,66 +21,88 @@ constexpr const char* moduleName = "CalcFields";
 /// The greatest length of any text that was generated, for statistics; guarded by the interpreter lock.
 unsigned longestGenerated = 0;
 
-bool isPlain(WideView text) noexcept {
-    return std::ranges::all_of(text, [](OLECHAR c) { return c != 0 && c < 0x80; });
+/// Whether the buffer of a text would be beyond what its size can say.
+constexpr bool isTooLong(std::size_t length) {
+    return length + 1 > 0x3FFFFFFF;
+}
+static_assert(!isTooLong(0x3FFFFFFE) && isTooLong(0x3FFFFFFF));
+
+/// Writes the text as ASCII, which is the same in every code page. \return whether it is.
+bool narrowAscii(WideView text, char* target) noexcept {
+    unsigned all = 0;
+    for (const OLECHAR unit : text) {
+        all |= static_cast<unsigned>(unit);
+        *target++ = static_cast<char>(unit);
+    }
+    return all < 0x80;
 }
 
 /// A text as the interpreter receives it: narrow text in twice as many bytes as the text has units, terminator
-/// included. Null when it does not fit.
-PyRef narrowText(BSTR text) {
-    constexpr UINT greatestLength = 0x3FFFFFFE;
-    constexpr UINT stackUnits = 512;
-    const UINT length = SysStringLen(text);
-    if (length == 0) return PyRef(PyUnicode_FromString(""));
-    if (length > greatestLength) return {};
-    static_assert(sizeof(OLECHAR) == sizeof(Py_UCS2));
-    if (isPlain(WideView(text, length)))  // the same in every code page
-        return PyRef(PyUnicode_FromKindAndData(PyUnicode_2BYTE_KIND, text, static_cast<Py_ssize_t>(length)));
-    const UINT capacity = (length + 1) * 2;
-    char onStack[(stackUnits + 1) * 2];
-    std::string onHeap;
-    char* buffer = onStack;
-    if (length > stackUnits) {
-        onHeap.resize(capacity);
-        buffer = onHeap.data();
+/// included. Null when it does not fit. `buffer` grows to the longest text and is used again.
+PyRef narrowText(WideView text, std::string& buffer) {
+    if (isTooLong(text.size())) return {};
+    const std::size_t capacity = (text.size() + 1) * 2;
+    if (buffer.size() < capacity) buffer.resize(capacity);
+    std::size_t bytes = text.size();
+    if (!narrowAscii(text, buffer.data())) {
+        const int converted = WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), static_cast<int>(text.size()),
+                                                  buffer.data(), static_cast<int>(capacity - 1), nullptr, nullptr);
+        if (converted == 0) return {};
+        bytes = static_cast<std::size_t>(converted);
     }
-    const int bytes = WideCharToMultiByte(CP_THREAD_ACP, 0, text, static_cast<int>(length), buffer,
-                                          static_cast<int>(capacity - 1), nullptr, nullptr);
-    if (bytes == 0) return {};
     buffer[bytes] = '\0';
-    return PyRef(PyUnicode_FromString(buffer));
+    return PyRef(PyUnicode_FromString(buffer.c_str()));
 }
 
-PyRef toPython(const VARIANT& value) {
+PyRef toPython(const VARIANT& value, std::string& buffer) {
     switch (value.vt) {
         case VT_I4:
             return PyRef(PyLong_FromLong(value.lVal));
         case VT_R8:
             return PyRef(PyFloat_FromDouble(value.dblVal));
         case VT_BSTR:
-            return narrowText(value.bstrVal);
+            return narrowText(view(value.bstrVal), buffer);
         default:
             return PyRef::borrow(Py_None);
     }
 }
 
-PyRef toPythonList(std::span<const CComVariant> values) {
+PyRef toPythonList(std::span<const CComVariant> values, std::string& buffer) {
     PyRef list(PyList_New(0));
     for (const CComVariant& value : values) {
-        const PyRef item = toPython(value);
+        const PyRef item = toPython(value, buffer);
         if (!item || PyList_Append(list.get(), item.get()) != 0) return {};
     }
     return list;
 }
 
-/// Whether only the module's own names keep its functions, and only they and the module keep the names: then nothing
-/// can reach any of it once the module goes.
+/// References to one object, as the garbage collector counts them.
+struct References {
+    PyObject* object;
+    Py_ssize_t count;
+
+    void addThoseOf(PyObject* holder) {
+        if (!PyObject_GC_IsTracked(holder)) return;
+        const auto traverse = reinterpret_cast<traverseproc>(PyType_GetSlot(Py_TYPE(holder), Py_tp_traverse));
+        traverse(holder, visit, this);
+    }
+
+private:
+    static int visit(PyObject* referred, void* self) {
+        auto* const references = static_cast<References*>(self);
+        if (referred == references->object) ++references->count;
+        return 0;
+    }
+};
+
+/// Whether only the module keeps the names, and what only they keep, such as its functions: then nothing can reach any
+/// of it once the module goes.
 bool keepsItselfOnly(PyObject* names) {
-    Py_ssize_t expected = 1;  // the module's own reference
+    References known{names, 1};  // the module's own
     PyObject* value = nullptr;
     for (Py_ssize_t at = 0; PyDict_Next(names, &at, nullptr, &value);)
-        if (Py_REFCNT(value) == 1 && PyFunction_Check(value) && PyFunction_GetGlobals(value) == names) ++expected;
-    return Py_REFCNT(names) == expected;
+        if (Py_REFCNT(value) == 1) known.addThoseOf(value);
+    return Py_REFCNT(names) == known.count;
 }
 
 /// Enters the module under its name, in the place of the call before. A module and its functions refer to each other,
@@ -93,10 +117,35 @@ bool enterModule(PyObject* name, PyObject* module) {
     return true;
 }
 
-/// Adds a name to a new module's. It is not interned, as the usual calls would: it is looked up hardly ever.
-bool addName(PyObject* names, const char* name, PyObject* value) {
-    const PyRef key(PyUnicode_FromString(name));
-    return key && PyDict_SetItem(names, key.get(), value) == 0;
+/// Takes the module out again, if it is still there. The pending error stays.
+void leaveModule(PyObject* name, PyObject* module) {
+    PyObject* error[3]{};
+    PyErr_Fetch(&error[0], &error[1], &error[2]);
+    PyObject* const modules = PyImport_GetModuleDict();
+    if (PyDict_GetItemWithError(modules, name) == module) PyDict_DelItem(modules, name);
+    PyErr_Restore(error[0], error[1], error[2]);
+}
+
+/// The names that Python gives a module of ours when it makes one, but for its builtins: loader and file, say. The
+/// interpreter keeps them; making them takes longer than calling most expressions. Borrowed; null with an error.
+PyObject* usualNames(PyObject* moduleKey) {
+    PyObject* const kept = PyInterpreterState_GetDict(PyInterpreterState_Get());
+    if (!kept) return PyErr_NoMemory();
+    PyObject* const known = PyDict_GetItemWithError(kept, moduleKey);
+    if (known || PyErr_Occurred()) return known;
+    // A module that is there would be changed.
+    PyObject* const modules = PyImport_GetModuleDict();
+    if (PyDict_GetItemWithError(modules, moduleKey)) PyDict_DelItem(modules, moduleKey);
+    if (PyErr_Occurred()) return nullptr;
+    const PyRef nothing(Py_CompileString("", moduleName, Py_file_input));
+    const PyRef module(nothing ? PyImport_ExecCodeModule(moduleName, nothing.get()) : nullptr);
+    const PyRef names(module ? PyDict_New() : nullptr);
+    if (!names) return nullptr;
+    for (const char* name : {"__file__", "__cached__", "__loader__", "__spec__"}) {
+        PyObject* const value = PyDict_GetItemString(PyModule_GetDict(module.get()), name);
+        if (value && PyDict_SetItemString(names.get(), name, value) != 0) return nullptr;
+    }
+    return PyDict_SetItem(kept, moduleKey, names.get()) == 0 ? names.get() : nullptr;
 }
 
 /// The code, executed in a new module: nothing of an earlier call is to be seen in it. The module is made here and not
@@ -104,14 +153,18 @@ bool addName(PyObject* names, const char* name, PyObject* value) {
 /// thread may execute another document's.
 PyRef executeModule(const Condition& condition) {
     const PyRef name(PyUnicode_FromString(moduleName));
-    PyRef module(name ? PyModule_NewObject(name.get()) : nullptr);
+    PyObject* const usual = name ? usualNames(name.get()) : nullptr;
+    PyRef module(usual ? PyModule_NewObject(name.get()) : nullptr);
     if (!module) reportPythonError(condition);
     PyObject* const names = PyModule_GetDict(module.get());
-    if (!addName(names, "__builtins__", PyEval_GetBuiltins()) || !addName(names, "__file__", name.get()) ||
+    if (PyDict_Update(names, usual) != 0 || PyDict_SetItemString(names, "__builtins__", PyEval_GetBuiltins()) != 0 ||
         !enterModule(name.get(), module.get()))
         reportPythonError(condition);
     const PyRef executed(PyEval_EvalCode(condition.compiledExpression.get(), names, names));
-    if (!executed) reportPythonError(condition);
+    if (!executed) {
+        leaveModule(name.get(), module.get());
+        reportPythonError(condition);
+    }
     return module;
 }
 
@@ -124,39 +177,43 @@ PyRef findGenerate(const Condition& condition, const PyRef& module) {
 }
 
 /// Whether it is one of the 1,024 surrogates from `first` on.
-constexpr bool isSurrogate(Py_UCS4 unit, Py_UCS4 first) {
+constexpr bool isSurrogate(char32_t unit, char32_t first) {
     return unit - first < 0x400;
 }
 
 /// What the text that "Generate" returned leaves in the field: up to 2,047 units, never half a surrogate pair, up to
-/// the first zero.
-WideString acceptedText(PyObject* text) {
+/// the first zero. Null when it cannot be copied.
+CComBSTR acceptedText(PyObject* text) {
     constexpr std::size_t greatestLength = 2047;
-    constexpr Py_UCS4 beyondUnit = 0x10000;
-    const Py_ssize_t length = PyUnicode_GetLength(text);
-    if (PyUnicode_KIND(text) == PyUnicode_1BYTE_KIND) {  // Latin-1: each character is a unit
-        const Py_UCS1* const first = PyUnicode_1BYTE_DATA(text);
-        const Py_UCS1* const last = std::find(first, first + std::min<Py_ssize_t>(length, greatestLength), 0);
-        return {first, last};
-    }
-    WideString accepted;
-    for (Py_ssize_t i = 0; i < length; ++i) {
-        const Py_UCS4 character = PyUnicode_READ_CHAR(text, i);
+    constexpr char32_t beyondUnit = 0x10000;
+    wchar_t copy[greatestLength + 1];  // characters, or on Windows units
+    const Py_ssize_t copied = PyUnicode_AsWideChar(text, copy, std::ssize(copy));
+    if (copied < 0) return {};
+    OLECHAR accepted[greatestLength];
+    std::size_t length = 0;
+    for (const wchar_t* next = copy; next != copy + copied; ++next) {
+        const auto character = static_cast<char32_t>(*next);
         const std::size_t units = character < beyondUnit ? 1 : 2;
         if (character == 0) break;
-        if (accepted.size() + units > greatestLength) {
+        if (length + units > greatestLength) {
             // Surrogates that the text has one by one may be a pair, too.
-            if (isSurrogate(character, 0xDC00) && isSurrogate(accepted.back(), 0xD800)) accepted.pop_back();
+            if (isSurrogate(character, 0xDC00) && isSurrogate(accepted[length - 1], 0xD800)) --length;
             break;
         }
         if (units == 1) {
-            accepted.push_back(static_cast<OLECHAR>(character));
+            accepted[length++] = static_cast<OLECHAR>(character);
         } else {
-            accepted.push_back(static_cast<OLECHAR>(0xD800 + ((character - beyondUnit) >> 10)));
-            accepted.push_back(static_cast<OLECHAR>(0xDC00 + ((character - beyondUnit) & 0x3FF)));
+            accepted[length++] = static_cast<OLECHAR>(0xD800 + ((character - beyondUnit) >> 10));
+            accepted[length++] = static_cast<OLECHAR>(0xDC00 + ((character - beyondUnit) & 0x3FF));
         }
     }
-    return accepted;
+    return makeBstr(WideView(accepted, length));
+}
+
+/// Tells the debugger about a result that is not accepted.
+void refuse(const char* why, const Condition& condition) {
+    const std::string text = why + narrow(condition.expressionText);
+    OutputDebugStringA(text.c_str());
 }
 
 }  // namespace
@@ -169,8 +226,8 @@ bool Condition::callGenerate(const RowValueMap& rowValues) {
     for (std::size_t i = 0; i < generateArguments.size(); ++i) {
         const FieldNames::Slot slot = argumentSlots_[i];
         if (!rowValues.contains(slot)) return false;
-        PyRef argument =
-            generateArguments[i].second ? toPythonList(rowValues.values(slot)) : toPython(*rowValues.first(slot));
+        PyRef argument = generateArguments[i].second ? toPythonList(rowValues.values(slot), argumentText_)
+                                                     : toPython(*rowValues.first(slot), argumentText_);
         if (!argument) {
             PyErr_Clear();
             return false;
@@ -179,15 +236,17 @@ bool Condition::callGenerate(const RowValueMap& rowValues) {
     }
     const PyRef result(PyObject_CallObject(function.get(), arguments.get()));
     if (!result) reportPythonError(*this);
-    if (result.get() == Py_None) {
-        generatedValue = makeBstr({});
-    } else if (PyUnicode_Check(result.get())) {
-        generatedValue = makeBstr(acceptedText(result.get()));
-    } else {
-        const std::string text = "Unexpected return type from python function:\n" + narrow(expressionText);
-        OutputDebugStringA(text.c_str());
+    if (result.get() != Py_None && !PyUnicode_Check(result.get())) {
+        refuse("Unexpected return type from python function:\n", *this);
         return false;
     }
+    CComBSTR accepted = result.get() == Py_None ? makeBstr({}) : acceptedText(result.get());
+    if (!accepted) {
+        PyErr_Clear();
+        refuse("Failed to convert return value to unicode string from python function:\n", *this);
+        return false;
+    }
+    generatedValue = std::move(accepted);
     longestGenerated = std::max(longestGenerated, generatedValue.Length());
     return true;
 }

@@ -1,7 +1,7 @@
 // GetGIL: the scope in which Python objects may be touched.
 #pragma once
 
-#include <Python.h>
+#include "python/stable_python.h"
 
 namespace ConditionalXml {
 

@@ -1,7 +1,7 @@
 // PyRef: the owner of a Python reference within one guarded scope.
 #pragma once
 
-#include <Python.h>
+#include "python/stable_python.h"
 
 #include <utility>
 

@@ -12,10 +12,26 @@ namespace {
 
 constexpr std::size_t shownSourceUnits = 60;
 
+/// Takes the pending error of this thread with its traceback, as one exception: before 3.12 Python keeps type, value
+/// and traceback apart, and the value may be what the exception is yet to be made of.
+struct PendingError {
+    PendingError() {
+        PyObject* parts[3]{};
+        PyErr_Fetch(&parts[0], &parts[1], &parts[2]);
+        if (parts[1] && reinterpret_cast<PyObject*>(Py_TYPE(parts[1])) != parts[0])
+            PyErr_NormalizeException(&parts[0], &parts[1], &parts[2]);
+        type = PyRef(parts[0]);
+        value = PyRef(parts[1]);
+        traceback = PyRef(parts[2]);
+    }
+
+    PyRef type, value, traceback;  // each may be null
+};
+
 /// The UTF-8 text of str(object). An object that refuses to give one is shown as a question mark.
 std::string textOf(PyObject* object) {
     const PyRef text(PyObject_Str(object));
-    const char* utf8 = text ? PyUnicode_AsUTF8(text.get()) : nullptr;
+    const char* utf8 = text ? PyUnicode_AsUTF8AndSize(text.get(), nullptr) : nullptr;
     std::string result = utf8 ? utf8 : "?";
     PyErr_Clear();
     return result;
@@ -58,13 +74,10 @@ void writeTraceback(std::ostream& report, PyRef traceback) {
 void reportPythonError(const Condition& condition) {
     std::ostringstream report;
     writeCondition(report, condition);
-    const PyRef error(PyErr_GetRaisedException());
-    if (error) {
-        report << "ptype = " << textOf(reinterpret_cast<PyObject*>(Py_TYPE(error.get()))) << '\n';
-        report << "pvalue = " << textOf(error.get()) << '\n';
-        if (PyRef traceback(PyException_GetTraceback(error.get())); traceback)
-            writeTraceback(report, std::move(traceback));
-    }
+    PendingError error;
+    if (error.type) report << "ptype = " << textOf(error.type.get()) << '\n';
+    if (error.value) report << "pvalue = " << textOf(error.value.get()) << '\n';
+    if (error.traceback) writeTraceback(report, std::move(error.traceback));
     throwText(report.str());
 }
 

@@ -1,6 +1,7 @@
 #include "python/expression_fixture.h"
 
 #include <Python.h>
+#include <utility>
 
 using memhost::bstr;
 using memhost::Cell;
@@ -30,6 +31,36 @@ bool isAlive(PyObject* weak) {
     return alive == 1;
 }
 
+/// Python's allocator of objects, and which of its allocations fails: guarded by the interpreter lock.
+struct {
+    PyMemAllocatorEx real{};
+    long untilFailure = 0;  // 1 is the next, 0 none
+    bool failed = false;
+} pythonMemory;
+
+bool mustFail() {
+    if (pythonMemory.untilFailure == 0 || --pythonMemory.untilFailure != 0) return false;
+    pythonMemory.failed = true;
+    return true;
+}
+
+void* allocate(void* context, std::size_t size) {
+    return mustFail() ? nullptr : pythonMemory.real.malloc(context, size);
+}
+
+void* allocateZeros(void* context, std::size_t count, std::size_t size) {
+    return mustFail() ? nullptr : pythonMemory.real.calloc(context, count, size);
+}
+
+void* reallocate(void* context, void* block, std::size_t size) {
+    return mustFail() ? nullptr : pythonMemory.real.realloc(context, block, size);
+}
+
+PyObject* failAllocation(PyObject* /*self*/, PyObject* number) {
+    pythonMemory.untilFailure = PyLong_AsLong(number);
+    return Py_NewRef(Py_None);
+}
+
 std::string documentOf(std::string_view source, std::string_view attributes, std::string_view library) {
     return "<conditionMap name='test'><functionLibrary>" + std::string(library) +
            "</functionLibrary><featureClass name='Light'><condition " + std::string(attributes) + "><expression" +
@@ -42,6 +73,44 @@ std::string documentOf(std::string_view source, std::string_view attributes, std
 bool runHostPython(const std::string& code) {
     const HostLock lock;
     return PyRun_SimpleString(code.c_str()) == 0;
+}
+
+std::string resultOfPythonsOwnModule(const std::string& source) {
+    const HostLock lock;
+    PyDict_DelItemString(PyImport_GetModuleDict(), "CalcFields");  // it would be executed in the module that is there
+    PyErr_Clear();
+    PyObject* const code = Py_CompileString(source.c_str(), "CalcFields", Py_file_input);
+    PyObject* const module = PyImport_ExecCodeModule("CalcFields", code);
+    PyObject* const result = PyObject_CallMethod(module, "Generate", nullptr);
+    const char* const text = result ? PyUnicode_AsUTF8(result) : nullptr;
+    std::string copy = text ? text : "(no text)";
+    PyErr_Clear();
+    for (PyObject* const object : {code, module, result}) Py_XDECREF(object);
+    return copy;
+}
+
+FailingPythonMemory::FailingPythonMemory() {
+    static PyMethodDef function{"fail_allocation", failAllocation, METH_O, nullptr};
+    const HostLock lock;
+    PyObject* const made = PyCFunction_New(&function, nullptr);
+    PyDict_SetItemString(PyEval_GetBuiltins(), function.ml_name, made);
+    Py_DECREF(made);
+    PyMem_GetAllocator(PYMEM_DOMAIN_OBJ, &pythonMemory.real);
+    PyMemAllocatorEx failing{pythonMemory.real.ctx, allocate, allocateZeros, reallocate, pythonMemory.real.free};
+    PyMem_SetAllocator(PYMEM_DOMAIN_OBJ, &failing);
+}
+
+FailingPythonMemory::~FailingPythonMemory() {
+    const HostLock lock;
+    PyMem_SetAllocator(PYMEM_DOMAIN_OBJ, &pythonMemory.real);
+    pythonMemory.untilFailure = 0;
+    PyDict_DelItemString(PyEval_GetBuiltins(), "fail_allocation");
+}
+
+bool FailingPythonMemory::takeFailed() {
+    const HostLock lock;
+    pythonMemory.untilFailure = 0;
+    return std::exchange(pythonMemory.failed, false);
 }
 
 void watchCode(const ConditionalXml::ConditionMap& map) {
@@ -74,6 +143,13 @@ LoadedExpression::LoadedExpression(std::string_view source, std::string_view att
 
 LoadedExpression& LoadedExpression::put(const char* name, const std::vector<Cell>& cells) {
     for (const Cell& cell : cells) values_->append(bstr(name), cell.value);
+    return *this;
+}
+
+LoadedExpression& LoadedExpression::putText(const char* name, BSTR text) {
+    CComVariant& value = values_->append(rule().fieldNames->intern(bstr(name)));
+    value.vt = VT_BSTR;
+    value.bstrVal = text;
     return *this;
 }
 

@@ -30,6 +30,22 @@ private:
 /// Runs Python of the host's own, as a host does between the library's calls. \return whether it ran without an error.
 bool runHostPython(const std::string& code);
 
+/// What the function "Generate" of the source returns where Python itself makes the module, entered as CalcFields.
+std::string resultOfPythonsOwnModule(const std::string& source);
+
+/// From a call of the Python function `fail_allocation(n)` on, the n-th allocation of Python fails, once. Objects of
+/// this are not nested.
+class FailingPythonMemory {
+public:
+    FailingPythonMemory();
+    ~FailingPythonMemory();
+    FailingPythonMemory(const FailingPythonMemory&) = delete;
+    FailingPythonMemory& operator=(const FailingPythonMemory&) = delete;
+
+    /// Whether one has failed since the last call of this.
+    static bool takeFailed();
+};
+
 /// Has the code objects of a document counted until they are gone.
 void watchCode(const ConditionalXml::ConditionMap& map);
 /// How many of the watched code objects are alive.
@@ -50,6 +66,8 @@ public:
 
     /// Adds values under a name; more than one make a list.
     LoadedExpression& put(const char* name, const std::vector<memhost::Cell>& cells);
+    /// Adds a text, which it takes over instead of copying it.
+    LoadedExpression& putText(const char* name, BSTR text);
     LoadedExpression& clearValues();
     /// What RESULT holds before a call.
     LoadedExpression& result(const memhost::Cell& before);

@@ -1,4 +1,5 @@
 // Calling "Generate" with values of a row and writing what it returns.
+#include "python/allocations.h"
 #include "python/expression_fixture.h"
 
 #include <gmock/gmock.h>
@@ -115,6 +116,35 @@ TEST(Arguments, textThatDoesNotFitItsBufferIsNotConverted) {
     LoadedExpression list("def Generate(A[]): return 'x'");
     EXPECT_FALSE(list.put("A", {"a", "\xE2\x82\xAC\xE2\x82\xAC"}).generate());
     EXPECT_TRUE(runHostPython("x = 1")) << "no error is left";
+}
+
+TEST(Arguments, textOfNoGreaterLengthIsConverted) {
+    PORTABLE_ONLY("memory that is not touched costs nothing");
+    LoadedExpression loaded("def Generate(A): raise ValueError('called')");
+    constexpr UINT oneTooMany = 0x3FFFFFFF;
+    BSTR text = SysAllocStringLen(nullptr, oneTooMany);
+    ASSERT_NE(text, nullptr);
+    EXPECT_FALSE(loaded.putText("A", text).generate());
+}
+
+TEST(Arguments, textNeedsNoMemoryOfItsOwn) {
+    PORTABLE_ONLY("only ASCII reaches Python elsewhere");
+    LoadedExpression loaded("def Generate(A): return str(len(A))");
+    const auto allocationsOf = [&](const string& text) {
+        loaded.clearValues().put("A", {text});
+        EXPECT_TRUE(loaded.generate());
+        const std::size_t before = allocations();
+        EXPECT_TRUE(loaded.generate());
+        return allocations() - before;
+    };
+    const std::size_t none = allocationsOf("");
+    for (const std::size_t length : {1U, 512U, 513U, 100'000U}) {
+        string accented;
+        for (std::size_t i = 0; i < length; ++i) accented += "\xC3\xB8";
+        EXPECT_EQ(allocationsOf(accented), none) << length;
+        EXPECT_EQ(loaded.generated(), std::to_string(length));
+        EXPECT_EQ(allocationsOf(string(length, 'x')), none) << length;
+    }
 }
 
 TEST(Arguments, loneSurrogatesBecomeReplacementCharacters) {

@@ -2,6 +2,7 @@
 #include "python/expression_fixture.h"
 
 #include <gmock/gmock.h>
+#include <regex>
 
 namespace {
 
@@ -45,6 +46,49 @@ TEST(Module, isNamedCalcFields) {
     EXPECT_EQ(loaded.generated(), "CalcFields CalcFields");
     EXPECT_TRUE(runHostPython("import sys; assert sys.modules['CalcFields'].__file__ == 'CalcFields'"))
         << "the module that was executed last stays";
+}
+
+TEST(Module, hasTheNamesThatPythonGivesOne) {
+    const string source =
+        "def Generate():\n  names = sorted(n for n in globals() if n.startswith('__'))\n  s = __spec__\n"
+        "  return repr((names, __name__, __file__, __cached__, __package__, __doc__, type(__loader__).__name__,\n"
+        "    __loader__.name, __loader__.path, s.loader is __loader__, s.name, s.origin, s.cached, s.has_location,\n"
+        "    s.submodule_search_locations, s.parent))";
+    const string expected = resultOfPythonsOwnModule(source);
+    EXPECT_THAT(expected, testing::HasSubstr("'__builtins__', '__cached__', '__doc__', '__file__', '__loader__', "));
+    LoadedExpression loaded(source);
+    for (int call = 0; call < 2; ++call) {
+        EXPECT_TRUE(loaded.generate());
+        EXPECT_EQ(loaded.generated(), expected);
+    }
+}
+
+TEST(Module, namesThatAnotherCallChangedAreAsTheyWere) {
+    LoadedExpression changes(
+        "def Generate():\n  global __spec__, __loader__, __file__\n  __spec__ = __loader__ = __file__ = 5\n"
+        "  del globals()['__cached__']\n  return 'x'");
+    EXPECT_TRUE(changes.generate());
+    LoadedExpression after("def Generate(): return repr((__spec__.name, __loader__.name, __file__, __cached__))");
+    EXPECT_TRUE(after.generate());
+    EXPECT_EQ(after.generated(), "('CalcFields', 'CalcFields', 'CalcFields', None)");
+}
+
+TEST(Module, thatFailsDoesNotStay) {
+    LoadedExpression good("def Generate(): return 'x'");
+    LoadedExpression fails("import sys\nhere = sys.modules[__name__].__dict__ is globals()\nraise ValueError(here)");
+    EXPECT_TRUE(good.generate());
+    EXPECT_THAT(fails.report(), testing::HasSubstr("pvalue = True\n"));
+    EXPECT_TRUE(runHostPython("import sys; assert 'CalcFields' not in sys.modules"));
+    LoadedExpression raises("def Generate(): raise ValueError");
+    EXPECT_THAT(raises.report(), testing::HasSubstr("ptype = <class 'ValueError'>"));
+    EXPECT_TRUE(runHostPython("import sys; assert 'CalcFields' in sys.modules")) << "its body did not fail";
+}
+
+TEST(Module, thatFailsLeavesWhatStandsInItsPlace) {
+    // Another thread's module, say.
+    LoadedExpression fails("import sys\nsys.modules[__name__] = sys\nraise ValueError");
+    EXPECT_THAT(fails.report(), testing::HasSubstr("ptype = <class 'ValueError'>"));
+    EXPECT_TRUE(runHostPython("import sys; assert sys.modules['CalcFields'] is sys"));
 }
 
 TEST(Module, goesWithTheNextCall) {
@@ -162,6 +206,24 @@ TEST(Report, exceptionsThatRefuseToBeShown) {
         "class E(Exception):\n  def __str__(self): raise ValueError\n"
         "def Generate(): raise E");
     EXPECT_THAT(loaded.report(), testing::HasSubstr("ptype = <class 'CalcFields.E'>\npvalue = ?\nptrace ="));
+}
+
+TEST(Report, shortOfMemoryItHasWhatCouldBeHad) {
+    const FailingPythonMemory memory;
+    // From the exception's text on, one allocation after the other fails. Line numbers beyond 256 need one, too.
+    LoadedExpression loaded(string(300, '\n') +
+                            "class E(Exception):\n  def __str__(self):\n    fail_allocation(N)\n    return 'short'\n"
+                            "def Generate(N):\n  globals()['N'] = N\n  raise E");
+    const std::regex whole(
+        "Encountered error processing Python in CXML!\n[^]*\nptype = <class 'CalcFields\\.E'>\npvalue = (short|\\?)\n"
+        "ptrace =\n(frame0: (CalcFields|\\?)@(307|\\?)\n)?\n");
+    int failures = 0;
+    for (int nth = 1;; ++nth, ++failures) {
+        const string report = loaded.clearValues().put("N", {nth}).report();
+        EXPECT_TRUE(std::regex_match(report, whole)) << nth << ": " << report;
+        if (!FailingPythonMemory::takeFailed()) break;
+    }
+    EXPECT_GT(failures, 3) << "the names of the frame and of the line, the line";
 }
 
 TEST(Report, exceptionTextWithLoneSurrogates) {
