@@ -50,6 +50,10 @@ struct Cell {
 
 using Cells = std::vector<Cell>;
 
+/// Whether two cells of a column hold the same value. What was not read, or is not of the column's type, equals
+/// nothing.
+bool equalValues(ColumnType type, const Cell& left, const Cell& right) noexcept;
+
 /// Which member of Cell holds the values of a type.
 enum class CellPart : std::uint8_t { Integer, Real, Text, None };
 constexpr CellPart partOf(ColumnType type) noexcept {

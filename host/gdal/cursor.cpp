@@ -128,6 +128,7 @@ HRESULT Cursor::NextRow(IRow** row) {
             atEnd_ = !reader_->next(id, next.startFilling());
             if (atEnd_) return S_FALSE;
             next.finishFilling(id);
+            if (source_->monitor && source_->monitor->onRow) source_->monitor->onRow(&next);
         } catch (const HostError& error) {
             note(error);
             atEnd_ = true;

@@ -39,9 +39,27 @@ void registerDrivers() {
     GDALAllRegister();
 }
 
+bool isCell(const std::string& name) {
+    constexpr std::array drivers{"S57", static_cast<const char*>(nullptr)};
+    return GDALIdentifyDriverEx(name.c_str(), GDAL_OF_VECTOR, drivers.data(), nullptr) != nullptr;
+}
+
+// As a shell reads it.
+std::string shellWord(const std::string& text) {
+    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+./:@%,=";
+    if (!text.empty() && text.find_first_not_of(plain) == std::string::npos) return text;
+    std::string word(1, '\'');
+    for (const char c : text) word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return word += '\'';
+}
+
 GDALDataset* openGdal(const std::string& name, Dataset::Access access) {
     registerDrivers();
     const GdalErrors errors;
+    if (access == Dataset::Access::Update && isCell(name))
+        throw HostError(name +
+                        ": an S-57 cell, whose rows cannot be written; import it into a GeoPackage: cxml import " +
+                        shellWord(name) + " chart.gpkg");
     const unsigned flags = GDAL_OF_VECTOR | GDAL_OF_VERBOSE_ERROR |
                            static_cast<unsigned>(access == Dataset::Access::Update ? GDAL_OF_UPDATE : GDAL_OF_READONLY);
     // Tables that a GeoPackage does not list among its contents are tables all the same.
@@ -83,7 +101,8 @@ GdalDataset::GdalDataset(const std::string& name, Access access, std::optional<d
     // Without real transactions a kill in mid-run would leave a half-written dataset.
     if (!gdal_->TestCapability(ODsCTransactions))
         throw HostError(name + ": cannot be opened for update: " + gdal_->GetDriverName() +
-                        " datasets have no transactions; import it into a GeoPackage first");
+                        " datasets have no transactions; copy it into a GeoPackage: ogr2ogr -f GPKG chart.gpkg " +
+                        shellWord(name));
     if (sqlite_ && sqlite3_db_readonly(sqlite_, "main") == 1)
         throw HostError(name + ": cannot be opened for update: the file is read-only");
 }

@@ -24,6 +24,8 @@ struct RunMonitor {
     std::string failure;       // the first read or write that failed, with GDAL's words; empty when none did
     const std::atomic<bool>* stop = nullptr;            // when it turns true, NextRow answers E_ABORT
     std::function<void(std::int64_t rows)> onProgress;  // called every few thousand rows
+    // Called with each row before a cursor gives it; what it puts is written with the row. It may throw HostError.
+    std::function<void(IRow* row)> onRow;
 };
 
 struct LayerInfo {

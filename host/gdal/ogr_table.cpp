@@ -3,6 +3,7 @@
 
 #include "host/gdal/errors.h"
 #include "host/gdal/feature_values.h"
+#include "host/gdal/sqlite_statement.h"
 #include "host/gdal/text.h"
 
 #include <ogrsf_frmts.h>
@@ -226,20 +227,43 @@ std::string OgrTable::literal(const Column& column, const Cell& cell) const {
     }
 }
 
-void OgrTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
-    checkWritable();
+std::string OgrTable::each(const ColumnSet& columns, const Cells& cells, const char* separator, Say say) const {
     const std::shared_ptr<const TableSchema> current = schema();
+    std::string sql;
+    for (const std::size_t column : columns) {
+        if (column != columns.front()) sql += separator;
+        sql += say(quotedName(current->columns[column].name), literal(current->columns[column], cells[column]));
+    }
+    return sql;
+}
+
+// SQLite compares a value with a column as it would store it there. Other databases are not asked.
+bool OgrTable::isStored(ObjectId id, const ColumnSet& columns, const Cells& cells) const {
+    if (!dataset().sqlite()) return false;
+    SqliteStatement row(dataset().sqlite(),
+                        "SELECT 1 FROM " + quotedName(name()) + " WHERE " + quotedName(keyName()) + " = " +
+                            std::to_string(id) + " AND " +
+                            each(columns, cells, " AND ", [](const std::string& column, const std::string& value) {
+                                return column + " IS " + value + " COLLATE BINARY";
+                            }));
+    return row.step();
+}
+
+bool OgrTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
+    checkWritable();
     try {
-        std::string sql = "UPDATE " + quotedName(name()) + " SET ";
-        for (const std::size_t column : columns) {
-            if (column != columns.front()) sql += ", ";
-            sql += quotedName(current->columns[column].name) + " = " + literal(current->columns[column], cells[column]);
-        }
-        executeSql(dataset().gdal(), sql + " WHERE " + quotedName(keyName()) + " = " + std::to_string(id));
+        if (isStored(id, columns, cells)) return false;
+        executeSql(dataset().gdal(), "UPDATE " + quotedName(name()) + " SET " +
+                                         each(columns, cells, ", ",
+                                              [](const std::string& column, const std::string& value) {
+                                                  return column + " = " + value;
+                                              }) +
+                                         " WHERE " + quotedName(keyName()) + " = " + std::to_string(id));
     } catch (const HostError& error) {
         fail("row " + std::to_string(id) + " cannot be written: " + error.what());
     }
     dataset().noteChange(name());
+    return true;
 }
 
 }  // namespace embedded_host

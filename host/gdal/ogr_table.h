@@ -20,7 +20,7 @@ public:
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
-    void update(ObjectId id, const ColumnSet& columns, const Cells& cells) override;
+    bool update(ObjectId id, const ColumnSet& columns, const Cells& cells) override;
 
     /// Calls `visit` with the features of a range of ids, in no order; `columns` null reads no field at all.
     template <class Visit>
@@ -33,6 +33,10 @@ public:
 private:
     class Reading;
     std::string literal(const Column& column, const Cell& cell) const;
+    // Column by column, what a statement says of the new value.
+    using Say = std::string (*)(const std::string& column, const std::string& value);
+    std::string each(const ColumnSet& columns, const Cells& cells, const char* separator, Say say) const;
+    bool isStored(ObjectId id, const ColumnSet& columns, const Cells& cells) const;
 };
 
 }  // namespace embedded_host

@@ -64,8 +64,15 @@ HRESULT Row::put_Value(LONG index, VARIANT value) {
         const Column& description = source_->schema->columns[column];
         if (column == source_->schema->keyPosition())
             throw StatusError(E_ACCESSDENIED, "field " + description.name + ": the key of a row does not change");
-        fromVariant(description, value, cells_[column]);
-        insertInto(changed_, column);
+        // What the row holds decides whether there is anything to write.
+        if (cells_[column].state == Cell::State::Missing) fetch(column);
+        fromVariant(description, value, converted_);
+        if (!std::ranges::binary_search(changed_, column)) {
+            stored_.resize(cells_.size());
+            std::swap(stored_[column], cells_[column]);
+            insertInto(changed_, column);
+        }
+        std::swap(cells_[column], converted_);
         touched_.push_back(column);
         return S_OK;
     });
@@ -86,10 +93,13 @@ Cells& Row::startFilling() noexcept {
 }
 
 bool Row::write() {
+    std::erase_if(changed_, [this](std::size_t column) {
+        return equalValues(source_->schema->columns[column].type, cells_[column], stored_[column]);
+    });
     if (changed_.empty()) return false;
-    source_->table->update(id_, changed_, cells_);
+    const bool written = source_->table->update(id_, changed_, cells_);
     changed_.clear();
-    return true;
+    return written;
 }
 
 }  // namespace embedded_host

@@ -51,7 +51,8 @@ public:
     Cells& startFilling() noexcept;
     void finishFilling(ObjectId id) noexcept { id_ = id; }
 
-    /// Writes the values that were put since the last time. \return whether there were any. \throws HostError
+    /// Writes the values that were put since the last time. \return whether that changed the row: values that it
+    /// stores already are not written. \throws HostError
     bool write();
 
 private:
@@ -62,6 +63,8 @@ private:
     ObjectId id_ = 0;
     Cells cells_;
     ColumnSet changed_;  // ascending
+    Cells stored_;       // of the columns that changed: what they held before; made with the first of them
+    Cell converted_;     // lends its memory to one value after the other
     ColumnSet touched_;  // filled by other ways than the cursor's reader
 };
 

@@ -365,39 +365,69 @@ void SqliteTable::readTriggers() {
 
 SqliteStatement& SqliteTable::updateOf(const ColumnSet& columns) {
     readTriggers();
+    // SQLite compares a value with a column as it would store it there: what is stored already is not written.
     SqliteStatement& statement = prepared(updates_, columns, [&] {
-        std::string sql = "UPDATE " + quotedName(name()) + " SET ";
-        for (const std::size_t column : columns)
-            sql += (column == columns.front() ? "" : ", ") + quotedName(schema()->columns[column].name) + " = ?";
-        return sql + " WHERE " + key_ + " = ?";
+        return "UPDATE " + quotedName(name()) + " SET " + each(columns, ", ", " = ", "") + " WHERE " + key_ + " = ?" +
+               std::to_string(columns.size() + 1) + " AND (" + each(columns, " OR ", " IS NOT ", " COLLATE BINARY") +
+               ")";
     });
     if (dataset().transaction() != 0) dataset().setTriggers(!triggersIdle_);
     return statement;
 }
 
-void SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
+std::string SqliteTable::each(const ColumnSet& columns, const char* separator, const char* operation,
+                              const char* end) const {
+    std::string sql;
+    int parameter = 1;
+    for (const std::size_t column : columns) {
+        if (parameter > 1) sql += separator;
+        sql += quotedName(schema()->columns[column].name) + operation + '?' + std::to_string(parameter++) + end;
+    }
+    return sql;
+}
+
+void SqliteTable::bindRow(SqliteStatement& statement, ObjectId id, const ColumnSet& columns, const Cells& cells) const {
+    const TableSchema& current = *schema();
+    int parameter = 1;
+    for (const std::size_t column : columns)
+        statement.bind(parameter++, partOf(current.columns[column].type), cells[column]);
+    statement.bind(parameter, id);
+}
+
+void SqliteTable::explainUnchanged(ObjectId id, const ColumnSet& columns, const Cells& cells) {
+    SqliteStatement& statement = prepared(comparisons_, columns, [&] {
+        return "SELECT " + each(columns, " AND ", " IS ", " COLLATE BINARY") + " FROM " + quotedName(name()) +
+               " WHERE " + key_ + " = ?" + std::to_string(columns.size() + 1);
+    });
+    const StatementRun run(statement);
+    bindRow(statement, id, columns, cells);
+    if (!statement.step()) throw HostError("it is gone");
+    if (statement.integer(0) == 0) throw HostError("a trigger of the table keeps it as it is");
+}
+
+bool SqliteTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
     checkWritable();
     // GDAL has its say in triggers only.
     std::optional<GdalErrors> errors;
     const long transaction = dataset().transaction();
     if (transaction == 0 || transaction != triggersRead_ || !triggersIdle_) errors.emplace();
-    const std::shared_ptr<const TableSchema> current = schema();
     try {
         SqliteStatement& statement = updateOf(columns);
         const StatementRun run(statement);
-        int parameter = 1;
-        for (const std::size_t column : columns)
-            statement.bind(parameter++, partOf(current->columns[column].type), cells[column]);
-        statement.bind(parameter, id);
+        bindRow(statement, id, columns, cells);
         statement.step();
+        if (sqlite3_changes(connection()) == 0) {
+            explainUnchanged(id, columns, cells);
+            return false;
+        }
     } catch (const HostError& error) {
         fail("row " + std::to_string(id) +
              " cannot be written: " + (errors ? errors->text(error.what()) : error.what()));
     }
-    if (sqlite3_changes(connection()) == 0) fail("row " + std::to_string(id) + " cannot be written: it is gone");
     const State before = std::exchange(written_, state());
     writtenId_ = id;
     if (before.transaction == 0 || before.transaction != written_.transaction) dataset().noteChange(name());
+    return true;
 }
 
 }  // namespace embedded_host

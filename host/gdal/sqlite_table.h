@@ -26,7 +26,7 @@ public:
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
-    void update(ObjectId id, const ColumnSet& columns, const Cells& cells) override;
+    bool update(ObjectId id, const ColumnSet& columns, const Cells& cells) override;
 
     /// SELECT of the key and the columns, up to and with FROM.
     std::string selection(const ColumnSet& columns) const;
@@ -76,6 +76,12 @@ private:
     const Cells* findAhead(ObjectId id, const ColumnSet& columns) const;
     void readTriggers();
     SqliteStatement& updateOf(const ColumnSet& columns);
+    // Why an update of a row changed nothing. \throws HostError unless the row stores these values already.
+    void explainUnchanged(ObjectId id, const ColumnSet& columns, const Cells& cells);
+    // Binds the new values, then the row's id.
+    void bindRow(SqliteStatement& statement, ObjectId id, const ColumnSet& columns, const Cells& cells) const;
+    // Column by column, `operation` between name and parameter.
+    std::string each(const ColumnSet& columns, const char* separator, const char* operation, const char* end) const;
 
     std::string key_;  // as SQL writes it
     WhereShape shape_;
@@ -83,6 +89,7 @@ private:
     RowsAhead ahead_;
     std::vector<Prepared> fetches_;
     std::vector<Prepared> updates_;
+    std::vector<Prepared> comparisons_;
     State written_;  // after this table's last update, which was of
     ObjectId writtenId_ = 0;
     long triggersRead_ = 0;  // the transaction in which they were read

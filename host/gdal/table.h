@@ -96,8 +96,10 @@ public:
     virtual std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) = 0;
     /// Fills `columns` of one row. \return false when there is no such row.
     virtual bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) = 0;
-    /// Writes `columns` of one row and nothing else of it. \throws HostError, also when there is no such row.
-    virtual void update(ObjectId id, const ColumnSet& columns, const Cells& cells) = 0;
+    /// Writes `columns` of one row and nothing else of it. \return whether that changes the row: not when it stores
+    /// these values already, in whatever form. A server may find that out later and then corrects the run's monitor.
+    /// \throws HostError, also when there is no such row.
+    virtual bool update(ObjectId id, const ColumnSet& columns, const Cells& cells) = 0;
 
 protected:
     void setSchema(std::shared_ptr<const TableSchema> schema) noexcept { description_.schema = std::move(schema); }

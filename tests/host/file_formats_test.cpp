@@ -71,8 +71,34 @@ TEST_F(FileFormats, WithoutTransactionsThereIsNoUpdate) {
             ADD_FAILURE() << driver;
         } catch (const HostError& error) {
             EXPECT_EQ(error.what(), path_ + ": cannot be opened for update: " + driver +
-                                        " datasets have no transactions; import it into a GeoPackage first");
+                                        " datasets have no transactions; copy it into a GeoPackage: ogr2ogr -f GPKG "
+                                        "chart.gpkg " +
+                                        path_);
         }
+    }
+}
+
+TEST_F(FileFormats, ACommandInAMessageQuotesTheName) {
+    write("it's a buoy.geojson", buoysJson);
+    try {
+        GdalWorkspace::open(path_, Access::Update);
+        ADD_FAILURE();
+    } catch (const HostError& error) {
+        EXPECT_TRUE(std::string(error.what()).ends_with("chart.gpkg '" + folder_.file("it'\\''s a buoy.geojson") + "'"))
+            << error.what();
+    }
+}
+
+TEST_F(FileFormats, ACellIsToBeImported) {
+    write("cell.000", "015763LE1 0900201 ! 3404 not much of a cell, but it has a DSID");
+    try {
+        GdalWorkspace::open(path_, Access::Update);
+        ADD_FAILURE();
+    } catch (const HostError& error) {
+        EXPECT_EQ(error.what(), path_ +
+                                    ": an S-57 cell, whose rows cannot be written; import it into a GeoPackage: "
+                                    "cxml import " +
+                                    path_ + " chart.gpkg");
     }
 }
 

@@ -193,13 +193,46 @@ TEST_F(Symbolize, WithoutSubtypeFieldUsesTheDefaultList) {
 TEST_F(Symbolize, RepeatedTextIsShownOnceAndCounted) {
     addTable(dataset, "BOYLAT", "CATLAM MEDIUMINT", "(CATLAM) VALUES (1), (2), (1)");
     const Outcome outcome = run();
-    EXPECT_EQ(outcome.status, 0) << "failures of rows are messages";
+    EXPECT_EQ(outcome.status, 1) << "every row has failed";
     // The missing offset and rotation fields give no text, the missing symbol field gives two.
     EXPECT_NE(outcome.err.find("BOYLAT: Failed to find SYMBOL_C field!\n"), std::string::npos) << outcome.err;
     EXPECT_EQ(outcome.err.find("Failed to find SYMBOL_C field!"), outcome.err.rfind("Failed to find SYMBOL_C field!"));
-    EXPECT_NE(outcome.out.find("BOYLAT: 3 rows, 0 changed; "), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("BOYLAT: 3 rows, 0 changed; failed, rolled back; "), std::string::npos) << outcome.out;
     EXPECT_NE(outcome.out.find("; 3 times: Failed to find SYMBOL_C field!"), std::string::npos) << outcome.out;
     EXPECT_EQ(lineCount(outcome.out), 1U);
+}
+
+TEST_F(Symbolize, LayerWhoseEveryRowFailedForWantOfTheSymbolFieldHasFailed) {
+    addTable(dataset, "BOYLAT", "CATLAM MEDIUMINT", "(CATLAM) VALUES (1), (2)");
+    addBuoys(dataset, "LIGHTS");
+    const Outcome outcome = run({}, "two_classes.cxml");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("BOYLAT: no row has got a symbol: the layer has no field SYMBOL_C, which --add-fields "
+                               "adds\n"),
+              std::string::npos)
+        << outcome.err;
+    EXPECT_NE(outcome.out.find("LIGHTS: 5 rows, 5 changed\n"), std::string::npos) << "others go on: " << outcome.out;
+    const json said = runJson({"BOYLAT"}, "two_classes.cxml", 1)["layers"][0];
+    EXPECT_EQ(said["succeeded"], false);
+    EXPECT_EQ(said["rows"], 2);
+    EXPECT_EQ(said["messages"].back()["kind"], "error");
+    EXPECT_EQ(run({"--add-fields", "BOYLAT"}, "two_classes.cxml").out, "BOYLAT: 2 rows, 2 changed\n");
+}
+
+TEST_F(Symbolize, WithoutRowsTheSymbolFieldIsNotMissed) {
+    addTable(dataset, "BOYLAT", "CATLAM MEDIUMINT", "(CATLAM) VALUES (1), (2)");
+    const Outcome outcome = run({"--where", "CATLAM = 3"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "BOYLAT: 0 rows, 0 changed\n");
+}
+
+TEST_F(Symbolize, ValuesThatColumnsStoreInAnotherFormAreWrittenOnce) {
+    addTable(dataset, "BOYLAT", "SYMBOL_C TEXT, DEPTH DOUBLE, CODE MEDIUMINT", "(CODE) VALUES (1), (2), (7)");
+    EXPECT_EQ(run({}, "stored_forms.cxml").out, "BOYLAT: 3 rows, 3 changed\n");
+    EXPECT_EQ(sql(dataset, "SELECT DISTINCT DEPTH, CODE, SYMBOL_C FROM BOYLAT"), "12.5|7|BUOY");
+    const std::string before = readFile(dataset);
+    EXPECT_EQ(run({}, "stored_forms.cxml").out, "BOYLAT: 3 rows, 0 changed\n");
+    EXPECT_TRUE(readFile(dataset) == before) << "the file's bytes";
 }
 
 TEST_F(Symbolize, JsonListsEveryMessageInOrder) {
@@ -281,45 +314,6 @@ TEST_F(Symbolize, TextsAreUtf8FromEndToEnd) {
     const Outcome outcome = cxml({"symbolize", document, dataset});
     EXPECT_EQ(outcome.out, "Bøyer: 2 rows, 1 changed\n") << outcome.err;
     EXPECT_EQ(symbols(dataset, "Bøyer"), "★ grønn -");
-}
-
-class Reset : public Symbolize {};
-
-TEST_F(Reset, ClearsTheSymbolsAndLeavesThePlacement) {
-    addBuoys(dataset);
-    EXPECT_EQ(run().status, 0);
-    const Outcome outcome = cxml({"reset", data("buoys.cxml"), dataset});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 5 changed\n");
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(symbols(dataset), "- - - - -");
-    EXPECT_EQ(sql(dataset, "SELECT count(*) FROM BOYLAT WHERE SYMBOL_C IS NULL AND Xoffset_C = 1.5"), "2");
-}
-
-TEST_F(Reset, JsonIsOneObject) {
-    addBuoys(dataset);
-    EXPECT_EQ(cxmlJson({"reset", data("buoys.cxml"), dataset}, 0), report({layer("BOYLAT", true, 5, 5)}));
-}
-
-TEST_F(Reset, NamedLayerWithoutConfigurationFails) {
-    addBuoys(dataset, "DEPARE");
-    const Outcome outcome = cxml({"reset", data("buoys.cxml"), dataset, "DEPARE"});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "cxml: DEPARE: no configuration in " + data("buoys.cxml") + " for the class 'DEPARE'\n");
-    EXPECT_EQ(cxmlJson({"reset", data("buoys.cxml"), dataset, "DEPARE"}, 1), report({layer("DEPARE", false, 0, 0)}));
-}
-
-TEST_F(Reset, RowThatCannotBeWrittenRollsTheLayerBack) {
-    addBuoys(dataset);
-    EXPECT_EQ(run().status, 0);
-    sql(dataset,
-        "CREATE TRIGGER no BEFORE UPDATE ON BOYLAT WHEN OLD.fid = 4 BEGIN SELECT RAISE(ABORT, 'hands off'); "
-        "END");
-    const Outcome outcome = cxml({"reset", data("buoys.cxml"), dataset});
-    EXPECT_EQ(outcome.status, 2);
-    EXPECT_NE(outcome.err.find("BOYLAT: Failed to clear symbology field!"), std::string::npos) << outcome.err;
-    EXPECT_NE(outcome.err.find("hands off"), std::string::npos) << outcome.err;
-    EXPECT_EQ(symbols(dataset), "GREEN RED GREEN - RED") << "rows cleared before the failure are back";
 }
 
 }  // namespace

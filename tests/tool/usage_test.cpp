@@ -51,6 +51,8 @@ const UsageCase usageCases[] = {
     {"LogThatCannotBeWritten", {"check", "a", "--log", "/no such folder/log"}, "/no such folder/log: the log cannot"},
     {"LogOfARunThatCannotBeWritten", {"reset", "a", "b", "--log", "/no such folder/log"}, "the log cannot be written"},
     {"ImportTakesNoLog", {"import", "a.000", "b.gpkg", "--log", "c"}, "--log"},
+    {"WhereIsEmpty", {"symbolize", "a", "b", "--where", ""}, "--where"},
+    {"WhereIsBlank", {"symbolize", "a", "b", "--where", " \t\n"}, "--where"},
     {"IdIsTooLarge", {"symbolize", "a", "b", "--fids", "9223372036854775808"}, "'9223372036854775808'"},
 };
 
@@ -190,6 +192,28 @@ TEST_F(Dataset, UnknownLayerLeavesAJsonObjectWithoutLayers) {
     const nlohmann::json said = cxmlJson({"symbolize", data("buoys.cxml"), newDataset(), "NOPE"}, 2);
     EXPECT_EQ(said, nlohmann::json::parse(R"({"document": {"loaded": true, "error": null, "messages": []},
                                               "layers": []})"));
+}
+
+TEST_F(Dataset, LayersCanHaveAnyName) {
+    const std::string dataset = newDataset();
+    const std::vector<std::string> names{"[BOYLAT]", "[A,B]", "A,B", "[]", "[[A],[B]]", "-x", "--all", "A=B"};
+    for (const std::string& name : names) {
+        addTable(dataset, name, "CATLAM MEDIUMINT, SYMBOL_C TEXT", "(CATLAM) VALUES (1)", "boylat " + name);
+    }
+    for (const std::string& name : names) {
+        const Outcome outcome = cxml({"symbolize", data("buoys.cxml"), dataset, "--", name});
+        EXPECT_EQ(outcome.out, name + ": 0 rows, 0 changed; failed, rolled back\n") << outcome.err;
+        EXPECT_NE(outcome.err.find("No configuration defined for: 'BOYLAT "), std::string::npos) << outcome.err;
+    }
+    const Outcome both = cxml({"symbolize", data("buoys.cxml"), dataset, "[A,B]", "[BOYLAT]", "--json"});
+    EXPECT_NE(both.out.find("\"layer\": \"[A,B]\""), std::string::npos) << both.out;
+    EXPECT_NE(both.out.find("\"layer\": \"[BOYLAT]\""), std::string::npos) << both.out;
+}
+
+TEST_F(Dataset, FilesCanHaveNamesInBrackets) {
+    const Outcome outcome = cxml({"import", "[a,b]", inFolder("c.gpkg").string()});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err.rfind("cxml: [a,b]: ", 0), 0U) << outcome.err;
 }
 
 TEST_F(Dataset, SubtypeFieldThatDoesNotExistIsNamedBeforeAnythingChanges) {

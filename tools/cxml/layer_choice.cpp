@@ -45,13 +45,6 @@ std::vector<std::string> similarNames(const std::string& name, const std::vector
     return similar;
 }
 
-std::string listOf(const std::vector<std::string>& names) {
-    std::string list;
-    for (std::size_t i = 0; i < names.size() && i < longestList; ++i) list += (i == 0 ? "" : ", ") + names[i];
-    if (names.size() > longestList) list += fmt::format(" and {} more", names.size() - longestList);
-    return list;
-}
-
 [[noreturn]] void refuse(const std::string& name, const std::vector<LayerInfo>& available, const std::string& dataset) {
     std::string text = fmt::format("{}: there is no layer '{}'", dataset, name);
     const std::vector<std::string> similar = similarNames(name, available);
@@ -67,6 +60,20 @@ std::string listOf(const std::vector<std::string>& names) {
 
 }  // namespace
 
+std::string listOf(const std::vector<std::string>& names) {
+    std::string list;
+    for (std::size_t i = 0; i < names.size() && i < longestList; ++i) list += (i == 0 ? "" : ", ") + names[i];
+    if (names.size() > longestList) list += fmt::format(" and {} more", names.size() - longestList);
+    return list;
+}
+
+const LayerInfo& findLayer(const std::vector<LayerInfo>& available, const std::string& name,
+                           const std::string& dataset) {
+    const auto found = std::ranges::find(available, name, &LayerInfo::name);
+    if (found == available.end()) refuse(name, available, dataset);
+    return *found;
+}
+
 std::vector<LayerInfo> chooseLayers(std::vector<LayerInfo> available, const std::vector<std::string>& names,
                                     const ClassConfigurations& configurations, const std::string& dataset) {
     if (names.empty()) {
@@ -75,11 +82,8 @@ std::vector<LayerInfo> chooseLayers(std::vector<LayerInfo> available, const std:
     }
     std::vector<LayerInfo> chosen;
     for (const std::string& name : names) {
-        const auto named = [&](const LayerInfo& layer) { return layer.name == name; };
-        if (std::ranges::any_of(chosen, named)) continue;
-        const auto found = std::ranges::find_if(available, named);
-        if (found == available.end()) refuse(name, available, dataset);
-        chosen.push_back(*found);
+        if (std::ranges::find(chosen, name, &LayerInfo::name) == chosen.end())
+            chosen.push_back(findLayer(available, name, dataset));
     }
     return chosen;
 }

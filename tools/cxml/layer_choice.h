@@ -17,4 +17,11 @@ std::vector<embedded_host::LayerInfo> chooseLayers(std::vector<embedded_host::La
                                                    const ClassConfigurations& configurations,
                                                    const std::string& dataset);
 
+/// The layer with this name. \throws embedded_host::HostError that says which there are.
+const embedded_host::LayerInfo& findLayer(const std::vector<embedded_host::LayerInfo>& available,
+                                          const std::string& name, const std::string& dataset);
+
+/// Names for a message: "A, B and 3 more".
+std::string listOf(const std::vector<std::string>& names);
+
 }  // namespace cxml

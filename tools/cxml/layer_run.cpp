@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 #include <iostream>
+#include <map>
 #include <new>
 
 namespace cxml {
@@ -73,6 +74,9 @@ public:
 private:
     ExitStatus runAll();
     std::vector<LayerInfo> prepareLayers(GdalWorkspace& workspace);
+    void chooseSubtypeFields(GdalWorkspace& workspace, const std::vector<LayerInfo>& available,
+                             const std::vector<LayerInfo>& layers);
+    CComPtr<IFeatureClass> openLayer(GdalWorkspace& workspace, const LayerInfo& layer) const;
     ExitStatus runLayer(GdalWorkspace& workspace, const LayerInfo& layer);
     ExitStatus runInTransaction(GdalWorkspace& workspace, const LayerInfo& layer, LayerResult& result);
     ExitStatus runRows(GdalWorkspace& workspace, IFeatureClass* featureClass, ISelectionSet* selection,
@@ -85,6 +89,7 @@ private:
     Console console_;
     Services services_;  // outlives the document, whose expressions need Python to the end
     Document document_;
+    std::map<std::string, std::string> subtypeFields_;  // by layer, where an option names one
     std::vector<LayerResult> results_;
 };
 
@@ -128,15 +133,48 @@ std::vector<LayerInfo> LayerCommand::prepareLayers(GdalWorkspace& workspace) {
     std::vector<std::string> names;
     names.reserve(arguments_.layers.size());
     for (const std::string& name : arguments_.layers) names.push_back(workspace.layerName(name));
-    std::vector<LayerInfo> layers = chooseLayers(workspace.layers(), names, configurations, workspace.name());
+    const std::vector<LayerInfo> available = workspace.layers();
+    std::vector<LayerInfo> layers = chooseLayers(available, names, configurations, workspace.name());
     if (layers.empty())
         console_.complain(fmt::format("{}: no layer has a configuration in {}", workspace.name(), document_.path));
-    for (const LayerInfo& layer : layers) workspace.openFeatureClass(layer.name, work_.subtypeField);
+    chooseSubtypeFields(workspace, available, layers);
+    for (const LayerInfo& layer : layers) openLayer(workspace, layer);
     for (const LayerInfo& layer : layers) {
         const ClassConfiguration* configuration = configurations.find(layer.alias);
         if (work_.prepare && configuration && !stopped()) work_.prepare(workspace, layer.name, *configuration);
     }
     return layers;
+}
+
+void LayerCommand::chooseSubtypeFields(GdalWorkspace& workspace, const std::vector<LayerInfo>& available,
+                                       const std::vector<LayerInfo>& layers) {
+    for (const auto& [layer, field] : work_.subtypeFields.byLayer)
+        subtypeFields_[findLayer(available, workspace.layerName(layer), workspace.name()).name] = field;
+    const std::optional<std::string>& field = work_.subtypeFields.ofAll;
+    if (!field) return;
+    std::vector<std::string> lacking;
+    bool found = false;
+    for (const LayerInfo& layer : layers) {
+        if (subtypeFields_.contains(layer.name)) continue;
+        if (workspace.fieldType(layer.name, *field)) {
+            subtypeFields_[layer.name] = *field;
+            found = true;
+        } else {
+            lacking.push_back(layer.name);
+        }
+    }
+    if (!found && !lacking.empty())
+        throw HostError(fmt::format("{}: none of the layers that run ({}) has a field '{}'", workspace.name(),
+                                    listOf(lacking), *field));
+    for (const std::string& layer : lacking)
+        console_.complain(
+            fmt::format("{}: there is no field '{}'; the layer runs without --subtype-field", layer, *field));
+}
+
+CComPtr<IFeatureClass> LayerCommand::openLayer(GdalWorkspace& workspace, const LayerInfo& layer) const {
+    const auto field = subtypeFields_.find(layer.name);
+    return workspace.openFeatureClass(
+        layer.name, field == subtypeFields_.end() ? std::nullopt : std::optional<std::string>(field->second));
 }
 
 ExitStatus LayerCommand::runLayer(GdalWorkspace& workspace, const LayerInfo& layer) {
@@ -162,7 +200,7 @@ ExitStatus LayerCommand::runLayer(GdalWorkspace& workspace, const LayerInfo& lay
 }
 
 ExitStatus LayerCommand::runInTransaction(GdalWorkspace& workspace, const LayerInfo& layer, LayerResult& result) {
-    const CComPtr<IFeatureClass> featureClass = workspace.openFeatureClass(layer.name, work_.subtypeField);
+    const CComPtr<IFeatureClass> featureClass = openLayer(workspace, layer);
     const CComPtr<ISelectionSet> selection =
         work_.select ? work_.select(workspace, layer.name) : CComPtr<ISelectionSet>();
     console_.progress().startRows(layer.name, rowsToVisit(layer, selection));
@@ -184,12 +222,18 @@ ExitStatus LayerCommand::runRows(GdalWorkspace& workspace, IFeatureClass* featur
     RunMonitor monitor;
     monitor.stop = &stopRequested();
     monitor.onProgress = [this](std::int64_t rows) { console_.progress().rows(rows); };
+    monitor.onRow = work_.onRow;
     const Watch watch(workspace, monitor);
     const bool succeeded = callLibrary(featureClass, selection, result);
     result.rows = monitor.rows;
     if (stopped()) return ExitStatus::Interrupted;
     if (!monitor.failure.empty()) throw HostError(monitor.failure);
     if (!succeeded) return ExitStatus::Failed;
+    if (const std::string why = result.rows > 0 && work_.whyFailed ? work_.whyFailed(workspace, result.layer) : "";
+        !why.empty()) {
+        result.messages.add(MessageKind::Error, why);
+        return ExitStatus::Failed;
+    }
     result.changed = monitor.changed;
     return ExitStatus::Good;
 }

@@ -5,6 +5,7 @@
 #include "exit_status.h"
 #include "host/gdal/gdal_workspace.h"
 #include "services.h"
+#include "subtype_fields.h"
 #include "symbology/symbology_manager.h"
 
 #include <functional>
@@ -27,13 +28,18 @@ struct LayerArguments {
 
 /// What a command does with a layer. Functions may throw embedded_host::HostError.
 struct LayerWork {
-    std::optional<std::string> subtypeField;
+    SubtypeFields subtypeFields;
     /// Before the first run, for each layer that the document configures and that will run; may be empty.
     std::function<void(embedded_host::GdalWorkspace&, const std::string& layer, const ClassConfiguration&)> prepare;
     /// Which rows; may be empty or give null: all rows.
     std::function<CComPtr<ISelectionSet>(embedded_host::GdalWorkspace&, const std::string& layer)> select;
     /// The run itself; false when it failed. Exceptions of the library may leave it.
     std::function<bool(SymbologyManager&, IFeatureClass*, ISelectionSet*, IGPMessages*)> run;
+    /// With each row before the run gets it; what it puts is written with the row. May be empty.
+    std::function<void(IRow*)> onRow;
+    /// After a run over some rows that returned true: why it has failed all the same, else the empty text. May be
+    /// empty.
+    std::function<std::string(embedded_host::GdalWorkspace&, const std::string& layer)> whyFailed;
 };
 
 /// Loads the document, opens the dataset, runs the work over the layers and reports. Layers are independent: one that

@@ -26,6 +26,23 @@ ExitStatus withOutputWritten(ExitStatus status) {
     return complain("standard output cannot be written", cxml::graver(status, ExitStatus::Unusable));
 }
 
+// The parser takes an argument "[A,B]" for a list of two. With a zero behind it, which no argument of a program can
+// have, it is one name.
+void parse(CLI::App& app, int argc, char** argv) {
+    const auto unmarked = [](std::string text) {
+        while (!text.empty() && text.back() == '\0') text.pop_back();
+        return text;
+    };
+    for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+        for (CLI::Option* option : command->get_options()) option->transform(unmarked);
+    std::vector<std::string> arguments;  // the last one first
+    for (int i = argc - 1; i > 0; --i) {
+        std::string& argument = arguments.emplace_back(argv[i]);
+        if (argument.starts_with('[') && argument.ends_with(']')) argument += '\0';
+    }
+    app.parse(std::move(arguments));
+}
+
 ExitStatus run(int argc, char** argv) {
     CLI::App app("Symbolizes nautical chart datasets with CXML documents.", "cxml");
     app.set_version_flag("--version", "cxml " CXML_VERSION);
@@ -40,7 +57,7 @@ ExitStatus run(int argc, char** argv) {
     cxml::addReset(app, command);
     cxml::addCheck(app, command);
     try {
-        app.parse(argc, argv);
+        parse(app, argc, argv);
     } catch (const CLI::Success& e) {  // help and version
         app.exit(e);
         return ExitStatus::Good;

@@ -4,6 +4,7 @@
 #include "object_ids.h"
 
 #include <memory>
+#include <stdexcept>
 
 namespace cxml {
 namespace {
@@ -15,7 +16,8 @@ using embedded_host::GdalWorkspace;
 struct Arguments : LayerArguments {
     std::optional<std::string> where;
     std::optional<std::string> ids;
-    std::optional<std::string> subtypeField;
+    std::vector<std::string> subtypeOptions;
+    SubtypeFields subtypeFields;
     bool addFields = false;
 };
 
@@ -30,7 +32,7 @@ void addTargetFields(GdalWorkspace& workspace, const std::string& layer, const C
 
 ExitStatus symbolize(const Arguments& arguments) {
     LayerWork work;
-    work.subtypeField = arguments.subtypeField;
+    work.subtypeFields = arguments.subtypeFields;
     if (arguments.addFields) work.prepare = addTargetFields;
     if (arguments.where || arguments.ids) {
         const auto ids = arguments.ids ? parseObjectIds(*arguments.ids) : std::nullopt;
@@ -40,6 +42,11 @@ ExitStatus symbolize(const Arguments& arguments) {
     }
     work.run = [](SymbologyManager& manager, IFeatureClass* featureClass, ISelectionSet* selection,
                   IGPMessages* messages) { return manager.symbolize(featureClass, selection, messages); };
+    work.whyFailed = [](GdalWorkspace& workspace, const std::string& layer) -> std::string {
+        // The library has said so for each row, which alone is no failure of a run.
+        if (workspace.fieldType(layer, "SYMBOL_C")) return {};
+        return "no row has got a symbol: the layer has no field SYMBOL_C, which --add-fields adds";
+    };
     return runLayers(arguments, work);
 }
 
@@ -49,14 +56,29 @@ void addSymbolize(CLI::App& app, Command& chosen) {
     CLI::App* command = app.add_subcommand("symbolize", "Write the symbols that a document decides into a dataset");
     const auto arguments = std::make_shared<Arguments>();
     addLayerOptions(*command, *arguments);
-    command->add_option("--where", arguments->where, "only rows that satisfy this condition")->type_name("SQL");
+    command->add_option("--where", arguments->where, "only rows that satisfy this condition")
+        ->type_name("SQL")
+        // An empty variable of a script must not mean every row.
+        ->check([](const std::string& text) -> std::string {
+            return text.find_first_not_of(" \t\r\n") == std::string::npos ? "a condition is missing" : "";
+        });
     command->add_option("--fids", arguments->ids, "only rows with these ids")
         ->type_name("N,N,...")
         ->check([](const std::string& text) { return whyNotObjectIds(text); });
-    command->add_option("--subtype-field", arguments->subtypeField, "the field that holds the subtype of a row")
-        ->type_name("NAME");
+    command
+        ->add_option("--subtype-field", arguments->subtypeOptions,
+                     "the field that holds the subtype of a row, of one layer or of all that have it; may be repeated")
+        ->type_name("[LAYER=]FIELD")
+        ->allow_extra_args(false);
     command->add_flag("--add-fields", arguments->addFields, "first add the fields that are written and missing");
-    command->callback([&chosen, arguments] { chosen = [arguments] { return symbolize(*arguments); }; });
+    command->callback([&chosen, arguments] {
+        try {
+            arguments->subtypeFields = readSubtypeFields(arguments->subtypeOptions);
+        } catch (const std::invalid_argument& error) {
+            throw CLI::ValidationError("--subtype-field", error.what());
+        }
+        chosen = [arguments] { return symbolize(*arguments); };
+    });
 }
 
 }  // namespace cxml

@@ -29,7 +29,8 @@ constexpr const char* pathOrder = "ORDER BY array_position(current_schemas(false
 
 // A domain may be over another one; the base type's modifier stands with the innermost that has one.
 constexpr const char* columnsSql = R"(
-SELECT a.attname::text, b.typname::text, coalesce(e.typname::text, ''), format_type(a.atttypid, NULL), b.modifier::int8
+SELECT a.attname::text, b.typname::text, coalesce(e.typname::text, ''), format_type(a.atttypid, NULL), b.modifier::int8,
+       format_type(a.atttypid, a.atttypmod)
 FROM pg_attribute a
 JOIN LATERAL (
   WITH RECURSIVE type AS (
@@ -95,6 +96,7 @@ struct Described {
     std::string element;  // of an array
     std::string sqlType;
     int modifier;
+    std::string fullType;  // with the modifier
 };
 
 ColumnType numericType(int modifier) {
@@ -135,13 +137,15 @@ std::string presence(const std::string& name) {
 
 PgColumn textColumn(const Described& described, ColumnType type, const std::string& name) {
     const bool plain = isOneOf(described.type, {"text", "varchar", "bpchar"});
+    const bool padded = described.type == "bpchar";
     constexpr int header = 4;
     const int width = plain && described.modifier > header ? described.modifier - header : 0;
     // Text is assigned to any type of text, with the server's own check of the length; other types want a cast.
     return {{described.name, type, width},
             plain ? name : name + "::text",
             plain ? "@" : "@::" + described.sqlType,
-            PgArray::Item::Text};
+            PgArray::Item::Text,
+            plain && !padded ? std::string() : described.fullType};
 }
 
 PgColumn listColumn(const Described& described, const std::string& name) {
@@ -150,7 +154,8 @@ PgColumn listColumn(const Described& described, const std::string& name) {
     return {{described.name, type},
             type == ColumnType::Unsupported ? presence(name) : "array_to_string(" + items + ", ',')",
             "string_to_array(@, ',')::" + described.sqlType,
-            PgArray::Item::Text};
+            PgArray::Item::Text,
+            described.fullType};
 }
 
 PgColumn columnOf(const Described& described) {
@@ -163,13 +168,18 @@ PgColumn columnOf(const Described& described) {
             return {{described.name, type},
                     numeric ? name + "::int8" : name,
                     type == ColumnType::Boolean ? "(@ <> 0)" : "@",
-                    PgArray::Item::Integer};
+                    PgArray::Item::Integer,
+                    {}};
         case CellPart::Real:
-            return {{described.name, type}, numeric ? name + "::float8" : name, "@", PgArray::Item::Real};
+            return {{described.name, type},
+                    numeric ? name + "::float8" : name,
+                    "@",
+                    PgArray::Item::Real,
+                    numeric ? described.fullType : std::string()};
         case CellPart::Text:
             return textColumn(described, type, name);
         default:
-            return {{described.name, type}, presence(name), "@", PgArray::Item::Text};
+            return {{described.name, type}, presence(name), "@", PgArray::Item::Text, {}};
     }
 }
 
@@ -249,8 +259,12 @@ PgTableColumns PgCatalog::describe(const PgRelation& relation) const {
     table.key = keyOf(relation);
     const PgResult result = ask_({columnsSql, {numberParameter(relation.oid)}});
     for (int row = 0; row < result.rows(); ++row) {
-        const Described described{result.text(row, 0), result.text(row, 1), result.text(row, 2), result.text(row, 3),
-                                  static_cast<int>(result.int64(row, 4))};
+        const Described described{result.text(row, 0),
+                                  result.text(row, 1),
+                                  result.text(row, 2),
+                                  result.text(row, 3),
+                                  static_cast<int>(result.int64(row, 4)),
+                                  result.text(row, 5)};
         const bool geometry = isOneOf(described.type, {"geometry", "geography"});
         if (!geometry && described.name != table.key) table.columns.push_back(columnOf(described));
     }

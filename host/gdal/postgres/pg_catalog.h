@@ -33,6 +33,8 @@ struct PgColumn {
     std::string readSql;   // an expression whose binary form PgTable reads
     std::string writeSql;  // a cast or call around "@", which stands for an item of the array of new values
     PgArray::Item item;
+    std::string storedAs;  // the type, with its precision, that gives values a form of its own (padded, rounded,
+                           // normalized); empty where a value is stored as it comes
 };
 
 struct PgTableColumns {

@@ -199,10 +199,11 @@ bool PgTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
     return true;
 }
 
-void PgTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
+bool PgTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells) {
     checkWritable();
     requireKey();
     dataset_.writer().add(std::static_pointer_cast<PgTable>(shared_from_this()), id, columns, cells);
+    return true;
 }
 
 }  // namespace embedded_host

@@ -24,7 +24,7 @@ public:
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
-    void update(ObjectId id, const ColumnSet& columns, const Cells& cells) override;
+    bool update(ObjectId id, const ColumnSet& columns, const Cells& cells) override;
 
     const std::string& sqlName() const noexcept { return sqlName_; }
     const std::string& keySql() const noexcept { return keySql_; }

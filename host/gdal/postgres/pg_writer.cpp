@@ -35,21 +35,48 @@ void addValue(const Cell& cell, PgArray::Item item, PgArray& values) {
     }
 }
 
-std::string updateSql(const PgTable& table, const ColumnSet& columns) {
-    std::string assignments;
+// The parts of a statement that updates the rows `v` of new values.
+struct UpdateParts {
+    std::string values;       // FROM unnest(...) AS v(...)
+    std::string assignments;  // c = v.c0, ...
+    std::string changes;      // whether the row stores other values than these
+};
+
+UpdateParts updateParts(const PgTable& table, const ColumnSet& columns) {
+    UpdateParts parts;
     std::string types = "$1";
     std::string names = "id";
     for (std::size_t i = 0; i < columns.size(); ++i) {
         const PgColumn& column = table.column(columns[i]);
         const std::string value = "c" + std::to_string(i);
+        const std::string name = quotedName(column.column.name);
         std::string newValue = column.writeSql;
         newValue.replace(newValue.find('@'), 1, "v." + value);
-        assignments += (i == 0 ? "" : ", ") + quotedName(column.column.name) + " = " + newValue;
+        parts.assignments += (i == 0 ? "" : ", ") + name + " = " + newValue;
+        // As text, because not every type can be compared, and byte by byte.
+        parts.changes += (i == 0 ? "t." : " OR t.") + name + "::text COLLATE \"C\" IS DISTINCT FROM (" + newValue +
+                         ")::" + column.storedAs + "::text COLLATE \"C\"";
         types += ", $" + std::to_string(i + 2);
         names += ", " + value;
     }
-    return "UPDATE " + table.sqlName() + " AS t SET " + assignments + " FROM unnest(" + types + ") AS v(" + names +
-           ") WHERE t." + table.keySql() + " = v.id";
+    parts.values = "FROM unnest(" + types + ") AS v(" + names + ")";
+    return parts;
+}
+
+std::string updateSql(const PgTable& table, const ColumnSet& columns) {
+    const UpdateParts parts = updateParts(table, columns);
+    return "UPDATE " + table.sqlName() + " AS t SET " + parts.assignments + ' ' + parts.values + " WHERE t." +
+           table.keySql() + " = v.id";
+}
+
+// Gives how many rows were changed, and how many store these values already: all rows are looked at as they were.
+std::string updateOthersSql(const PgTable& table, const ColumnSet& columns) {
+    const UpdateParts parts = updateParts(table, columns);
+    const std::string row = " WHERE t." + table.keySql() + " = v.id AND ";
+    return "WITH v AS MATERIALIZED (SELECT * " + parts.values + "), u AS (UPDATE " + table.sqlName() + " AS t SET " +
+           parts.assignments + " FROM v" + row + '(' + parts.changes +
+           ") RETURNING 1) SELECT (SELECT count(*) FROM u), " + "(SELECT count(*) FROM " + table.sqlName() +
+           " AS t, v" + row + "NOT (" + parts.changes + "))";
 }
 
 std::string rowsText(const ObjectIds& ids) {
@@ -106,19 +133,26 @@ void PgWriter::forget() noexcept {
 }
 
 void PgWriter::sendBatch(const PgTable& table, const Batch& batch) {
-    PgStatement statement{updateSql(table, batch.columns), {numbersParameter(batch.ids)}};
+    // Rows were compared before they came here, as far as that can be done without the server.
+    const bool serverCompares =
+        std::ranges::none_of(batch.columns, [&](std::size_t column) { return table.column(column).storedAs.empty(); });
+    PgStatement statement{serverCompares ? updateOthersSql(table, batch.columns) : updateSql(table, batch.columns),
+                          {numbersParameter(batch.ids)}};
     for (const PgArray& values : batch.values) statement.parameters.push_back(values.parameter());
     const std::string what = table.title() + ": " + rowsText(batch.ids) + " cannot be written: ";
     const auto wanted = static_cast<std::int64_t>(batch.ids.size());
     dataset_.connection().queue(
         statement,
-        [this, what, wanted](const PgResult& result) {
-            if (result.changed() != wanted)
-                dataset_.breakRun(what + std::to_string(wanted - result.changed()) +
+        [this, what, wanted, serverCompares](const PgResult& result) {
+            const std::int64_t changed = serverCompares ? result.int64(0, 0) : result.changed();
+            const std::int64_t unchanged = serverCompares ? result.int64(0, 1) : 0;
+            if (dataset_.monitor) dataset_.monitor->changed -= unchanged;
+            if (changed != 0) dataset_.noteChange();
+            if (const std::int64_t gone = wanted - changed - unchanged; gone != 0)
+                dataset_.breakRun(what + std::to_string(gone) +
                                   (wanted == 1 ? " of them is gone" : " of them are gone"));
         },
         [this, what](const PgError& error) { dataset_.breakRun(what + error.what()); });
-    dataset_.noteChange();
 }
 
 }  // namespace embedded_host
