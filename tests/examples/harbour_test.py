@@ -5,7 +5,7 @@ import shutil
 import subprocess
 import sys
 
-from support import ROOT, TestCase, cxml_json, main, query
+from support import ROOT, TestCase, cxml, cxml_json, main, query
 
 HARBOUR = ROOT / "examples" / "harbour"
 DOCUMENT = HARBOUR / "harbour.cxml"
@@ -150,6 +150,98 @@ class Chart(TestCase):
         cleared = [(layer, number, None, *placement) for layer, number, _, *placement in expected()]
         self.assertEqual(self.symbols(), sorted(cleared))
         self.assertEqual({label for _, _, label in self.labels()}, {None})
+
+
+def places(part):
+    """Positions in ten millionths of a degree and tenths of a metre, which is what a cell holds."""
+    x, y, *z = map(float, part.split())
+    return (round(x * 1e7), round(y * 1e7), *(round(value * 10) for value in z))
+
+
+def shape(wkt):
+    """A geometry as sets of segments, whatever the place where a ring begins and the way it runs; a point as it is."""
+    parts = [[places(place) for place in part.split(",")] for part in re.findall(r"\(([^()]+)\)", wkt)]
+    return parts[0][0] if len(parts[0]) == 1 else sorted(sorted(map(sorted, zip(part, part[1:]))) for part in parts)
+
+
+class Cell(TestCase):
+    """The chart as an S-57 cell with its updates."""
+
+    NOT_IN_A_CELL = {"WKT", "FIDN", "FCSUBTYPE", "SURDEP", "MASTER", "DEPTH"}
+
+    def setUp(self):
+        super().setUp()
+        subprocess.run([sys.executable, "-B", HARBOUR / "generator", "--cell", self.folder], check=True)
+        self.cell = self.folder / "XX5MERRW.000"
+        self.dataset = self.folder / "cell.gpkg"
+
+    def imported(self):
+        done = cxml("import", self.cell, self.dataset)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def features(self, layer):
+        """The rows of an imported layer, with their geometry as text."""
+        done = subprocess.run(["ogr2ogr", "-f", "CSV", "/vsistdout/", self.dataset, layer, "-lco", "GEOMETRY=AS_WKT"],
+                              check=True, capture_output=True, text=True, encoding="utf-8")
+        return list(csv.DictReader(done.stdout.splitlines()))
+
+    def test_the_same_chart_gives_the_same_cell(self):
+        first = {path.name: path.read_bytes() for path in self.folder.iterdir()}
+        self.assertEqual(sorted(first), ["XX5MERRW.000", "XX5MERRW.001", "XX5MERRW.002"])
+        subprocess.run([sys.executable, "-B", HARBOUR / "generator", "--cell", self.folder / "again"], check=True)
+        self.assertTrue(first == {path.name: path.read_bytes() for path in (self.folder / "again").iterdir()})
+
+    def test_the_cell_has_the_features_of_the_text(self):
+        self.imported()
+        compared = 0
+        for layer in layers():
+            names = [name for name in rows(layer)[0] if name not in self.NOT_IN_A_CELL]
+            number = (lambda row: "") if layer == "SOUNDG" else (lambda row: row["FIDN"])  # soundings share a feature
+
+            def as_compared(row, known):
+                values = [float(row[name]) if re.fullmatch(r"-?\d+(\.\d+)?", row[name]) else row[name] for name in known]
+                return number(row), shape(row["WKT"]), values
+
+            text = sorted(as_compared(row, names) for row in rows(layer))
+            found = sorted(as_compared(row, names) for row in self.features(layer))
+            self.assertEqual(len(found), len(text), layer)
+            for one, other in zip(found, text):
+                self.assertTrue(one == other, (layer, one[0], one[2], other[2]))
+            compared += len(text)
+        self.assertGreater(compared, 450)
+
+    def test_what_only_the_cell_has(self):
+        self.imported()
+        self.assertEqual(query(self.dataset, "SELECT FIDN, NOBJNM FROM LIGHTS WHERE NOBJNM IS NOT NULL"),
+                         [(17024, "Przylądek Merrow"), (17026, "Łacha Strand")])
+        self.assertEqual(query(self.dataset, "SELECT NOBJNM, INFORM FROM LNDARE"), [("Wyspa Merrow", "Heights ±0.5 m")])
+        # An unknown value: of a number NULL, of a text the empty one.
+        self.assertEqual(query(self.dataset, "SELECT VALSOU FROM WRECKS WHERE FIDN = 9001"), [(None,)])
+        self.assertEqual(query(self.dataset, "SELECT OBJNAM FROM LNDMRK WHERE FIDN IN (18007, 18008) ORDER BY FIDN"), [(None,), ("",)])
+        self.assertEqual(query(self.dataset, "SELECT LNAM_REFS, FFPT_RIND FROM BOYLAT WHERE FIDN = 10001"),
+                         [("(1:FFFE00003E810001)", "(1:2)")])
+        (leading,), = query(self.dataset, "SELECT LNAM_REFS FROM C_AGGR")
+        lights = query(self.dataset, "SELECT LNAM FROM LIGHTS WHERE OBJNAM LIKE 'Leading Lights %' ORDER BY FIDN")
+        self.assertEqual(leading, "(2:" + ",".join(name for (name,) in lights) + ")")
+
+    def test_the_updates_are_in_the_chart(self):
+        bare = self.folder / "bare"
+        bare.mkdir()
+        shutil.copy(self.cell, bare)
+        self.assertEqual(cxml("import", bare / self.cell.name, bare / "cell.gpkg").returncode, 0)
+        self.imported()
+
+        def both(sql):
+            return query(bare / "cell.gpkg", sql), query(self.dataset, sql)
+
+        self.assertEqual(both("SELECT DSID_EDTN, DSID_UPDN, DSID_ISDT FROM DSID"),
+                         ([("3", "0", "20240501")], [("3", "2", "20240603")]))
+        self.assertEqual(both("SELECT count(*) FROM LIGHTS WHERE FIDN = 17036"), ([(0,)], [(1,)]))
+        self.assertEqual(both("SELECT count(*) FROM WRECKS WHERE FIDN = 9999"), ([(1,)], [(0,)]))
+        self.assertEqual(both("SELECT VALNMR, OBJNAM, STATUS FROM LIGHTS WHERE FIDN = 17028"),
+                         ([(18.0, None, "7")], [(22.0, "Tern Cliffs", None)]))
+        self.assertEqual(both("SELECT LNAM_REFS FROM BOYLAT WHERE FIDN = 10001"), ([(None,)], [("(1:FFFE00003E810001)",)]))
+        self.assertEqual(both("SELECT count(*) FROM SOUNDG"), ([(266,)], [(271,)]))
 
 
 if __name__ == "__main__":
