@@ -1,7 +1,9 @@
-"""Real cells, imported and symbolized, against a query over their attributes. Skipped where there are no cells."""
+"""Cells, imported and symbolized, against a query over their attributes: the harbour's, and real ones where there are some."""
 import os
 import pathlib
 import re
+import subprocess
+import sys
 
 from support import ROOT, TestCase, cxml, cxml_json, main, query
 
@@ -15,10 +17,13 @@ def expected_queries():
 
 
 class Cells(TestCase):
-    def check(self, name, least_layers, least_features):
+    def check_real(self, name, least_layers, least_features):
         cell = CELLS / name
         if not cell.exists():
             self.skipTest(f"no cell at {cell}; set SYMBOLOGY_SAMPLE_CELLS to a folder that has {name}")
+        self.check(cell, least_layers, least_features)
+
+    def check(self, cell, least_layers, least_features):
         dataset = self.folder / "cell.gpkg"
         done = cxml("import", cell, dataset)
         self.assertEqual(done.returncode, 0, done.stderr)
@@ -41,11 +46,15 @@ class Cells(TestCase):
         status, said = cxml_json("symbolize", ENC / "enc.cxml", dataset)
         self.assertEqual((status, sum(layer["changed"] for layer in said["layers"])), (0, 0))
 
-    def test_harbour_cell(self):
-        self.check("US5OH10M.000", 17, 3000)
+    def test_own_cell(self):
+        subprocess.run([sys.executable, "-B", ROOT / "examples" / "harbour" / "generator", "--cell", self.folder], check=True)
+        self.check(self.folder / "XX5MERRW.000", 13, 430)
 
-    def test_overview_cell(self):
-        self.check("US1BS01M.000", 11, 1500)
+    def test_real_harbour_cell(self):
+        self.check_real("US5OH10M.000", 17, 3000)
+
+    def test_real_overview_cell(self):
+        self.check_real("US1BS01M.000", 11, 1500)
 
     def test_the_document_has_nothing_to_complain_of(self):
         status, said = cxml_json("check", ENC / "enc.cxml")

@@ -224,6 +224,13 @@ class Cell(TestCase):
         lights = query(self.dataset, "SELECT LNAM FROM LIGHTS WHERE OBJNAM LIKE 'Leading Lights %' ORDER BY FIDN")
         self.assertEqual(leading, "(2:" + ",".join(name for (name,) in lights) + ")")
 
+    def test_what_tells_of_the_cells_is_nothing_to_check(self):
+        self.imported()
+        _, said = cxml_json("check", ROOT / "examples" / "enc" / "enc.cxml", self.dataset)
+        unconfigured = [finding["text"] for finding in said["findings"] if finding["kind"] == "layer-unconfigured"]
+        self.assertIn("layer BOYSAW has no configuration in the document", unconfigured)
+        self.assertEqual([text for text in unconfigured if "DSID" in text or "DSNM" in text], [])
+
     def test_the_updates_are_in_the_chart(self):
         bare = self.folder / "bare"
         bare.mkdir()

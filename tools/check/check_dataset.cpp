@@ -191,7 +191,7 @@ void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std:
         if (checked) {
             used.insert(checked);
             LayerCheck(*checked, layer, dataset, findings).run();
-        } else if (!tables.isQueried(layer.name)) {
+        } else if (!tables.isQueried(layer.name) && layer.name != "DSID") {  // which tells of the cells of an import
             findings.addIn(name, 0, "layer-unconfigured",
                            fmt::format("layer {} has no configuration in the document", layer.name));
         }

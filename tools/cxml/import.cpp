@@ -20,11 +20,13 @@ ExitStatus importPaths(std::vector<std::string> paths) {
     Console console(Console::Bar::WhenTerminal);
     console.progress().startShare("importing");
     try {
-        const std::vector<embedded_host::LayerInfo> layers =
-            embedded_host::importCells(paths, dataset, [&](double share) {
+        const std::vector<embedded_host::LayerInfo> layers = embedded_host::importCells(
+            paths, dataset,
+            [&](double share) {
                 if (stopRequested() && share < 1) throw Stopped();  // a finished dataset stays
                 console.progress().share(share);
-            });
+            },
+            [&](const std::string& text) { console.complain(text); });
         for (const embedded_host::LayerInfo& layer : layers)
             console.result(fmt::format("{}: {} row{}", layer.name, layer.rowCount, layer.rowCount == 1 ? "" : "s"));
         return ExitStatus::Good;

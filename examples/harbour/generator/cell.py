@@ -102,6 +102,7 @@ class Cell:
         places = {place for _, _, geometry, _, _ in self.rows for part in positions(geometry) if len(part) > 1 for place in part}
         south, north = min(p[0] for p in places), max(p[0] for p in places)
         west, east = min(p[1] for p in places), max(p[1] for p in places)
+        places |= {(y, x) for y in (south, north) for x in (west, east)}
         round_it = (sorted(p for p in places if p[1] == west) + sorted(p for p in places if p[0] == north)[1:]
                     + sorted((p for p in places if p[1] == east), reverse=True)[1:]
                     + sorted((p for p in places if p[0] == south), reverse=True)[1:])

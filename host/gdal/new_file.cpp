@@ -1,0 +1,58 @@
+// Folders with names of their own, and renaming that never replaces a file.
+#include "host/gdal/new_file.h"
+
+#include "host/gdal/gdal_workspace.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+
+namespace embedded_host {
+
+namespace {
+
+// False, with errno, when it was not done; there is then no file `to` of ours.
+bool renamedToNew(const std::string& from, const std::string& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno != EINVAL && errno != ENOSYS) return false;
+    // The file system cannot do that, but a second name is as exclusive.
+    return link(from.c_str(), to.c_str()) == 0;
+}
+
+[[noreturn]] void refuseExisting(const std::string& name) {
+    throw HostError(name + ": exists already; an import makes a new dataset");
+}
+
+std::string words(int error) {
+    return std::error_code(error, std::generic_category()).message();
+}
+
+}  // namespace
+
+NewFile::NewFile(std::string name) : name_(std::move(name)) {
+    std::error_code error;
+    if (std::filesystem::exists(std::filesystem::symlink_status(name_, error))) refuseExisting(name_);
+    folder_ = name_ + ".partial-XXXXXX";
+    if (!mkdtemp(folder_.data())) throw HostError(name_ + ": no folder can be made beside it: " + words(errno));
+    path_ = folder_ + "/" + std::filesystem::path(name_).filename().string();
+}
+
+NewFile::~NewFile() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+void NewFile::finish() {
+    if (renamedToNew(path_, name_)) return;
+    const int error = errno;
+    if (error == EEXIST) refuseExisting(name_);
+    throw HostError(name_ + ": the finished file cannot be given this name: " + words(error));
+}
+
+}  // namespace embedded_host

@@ -1,0 +1,29 @@
+// A file that gets its name when it is finished.
+#pragma once
+
+#include <string>
+
+namespace embedded_host {
+
+/// A place for a file that is being made: a folder of its own beside the name that it will have, so that nobody else's
+/// work goes on there, and a half-made file is never taken for a whole one. What is in the folder goes with the object.
+class NewFile {
+public:
+    /// \throws HostError, naming the file, when it exists or no folder can be made beside it.
+    explicit NewFile(std::string name);
+    ~NewFile();
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    /// Where to make the file.
+    const std::string& path() const noexcept { return path_; }
+    /// Gives the file its name. \throws HostError when there is a file of that name by now; it stays as it is.
+    void finish();
+
+private:
+    std::string name_;
+    std::string folder_;
+    std::string path_;
+};
+
+}  // namespace embedded_host
