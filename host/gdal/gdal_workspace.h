@@ -105,8 +105,8 @@ public:
 };
 
 /// Imports S-57 cells (each with its update files) into a new GeoPackage: a layer per object class, list attributes as
-/// comma-separated text, soundings split, text as UTF-8, field widths not limited. Every feature has its cell's name in the
-/// column DSNM; the table DSID has a row for each cell.
+/// comma-separated text, soundings split, text as UTF-8, field widths not limited. Every feature has its cell's name in
+/// the column DSNM; the table DSID has a row for each cell.
 /// \param progress called with the share done, 0 to 1; may be empty; what it throws ends the import and leaves it.
 /// \param message called with what was imported otherwise than it is in the cell, one line; may be empty.
 /// \return names of the layers and their row counts.

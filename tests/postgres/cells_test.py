@@ -1,4 +1,4 @@
-"""A real cell in a GeoPackage and on a server: the same symbols, values and messages in both."""
+"""A cell in a GeoPackage and on a server: the same symbols, values and messages in both."""
 import collections
 import itertools
 import os
@@ -7,13 +7,13 @@ import re
 import shutil
 import sqlite3
 import subprocess
+import sys
 from xml.sax.saxutils import quoteattr
 
 from pg_support import ROOT, DatabaseTest, main, texts
 
 CELL = "US5OH10M.000"
 CELLS = pathlib.Path(os.environ.get("SYMBOLOGY_SAMPLE_CELLS") or ROOT.parent / "shared" / "sample-cells")
-LEAST_CONDITIONS = 200
 
 
 def rule(operator, field, value, kind="A"):
@@ -87,14 +87,11 @@ class Generator:
         return "".join(self.classes)
 
 
-class Cells(DatabaseTest):
+class CellTest(DatabaseTest):
     postgis = True
+    least = collections.namedtuple("least", "layers symbols conditions answers")
 
-    def setUp(self):
-        super().setUp()
-        cell = CELLS / CELL
-        if not cell.exists():
-            self.skipTest(f"no cell at {cell}; set SYMBOLOGY_SAMPLE_CELLS to a folder that has {CELL}")
+    def bring(self, cell):
         self.chart = self.folder / "cell.gpkg"
         self.assertEqual(self.run_tool("import", cell, self.chart)[0], 0)
         subprocess.run(["ogr2ogr", "-f", "PostgreSQL", self.dataset(), self.chart, "-preserve_fid", "-lco", "FID=fid",
@@ -147,25 +144,41 @@ class Cells(DatabaseTest):
                 kinds.update(line.split("\x1f")[1] for line in in_file)
         return both[0], kinds
 
-    def test_a_cell_in_both(self):
+    def expect_the_same_in_both(self, least):
         copy = self.folder / "copy.gpkg"
         shutil.copy(self.chart, copy)
         layers, symbols = self.compare(ROOT / "examples" / "enc" / "enc.cxml")
-        self.assertGreaterEqual(len(layers), 17)
-        self.assertGreater(len(symbols), 20)
+        self.assertGreaterEqual(len(layers), least.layers)
+        self.assertGreater(len(symbols), least.symbols)
 
         # Over that, a document of many conditions with questions and expressions.
         generator = Generator(copy)
         document = self.document(generator.document())
         generator.chart.close()
-        self.assertGreaterEqual(generator.conditions, LEAST_CONDITIONS)
+        self.assertGreaterEqual(generator.conditions, least.conditions)
         layers, symbols = self.compare(document)
-        self.assertGreater(len(symbols), 40)
+        self.assertGreater(len(symbols), least.answers)
         self.assertTrue(any("NO_SUCH_FIELD" in text for _, _, said in layers.values() for text in said))
         labels = [line for layer in layers if self.has_label(layer) for line in self.results(layer)[0]
                   if not line.endswith("\x1f-")]
         self.assertGreater(len(labels), 100)
         print(f"{generator.conditions} conditions, {len(layers)} layers, {len(symbols)} symbols, {len(labels)} labels")
+
+
+class OwnCell(CellTest):
+    def test_the_harbour_in_both(self):
+        subprocess.run([sys.executable, "-B", ROOT / "examples" / "harbour" / "generator", "--cell", self.folder], check=True)
+        self.bring(self.folder / "XX5MERRW.000")
+        self.expect_the_same_in_both(self.least(layers=15, symbols=20, conditions=150, answers=20))
+
+
+class RealCell(CellTest):
+    def test_a_real_cell_in_both(self):
+        cell = CELLS / CELL
+        if not cell.exists():
+            self.skipTest(f"no cell at {cell}; set SYMBOLOGY_SAMPLE_CELLS to a folder that has {CELL}")
+        self.bring(cell)
+        self.expect_the_same_in_both(self.least(layers=17, symbols=20, conditions=200, answers=40))
 
 
 if __name__ == "__main__":
