@@ -33,6 +33,9 @@ public:
     /// Takes over rule name, placement, type and field. \return false when a placement is not a number: what stands
     /// behind it is not read then.
     bool readAttributes(IXMLDOMNamedNodeMap* attributes);
+    /// Puts the source together from the `expression` children and compiles it. \return false when the DOM does not
+    /// give all of them. \throws std::runtime_error with the report when it is not Python; all but the code is kept.
+    bool readExpressions(IXMLDOMNode* node);
 
     ConditionMap* conditionMap;          // not owned
     FeatureClassRule* featureClassRule;  // not owned
@@ -60,7 +63,6 @@ private:
     bool callGenerate(const RowValueMap& rowValues);
     void writeGenerated() const;
     bool readRules(IXMLDOMNode* node, IGPMessages* messages);
-    bool readExpressions(IXMLDOMNode* node);
 
     std::vector<FieldNames::Slot> argumentSlots_;  // of generateArguments
     std::string argumentText_;                     // each text argument in turn, so that it needs no memory of its own

@@ -22,6 +22,7 @@ struct Source {
     Arguments arguments = {};        // expected
     vector<string> registered = {};  // expected, beside SYMBOL_C
     string library = {};
+    int errorLine = 0;  // expected: where the compiler sees that this is not Python; 0 when it is
 };
 
 string cdata(std::string_view text) {
@@ -34,50 +35,33 @@ std::ostream& operator<<(std::ostream& out, const Source& source) {
 
 class ExpressionSources : public testing::TestWithParam<Source> {};
 
-/// Puts the expressions of a `condition` element together, without compiling what comes out.
-void assemble(IXMLDOMNode* condition, const ConditionalXml::ConditionMap& map,
-              ConditionalXml::ExpressionSource& source) {
-    const auto expressions = ConditionalXml::selectNodes(condition, OLESTR("expression"));
-    ConditionalXml::forEachNode(expressions, [&](IXMLDOMNode* expression) {
-        const CComBSTR text = ConditionalXml::nodeText(expression);
-        source.addExpression(ConditionalXml::view(text));
-        const auto library = ConditionalXml::attributeText(ConditionalXml::attributesOf(expression), OLESTR("library"));
-        if (library && map.expressions.contains(*library))
-            source.addLibrary(ConditionalXml::view(map.expressions.at(*library)));
-        return true;
-    });
-}
-
 TEST_P(ExpressionSources, areAssembledAndRewritten) {
     const Source& row = GetParam();
     const LoadedMap loaded("<conditionMap name='m'><functionLibrary>" + row.library +
                            "</functionLibrary></conditionMap>");
     ConditionalXml::FeatureClassRule owner(*loaded.map);
     const auto document = parseDocument("<condition type='2' field='F'>" + row.expressions + "</condition>");
-    const auto node = selectNode(document, "/condition");
-
-    ConditionalXml::ExpressionSource source;
-    assemble(node, *loaded.map, source);
-    Arguments arguments;
-    for (const auto& argument : source.takeArguments())
-        arguments.emplace_back(memhost::utf8(WideView(argument.name)), argument.isList);
-    EXPECT_EQ(arguments, row.arguments);
-    EXPECT_EQ(memhost::utf8(WideView(source.finish())), row.text);
-
-    try {  // not all of these are Python; the fields are registered before that is known
-        const auto condition = ConditionalXml::Condition::build(node, owner, nullptr);
-        ASSERT_NE(condition, nullptr);
-        EXPECT_EQ(memhost::utf8(WideView(condition->expressionText)), row.text);
-        Arguments kept;
-        for (const auto& [name, isList] : condition->generateArguments)
-            kept.emplace_back(memhost::utf8(name.m_str), isList);
-        EXPECT_EQ(kept, row.arguments);
-    } catch (const std::runtime_error& error) {
-        EXPECT_THAT(error.what(), testing::StartsWith("Encountered error processing Python in CXML!"));
+    ConditionalXml::Condition condition(owner);
+    string error;
+    try {
+        EXPECT_TRUE(condition.readExpressions(selectNode(document, "/condition")));
+    } catch (const std::runtime_error& failure) {  // what was read before the compiler saw it is there all the same
+        error = failure.what();
     }
+    EXPECT_EQ(memhost::utf8(WideView(condition.expressionText)), row.text);
+    Arguments arguments;
+    for (const auto& [name, isList] : condition.generateArguments)
+        arguments.emplace_back(memhost::utf8(name.m_str), isList);
+    EXPECT_EQ(arguments, row.arguments);
     vector<string> registered = textsOf(owner.referencedFields);
     std::erase(registered, "SYMBOL_C");
     EXPECT_THAT(registered, testing::UnorderedElementsAreArray(row.registered));
+    if (row.errorLine == 0)
+        EXPECT_EQ(error, "");
+    else
+        EXPECT_THAT(error,
+                    testing::AllOf(testing::HasSubstr("\nptype = <class 'SyntaxError'>\npvalue = "),
+                                   testing::EndsWith("(CalcFields, line " + std::to_string(row.errorLine) + ")\n")));
 }
 
 const Source assembly[] = {
@@ -109,7 +93,8 @@ const Source assembly[] = {
     {.name = "library_without_generate_keeps_its_backslash",
      .expressions = "<expression library='f'>x = 1</expression>",
      .text = "x = 1\nF\\n",
-     .library = "<expression name='f'>F</expression>"},
+     .library = "<expression name='f'>F</expression>",
+     .errorLine = 2},
 };
 
 const Source arguments[] = {
@@ -150,18 +135,21 @@ const Source arguments[] = {
      .expressions = cdata("def Generate(,A,,B,): pass"),
      .text = "def Generate(,A,,B,): pass",
      .arguments = {{"A", false}, {"B", false}},
-     .registered = {"A", "B"}},
+     .registered = {"A", "B"},
+     .errorLine = 1},
     {.name = "blank_is_no_argument", .expressions = cdata("def Generate( ): pass"), .text = "def Generate( ): pass"},
     {.name = "same_name_twice",
      .expressions = cdata("def Generate(A, A[]): A[]"),
      .text = "def Generate(A, A): A",
      .arguments = {{"A", false}, {"A", true}},
-     .registered = {"A"}},
+     .registered = {"A"},
+     .errorLine = 1},
     {.name = "double_list_mark",
      .expressions = cdata("def Generate(A[][]): A[][], A[]"),
      .text = "def Generate(A): A, A[]",
      .arguments = {{"A", true}},
-     .registered = {"A"}},
+     .registered = {"A"},
+     .errorLine = 1},
     {.name = "replacement_is_plain_text",
      .expressions = cdata("def Generate(A[]): BA[] + 'A[]'"),
      .text = "def Generate(A): BA + 'A'",
@@ -171,7 +159,8 @@ const Source arguments[] = {
      .expressions = cdata("def Generate(A): return A[]"),
      .text = "def Generate(A): return A[]",
      .arguments = {{"A", false}},
-     .registered = {"A"}},
+     .registered = {"A"},
+     .errorLine = 1},
     {.name = "one_name_inside_another",
      .expressions = cdata("def Generate(A[], BA[]): A[], BA[]"),
      .text = "def Generate(A, BA): A, BA",
@@ -180,7 +169,8 @@ const Source arguments[] = {
     {.name = "arguments_are_rewritten_in_order",
      .expressions = cdata("def Generate(T.C, T.C.D): T.C.D"),
      .text = "def Generate(T_C, T_C.D): T_C.D",
-     .arguments = {{"T.C", false}, {"T.C.D", false}}},
+     .arguments = {{"T.C", false}, {"T.C.D", false}},
+     .errorLine = 1},
     {.name = "first_generate_counts",
      .expressions = cdata("# Generate(X)\ndef Generate(A): pass"),
      .text = "# Generate(X)\ndef Generate(A): pass",
@@ -188,40 +178,56 @@ const Source arguments[] = {
      .registered = {"X"}},
     {.name = "generate_with_a_blank_gives_no_arguments",
      .expressions = cdata("def Generate (A[]): 'a\\tb'"),
-     .text = "def Generate (A[]): 'a\tb'"},
+     .text = "def Generate (A[]): 'a\tb'",
+     .errorLine = 1},
     {.name = "generate_without_blank_later_gives_them",
      .expressions = cdata("def Generate (A[]): pass\nGenerate(B[])"),
      .text = "def Generate (A[]): pass\nGenerate(B)",
      .arguments = {{"B", true}},
-     .registered = {"B"}},
+     .registered = {"B"},
+     .errorLine = 1},
     {.name = "list_ends_at_the_next_parenthesis",
      .expressions = cdata("def Generate(A=(1,2), B): pass"),
      .text = "def Generate(A=(1,2), B): pass",
      .arguments = {{"A=(1", false}, {"2", false}},
-     .registered = {"2", "A=(1"}},
+     .registered = {"2", "A=(1"},
+     .errorLine = 1},
     {.name = "arguments_in_the_library_piece",
      .expressions = "<expression library='f'>x</expression>",
      .text = "x\ndef Generate(A): pass\\n",
      .arguments = {{"A", true}},
      .registered = {"A"},
-     .library = "<expression name='f'>def Generate(A[]): pass</expression>"},
+     .library = "<expression name='f'>def Generate(A[]): pass</expression>",
+     .errorLine = 2},
 };
 
 const Source backslashes[] = {
     {.name = "pairs",
      .expressions = cdata(R"(Generate() \n|\t|\\|\d|\r|\")"),
-     .text = "Generate() \n|\t|\\|\\d|\\r|\\\""},
+     .text = "Generate() \n|\t|\\|\\d|\\r|\\\"",
+     .errorLine = 2},
     {.name = "line_break_inside_a_literal",
      .expressions = cdata(R"(def Generate(): return "a\nb")"),
-     .text = "def Generate(): return \"a\nb\""},
+     .text = "def Generate(): return \"a\nb\"",
+     .errorLine = 1},
     {.name = "one_pass_from_the_left",
      .expressions = cdata(R"(Generate()\\n\\\n\\\\t)"),
-     .text = "Generate()\\n\\\n\\\\t"},
-    {.name = "at_the_very_end", .expressions = cdata(R"(Generate()\)"), .text = "Generate()\\"},
-    {.name = "pair_then_end", .expressions = cdata(R"(Generate()\\\)"), .text = "Generate()\\\\"},
-    {.name = "without_generate_nothing_is_resolved", .expressions = cdata(R"(x\n\t\\)"), .text = R"(x\n\t\\)"},
-    {.name = "small_letters_do_not_mention_it", .expressions = cdata(R"(generate()\n)"), .text = R"(generate()\n)"},
-    {.name = "mention_without_parenthesis", .expressions = cdata(R"(Generate\n)"), .text = R"(Generate\n)"},
+     .text = "Generate()\\n\\\n\\\\t",
+     .errorLine = 1},
+    {.name = "at_the_very_end", .expressions = cdata(R"(Generate()\)"), .text = "Generate()\\", .errorLine = 1},
+    {.name = "pair_then_end", .expressions = cdata(R"(Generate()\\\)"), .text = "Generate()\\\\", .errorLine = 1},
+    {.name = "without_generate_nothing_is_resolved",
+     .expressions = cdata(R"(x\n\t\\)"),
+     .text = R"(x\n\t\\)",
+     .errorLine = 1},
+    {.name = "small_letters_do_not_mention_it",
+     .expressions = cdata(R"(generate()\n)"),
+     .text = R"(generate()\n)",
+     .errorLine = 1},
+    {.name = "mention_without_parenthesis",
+     .expressions = cdata(R"(Generate\n)"),
+     .text = R"(Generate\n)",
+     .errorLine = 1},
     {.name = "mention_in_the_second_expression",
      .expressions = cdata(R"(x\n)") + cdata(R"(Generate()\n)"),
      .text = "x\nGenerate()\n"},
@@ -229,16 +235,19 @@ const Source backslashes[] = {
      .expressions = cdata(R"(def Gen)") + cdata(R"(erate(A):\n)"),
      .text = R"(def Generate(A):\n)",
      .arguments = {{"A", false}},
-     .registered = {"A"}},
+     .registered = {"A"},
+     .errorLine = 1},
     {.name = "mention_in_the_library_is_none",
      .expressions = R"(<expression library='f'>x\t</expression>)",
      .text = "x\\t\nGenerate()\\n",
-     .library = "<expression name='f'>Generate()</expression>"},
+     .library = "<expression name='f'>Generate()</expression>",
+     .errorLine = 1},
     {.name = "windows_path",
      .expressions = cdata(R"(Generate('C:\new\table'))"),
      .text = "Generate('C:\new\table')",
      .arguments = {{"'C:\\new\\table'", false}},
-     .registered = {"'C:\\new\\table'"}},
+     .registered = {"'C:\\new\\table'"},
+     .errorLine = 1},
 };
 
 std::string nameOf(const testing::TestParamInfo<Source>& entry) {
