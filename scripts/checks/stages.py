@@ -90,26 +90,27 @@ def formatting(log):
     return run("format", [sys.executable, "scripts/checks/format.py", "--clang-format", tool], log)
 
 
-def windows(log):
+def windows(preset, package_kind):
     """The library for Windows and the suite under Wine, counted case by case. Without the means to, it has failed."""
-    missing = [what for what, there in (("the cross compiler", shutil.which("x86_64-w64-mingw32-g++-posix")),
-                                        ("Wine", find_wine())) if not there]
-    if missing:
-        return Counts(failed=[("windows", f"{' and '.join(missing)} cannot be found; scripts/setup windows installs them")])
-    counts = configure_and_build("windows", log)
-    if not counts.failed:
-        counts.add(ctest("windows", log, programs=ROOT / "build/windows/reports"))
-        counts.add(missing_on_windows(log))
-        counts.add(run("package.zip", ["scripts/package", "zip"], log))
-    return counts
+    def stage(log):
+        missing = [what for what, there in (("the cross compiler", shutil.which("x86_64-w64-mingw32-g++-posix")),
+                                            ("Wine", find_wine())) if not there]
+        if missing:
+            return Counts(failed=[(preset, f"{' and '.join(missing)} cannot be found; scripts/setup {preset} installs them")])
+        counts = configure_and_build(preset, log)
+        if not counts.failed:
+            counts.add(ctest(preset, log, programs=ROOT / "build" / preset / "reports"))
+            if preset == "windows":  # the others' tests are those of expressions
+                counts.add(missing_on_windows(log))
+            counts.add(run(f"package.{package_kind}", ["scripts/package", package_kind], log))
+        return counts
+    return stage
 
 
 def missing_on_windows(log):
     """Compares the tests of both platforms, where the stage of the other one has been."""
     if not (ROOT / "build/release/CTestTestfile.cmake").exists():
         return Counts(skipped=[("missing_on_windows", "the stage release has not been run")])
-    if not (ROOT / "build/windows/bin/python313.dll").exists():
-        return Counts(skipped=[("missing_on_windows", "no Python for Windows, whose tests are missing")])
     return run("missing_on_windows", [sys.executable, "scripts/checks/platform_tests.py", "build/release",
                                       "build/windows", "tests/not_on_windows.txt"], log)
 
@@ -159,7 +160,7 @@ def fuzz(log):
 
 
 # The platforms whose counts are compared.
-PLATFORMS = {"release": "Linux", "windows": "Windows, under Wine"}
+PLATFORMS = {"release": "Linux", "windows": "Windows, under Wine", "windows-without-expressions": "Windows, under Wine"}
 
 STAGES = {
     "dev": suite("dev"),
@@ -167,7 +168,8 @@ STAGES = {
     "asan-ubsan": suite("asan-ubsan"),
     "style": style,
     "format": formatting,
-    "windows": windows,
+    "windows": windows("windows", "zip"),
+    "windows-without-expressions": windows("windows-without-expressions", "zip-without-expressions"),
     "package": package,
     "fuzz": fuzz,
     "coverage": coverage,
