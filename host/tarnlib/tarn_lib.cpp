@@ -8,6 +8,7 @@ namespace {
 struct Sink {
     EventLogSink write = nullptr;
     void* context = nullptr;
+    bool enabled = false;
 };
 
 Sink& currentSink() {
@@ -18,7 +19,7 @@ Sink& currentSink() {
 }  // namespace
 
 bool EventLog::IsEnabled() {
-    return currentSink().write != nullptr;
+    return currentSink().enabled;
 }
 
 bool EventLog::Write(tagEventType type, const OLECHAR* text, const OLECHAR* source, const OLECHAR* details, ULONG code,
@@ -27,6 +28,6 @@ bool EventLog::Write(tagEventType type, const OLECHAR* text, const OLECHAR* sour
     return sink.write && sink.write({type, text, source, details, code, flag}, sink.context);
 }
 
-extern "C" void TarnSetEventSink(EventLogSink sink, void* context) {
-    currentSink() = {sink, sink ? context : nullptr};
+extern "C" void TarnSetEventSink(EventLogSink sink, void* context, bool enabled) {
+    currentSink() = {sink, sink ? context : nullptr, sink && enabled};
 }

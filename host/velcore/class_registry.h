@@ -5,8 +5,8 @@
 
 #include <cstddef>
 
-/// Makes an object of one class; shaped like VelCreateInstance without its class, outer object and context.
-using VelClassFactory = HRESULT (*)(REFIID iid, void** object);
+/// Makes an object of one class; shaped like VelCreateInstance without its class and outer object.
+using VelClassFactory = HRESULT (*)(DWORD context, REFIID iid, void** object);
 
 /// Has VelCreateInstance call `factory` for `clsid`; null gives the class back to the host's own factory. Hosts call
 /// it at start-up, tests to put a counting or failing object in the place of a real one. Not for use while another

@@ -24,7 +24,8 @@ std::vector<Registration>::iterator findRegistration(REFCLSID clsid) {
 }
 
 HRESULT create(REFCLSID clsid, DWORD context, REFIID iid, void** object) {
-    if (const auto found = findRegistration(clsid); found != registrations().end()) return found->second(iid, object);
+    if (const auto found = findRegistration(clsid); found != registrations().end())
+        return found->second(context, iid, object);
     if (clsid == CLSID_QueryFilter) return createQueryFilter(iid, object);
     return CoCreateInstance(clsid, nullptr, context, iid, object);
 }

@@ -3,6 +3,7 @@
 
 #include "memhost/messages.h"
 #include "support/event_log.h"
+#include "support/platform_hooks.h"
 
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -52,14 +53,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, LogComFailureFormats, testing::ValuesIn(logCases)
                          [](const auto& entry) { return std::string(entry.param.name); });
 
 TEST(LogComFailureTest, disabledLogGetsNothing) {
-    std::vector<LoggedEntry> kept;
-    {
-        EventLogRecorder log;
-        TarnSetEventSink(nullptr, nullptr);
-        LogComFailure(OLESTR("f"), E_FAIL, OLESTR("file"), 1);
-        kept = log.entries;
-    }
-    EXPECT_TRUE(kept.empty());
+    const EventLogRecorder log(false);
+    LogComFailure(OLESTR("f"), E_FAIL, OLESTR("file"), 1);
+    EXPECT_TRUE(log.entries.empty());
 }
 
 TEST(LogComFailureTest, failingLogIsNobodysBusiness) {
@@ -93,9 +89,24 @@ TEST(MessagesTest, errorsCarryTheFailureCode) {
     EXPECT_EQ(messages->entries(), expected);
 }
 
-TEST(MessagesTest, withoutCollectionTextsAreDropped) {
-    addError(nullptr, "nobody hears");
-    addMessage(nullptr, "nobody hears");
+TEST(MessagesTest, withoutCollectionNoTextIsMade) {
+    const auto messages = make<Messages>();
+    const auto fails = [](void (*add)(IGPMessages*, std::string_view), IGPMessages* target) {
+        failBstrAllocation(1, true);
+        bool failed = false;
+        try {
+            add(target, "nobody hears");
+        } catch (const CAtlException&) {
+            failed = true;
+        }
+        const bool asked = bstrAllocationFailed();
+        failBstrAllocation(0, false);
+        EXPECT_EQ(failed, asked);
+        return failed;
+    };
+    EXPECT_TRUE(fails(addError, messages) && fails(addMessage, messages));
+    EXPECT_FALSE(fails(addError, nullptr));
+    EXPECT_FALSE(fails(addMessage, nullptr));
 }
 
 TEST(MessagesTest, answerOfTheCollectionIsIgnored) {

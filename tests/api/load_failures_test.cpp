@@ -4,7 +4,9 @@
 
 namespace {
 
-TEST_F(LoadTest, failureOfLoadNamesThePath) {
+class LoadFailureTest : public LoadTest {};
+
+TEST_F(LoadFailureTest, failureOfLoadNamesThePath) {
     EXPECT_TRUE(loadText(buoys));
     const auto first = Access::currentMap(manager);
     const FaultyDomScope dom({.status = E_ACCESSDENIED});
@@ -12,7 +14,7 @@ TEST_F(LoadTest, failureOfLoadNamesThePath) {
     EXPECT_EQ(Access::currentMap(manager), first);
 }
 
-TEST_F(LoadTest, notLoadedWithoutParseErrorIsFalse) {
+TEST_F(LoadFailureTest, notLoadedWithoutParseErrorIsFalse) {
     EXPECT_TRUE(loadText(buoys));
     const auto first = Access::currentMap(manager);
     for (const HRESULT status : {S_OK, S_FALSE}) {
@@ -23,17 +25,17 @@ TEST_F(LoadTest, notLoadedWithoutParseErrorIsFalse) {
     EXPECT_TRUE(messages->entries().empty());
 }
 
-TEST_F(LoadTest, parseErrorTextIsFormatted) {
+TEST_F(LoadFailureTest, parseErrorTextIsFormatted) {
     const FaultyDomScope dom({.error = FakeParseError{"Bad %s thing.\r\n", "<a &b>", 3, 7}});
     EXPECT_EQ(thrownBy("any.xml"), "Failed to parse CXML: Bad %s thing.\r\n [Source: <a &b> : Line 3 Column 7]\n");
 }
 
-TEST_F(LoadTest, lineAndColumnOfAParseErrorAreUnsigned) {
+TEST_F(LoadFailureTest, lineAndColumnOfAParseErrorAreUnsigned) {
     const FaultyDomScope dom({.error = FakeParseError{"r", "s", -1, -2147483647 - 1}});
     EXPECT_EQ(thrownBy("any.xml"), "Failed to parse CXML: r [Source: s : Line 4294967295 Column 2147483648]\n");
 }
 
-TEST_F(LoadTest, parseErrorTextMayHave1023Characters) {
+TEST_F(LoadFailureTest, parseErrorTextMayHave1023Characters) {
     const std::string frame = "Failed to parse CXML:  [Source: s : Line 1 Column 2]\n";
     const std::string reason(1023 - frame.size(), 'x');
     const FaultyDomScope dom({.error = FakeParseError{reason, "s", 1, 2}});
@@ -42,7 +44,7 @@ TEST_F(LoadTest, parseErrorTextMayHave1023Characters) {
     EXPECT_EQ(text.size(), 1023U);
 }
 
-TEST_F(LoadTest, longerParseErrorTextBecomesEmptyNotCut) {
+TEST_F(LoadFailureTest, longerParseErrorTextBecomesEmptyNotCut) {
     EXPECT_TRUE(loadText(buoys));
     const std::string frame = "Failed to parse CXML:  [Source: s : Line 1 Column 2]\n";
     for (const std::size_t length : {1024U, 1025U, 100000U}) {
@@ -56,7 +58,7 @@ TEST_F(LoadTest, longerParseErrorTextBecomesEmptyNotCut) {
     }
 }
 
-TEST_F(LoadTest, parseErrorWithoutReasonAndSource) {
+TEST_F(LoadFailureTest, parseErrorWithoutReasonAndSource) {
     const FaultyDomScope dom({.error = FakeParseError{}});
     EXPECT_EQ(thrownBy("any.xml"), "Failed to parse CXML:  [Source:  : Line 0 Column 0]\n");
 }

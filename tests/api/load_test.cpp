@@ -161,15 +161,17 @@ TEST_F(LoadTest, documentThatCannotBeCreated) {
         ~Guard() { VelRegisterClass(CLSID_DOMDocument, nullptr); }
     } const guard;
     const VelClassFactory factories[] = {
-        [](REFIID, void** object) -> HRESULT {
+        [](DWORD context, REFIID iid, void** object) -> HRESULT {
+            EXPECT_EQ(context, DWORD{CLSCTX_ALL});
+            EXPECT_TRUE(iid == __uuidof(IUnknown));
             *object = nullptr;
             return E_ACCESSDENIED;
         },
-        [](REFIID, void** object) -> HRESULT {  // says yes and gives nothing
+        [](DWORD, REFIID, void** object) -> HRESULT {  // says yes and gives nothing
             *object = nullptr;
             return S_OK;
         },
-        [](REFIID iid, void** object) -> HRESULT {  // gives something that is no document
+        [](DWORD, REFIID iid, void** object) -> HRESULT {  // gives something that is no document
             return make<Messages>()->QueryInterface(iid, object);
         },
     };

@@ -222,7 +222,7 @@ HRESULT AttributeMap::get_item(LONG index, IXMLDOMNode** node) {
         [&] { *node = nullptr; });
 }
 
-HRESULT createDocument(REFIID iid, void** object) {
+HRESULT createDocument(DWORD, REFIID iid, void** object) {
     CComPtr<IXMLDOMDocument> real;
     const HRESULT hr = CoCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_SERVER, __uuidof(IXMLDOMDocument),
                                         reinterpret_cast<void**>(&real.p));

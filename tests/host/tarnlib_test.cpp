@@ -42,6 +42,11 @@ TEST(TarnLib, HandsEntriesToTheSinkAndItsAnswerBack) {
     EXPECT_TRUE(kept.flag);
     kept.answer = false;
     EXPECT_FALSE(write());
+    TarnSetEventSink(keep, &kept, false);
+    EXPECT_FALSE(EventLog::IsEnabled());
+    kept = {};
+    EXPECT_TRUE(write()) << "heard all the same";
+    EXPECT_EQ(kept.code, 7U);
     TarnSetEventSink(nullptr, &kept);
     EXPECT_FALSE(EventLog::IsEnabled());
     EXPECT_FALSE(write());

@@ -58,14 +58,15 @@ TEST(VelCore, RefusesWhatItDoesNotKnowAndLeavesNull) {
 }
 
 TEST(VelCore, RegisteredClassesComeFirstUntilTheyAreGivenBack) {
-    VelRegisterClass(CLSID_QueryFilter, [](REFIID, void** object) {
+    VelRegisterClass(CLSID_QueryFilter, [](DWORD context, REFIID, void** object) {
+        EXPECT_EQ(context, DWORD{CLSCTX_ALL});
         *object = reinterpret_cast<void*>(1);  // a factory that sets and fails
         return E_ACCESSDENIED;
     });
     void* object = nullptr;
     EXPECT_EQ(create(CLSID_QueryFilter, __uuidof(IUnknown), &object), E_ACCESSDENIED);
     EXPECT_EQ(object, nullptr);
-    VelRegisterClass(CLSID_QueryFilter, [](REFIID, void**) { return E_OUTOFMEMORY; });
+    VelRegisterClass(CLSID_QueryFilter, [](DWORD, REFIID, void**) { return E_OUTOFMEMORY; });
     EXPECT_EQ(create(CLSID_QueryFilter, __uuidof(IUnknown), &object), E_OUTOFMEMORY);
     VelRegisterClass(CLSID_QueryFilter, nullptr);
     VelRegisterClass(CLSID_QueryFilter, nullptr);

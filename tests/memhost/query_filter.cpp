@@ -49,7 +49,7 @@ HRESULT readFilter(IQueryFilter* filter, FilterContent& content) {
     return hr;
 }
 
-HRESULT FilterClassScope::createFilter(REFIID iid, void** object) {
+HRESULT FilterClassScope::createFilter(DWORD, REFIID iid, void** object) {
     return make<QueryFilter>()->QueryInterface(iid, object);
 }
 

@@ -40,7 +40,7 @@ public:
     FilterClassScope(const FilterClassScope&) = delete;
     FilterClassScope& operator=(const FilterClassScope&) = delete;
 
-    static HRESULT createFilter(REFIID iid, void** object);
+    static HRESULT createFilter(DWORD context, REFIID iid, void** object);
 };
 
 }  // namespace memhost

@@ -241,5 +241,29 @@ TEST(DomNodes, DocumentHasTextButNoTypedValue) {
     EXPECT_EQ(value.vt, VT_NULL);
 }
 
+TEST(DomObjects, CountReferences) {
+    IXMLDOMDocument* document = newDocument().Detach();
+    EXPECT_EQ(document->AddRef(), 2U);
+    EXPECT_EQ(document->Release(), 1U);
+    EXPECT_EQ(document->Release(), 0U);
+}
+
+/// The root as the interface that the platform gives it in: MSXML has one for elements.
+template <class Element>
+CComPtr<IXMLDOMNode> rootOf(IXMLDOMDocument* document, HRESULT (STDMETHODCALLTYPE IXMLDOMDocument::*get)(Element**),
+                            HRESULT expected) {
+    auto* root = reinterpret_cast<Element*>(1);
+    EXPECT_EQ((document->*get)(&root), expected);
+    CComPtr<IXMLDOMNode> node;
+    node.Attach(root);
+    return node;
+}
+
+TEST(DomObjects, DocumentElementIsTheRoot) {
+    const CComPtr<IXMLDOMDocument> document = parse("<!-- c --><a/>");
+    EXPECT_EQ(nameOf(rootOf(document, &IXMLDOMDocument::get_documentElement, S_OK)), "a");
+    EXPECT_EQ(rootOf(newDocument(), &IXMLDOMDocument::get_documentElement, S_FALSE).p, nullptr);
+}
+
 }  // namespace
 }  // namespace dom_test

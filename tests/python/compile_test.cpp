@@ -41,12 +41,13 @@ TEST(Compile, codeIsReleasedWithItsDocument) {
 }
 
 TEST(Compile, codeOfADiscardedConditionIsReleased) {
+    const std::size_t before = madeCodeObjects();
     const LoadedMap loaded = LoadedMap::ofClass(
         "Light",
         "<condition><rule type='A' operator='equal' field='F'><condition type='2'><expression>def Generate(): "
         "pass</expression></condition></rule><rule type='Z'/></condition>");
-    watchCode(*loaded.map);
     EXPECT_TRUE(loaded.map->conditions.empty());
+    EXPECT_EQ(madeCodeObjects(), before + 1) << "the nested condition was compiled";
     EXPECT_EQ(liveCodeObjects(), 0U);
 }
 
@@ -133,15 +134,26 @@ TEST(CompileReport, textsBeyondAsciiAreNarrowText) {
                                              "Calculating Field: \xC3\x98\nFunction: B\xC3\xB8je \xE2\x82\xAC = (\n")));
 }
 
-TEST(CompileReport, leavesTheDocumentOutOfTheManager) {
+TEST(CompileReport, leavesTheNewDocumentUnfinished) {
+    SymbologyManager manager =
+        managerOf("<conditionMap name='first'><featureClass name='Former'><condition/></featureClass></conditionMap>");
+    const TemporaryFolder folder;
+    const CComBSTR path = memhost::bstr(folder.write(
+        "second.xml",
+        "<conditionMap name='second'><featureClass name='Done'><condition/></featureClass><featureClass name='L'>"
+        "<condition rulename='R'><expression>1 +</expression></condition></featureClass></conditionMap>"));
     try {
-        managerOf(
-            "<conditionMap name='m'><featureClass name='L'><condition rulename='R'><expression>1 +</expression>"
-            "</condition></featureClass></conditionMap>");
+        manager.loadCXML(path, nullptr);
         ADD_FAILURE() << "it loaded";
     } catch (const std::runtime_error& error) {
         EXPECT_THAT(error.what(), StartsWith("Encountered error processing Python in CXML!\nRule Name: R\n"));
     }
+    const auto map = SymbologyManagerAccess::currentMap(manager);
+    ASSERT_TRUE(map);
+    EXPECT_EQ(memhost::utf8(SymbologyManagerAccess::documentName(manager)), "second");
+    EXPECT_FALSE(map->find(memhost::bstr("FORMER")));
+    EXPECT_TRUE(map->find(memhost::bstr("DONE")));
+    EXPECT_FALSE(map->find(memhost::bstr("L")));
 }
 
 TEST(CompileReport, nestedConditionsReportToo) {

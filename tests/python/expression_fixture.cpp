@@ -1,6 +1,7 @@
 #include "python/expression_fixture.h"
 
 #include <Python.h>
+#include <stdexcept>
 #include <utility>
 
 using memhost::bstr;
@@ -19,16 +20,16 @@ private:
     PyGILState_STATE state_;
 };
 
-std::vector<PyObject*>& watched() {
-    static std::vector<PyObject*> references;  // weak ones, owned
-    return references;
-}
+PyInterpreterState* watched = nullptr;
+std::size_t codeMade = 0;
+std::size_t codeGone = 0;
 
-bool isAlive(PyObject* weak) {
-    PyObject* object = nullptr;
-    const int alive = PyWeakref_GetRef(weak, &object);
-    Py_XDECREF(object);
-    return alive == 1;
+int countCode(PyCodeEvent event, PyCodeObject* code) {
+    // Functions have code of their own, which lives in that of the whole source.
+    if (PyUnicode_CompareWithASCIIString(code->co_filename, "CalcFields") == 0 &&
+        PyUnicode_CompareWithASCIIString(code->co_name, "<module>") == 0)
+        ++(event == PY_CODE_EVENT_CREATE ? codeMade : codeGone);
+    return 0;
 }
 
 /// Python's allocator of objects, and which of its allocations fails: guarded by the interpreter lock.
@@ -62,6 +63,7 @@ PyObject* failAllocation(PyObject* /*self*/, PyObject* number) {
 }
 
 std::string documentOf(std::string_view source, std::string_view attributes, std::string_view library) {
+    watchCode();
     return "<conditionMap name='test'><functionLibrary>" + std::string(library) +
            "</functionLibrary><featureClass name='Light'><condition " + std::string(attributes) + "><expression" +
            (library.empty() ? "" : " library='lib'") + ">" + cdata(source) +
@@ -113,22 +115,23 @@ bool FailingPythonMemory::takeFailed() {
     return std::exchange(pythonMemory.failed, false);
 }
 
-void watchCode(const ConditionalXml::ConditionMap& map) {
+void watchCode() {
     const HostLock lock;
-    for (const auto& condition : map.conditions)
-        if (condition->compiledExpression)
-            watched().push_back(PyWeakref_NewRef(condition->compiledExpression.get(), nullptr));
+    if (watched == PyInterpreterState_Get()) return;
+    if (PyCode_AddWatcher(countCode) < 0) throw std::runtime_error("Python cannot watch its code objects");
+    watched = PyInterpreterState_Get();
+    codeMade = codeGone = 0;
+}
+
+std::size_t madeCodeObjects() {
+    const HostLock lock;
+    return codeMade;
 }
 
 std::size_t liveCodeObjects() {
     if (!Py_IsInitialized()) return 0;
     const HostLock lock;
-    std::erase_if(watched(), [](PyObject* weak) {
-        if (isAlive(weak)) return false;
-        Py_DECREF(weak);
-        return true;
-    });
-    return watched().size();
+    return codeMade - codeGone;
 }
 
 std::string cdata(std::string_view text) {
@@ -137,7 +140,6 @@ std::string cdata(std::string_view text) {
 
 LoadedExpression::LoadedExpression(std::string_view source, std::string_view attributes, std::string_view library)
     : loaded_(documentOf(source, attributes, library)) {
-    watchCode(*loaded_.map);
     clearValues();
 }
 

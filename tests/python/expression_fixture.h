@@ -46,9 +46,10 @@ public:
     static bool takeFailed();
 };
 
-/// Has the code objects of a document counted until they are gone.
-void watchCode(const ConditionalXml::ConditionMap& map);
-/// How many of the watched code objects are alive.
+/// Has the running interpreter count the code objects that documents are compiled to.
+void watchCode();
+/// How many of them were made since then, and how many are alive.
+std::size_t madeCodeObjects();
 std::size_t liveCodeObjects();
 
 /// The text as the content of an element.

@@ -22,5 +22,6 @@ int main(int argc, char** argv) {
     installLeakCheck();
     registerLiveCounter("code objects", liveCodeObjects);
     const embedded_host::PythonInterpreter python;
+    watchCode();
     return RUN_ALL_TESTS();
 }

@@ -18,7 +18,6 @@ TEST(Run, failureIsAMessageAndTheRestIsEvaluated) {
         "<condition type='2' field='RESULT'><rule type='A' operator='equal' field='CAT' value='1'/>"
         "<expression>def Generate(CAT): return 'CAT ' + str(CAT)</expression></condition>"
         "</featureClass></conditionMap>");
-    watchCode(*SymbologyManagerAccess::currentMap(manager));
     const auto table = memhost::Table("LIGHT")
                            .symbologyFields()
                            .field("RESULT", VT_BSTR)

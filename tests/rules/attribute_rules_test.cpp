@@ -180,12 +180,21 @@ TEST_F(AttributeRuleTest, missingFieldIsReportedAndEmpty) {
     }
 }
 
-TEST_F(AttributeRuleTest, rangeOfAMissingFieldIsSilentAndWhatTheConversionMakesOfIt) {
-    // The bounds are converted to the type of no value; where the platform can do that, both bounds equal it.
-    CComVariant bound(bstr("1"));
-    const bool converts = SUCCEEDED(bound.ChangeType(VT_EMPTY));
-    create("between", "", "<value>1</value><value>5</value>");
-    EXPECT_EQ(holdsWithoutField(messages), converts);
+TEST_F(AttributeRuleTest, rangeOfAMissingFieldIsSilentAndHolds) {
+    // The bounds become the empty value of the field, and equal it; NULL cannot.
+    const struct {
+        const char* operands;
+        bool holds;
+    } rows[] = {
+        {"<value>1</value><value>5</value>", true},     {"<value>5</value><value>1</value>", true},
+        {"<value></value><value>x</value>", true},      {"<value>NULL</value><value>5</value>", false},
+        {"<value>1</value><value>NULL</value>", false}, {"<value>1</value>", false},
+    };
+    for (const auto& row : rows) {
+        create("between", "", row.operands);
+        EXPECT_EQ(holdsWithoutField(messages), row.holds) << row.operands;
+        EXPECT_EQ(holdsWithoutField(messages), row.holds) << row.operands << ", now that they are converted";
+    }
     EXPECT_TRUE(messages->entries().empty());
 }
 

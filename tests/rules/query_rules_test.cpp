@@ -289,7 +289,7 @@ TEST_F(QueryRuleTest, callsThatSucceedWithoutAnObjectAreFalse) {
 }
 
 TEST_F(QueryRuleTest, withoutAFilterTheWholeTableIsAsked) {
-    const memhost::FilterClassScope none([](REFIID, void** object) -> HRESULT {
+    const memhost::FilterClassScope none([](DWORD, REFIID, void** object) -> HRESULT {
         *object = nullptr;
         return E_FAIL;
     });

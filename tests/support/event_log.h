@@ -18,10 +18,10 @@ struct LoggedEntry {
     bool operator==(const LoggedEntry&) const = default;
 };
 
-/// Enables the event log for as long as it lives and keeps what is written.
+/// Keeps what is written to the event log for as long as it lives; the log is enabled unless `enabled` is false.
 class EventLogRecorder {
 public:
-    EventLogRecorder() { TarnSetEventSink(keep, this); }
+    explicit EventLogRecorder(bool enabled = true) { TarnSetEventSink(keep, this, enabled); }
     ~EventLogRecorder() { TarnSetEventSink(nullptr, nullptr); }
     EventLogRecorder(const EventLogRecorder&) = delete;
     EventLogRecorder& operator=(const EventLogRecorder&) = delete;

@@ -312,15 +312,15 @@ TEST_F(RunTest, filterThatCannotBeCreated) {
     const auto table = buoys().row({}).build();
     const CallCount cursors(Op::TableUpdate);
     const VelClassFactory factories[] = {
-        [](REFIID, void** object) -> HRESULT {
+        [](DWORD, REFIID, void** object) -> HRESULT {
             *object = nullptr;
             return E_ACCESSDENIED;
         },
-        [](REFIID, void** object) -> HRESULT {  // says yes and gives nothing
+        [](DWORD, REFIID, void** object) -> HRESULT {  // says yes and gives nothing
             *object = nullptr;
             return S_OK;
         },
-        [](REFIID iid, void** object) -> HRESULT {  // gives something that is no filter
+        [](DWORD, REFIID iid, void** object) -> HRESULT {  // gives something that is no filter
             return make<Messages>()->QueryInterface(iid, object);
         },
     };
@@ -333,7 +333,7 @@ TEST_F(RunTest, filterThatCannotBeCreated) {
     }
     {
         messages->clear();
-        const FilterClassScope filters([](REFIID, void** object) -> HRESULT {
+        const FilterClassScope filters([](DWORD, REFIID, void** object) -> HRESULT {
             *object = nullptr;
             memhost::setErrorDescription("The filter class is not installed.");
             return E_FAIL;
@@ -346,13 +346,18 @@ TEST_F(RunTest, filterThatCannotBeCreated) {
 
 TEST_F(RunTest, filterIsAskedForAsTheHostsObjectFactoryWants) {
     const auto table = buoys().row({}).build();
-    const FilterClassScope filters([](REFIID iid, void** object) -> HRESULT {
+    static int made;
+    made = 0;
+    const FilterClassScope filters([](DWORD context, REFIID iid, void** object) -> HRESULT {
+        ++made;
+        EXPECT_EQ(context, DWORD{CLSCTX_ALL});
         EXPECT_TRUE(iid == __uuidof(IUnknown));
-        return FilterClassScope::createFilter(iid, object);
+        return FilterClassScope::createFilter(context, iid, object);
     });
     const CallCount fields(Op::FilterAddField);
     const CallCount clauses(Op::FilterPutWhereClause);
     EXPECT_TRUE(run(table));
+    EXPECT_EQ(made, 1);
     EXPECT_EQ(fields(), 3);
     EXPECT_EQ(clauses(), 0);
 }

@@ -27,7 +27,7 @@ public:
     DocumentCapture& operator=(const DocumentCapture&) = delete;
 
 private:
-    static HRESULT create(REFIID iid, void** object) {
+    static HRESULT create(DWORD, REFIID iid, void** object) {
         CComPtr<IXMLDOMDocument> made;
         const HRESULT hr = CoCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_ALL, __uuidof(IXMLDOMDocument),
                                             reinterpret_cast<void**>(&made));

@@ -11,7 +11,7 @@ namespace {
 std::mutex guard;
 std::vector<CComPtr<IXMLDOMDocument>> documents;  // NOLINT(cert-err58-cpp): does not throw
 
-HRESULT createDocument(REFIID iid, void** object) {
+HRESULT createDocument(DWORD, REFIID iid, void** object) {
     CComPtr<IXMLDOMDocument> document;
     const HRESULT hr = CoCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IXMLDOMDocument),
                                         reinterpret_cast<void**>(&document.p));
