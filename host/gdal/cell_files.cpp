@@ -4,6 +4,9 @@
 #include "host/gdal/cell_records.h"
 #include "host/gdal/errors.h"
 
+#include <cpl_string.h>
+#include <cpl_vsi.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -82,33 +85,37 @@ CellIdentification identificationOf(const S57File& file, const S57Record& record
     return found;
 }
 
+std::vector<std::string> namesIn(const fs::path& folder) {
+    char** names = VSIReadDir(folder.c_str());
+    const std::unique_ptr<char*, decltype(&CSLDestroy)> owner(names, &CSLDestroy);
+    if (!names) throw HostError(folder.string() + ": cannot be searched for updates");
+    return {names, names + CSLCount(names)};
+}
+
 // What is beside the base cell, by number; in a folder of its own for each number where the base is in folder 0.
 std::map<int, fs::path> updatesOf(const fs::path& base) {
     std::map<int, fs::path> found;
     const std::string stem = upper(base.stem().string());
     const auto look = [&](const fs::path& folder, int only) {
-        std::error_code error;
-        for (const auto& entry : fs::directory_iterator(folder, error)) {
-            const fs::path& path = entry.path();
+        for (const std::string& name : namesIn(folder)) {
+            const fs::path path = folder / name;
             const std::string extension = path.extension().string();
-            const int number = extension.size() == 4 ? numberOf(extension.substr(1)) : -1;
+            const int number = extension.size() == 4 ? numberOf(std::string_view(extension).substr(1)) : -1;
             if (number <= 0 || (only > 0 && number != only) || upper(path.stem().string()) != stem) continue;
             // Of two names that differ in case only, the one in the base cell's own.
             if (!found.contains(number) || path.stem() == base.stem()) found[number] = path;
         }
-        if (error) throw HostError(folder.string() + ": cannot be searched for updates: " + error.message());
     };
     const fs::path folder = base.has_parent_path() ? base.parent_path() : fs::path(".");
     look(folder, 0);
-    const fs::path here = fs::weakly_canonical(folder);
-    if (here.filename() == "0") {
-        std::error_code error;
-        for (const auto& entry : fs::directory_iterator(here.parent_path(), error)) {
-            const int number = numberOf(entry.path().filename().string());
-            if (number > 0 && entry.is_directory()) look(entry.path(), number);
-        }
-        if (error)
-            throw HostError(here.parent_path().string() + ": cannot be searched for updates: " + error.message());
+    std::error_code error;
+    const fs::path here = fs::absolute(base, error).lexically_normal().parent_path();
+    if (error || here.filename() != "0") return found;
+    for (const std::string& name : namesIn(here.parent_path())) {
+        const fs::path other = here.parent_path() / name;
+        VSIStatBufL status;
+        const int number = numberOf(name);
+        if (number > 0 && VSIStatL(other.c_str(), &status) == 0 && VSI_ISDIR(status.st_mode)) look(other, number);
     }
     return found;
 }

@@ -141,7 +141,6 @@ std::size_t CellRecords::features() const noexcept {
 }
 
 void CellRecords::readBase(S57File& file, const S57Record& identification) {
-    expect(identification.find("DSSI") != nullptr, "");
     read(file, identification, false);
 }
 
@@ -157,7 +156,8 @@ void CellRecords::read(S57File& file, const S57Record& identification, bool upda
     try {
         if (structure) {
             S57Reader field(*structure);
-            const std::uint32_t level = (field.number(1), field.number(1), field.number(1));
+            field.bytes(2);
+            const std::uint32_t level = field.number(1);
             expect(!update || level == nationalLevel_, "its national texts are not coded as the base cell's");
             nationalLevel_ = level;
             for (std::uint32_t& count : said) count = field.number(4);
@@ -168,11 +168,7 @@ void CellRecords::read(S57File& file, const S57Record& identification, bool upda
             if (tag == "DSPM" && !update) {
                 readParameters(record);
             } else if (tag == "VRID" || tag == "FRID") {
-                readRecord(file, record, update);
-                S57Reader field(record.fields.front().data);
-                const Key key{field.number(1), field.number(4)};
-                const std::uint32_t objectClass = key.kind == Feature ? (field.number(2), field.number(2)) : 0;
-                ++found.at(countOf(key, objectClass));
+                ++found.at(readRecord(file, record, update));
             } else {
                 expect(false, "a record of this kind has no place in the file");
             }
@@ -201,7 +197,7 @@ void CellRecords::readParameters(const S57Record& record) {
     expect(field.atEnd(), "field DSPM has a wrong length");
 }
 
-void CellRecords::readRecord(const S57File& file, const S57Record& record, bool update) {
+std::size_t CellRecords::readRecord(const S57File& file, const S57Record& record, bool update) {
     const bool isFeature = record.fields.front().tag == "FRID";
     S57Reader field(record.fields.front().data);
     const Key key{field.number(1), field.number(4)};
@@ -217,13 +213,14 @@ void CellRecords::readRecord(const S57File& file, const S57Record& record, bool 
     expect(isFeature ? key.kind == Feature : isOneOf(key.kind, {Isolated, Connected, Edge, Face}),
            "its kind is unknown");
     expect(!isFeature || isOneOf(held.primitive, {Point, Line, Area, None}), "its geometry is of no known kind");
+    const std::size_t counted = countOf(key, held.objectClass);
     const auto found = records_.find(key);
     const std::string name = (isFeature ? "feature " : "vector ") + std::to_string(key.number);
     if (instruction == Insert) {
         if (found != records_.end()) file.refuse(record, name + " is there already");
         change(held, record, false);
         records_.emplace(key, std::move(held));
-        return;
+        return counted;
     }
     expect(update, "a base cell has only records to insert");
     expect(instruction == Delete || instruction == Modify, "an instruction of the update is unknown");
@@ -235,11 +232,12 @@ void CellRecords::readRecord(const S57File& file, const S57Record& record, bool 
         file.refuse(record, "it is of another object class or geometry than " + name);
     if (instruction == Delete) {
         records_.erase(found);
-        return;
+        return counted;
     }
     found->second.version = held.version;
     if (const std::string_view* national = record.find("NATF")) changeNational(key, *national);
     change(found->second, record, true);
+    return counted;
 }
 
 void CellRecords::change(Held& held, const S57Record& record, bool modify) {

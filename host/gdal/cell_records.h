@@ -42,9 +42,9 @@ private:
     using Counts = std::array<std::uint32_t, 8>;
 
     void read(S57File& file, const S57Record& identification, bool update);
-    void readStructure(const S57File& file, const S57Record& record, bool update);
     void readParameters(const S57Record& record);
-    void readRecord(const S57File& file, const S57Record& record, bool update);
+    /// Returns where Counts has the record's kind.
+    std::size_t readRecord(const S57File& file, const S57Record& record, bool update);
     void change(Held& held, const S57Record& record, bool modify);
     void changeNational(const Key& key, std::string_view data);
     void checkCoordinates(std::string_view data, bool sounding) const;

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -106,7 +107,7 @@ private:
         VSIFCloseL(opened);
     }
 
-    static inline std::uint64_t count_ = 0;
+    static inline std::atomic<std::uint64_t> count_ = 0;
     std::string folder_;
     std::vector<std::string> paths_;
 };
@@ -124,7 +125,7 @@ private:
     DatasetHandle open(const std::string& path, const FilesInMemory& files) const;
     void expectRead(const std::string& path, GDALDatasetH source, const CellFiles& cell) const;
     std::size_t addLayer(const std::string& path, GDALDatasetH source, const std::string& layer, const CellFiles& cell);
-    std::size_t nameCell(const std::string& table, const CellFiles& cell);
+    std::size_t nameCell(const std::string& table, const std::string& newRows, const CellFiles& cell);
     void applyNational(const CellFiles& cell);
     void tellNotes(const std::string& path, const CellErrors& errors);
     void execute(const std::string& sql);
@@ -208,7 +209,7 @@ std::string Import::answer(const std::string& sql) {
 }
 
 // Writes the cell's name into the rows that have just come. Returns how many features they are.
-std::size_t Import::nameCell(const std::string& table, const CellFiles& cell) {
+std::size_t Import::nameCell(const std::string& table, const std::string& newRows, const CellFiles& cell) {
     OGRLayerH layer = GDALDatasetGetLayerByName(target_.get(), table.c_str());
     if (!layer) throw HostError("the table was not made");
     if (OGR_FD_GetFieldIndex(OGR_L_GetLayerDefn(layer), cellColumn) < 0) {
@@ -218,7 +219,7 @@ std::size_t Import::nameCell(const std::string& table, const CellFiles& cell) {
             throw HostError("the cell's name has no column");
     }
     OGR_L_SyncToDisk(layer);
-    const std::string rows = " FROM " + quotedName(table) + " WHERE " + quotedName(cellColumn) + " IS NULL";
+    const std::string rows = " FROM " + quotedName(table) + newRows;
     const std::string found = answer("SELECT count(DISTINCT RCID)" + rows);
     if (table == unknownClasses && found != "0")
         message_(cell.identification.name + ": " + found + (found == "1" ? " feature" : " features") +
@@ -226,7 +227,7 @@ std::size_t Import::nameCell(const std::string& table, const CellFiles& cell) {
                  answer("SELECT group_concat(OBJL, ', ') FROM (SELECT DISTINCT OBJL" + rows + " ORDER BY OBJL)") +
                  "): imported into the layer " + table + ", without attributes");
     execute("UPDATE " + quotedName(table) + " SET " + quotedName(cellColumn) + " = " +
-            quotedText(cell.identification.name) + " WHERE " + quotedName(cellColumn) + " IS NULL");
+            quotedText(cell.identification.name) + newRows);
     return static_cast<std::size_t>(std::strtoull(found.c_str(), nullptr, 10));
 }
 
@@ -239,6 +240,8 @@ std::size_t Import::addLayer(const std::string& path, GDALDatasetH source, const
     const auto fail = [&](std::string_view otherwise) {
         throw HostError(path + ": layer " + layer + " cannot be imported: " + errors.text(otherwise));
     };
+    const std::string last = fresh ? std::string() : answer("SELECT max(rowid) FROM " + quotedName(table));
+    const std::string newRows = " WHERE rowid > " + (last.empty() ? "0" : last);
     const auto options = translateOptions(layer, target_ != nullptr, fresh);
     if (!options) fail("GDAL refused the import's options");
     int usageError = FALSE;
@@ -248,7 +251,7 @@ std::size_t Import::addLayer(const std::string& path, GDALDatasetH source, const
     if (!result || usageError || errors.any()) fail("no reason given");
     std::size_t features = 0;
     try {
-        if (layer != "DSID") features = nameCell(table, cell);
+        if (layer != "DSID") features = nameCell(table, newRows, cell);
     } catch (const HostError& error) {
         fail(error.what());
     }

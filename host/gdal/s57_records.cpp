@@ -112,6 +112,9 @@ std::string_view S57Reader::text() {
 }
 
 S57File::S57File(const std::string& path) : path_(path) {
+    VSIStatBufL status;
+    if (VSIStatL(path.c_str(), &status) == 0 && !VSI_ISREG(status.st_mode))
+        throw HostError(path + ": not an S-57 cell that can be read: it is no file");
     GByte* content = nullptr;
     vsi_l_offset size = 0;
     if (!VSIIngestFile(nullptr, path.c_str(), &content, &size, mostBytes))

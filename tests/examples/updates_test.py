@@ -1,6 +1,7 @@
 """Base cells and updates that are broken on purpose: an import has all of a cell or says which file is wrong, and how."""
 import collections
 import os
+import pathlib
 import random
 import shutil
 import subprocess
@@ -215,6 +216,15 @@ class Updates(FilesTest):
         others = {f"{OTHER}.001": b"", "README.TXT": b"", f"{cell.NAME}.TXT": b"", f"{cell.NAME}.0001": b"", f"{cell.NAME}.01": b""}
         self.assertEqual(self.imported(self.folder_with("others", INTACT | others)), content)
 
+    def test_an_update_that_is_no_file(self):
+        for name, make in (("folder", pathlib.Path.mkdir), ("pipe", os.mkfifo)):
+            with self.subTest(name):
+                folder = self.folder_with(name, INTACT | {FIRST: None})
+                make(folder / FIRST)
+                done = cxml("import", folder / BASE, folder / "chart.gpkg")
+                self.assertEqual((done.returncode, done.stderr),
+                                 (2, f"cxml: {folder / FIRST}: not an S-57 cell that can be read: it is no file\n"))
+
     def test_names_may_be_of_another_case(self):
         content = self.imported(self.folder_with("intact", INTACT))
         lower = {BASE.lower(): INTACT[BASE], FIRST: INTACT[FIRST], SECOND.lower(): INTACT[SECOND]}
@@ -226,6 +236,9 @@ class Updates(FilesTest):
         self.folder_with("set/1", {FIRST: INTACT[FIRST]})
         second = self.folder_with("set/2", {SECOND: INTACT[SECOND]})
         self.assertEqual(self.imported(base_folder), content)
+        subprocess.run([os.environ["CXML"], "import", BASE, self.folder / "relative.gpkg"], cwd=base_folder, check=True,
+                       capture_output=True)
+        self.assertEqual(self.content(self.folder / "relative.gpkg"), content)
         (second / SECOND).write_bytes(b"")
         done = cxml("import", base_folder / BASE, self.folder / "again.gpkg")
         self.assertEqual(done.returncode, 2)
@@ -359,7 +372,7 @@ class Damage(FilesTest):
                 found = self.attempt(name, position, bytes(changed))
                 tag = tags.get(position, "structure")
                 outcome = "refused" if found is None else "same" if found == intact else "other"
-                outcomes[outcome] += 1
+                outcomes[outcome if outcome != "other" else f"other {tag}"] += 1
                 if outcome == "other":
                     self.assertIn(tag, self.VALUES, (name, position))
         print(dict(outcomes))
