@@ -67,11 +67,11 @@ bool CXAttributeRuleBetween::evaluate(RowValueMap& rowValues, IGPMessages* /*mes
 
 namespace {
 
-/// The text that a value is matched by; `converted` holds it when the value is not a text itself. Nothing for a value
-/// without text.
+/// The text that a value is matched by: no value is the empty text. `converted` holds it when the value is not a text
+/// itself. Nothing for a value that cannot be shown as text.
 std::optional<WideView> displayText(const VARIANT& value, CComVariant& converted) {
     if (value.vt == VT_BSTR) return view(value.bstrVal);
-    if (value.vt == VT_EMPTY || value.vt == VT_NULL) return std::nullopt;
+    if (value.vt == VT_EMPTY || value.vt == VT_NULL) return WideView{};
     if (FAILED(converted.ChangeType(VT_BSTR, &value))) return std::nullopt;
     return view(converted.bstrVal);
 }

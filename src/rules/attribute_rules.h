@@ -49,9 +49,9 @@ public:
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
 };
 
-/// `*` stands for any text, `**` for one asterisk; the first occurrence of a piece decides. A value that has no text
-/// (NULL, or a field that the row lacks) matches no pattern; a number is matched by its display text when the pattern
-/// is a text.
+/// `*` stands for any text, `**` for one asterisk; the first occurrence of a piece decides. At least one side must be a
+/// text: the other is taken by its display text then, and NULL, an empty value and a field that the row lacks are the
+/// empty text.
 class CXAttributeRuleLike : public CXAttributeRule {
 public:
     using CXAttributeRule::CXAttributeRule;

@@ -118,8 +118,23 @@ vector<EvaluateCase> evaluateCases() {
         {"notlike_of_the_other", "notlike", "<value>X*</value><value>Y*</value>", "ABC", true},
         {"notlike_of_one", "notlike", "<value>X*</value>", "XY", false},
         {"notlike_of_a_number_and_its_digits", "notlike", "<value>5</value>", 5, true},
-        {"like_of_null", "like", "<value>*</value>", null, false},
-        {"notlike_of_null", "notlike", "<value>*</value>", null, true},
+        {"like_of_null", "like", "<value>*</value>", null, true},
+        {"like_of_null_empty_pattern", "like", "<value/>", null, true},
+        {"like_of_null_and_a_letter", "like", "<value>A*</value>", null, false},
+        {"like_of_null_any_of_several", "like", "<value>A*</value><value>*</value>", null, true},
+        {"like_of_null_and_null", "like", "<value>NULL</value>", null, false},
+        {"like_of_an_empty_value", "like", "<value>*</value>", empty, true},
+        {"like_of_an_empty_value_empty_pattern", "like", "<value/>", empty, true},
+        {"like_of_an_empty_value_and_a_letter", "like", "<value>A*</value>", empty, false},
+        {"like_of_text_and_null", "like", "<value>NULL</value>", "ABC", true},
+        {"like_of_number_and_null", "like", "<value>NULL</value>", 5, false},
+        {"notlike_of_null", "notlike", "<value>*</value>", null, false},
+        {"notlike_of_null_empty_pattern", "notlike", "<value/>", null, false},
+        {"notlike_of_null_and_a_letter", "notlike", "<value>A*</value>", null, true},
+        {"notlike_of_null_and_null", "notlike", "<value>NULL</value>", null, true},
+        {"notlike_of_an_empty_value", "notlike", "<value>*</value>", empty, false},
+        {"notlike_of_an_empty_value_and_a_letter", "notlike", "<value>A*</value>", empty, true},
+        {"notlike_of_text_and_null", "notlike", "<value>NULL</value>", "ABC", false},
         {"notlike_without_operand", "notlike", "", "x", false},
         {"between_lower_bound", "between", "<value>10</value><value>20</value>", 10, true},
         {"between_upper_bound", "between", "<value>10</value><value>20</value>", 20, true},
@@ -163,10 +178,22 @@ TEST_F(AttributeRuleTest, missingFieldIsReportedAndEmpty) {
         bool holds;
         bool reports;
     } rows[] = {
-        {"equal", "<value>5</value>", false, true},      {"equal", "<value>NULL</value>", false, true},
-        {"equal", "<value></value>", false, true},       {"notequal", "<value>5</value>", true, true},
-        {"notequal", "<value>NULL</value>", true, true}, {"lt", "<value>5</value>", false, true},
-        {"gte", "<value>5</value>", false, true},        {"lte", "<value>NULL</value>", false, true},
+        {"equal", "<value>5</value>", false, true},
+        {"equal", "<value>NULL</value>", false, true},
+        {"equal", "<value></value>", false, true},
+        {"notequal", "<value>5</value>", true, true},
+        {"notequal", "<value>NULL</value>", true, true},
+        {"lt", "<value>5</value>", false, true},
+        {"gte", "<value>5</value>", false, true},
+        {"lte", "<value>NULL</value>", false, true},
+        {"like", "<value>*</value>", true, true},
+        {"notlike", "<value>*</value>", false, true},
+        {"like", "<value/>", true, true},
+        {"notlike", "<value/>", false, true},
+        {"like", "<value>A*</value>", false, true},
+        {"notlike", "<value>A*</value>", true, true},
+        {"like", "<value>NULL</value>", false, true},
+        {"notlike", "<value>NULL</value>", true, true},
     };
     for (const auto& row : rows) {
         create(row.op, "", row.operands);
@@ -297,6 +324,17 @@ TEST_F(AttributeRuleTest, operandFieldThatIsNullEqualsNull) {
     EXPECT_FALSE(holds(5, null));
     EXPECT_FALSE(holds(null, 5));
     EXPECT_FALSE(holds(empty, 5)) << "an empty value converts nothing";
+}
+
+TEST_F(AttributeRuleTest, operandFieldAsPattern) {
+    create("like", "fieldValue='G'");
+    EXPECT_TRUE(holds(null, "*"));
+    EXPECT_TRUE(holds(empty, "")) << "an empty pattern";
+    EXPECT_FALSE(holds(null, "A*"));
+    EXPECT_TRUE(holds("ABC", null)) << "no pattern is the empty one";
+    EXPECT_TRUE(holds("ABC", empty));
+    EXPECT_FALSE(holds(null, null));
+    EXPECT_FALSE(holds(5, null));
 }
 
 TEST_F(AttributeRuleTest, operandFieldIsNotConvertedInTheRow) {

@@ -23,6 +23,14 @@ protected:
     ConditionalXml::CXAttributeRuleNotLike notLike{owner};
 };
 
+/// A value of that type, zero where the type has values.
+CComVariant typed(VARTYPE type) {
+    CComVariant value;
+    value.llVal = 0;
+    value.vt = type;
+    return value;
+}
+
 class LikePatterns : public LikeTest, public testing::WithParamInterface<LikeCase> {};
 
 TEST_P(LikePatterns, matchOrNot) {
@@ -110,9 +118,39 @@ TEST_F(LikeTest, nullTextIsEmpty) {
 TEST_F(LikeTest, twoNumbersNeverMatch) {
     EXPECT_FALSE(like.compare(CComVariant(5), CComVariant(5)));
     EXPECT_TRUE(notLike.compare(CComVariant(5), CComVariant(5)));
-    CComVariant null;
-    null.vt = VT_NULL;
-    EXPECT_FALSE(like.compare(null, null));
+}
+
+TEST_F(LikeTest, valuesWithoutTextAreTheEmptyText) {
+    const CComVariant nothing[] = {typed(VT_NULL), typed(VT_EMPTY)};
+    const struct {
+        const char* pattern;
+        bool matchesNothing;
+    } rows[] = {{"", true}, {"*", true}, {"A*", false}, {"*A", false}, {"**", false}, {"A", false}};
+    for (const CComVariant& value : nothing)
+        for (const auto& row : rows) {
+            const CComVariant pattern(bstr(row.pattern));
+            EXPECT_EQ(like.compare(value, pattern), row.matchesNothing) << value.vt << ' ' << row.pattern;
+            EXPECT_EQ(notLike.compare(value, pattern), !row.matchesNothing) << value.vt << ' ' << row.pattern;
+        }
+    for (const CComVariant& pattern : nothing)
+        for (const char* text : {"", "anything"}) {
+            EXPECT_TRUE(like.compare(CComVariant(bstr(text)), pattern)) << pattern.vt << ' ' << text;
+            EXPECT_FALSE(notLike.compare(CComVariant(bstr(text)), pattern)) << pattern.vt << ' ' << text;
+        }
+}
+
+TEST_F(LikeTest, pairsWithoutATextNeverMatch) {
+    for (const VARTYPE value : {VT_NULL, VT_EMPTY, VT_I4})
+        for (const VARTYPE pattern : {VT_NULL, VT_EMPTY, VT_I4}) {
+            EXPECT_FALSE(like.compare(typed(value), typed(pattern))) << value << ' ' << pattern;
+            EXPECT_TRUE(notLike.compare(typed(value), typed(pattern))) << value << ' ' << pattern;
+        }
+}
+
+TEST_F(LikeTest, valueThatCannotBeShownMatchesNoPattern) {
+    EXPECT_FALSE(like.compare(typed(VT_DISPATCH), CComVariant(bstr("*"))));
+    EXPECT_TRUE(notLike.compare(typed(VT_DISPATCH), CComVariant(bstr("*"))));
+    EXPECT_FALSE(like.compare(CComVariant(bstr("anything")), typed(VT_DISPATCH)));
 }
 
 TEST_F(LikeTest, numberMatchesByItsText) {

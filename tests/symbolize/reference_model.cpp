@@ -52,29 +52,32 @@ std::optional<int> order(const Value& a, const Value& b) {
     return number(a) < number(b) ? -1 : number(a) > number(b) ? 1 : 0;
 }
 
-/// What a value is matched by; NULL has no text.
-std::optional<std::string> displayText(const Value& value) {
-    if (std::holds_alternative<Null>(value)) return std::nullopt;
-    return std::get<std::string>(convert(value, Value(std::string())));
+bool isText(const Value* value) {
+    return value && std::holds_alternative<std::string>(*value);
 }
 
-bool like(const Value& field, const Value& operand) {
-    if (!std::holds_alternative<std::string>(field) && !std::holds_alternative<std::string>(operand)) return false;
-    const auto text = displayText(field);
-    const auto pattern = displayText(operand);
-    return text && pattern && likeMatches(*pattern, *text);
+/// What a value is matched by: NULL and a field that is missing by the empty text.
+std::string displayText(const Value* value) {
+    if (!value || std::holds_alternative<Null>(*value)) return "";
+    return std::get<std::string>(convert(*value, Value(std::string())));
 }
 
-bool compare(const std::string& op, const Value& field, const Value& operand) {
-    const bool bothNull = std::holds_alternative<Null>(field) && std::holds_alternative<Null>(operand);
-    const std::optional<int> sign = order(field, operand);
+bool like(const Value* field, const Value& operand) {
+    return (isText(field) || isText(&operand)) && likeMatches(displayText(&operand), displayText(field));
+}
+
+/// \param field null for a field that is missing: it equals nothing and is ordered with nothing.
+bool compare(const std::string& op, const Value* field, const Value& operand) {
+    if (op == "like") return like(field, operand);
+    if (op == "notlike") return !like(field, operand);
+    if (!field) return false;
+    const bool bothNull = std::holds_alternative<Null>(*field) && std::holds_alternative<Null>(operand);
+    const std::optional<int> sign = order(*field, operand);
     if (op == "equal" || op == "notequal") return bothNull || sign == 0;
     if (op == "lt") return sign == -1;
     if (op == "lte") return bothNull || sign == -1 || sign == 0;
     if (op == "gt") return sign == 1;
-    if (op == "gte") return bothNull || sign == 1 || sign == 0;
-    if (op == "like") return like(field, operand);
-    return !like(field, operand);  // notlike
+    return bothNull || sign == 1 || sign == 0;  // gte
 }
 
 Value operandValue(const std::string& text) {
@@ -130,16 +133,15 @@ bool likeMatches(const std::string& pattern, const std::string& text) {
 bool holds(const Rule& rule, const Row& row) {
     const Value* field = row.find(rule.field);
     if (rule.op == "between") return holdsBetween(rule, field);
+    const auto holdsFor = [&](const Value& operand) {
+        return compare(rule.op, field, field ? convert(operand, *field) : operand);
+    };
     bool any = false;
     if (rule.fieldValue) {
         const Value* other = row.find(*rule.fieldValue);
-        if (other) any = field ? compare(rule.op, *field, convert(*other, *field)) : rule.op == "notlike";
+        any = other && holdsFor(*other);
     } else {
-        for (const std::string& text : rule.operands) {
-            const Value operand = operandValue(text);
-            // A field that is missing has no type: it equals nothing, is ordered with nothing and matches no pattern.
-            any = any || (field ? compare(rule.op, *field, convert(operand, *field)) : rule.op == "notlike");
-        }
+        for (const std::string& text : rule.operands) any = any || holdsFor(operandValue(text));
     }
     return rule.op == "notequal" ? !any : any;
 }
