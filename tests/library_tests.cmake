@@ -43,6 +43,7 @@ symbology_test(library_tests
     rules/query_rules_test.cpp
     rules/rule_test.cpp
     rules/where_template_test.cpp
+    symbolize/condition_memory_test.cpp
     symbolize/random_documents_test.cpp
     symbolize/reference_model.cpp
     symbolize/remembered_answers_test.cpp

@@ -13,10 +13,16 @@ constexpr std::size_t wordBits = 64;
 constexpr std::size_t mostPositions = 8;
 constexpr std::size_t mostValues = 8192;  // to remember of a field
 
+/// The rule when its answer depends on the row's value of one field and on nothing else; else null.
+CXAttributeRule* asSingleFieldRule(Rule& rule) noexcept {
+    auto* const attribute = dynamic_cast<CXAttributeRule*>(&rule);
+    return attribute && attribute->valueFieldName.Length() == 0 ? attribute : nullptr;
+}
+
 /// How many of the condition's rules, from the first on, can be remembered.
 std::size_t leadingRules(const Condition& condition, const std::vector<bool>& usable) {
     const auto isRemembered = [&](const std::shared_ptr<Rule>& rule) {
-        const CXAttributeRule* single = rule->asSingleFieldRule();
+        const CXAttributeRule* single = asSingleFieldRule(*rule);
         return single && rule->nestedConditions.empty() && single->fieldSlot() < usable.size() &&
                usable[single->fieldSlot()];
     };
@@ -80,7 +86,7 @@ void ConditionMemory::collect(const std::vector<std::size_t>& leading) {
         if (leading[i] < condition.rules.size() || condition.type == expressionType) set(open_, i);
         if (condition.rulename.Length() != 0) set(named_, i);
         for (std::size_t position = 0; position < leading[i]; ++position) {
-            CXAttributeRule* const rule = condition.rules[position]->asSingleFieldRule();
+            CXAttributeRule* const rule = asSingleFieldRule(*condition.rules[position]);
             Field& field = fieldOf(rule->fieldSlot());
             field.rules.push_back({.rule = rule, .operands = rule->values, .position = position, .condition = i});
             set(field.concerned, i);
@@ -119,12 +125,11 @@ bool ConditionMemory::isConcerned(const Field& field) const noexcept {
     return false;
 }
 
-/// Whether a field's values are of one type still; the first one decides which.
+/// Whether a field's values are of one type still; the first one that is not NULL decides which.
 bool ConditionMemory::keepsType(const VARIANT& value, VARTYPE& type) noexcept {
-    if (value.vt == type || value.vt == VT_NULL) return true;
-    if (type != VT_EMPTY || !ValueTable::knows(value.vt)) return false;
-    type = value.vt;
-    return true;
+    if (value.vt == VT_NULL) return true;
+    if (type == VT_EMPTY && ValueTable::knows(value.vt)) type = value.vt;
+    return type != VT_EMPTY && value.vt == type;
 }
 
 /// Drops the conditions of which nothing else matters.
@@ -212,7 +217,7 @@ void ConditionMemory::settle(std::size_t position, std::size_t word, std::uint64
                              const std::vector<VARTYPE>& types) {
     for (; reached != 0; reached &= reached - 1) {
         const auto bit = static_cast<std::size_t>(std::countr_zero(reached));
-        CXAttributeRule& rule = *conditions_[word * wordBits + bit]->rules[position]->asSingleFieldRule();
+        auto& rule = static_cast<CXAttributeRule&>(*conditions_[word * wordBits + bit]->rules[position]);
         rule.evaluate(values, nullptr);
         const VARTYPE type = types[rule.fieldSlot()];
         if (type != VT_EMPTY && isSettled(rule, type))

@@ -6,7 +6,8 @@ namespace ConditionalXml {
 
 void RowValueMap::clear() noexcept {
     for (Entry& entry : entries_) {
-        for (std::size_t i = 0; i < entry.count; ++i) entry.values[i].Clear();
+        for (std::size_t i = 0; i < entry.count; ++i)
+            if (FAILED(entry.values[i].Clear())) VariantInit(&entry.values[i]);  // of a type that the platform lacks
         entry.count = 0;
     }
 }

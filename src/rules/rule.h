@@ -11,7 +11,6 @@ namespace ConditionalXml {
 
 class Condition;
 class ConditionMap;
-class CXAttributeRule;
 class FeatureClassRule;
 
 /// A test on a row. Built once while its document loads; evaluated on one thread at a time.
@@ -24,8 +23,6 @@ public:
 
     /// Whether the row passes. `messages` may be null. May throw std::exception or CAtlException.
     virtual bool evaluate(RowValueMap& rowValues, IGPMessages* messages) = 0;
-    /// The rule when its answer depends on the row's value of one field and on nothing else; else null.
-    virtual CXAttributeRule* asSingleFieldRule() noexcept { return nullptr; }
 
     ConditionMap* conditionMap;                                // not owned
     FeatureClassRule* featureClassRule;                        // not owned
@@ -42,7 +39,6 @@ public:
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
     /// Compares the row's value with one operand; equality unless a class says otherwise.
     virtual bool compare(const VARIANT& fieldValue, const VARIANT& operand) const;
-    CXAttributeRule* asSingleFieldRule() noexcept override { return valueFieldName.Length() == 0 ? this : nullptr; }
     /// The type that operands take when the field's values are of `fieldType`.
     virtual VARTYPE operandType(VARTYPE fieldType) const noexcept { return fieldType; }
 

@@ -66,6 +66,8 @@ HRESULT Row::get_Value(LONG index, VARIANT* value) {
                 }
                 if (table_->definition_.unfetched == Unfetched::Fails) return E_UNEXPECTED;
             }
+            if (table_->answerValue)
+                if (const auto answer = table_->answerValue(index_, index, value)) return *answer;
             return VariantCopy(value, const_cast<VARIANT*>(&current(index)));
         },
         [&] { VariantInit(value); });

@@ -14,6 +14,7 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -154,6 +155,9 @@ public:
     std::size_t rowCount() const noexcept { return definition_.rows.size(); }
     /// The stored value; rows count from 0, their ids from 1.
     const CComVariant& value(std::size_t row, std::string_view field) const;
+    const CComVariant& value(std::size_t row, LONG field) const {
+        return definition_.rows.at(row).at(static_cast<std::size_t>(field));
+    }
     /// The stored value for reading, see describe().
     std::string text(std::size_t row, std::string_view field) const { return describe(value(row, field)); }
     /// A row object of its own, all fields fetched.
@@ -172,6 +176,8 @@ public:
     std::vector<SelectRequest> selects;  // in order
     /// The ids of the rows that satisfy a where clause. Without it, clauses are not understood (E_NOTIMPL).
     std::function<std::vector<ObjectId>(const std::string& where)> answerWhere;
+    /// Reads a value in place of the row; may leave that to it by answering nothing.
+    std::function<std::optional<HRESULT>(std::size_t row, LONG field, VARIANT* value)> answerValue;
     long unfetchedReads = 0;
 
 private:

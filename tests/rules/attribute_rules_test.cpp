@@ -457,6 +457,15 @@ TEST_F(RowValueMapTest, clearForgetsTheRowAndReleasesItsTexts) {
     EXPECT_EQ(names->size(), before + 1);
 }
 
+TEST_F(RowValueMapTest, clearForgetsWhatThePlatformCannotRelease) {
+    const auto slot = names->intern(bstr("A"));
+    CComVariant& array = values.append(slot);
+    array.llVal = 0;
+    array.vt = VT_ARRAY | VT_I4;
+    values.clear();
+    EXPECT_EQ(describe(values.append(slot)), "EMPTY");
+}
+
 TEST_F(RowValueMapTest, namesKeepTheirNumbers) {
     const auto first = names->intern(bstr("A"));
     const auto second = names->intern(bstr("B"));

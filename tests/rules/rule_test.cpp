@@ -1,9 +1,13 @@
 // The rule factory, and the reading of a rule's operands and field.
 #include "rules/rule.h"
 #include "rules/attribute_rules.h"
+#include "rules/query_rules.h"
 #include "support/loaded_map.h"
 
 #include <gtest/gtest.h>
+#include <array>
+#include <bit>
+#include <cstddef>
 #include <typeinfo>
 
 namespace {
@@ -226,6 +230,34 @@ TEST_F(RuleTest, ruleThatFailsBuildsNoNestedConditions) {
     EXPECT_EQ(create("<rule type='A' operator='equal'><condition angle='1'/></rule>"), nullptr);
     EXPECT_TRUE(map.conditions.empty());
     EXPECT_EQ(textsOf(owner.referencedFields), vector<string>{"SYMBOL_C"});
+}
+
+/// The virtual functions that each class promises, in their order and no others before them: of the same shape, so
+/// that the compiler gives them the slots that the library's functions must have.
+struct RuleSlots {
+    virtual ~RuleSlots() = default;
+    virtual bool evaluate(ConditionalXml::RowValueMap&, IGPMessages*) = 0;
+};
+struct AttributeRuleSlots : RuleSlots {
+    virtual bool compare(const VARIANT&, const VARIANT&) const = 0;
+};
+struct QueryRuleSlots : RuleSlots {
+    virtual bool parse(IXMLDOMNode*) = 0;
+};
+
+/// A pointer to a virtual function names its slot; both platforms' compilers lay it out alike for such classes.
+template <class Function>
+std::array<std::byte, sizeof(Function)> slot(Function function) {
+    return std::bit_cast<std::array<std::byte, sizeof(Function)>>(function);
+}
+
+TEST(RuleSlotsTest, virtualFunctionsStandInTheirOrder) {
+    EXPECT_EQ(slot(&Rule::evaluate), slot(&RuleSlots::evaluate));
+    EXPECT_EQ(slot(&CXAttributeRule::evaluate), slot(&RuleSlots::evaluate));
+    EXPECT_EQ(slot(&CXAttributeRule::compare), slot(&AttributeRuleSlots::compare));
+    EXPECT_EQ(slot(&ConditionalXml::QueryRule::parse), slot(&QueryRuleSlots::parse));
+    // What tells slots apart at all.
+    EXPECT_NE(slot(&RuleSlots::evaluate), slot(&AttributeRuleSlots::compare));
 }
 
 }  // namespace
