@@ -42,6 +42,14 @@ std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLE
     return textOf(*value);
 }
 
+bool readAttribute(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name, std::optional<CComBSTR>& text) {
+    CComPtr<IXMLDOMNode> attribute;
+    const HRESULT hr = checked(attributes->getNamedItem(CComBSTR(name), &attribute));
+    if (hr != S_OK || !attribute) return SUCCEEDED(hr);
+    text = tryNodeText(attribute);
+    return text.has_value();
+}
+
 std::optional<CComBSTR> tryNodeText(IXMLDOMNode* node) {
     CComVariant value;
     if (FAILED(checked(node->get_nodeTypedValue(&value)))) return std::nullopt;

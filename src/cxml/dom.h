@@ -20,6 +20,10 @@ std::optional<CComVariant> attributeValue(IXMLDOMNamedNodeMap* attributes, const
 /// The same as text: a value of another type is converted, one without text is the empty text.
 std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name);
 
+/// Reads it into `text`, which stays without one when the attribute is absent.
+/// \return false when the DOM cannot tell.
+bool readAttribute(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name, std::optional<CComBSTR>& text);
+
 /// The node's typed value as text.
 CComBSTR nodeText(IXMLDOMNode* node);
 /// The same; nothing when it cannot be had.

@@ -71,21 +71,26 @@ CComVariant makeOperand(WideView text) {
 bool CXAttributeRule::readValues(IXMLDOMNode* element) {
     const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(element);
     if (!attributes) return false;
-    if (auto name = attributeText(attributes, OLESTR("fieldValue"))) {
+    std::optional<CComBSTR> name;
+    if (!readAttribute(attributes, OLESTR("fieldValue"), name)) return false;
+    if (name) {
         valueFieldName = std::move(*name);
         if (valueFieldName.Length() != 0) featureClassRule->registerReferencedField(valueFieldName);
         valueFieldSlot_ = featureClassRule->fieldNames->intern(valueFieldName);
         return true;
     }
-    if (const auto text = attributeText(attributes, OLESTR("value"))) {
+    std::optional<CComBSTR> text;
+    if (!readAttribute(attributes, OLESTR("value"), text)) return false;
+    if (text) {
         values.push_back(makeOperand(view(*text)));
         return true;
     }
     const CComPtr<IXMLDOMNodeList> children = selectNodes(element, OLESTR("value"));
     if (!children) return false;
     return forEachNode(children, [&](IXMLDOMNode* child) {
-        values.push_back(makeOperand(view(nodeText(child))));
-        return true;
+        const auto operand = tryNodeText(child);
+        if (operand) values.push_back(makeOperand(view(*operand)));
+        return operand.has_value();
     });
 }
 

@@ -66,12 +66,18 @@ private:
                                       .build();
 };
 
-/// What must not be missing of a kept condition: its rules, and what the queries among them ask.
+/// What must not be missing of a kept condition: its rules, what they compare with, and what the queries among them
+/// ask.
 inline string signatureOf(const ConditionalXml::Condition& condition) {
     string text = std::to_string(condition.rules.size()) + " rules";
-    for (const auto& rule : condition.rules)
+    for (const auto& rule : condition.rules) {
+        if (const auto* attribute = dynamic_cast<const ConditionalXml::CXAttributeRule*>(rule.get())) {
+            for (const CComVariant& operand : attribute->values) text += ", " + memhost::describe(operand);
+            if (attribute->valueFieldName.Length() != 0) text += ", a field";
+        }
         if (const auto* query = dynamic_cast<const ConditionalXml::QueryRule*>(rule.get()))
             text += ", " + std::to_string(query->where.pieces().size()) + " pieces";
+    }
     return text;
 }
 
