@@ -179,6 +179,10 @@ TEST_F(LoadTest, documentThatCannotBeCreated) {
         VelRegisterClass(CLSID_DOMDocument, factory);
         EXPECT_EQ(thrownBy("any.xml"), "Failed to create DOMDocument object!");
     }
+    // An object that says that it is a document and gives none.
+    const memhost::FaultScope query({.op = memhost::Op::QueryInterface, .status = S_OK, .nth = 2});
+    EXPECT_EQ(thrownBy("any.xml"), "Failed to create DOMDocument object!");
+    EXPECT_TRUE(query.hit());
     EXPECT_EQ(Access::currentMap(manager), first);
 }
 

@@ -140,6 +140,14 @@ TEST(ResetTest, rowsBeforeAFailedUpdateStayCleared) {
     EXPECT_EQ(table->text(2, "SYMBOL_C"), "\"S\"");
 }
 
+TEST(ResetTest, updateThatSaysFalseIsNoFailure) {
+    SymbologyManager manager = managerOf(document);
+    const auto table = buoys().row({"n", "S"}).row({"n", "S"}).build();
+    const FaultScope fault({.op = Op::CursorUpdateRow, .status = S_FALSE});
+    EXPECT_TRUE(manager.resetReps(table->featureClass()));
+    EXPECT_EQ(table->text(1, "SYMBOL_C"), "NULL");
+}
+
 TEST(ResetTest, fieldThatRefusesNullFails) {
     SymbologyManager manager = managerOf(document);
     const auto table = buoys().row({"n", "S"}).build();

@@ -113,6 +113,18 @@ TEST(TableFieldTest, statusOfTheLastCallIsReturnedAsItIs) {
     }
 }
 
+TEST(TableFieldTest, stepsThatSayFalseWithAResultGoOn) {
+    for (const Op step : {Op::TableGetFields, Op::FieldsFindField, Op::TableSelect, Op::SelectionGetIds, Op::IdsReset,
+                          Op::TableGetRow}) {
+        const auto table = twoRows();
+        CComVariant value(7);
+        const FaultScope fault({.op = step, .status = S_FALSE, .everAfter = true, .out = Out::Filled});
+        EXPECT_EQ(Access::getTableField(table->table(), OLESTR("A"), value), S_OK) << static_cast<int>(step);
+        EXPECT_EQ(describe(value), "I4 1") << static_cast<int>(step);
+        EXPECT_TRUE(fault.hit());
+    }
+}
+
 TEST(TableFieldTest, stepsThatSucceedWithoutAResultAreNoSuccess) {
     SymbologyManager manager;
     for (const HRESULT status : {S_OK, S_FALSE})

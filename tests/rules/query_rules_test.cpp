@@ -349,6 +349,24 @@ TEST_F(QueryRuleTest, twoFieldsMayShareAnAlias) {
     EXPECT_EQ(valuesOf("x"), (vector<string>{"R8 2.5", "\"Fl\""})) << "in the order of the fields' names";
 }
 
+TEST_F(QueryRuleTest, fieldThatIsFoundWithAnotherSuccessIsRead) {
+    found = {1};
+    const char* const element =
+        "<rule type='Q' operator='fetch' table='LIGHTS'><query>A</query><fields>"
+        "<field name='HEIGHT' alias='height'/></fields></rule>";
+    {
+        const FaultScope fault({.op = Op::FieldsFindField, .status = S_FALSE, .everAfter = true, .out = Out::Filled});
+        EXPECT_TRUE(holds(element));
+        EXPECT_TRUE(fault.hit());
+    }
+    EXPECT_EQ(valuesOf("height"), vector<string>{"R8 1.5"});
+    EXPECT_TRUE(messages->entries().empty());
+    const FaultScope fault({.op = Op::FieldsFindField, .status = S_OK, .everAfter = true, .out = Out::Untouched});
+    EXPECT_TRUE(holds(element));
+    EXPECT_EQ(valuesOf("height"), vector<string>{"R8 1.5"}) << "found, and nobody says where";
+    EXPECT_EQ(messages->messages().size(), 1U);
+}
+
 TEST_F(QueryRuleTest, missingFieldsOfTheTableAreToldRowByRow) {
     found = {1, 2};
     EXPECT_TRUE(

@@ -179,6 +179,7 @@ TEST_F(RowSymbolizationTest, currentSymbolIsComparedAsText) {
                 {"empty text", "", true},
                 {"small letter", "a", true},
                 {"blank after", "A ", true},
+                {"more behind a zero", string("A\0B", 3), true},
                 {"the same", "A", false}};
     for (const auto& entry : rows) EXPECT_EQ(symbolize({entry.current}), entry.changes) << entry.name;
 }
@@ -187,6 +188,8 @@ TEST_F(RowSymbolizationTest, symbolIsWrittenAsText) {
     load("<condition rulename='12'/>");
     EXPECT_TRUE(symbolize({}));
     EXPECT_EQ(value("SYMBOL_C"), "\"12\"");
+    EXPECT_TRUE(symbolize({13}));
+    EXPECT_FALSE(symbolize({12})) << "a number has the text already";
 }
 
 TEST_F(RowSymbolizationTest, zeroPlacementIsNeverWritten) {
@@ -392,6 +395,9 @@ TEST_F(RowSymbolizationTest, readThatSaysFalseCounts) {
     load("<condition rulename='A'/>");
     const FaultScope fault({.op = Op::RowGetValue, .status = S_FALSE, .everAfter = true});
     EXPECT_TRUE(symbolize({"A"})) << "no value is another than the symbol";
+    load("<condition rulename='D'/><subtype number='0'><condition rulename='S0'/></subtype>");
+    EXPECT_TRUE(symbolize({}, subtypeField));
+    EXPECT_EQ(value("SYMBOL_C"), "\"S0\"") << "no value is 0 as a number";
 }
 
 TEST_F(RowSymbolizationTest, failedWritesNameTheirField) {

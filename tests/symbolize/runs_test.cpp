@@ -133,7 +133,8 @@ TEST_F(RunTest, subtypeFieldOfTheClassReachesEveryRow) {
 }
 
 TEST_F(RunTest, classWithoutSubtypesUsesTheDefaults) {
-    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
+    const auto table =
+        buoys().row({"7", nullptr, nullptr, nullptr, 3, 7}).build();  // not the first field's value either
     const CallCount positions(Op::SubtypesGetFieldIndex);
     EXPECT_TRUE(run(table));
     EXPECT_EQ(positions(), 0);
@@ -142,7 +143,7 @@ TEST_F(RunTest, classWithoutSubtypesUsesTheDefaults) {
 
 TEST_F(RunTest, subtypesThatCannotBeReadAreNone) {
     for (const Op op : {Op::SubtypesGetHasSubtype, Op::SubtypesGetFieldIndex}) {
-        const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
+        const auto table = buoys().subtypes("KIND").row({"7", nullptr, nullptr, nullptr, 3, 7}).build();
         const FaultScope fault({.op = op});
         EXPECT_TRUE(run(table));
         EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"") << static_cast<int>(op);
