@@ -9,6 +9,7 @@
 #include <gdal_priv.h>
 #include <ogrsf_frmts.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -96,6 +97,7 @@ GdalDataset::GdalDataset(const std::string& name, Access access, std::optional<d
     // Text between double quotes is a name, never a text: a misspelt field is an error, not a comparison with its name.
     if (sqlite_) sqlite3_db_config(sqlite_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     if (sqlite_) clauseGuard_.watch(sqlite_);
+    if (sqlite_) file_ = fileNow();
     if (sqlite_ && lockTimeout) sqlite3_busy_timeout(sqlite_, milliseconds(*lockTimeout));
     if (access == Access::Read) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
@@ -105,6 +107,13 @@ GdalDataset::GdalDataset(const std::string& name, Access access, std::optional<d
                         shellWord(name));
     if (sqlite_ && sqlite3_db_readonly(sqlite_, "main") == 1)
         throw HostError(name + ": cannot be opened for update: the file is read-only");
+}
+
+std::optional<GdalDataset::FileIdentity> GdalDataset::fileNow() const {
+    const char* const name = sqlite3_db_filename(sqlite_, "main");
+    struct stat status{};
+    if (!name || stat(name, &status) != 0) return std::nullopt;
+    return FileIdentity{status.st_dev, status.st_ino};
 }
 
 GdalDataset::~GdalDataset() {
@@ -230,6 +239,8 @@ void GdalDataset::commit() {
     if (!inTransaction_) throw HostError(name() + ": there is no transaction to commit");
     try {
         checkWritable();
+        if (file_ && fileNow() != file_)
+            throw HostError("another file has taken the place of the one that was opened, or it has been removed");
         setTriggers(true);
         // A run that changed nothing leaves the file as it is, to the byte.
         if (changedTables_.empty()) return rollback();

@@ -49,7 +49,16 @@ public:
     void setTriggers(bool fire) noexcept;
 
 private:
+    // Device and number of a file: another one may get its name while we have it open.
+    struct FileIdentity {
+        std::uint64_t device;
+        std::uint64_t number;
+        bool operator==(const FileIdentity&) const = default;
+    };
+
     bool isGeoPackage() const;
+    // The file that now has the name of ours; nothing when there is none.
+    std::optional<FileIdentity> fileNow() const;
     // A full disk can end the transaction behind our back: nothing may be written after that.
     bool transactionLost() const noexcept;
     void lockForWriting();
@@ -62,6 +71,7 @@ private:
     ClauseGuard clauseGuard_;  // outlives the connection
     std::unique_ptr<GDALDataset, Closer> gdal_;
     sqlite3* sqlite_ = nullptr;
+    std::optional<FileIdentity> file_;
     bool inTransaction_ = false;
     bool triggersFire_ = true;
     long transactions_ = 0;  // that were begun

@@ -365,14 +365,29 @@ void SqliteTable::readTriggers() {
 
 SqliteStatement& SqliteTable::updateOf(const ColumnSet& columns) {
     readTriggers();
-    // SQLite compares a value with a column as it would store it there: what is stored already is not written.
     SqliteStatement& statement = prepared(updates_, columns, [&] {
-        return "UPDATE " + quotedName(name()) + " SET " + each(columns, ", ", " = ", "") + " WHERE " + key_ + " = ?" +
-               std::to_string(columns.size() + 1) + " AND (" + each(columns, " OR ", " IS NOT ", " COLLATE BINARY") +
-               ")";
+        const std::string sql = "UPDATE " + quotedName(name()) + " SET " + each(columns, ", ", " = ", "") + " WHERE " +
+                                key_ + " = ?" + std::to_string(columns.size() + 1);
+        // The values differ from what was read. SQLite, which compares a value with a column as it would store it
+        // there, has to be asked only when each of them may become another one.
+        const bool mayBeStored =
+            std::ranges::all_of(columns, [this](std::size_t column) { return mayConvert(column); });
+        return mayBeStored ? sql + " AND (" + each(columns, " OR ", " IS NOT ", " COLLATE BINARY") + ")" : sql;
     });
     if (dataset().transaction() != 0) dataset().setTriggers(!triggersIdle_);
     return statement;
+}
+
+bool SqliteTable::mayConvert(std::size_t column) const {
+    const Column& description = schema()->columns[column];
+    if (partOf(description.type) != CellPart::Text) return false;
+    // SQLite's own rule: what a column makes of a text follows from the words in its declared type.
+    SqliteStatement keepsTexts(
+        connection(), "SELECT 1 FROM pragma_table_info(" + quotedText(name()) + ") WHERE lower(name) = lower(" +
+                          quotedText(description.name) +
+                          ") AND type NOT LIKE '%INT%' AND (type = '' OR type LIKE '%CHAR%' OR type LIKE "
+                          "'%CLOB%' OR type LIKE '%TEXT%' OR type LIKE '%BLOB%')");
+    return !keepsTexts.step();
 }
 
 std::string SqliteTable::each(const ColumnSet& columns, const char* separator, const char* operation,

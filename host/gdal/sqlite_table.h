@@ -76,6 +76,8 @@ private:
     const Cells* findAhead(ObjectId id, const ColumnSet& columns) const;
     void readTriggers();
     SqliteStatement& updateOf(const ColumnSet& columns);
+    // Whether the column may store something else than the value that it is given.
+    bool mayConvert(std::size_t column) const;
     // Why an update of a row changed nothing. \throws HostError unless the row stores these values already.
     void explainUnchanged(ObjectId id, const ColumnSet& columns, const Cells& cells);
     // Binds the new values, then the row's id.

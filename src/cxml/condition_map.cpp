@@ -69,12 +69,14 @@ bool ConditionMap::loadExpressionFiles(IXMLDOMDocument* document, IGPMessages* m
         if (expressions.contains(*piece))
             throwText(quoted("Encountered duplicate CXML expression name: '", view(*piece)));
         const CComBSTR path = nodeText(node);
-        const std::optional<std::string> content = readExpressionFile(view(path), searchDirectories);
-        if (!content) {
+        const ExpressionFile file = readExpressionFile(view(path), searchDirectories);
+        if (!file.content) {
             addError(messages, quoted("Failed to open CXML expression file: '", view(path)));
+            if (file.refusal)
+                addError(messages, "CXML expression file '" + narrow(view(path)) + "' " + file.refusal + "!");
             return false;
         }
-        expressions[*piece] = widen(*content + '\n');
+        expressions[*piece] = widen(*file.content + '\n');
         return true;
     });
 }

@@ -3,8 +3,11 @@
 #include "api/failures.h"
 #include "gdb/product_files.h"
 #include "platform/native_path.h"
+#include "platform/regular_file.h"
 
-#include <fstream>
+#include <cstdio>
+#include <memory>
+#include <utility>
 
 namespace ConditionalXml {
 
@@ -16,29 +19,47 @@ CComBSTR folderOf(WideView path) {
 
 namespace {
 
-std::optional<std::string> readWhole(const std::string& path) {
-    std::ifstream file(path);
-    if (!file) return std::nullopt;
+constexpr std::size_t largestFile = 10'000'000;
+
+ExpressionFile readWhole(const std::string& path) {
+    const OpenedFile opened = openRegularFile(path.c_str());
+    if (opened.irregular) return {std::nullopt, "is not a regular file"};
+    if (!opened.file) return {};
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(opened.file, std::fclose);
     std::string content;
     char block[4096];
-    while (file.read(block, sizeof block) || file.gcount() > 0)
-        content.append(block, static_cast<std::size_t>(file.gcount()));
-    if (file.bad()) return std::nullopt;  // a directory, say: some systems open it and fail when it is read
-    return content;
+    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get())) {
+        content.append(block, count);
+        if (content.size() > largestFile) return {std::nullopt, "is longer than 10,000,000 bytes"};
+    }
+    if (std::ferror(file.get()) != 0) return {};
+    return {std::move(content)};
+}
+
+std::string narrowText(WideView text) {
+    return narrow(text);
+}
+
+/// Whether the search is over; otherwise what was found to be wrong is remembered.
+bool found(ExpressionFile&& candidate, ExpressionFile& result) {
+    if (candidate.content || !result.refusal) result = std::move(candidate);
+    return result.content.has_value();
 }
 
 }  // namespace
 
-std::optional<std::string> readExpressionFile(WideView path, const std::set<CComBSTR, BstrLess>& directories) {
-    const std::string narrowPath = narrow(path);
-    if (auto content = readWhole(narrowPath)) return content;
-    if (narrowPath.find_first_of("\\/") != std::string::npos) return std::nullopt;
+ExpressionFile readExpressionFile(WideView path, const std::set<CComBSTR, BstrLess>& directories) {
+    const std::string name = narrowPath(path, narrowText);
+    ExpressionFile result;
+    if (found(readWhole(name), result)) return result;
+    if (name.find_first_of("\\/") != std::string::npos) return result;
     for (const CComBSTR& directory : directories)
-        if (auto content = readWhole(narrow(view(directory)) + narrowPath)) return content;
+        if (found(readWhole(narrowPath(view(directory), narrowText) + name), result)) return result;
     CComBSTR product;
-    if (GeodatabaseUtilities::ProductFilesFolder(&product) != ERROR_SUCCESS) return std::nullopt;
+    if (GeodatabaseUtilities::ProductFilesFolder(&product) != ERROR_SUCCESS) return result;
     // Joined as it stands: a folder that was registered without its closing backslash is not found.
-    return readWhole(nativePath(narrow(view(product)) + "Charting\\" + narrowPath));
+    found(readWhole(nativePath(narrow(view(product)) + "Charting\\" + name)), result);
+    return result;
 }
 
 }  // namespace ConditionalXml

@@ -1,5 +1,6 @@
 // ConditionMap: the document's top level, its function library and the folders where library files are looked for.
 #include "support/loaded_map.h"
+#include "support/platform_hooks.h"
 
 #include <gtest/gtest.h>
 #include <filesystem>
@@ -255,9 +256,41 @@ TEST_F(ExpressionFileTest, fileThatIsNowhereEndsTheLoad) {
     EXPECT_EQ(textsOf(loaded.map->expressions), vector<string>{"a"});
 }
 
+/// What loading says of a file that is there and no file to read.
+vector<string> refused(const string& path, const char* why) {
+    return {"Failed to open CXML expression file: '" + path + "'!", "CXML expression file '" + path + "' " + why + "!"};
+}
+
 TEST_F(ExpressionFileTest, folderIsNoFile) {
     documentFolder.write("lib.py/inside", "");
-    EXPECT_FALSE(load("<expressionFile name='f'>lib.py</expressionFile>").result);
+    const LoadedMap loaded = load("<expressionFile name='f'>lib.py</expressionFile>");
+    EXPECT_FALSE(loaded.result);
+    EXPECT_EQ(loaded.messages->errors(), refused("lib.py", "is not a regular file"));
+}
+
+TEST_F(ExpressionFileTest, whatIsNoFileDoesNotHideOneBehindIt) {
+    workingFolder.write("lib.py/inside", "");
+    documentFolder.write("lib.py", "beside");
+    EXPECT_EQ(piece(load("<expressionFile name='f'>lib.py</expressionFile>"), "f"), "beside\n");
+}
+
+TEST_F(ExpressionFileTest, fileIsReadUpToTheLengthOfATextAndNoFurther) {
+    constexpr std::size_t most = 10'000'000;
+    documentFolder.write("most.py", string(most, 'x'));
+    documentFolder.write("more.py", string(most + 1, 'x'));
+    EXPECT_EQ(piece(load("<expressionFile name='f'>most.py</expressionFile>"), "f").size(), most + 1);
+    const LoadedMap loaded = load("<expressionFile name='f'>more.py</expressionFile>");
+    EXPECT_FALSE(loaded.result);
+    EXPECT_EQ(loaded.messages->errors(), refused("more.py", "is longer than 10,000,000 bytes"));
+}
+
+TEST_F(ExpressionFileTest, devicesAndPipesAreNoFiles) {
+    for (const string& path : irregularFiles(documentFolder.path())) {
+        SCOPED_TRACE(path);
+        const LoadedMap loaded = load("<expressionFile name='f'>" + path + "</expressionFile>");
+        EXPECT_FALSE(loaded.result);
+        EXPECT_EQ(loaded.messages->errors(), refused(path, "is not a regular file"));
+    }
 }
 
 TEST_F(ExpressionFileTest, oneMoreLineFeedWhateverTheEnd) {

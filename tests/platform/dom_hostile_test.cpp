@@ -132,6 +132,36 @@ TEST_P(DomBomb, IsRefusedSoon) {
 
 INSTANTIATE_TEST_SUITE_P(All, DomBomb, testing::ValuesIn(bombs), [](const auto& test) { return test.param.name; });
 
+std::string attributes(int count, std::string_view prefix) {
+    std::string text;
+    for (int i = 0; i < count; ++i) text += ' ' + std::string(prefix) + std::to_string(i) + "='x'";
+    return text;
+}
+
+TEST(DomBounds, ManyAttributesAreRefusedWithinASecond) {
+    constexpr int many = 100'000;
+    std::string declared;
+    for (int i = 0; i < many; ++i) declared += "<!ATTLIST a b" + std::to_string(i) + " CDATA ''>";
+    const char* const tooMany = "An element has too many attributes.";
+    const std::tuple<const char*, std::string, const char*> documents[] = {
+        {"attributes", "<a" + attributes(many, "b") + "/>", tooMany},
+        {"attributes, one of them twice", "<a" + attributes(many, "b") + " b0=''/>", tooMany},
+        {"namespaces", "<a" + attributes(many, "xmlns:b") + "/>", tooMany},
+        {"in an entity", "<!DOCTYPE a [<!ENTITY e \"<b" + attributes(many, "b") + "/>\">]><a>&e;</a>", tooMany},
+        {"by declaration", "<!DOCTYPE a [" + declared + "]><a/>", "Too many attributes are declared."},
+        {"one too many", "<a" + attributes(10'001, "b") + "/>", tooMany},
+    };
+    for (const auto& [name, text, reason] : documents) {
+        SCOPED_TRACE(name);
+        const ProcessorTime time;
+        const Loaded result = loadText(text);
+        EXPECT_EQ(result.status, S_FALSE);
+        EXPECT_THAT(errorOf(result.document).reason, testing::HasSubstr(reason));
+        EXPECT_LT(time.seconds(), 1);
+    }
+    EXPECT_EQ(loadText("<a" + attributes(10'000, "b") + "/>").status, S_OK);
+}
+
 TEST(DomBounds, HonestUseOfEntitiesIsAllowed) {
     const Loaded result = loadText("<!DOCTYPE a [<!ENTITY e '" + std::string(1000, 'x') + "'>]><a>" +
                                    repeated("<b>&e;</b>", 1000) + "</a>");

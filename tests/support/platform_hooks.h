@@ -4,6 +4,8 @@
 #include "platform/platform.h"
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 /// What the main thread of a test program needs before it makes COM objects, for as long as it lives.
 class SystemSession {
@@ -29,6 +31,10 @@ bool bstrAllocationFailed();
 using DebugSink = void (*)(const char* text, void* context);
 /// Null ends it.
 void setDebugSink(DebugSink sink, void* context);
+
+/// Names of things that can be opened like files and are none, made in a folder where they have to be made: devices,
+/// pipes, sockets. Opening or reading one of them may wait for ever, or never come to an end.
+std::vector<std::string> irregularFiles(const std::string& folder);
 
 /// Whether the portable platform is under the library.
 bool onPortablePlatform();

@@ -139,4 +139,38 @@ TEST_F(Document, CannotSteerTheTerminal) {
     EXPECT_NE(outcome.err.find("\\x1B[31mRED"), std::string::npos) << outcome.err;
 }
 
+TEST_F(Document, NameNeedNotBeUtf8) {
+    const std::string dataset = newDataset();
+    addBuoys(dataset);
+    const std::string folder =
+        "Stra\xDF"
+        "e \xE2\x98\x85 \xE2\x98";
+    std::filesystem::create_directory(inFolder(folder));
+    writeFile(folder + "/symbol.py", "def symbol(kind):\n    return 'S%s' % kind\n");
+    const std::string document = writeFile(folder + "/r\xE8gles.cxml",
+                                           "<conditionMap name='x'><functionLibrary><expressionFile name='symbol'>"
+                                           "symbol.py</expressionFile></functionLibrary><featureClass name='BOYLAT'>"
+                                           "<condition rulename='NEW' type='2' field='COLOUR'><expression "
+                                           "library='symbol'>def Generate(CATLAM):\n    return symbol(CATLAM)\n"
+                                           "</expression></condition></featureClass></conditionMap>");
+    const Outcome outcome = cxml({"symbolize", document, dataset});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 5 changed\n");
+    EXPECT_EQ(sql(dataset, "SELECT group_concat(COLOUR, ' ') FROM BOYLAT"), "S1 S2 S1 SNone S2");
+    EXPECT_EQ(cxmlJson({"check", document}, 0)["document"]["loaded"], true);
+}
+
+TEST_F(Document, LibraryFileThatIsADeviceIsRefused) {
+    const std::string document = writeFile("rules.cxml",
+                                           "<conditionMap name='x'><functionLibrary><expressionFile name='zero'>"
+                                           "/dev/zero</expressionFile></functionLibrary></conditionMap>");
+    const Outcome outcome = cxml({"check", document});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("CXML expression file '/dev/zero' is not a regular file!\n"), std::string::npos)
+        << outcome.err;
+    EXPECT_NE(outcome.out.find("the expression file '/dev/zero' is not a regular file: the document does not load"),
+              std::string::npos)
+        << outcome.out;
+}
+
 }  // namespace

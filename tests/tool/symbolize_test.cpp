@@ -305,6 +305,20 @@ TEST_F(Symbolize, RowThatCannotBeWrittenFailsTheLayerAndLeavesItAsItWas) {
     EXPECT_EQ(said["layers"][0]["messages"][0]["kind"], "error");
 }
 
+TEST_F(Symbolize, LineFeedsInADatabasesWordsBreakNoLine) {
+    addBuoys(dataset);
+    sql(dataset, "CREATE TRIGGER no BEFORE UPDATE ON BOYLAT BEGIN SELECT RAISE(ABORT, 'hands\noff'); END");
+    for (const Arguments& more : {Arguments{}, Arguments{"--where", "CATLAM\n> 0"}}) {
+        const Outcome outcome = run(more);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, "BOYLAT: " + dataset + ", layer BOYLAT: row 1 cannot be written: hands off\n");
+    }
+    const Outcome outcome = run({"--where", "CATLAM\n= = 0"});
+    EXPECT_EQ(lineCount(outcome.err), 1U) << outcome.err;
+    EXPECT_EQ(runJson({}, "buoys.cxml", 2)["layers"][0]["messages"][0]["text"],
+              dataset + ", layer BOYLAT: row 1 cannot be written: hands off");
+}
+
 TEST_F(Symbolize, TextsAreUtf8FromEndToEnd) {
     addTable(dataset, "Bøyer", "NAVN TEXT, SYMBOL_C TEXT", "(NAVN) VALUES ('Grønn'), ('Rød')");
     const std::string document = writeFile("bøyer.cxml",

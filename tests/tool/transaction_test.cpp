@@ -91,4 +91,53 @@ TEST_F(Transaction, FullDiskLeavesNothingOfTheLayerAndSaysSo) {
     expectIntact(dataset);
 }
 
+// What an expression does to the dataset's file in the middle of the run.
+struct Replacement {
+    const char* name;
+    const char* python;  // FILE stands for the dataset, OTHER for another one
+};
+
+void PrintTo(const Replacement& replacement, std::ostream* out) {
+    *out << replacement.name;
+}
+
+class ReplacedDataset : public ToolTest, public testing::WithParamInterface<Replacement> {};
+
+TEST_P(ReplacedDataset, IsNoticedAtTheEnd) {
+    const std::string dataset = newDataset();
+    const std::string other = newDataset("other.gpkg");
+    addBuoys(dataset);
+    addBuoys(other);
+    std::string python = GetParam().python;
+    for (const auto& [word, path] : {std::pair("OTHER", other), std::pair("FILE", dataset)})
+        for (std::size_t at = python.find(word); at != std::string::npos; at = python.find(word))
+            python.replace(at, std::string(word).size(), "'" + path + "'");
+    const std::string document = writeFile("replace.cxml",
+                                           "<conditionMap name='x'><featureClass name='BOYLAT'><condition "
+                                           "rulename='NEW' type='2' field='COLOUR'><expression><![CDATA["
+                                           "import os\ndef Generate(CATLAM):\n    if os.path.exists('" +
+                                               other + "'):\n        " + python +
+                                               "\n    return 'x'\n]]></expression></condition></featureClass>"
+                                               "</conditionMap>");
+    const Outcome outcome = cxml({"symbolize", document, dataset});
+    EXPECT_EQ(outcome.status, 2) << outcome.err;
+    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 0 changed; failed, rolled back\n");
+    EXPECT_EQ(outcome.err,
+              "BOYLAT: " + dataset +
+                  ": cannot commit: another file has taken the place of the one that was opened, or it has "
+                  "been removed\n");
+    if (std::filesystem::exists(dataset)) {
+        EXPECT_EQ(symbols(dataset), "- - - - -");
+    }
+}
+
+const Replacement replacements[] = {
+    {"Renamed", "os.replace(OTHER, FILE)"},
+    {"Removed", "os.remove(FILE); os.remove(OTHER)"},
+    {"RemovedAndMadeAnew", "os.remove(FILE); os.rename(OTHER, FILE)"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Transaction, ReplacedDataset, testing::ValuesIn(replacements),
+                         [](const auto& tested) { return tested.param.name; });
+
 }  // namespace

@@ -125,17 +125,17 @@ void DocumentModel::addFilePiece(IXMLDOMNode* node) {
         return;
     }
     const CComBSTR path = nodeText(node);
-    const CComBSTR folder = ConditionalXml::folderOf(view(toBstr(findings_.document())));
+    const CComBSTR folder = ConditionalXml::folderOf(view(toPathBstr(findings_.document())));
     std::set<CComBSTR, ConditionalXml::BstrLess> folders;
     if (folder.Length() != 0) folders.insert(folder);
-    const std::optional<std::string> content = ConditionalXml::readExpressionFile(view(path), folders);
-    if (!content) {
-        findings_.add(
-            lineOf(node), "library-file",
-            fmt::format("the expression file {} cannot be opened: the document does not load", quotedText(path)));
+    const ConditionalXml::ExpressionFile file = ConditionalXml::readExpressionFile(view(path), folders);
+    if (!file.content) {
+        findings_.add(lineOf(node), "library-file",
+                      fmt::format("the expression file {} {}: the document does not load", quotedText(path),
+                                  file.refusal ? file.refusal : "cannot be opened"));
         return;
     }
-    const CComBSTR text = ConditionalXml::widen(*content + '\n');
+    const CComBSTR text = ConditionalXml::widen(*file.content + '\n');
     library_[*name] = {WideString(view(text)), {shownPath(toUtf8(path), toUtf8(folder)), 1}};
 }
 
@@ -258,6 +258,7 @@ CheckedExpression DocumentModel::readExpression(IXMLDOMNode* condition) {
         result.lines.add(OLESTR("\n"), place);
         result.lines.add(piece->second.text, piece->second.place);
     });
+    if (result.line == 0) return result;
     result.escapesResolved = source.mentionsGenerate();
     result.arguments = source.takeArguments();
     result.source = source.finish();

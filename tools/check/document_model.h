@@ -23,7 +23,7 @@ struct CheckedRule {
     CComPtr<IXMLDOMNode> element;
     LONG line = 0;
     std::shared_ptr<ConditionalXml::Rule> rule;  // null when the element makes none
-    std::deque<CheckedCondition> nested;
+    std::vector<CheckedCondition> nested;
 
     /// The rule when it is of the class; else null.
     template <class RuleClass>
@@ -88,7 +88,7 @@ public:
         for (const CheckedClass& checked : classes_) forEachIn(checked.conditions, body);
     }
     template <class Body>
-    static void forEachIn(const std::deque<CheckedCondition>& conditions, const Body& body) {
+    static void forEachIn(const auto& conditions, const Body& body) {
         for (const CheckedCondition& condition : conditions) {
             body(condition);
             for (const CheckedRule& rule : condition.rules) forEachIn(rule.nested, body);

@@ -38,8 +38,9 @@ bool isConfiguration(IXMLDOMDocument* dom) {
 
 // Loading ends at the first failure, the checks go on. What loading itself has not read is asked before the checks
 // read the tree too; of a document that did not load, what they have not read is what nothing reads.
-std::vector<Finding> findIn(const Document& document, GdalWorkspace* workspace, const Arguments& arguments) {
+std::vector<Finding> findIn(Document& document, GdalWorkspace* workspace, const Arguments& arguments) {
     Findings findings(document.path);
+    document.manager.resetXmls();  // the checks make a model of their own; two at once would be too much of a big one
     if (!document.loaded && !isConfiguration(document.dom)) return {};
     if (document.loaded) addUnread(document, findings);
     const CheckedDataset dataset{workspace, arguments.dataset.value_or(std::string())};

@@ -86,7 +86,7 @@ void load(Document& document) {
     const DocumentCapture capture(document.dom);
     const CComPtr<IGPMessages> messages = collectInto(document.messages);
     try {
-        document.loaded = document.manager.loadCXML(toBstr(document.path), messages);
+        document.loaded = document.manager.loadCXML(toPathBstr(document.path), messages);
         if (!document.loaded && document.messages.empty()) document.reason = whyRootIsRefused(document.dom);
         return;
     } catch (const CAtlException& e) {

@@ -3,6 +3,7 @@
 #include "interrupt.h"
 #include "layer_choice.h"
 #include "report.h"
+#include "text.h"
 
 #include <fmt/format.h>
 #include <iostream>
@@ -184,7 +185,7 @@ ExitStatus LayerCommand::runLayer(GdalWorkspace& workspace, const LayerInfo& lay
     try {
         status = runInTransaction(workspace, layer, result);
     } catch (const HostError& e) {
-        result.messages.add(MessageKind::Error, e.what());
+        result.messages.add(MessageKind::Error, oneLine(e.what()));
     }
     console_.progress().finish();
     result.succeeded = status == ExitStatus::Good;
@@ -212,7 +213,7 @@ ExitStatus LayerCommand::runInTransaction(GdalWorkspace& workspace, const LayerI
     } catch (const HostError& e) {
         // A file that cannot be written is unusable; a server that ends a run in its middle has failed that run.
         if (workspace.type() != workspaceRemoteDatabase) throw;
-        result.messages.add(MessageKind::Error, e.what());
+        result.messages.add(MessageKind::Error, oneLine(e.what()));
         return ExitStatus::Failed;
     }
 }

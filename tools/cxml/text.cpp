@@ -1,6 +1,7 @@
 #include "text.h"
 
 #include <fmt/format.h>
+#include <algorithm>
 
 namespace cxml {
 namespace {
@@ -15,6 +16,24 @@ bool isControl(char c) noexcept {
 std::string_view trimmedEnd(std::string_view text) noexcept {
     const std::size_t last = text.find_last_not_of(whiteSpace);
     return last == std::string_view::npos ? std::string_view{} : text.substr(0, last + 1);
+}
+
+// Empty when the flags have bytes refused that are not UTF-8.
+WideString toWide(std::string_view text, DWORD flags) {
+    WideString wide;
+    const int bytes = static_cast<int>(text.size());
+    const int units = bytes == 0 ? 0 : MultiByteToWideChar(CP_UTF8, flags, text.data(), bytes, nullptr, 0);
+    if (units == 0) return wide;
+    wide.resize(static_cast<std::size_t>(units));
+    MultiByteToWideChar(CP_UTF8, flags, text.data(), bytes, wide.data(), units);
+    return wide;
+}
+
+CComBSTR toBstr(const WideString& wide) {
+    CComBSTR result;
+    result.Attach(SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size())));
+    if (!result) AtlThrow(E_OUTOFMEMORY);
+    return result;
 }
 
 }  // namespace
@@ -33,17 +52,26 @@ std::string toUtf8(const CComBSTR& text) {
 }
 
 CComBSTR toBstr(std::string_view text) {
-    WideString wide;
-    if (!text.empty()) {
-        const int bytes = static_cast<int>(text.size());
-        const int units = MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
-        wide.resize(static_cast<std::size_t>(units));
-        MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, wide.data(), units);
+    return toBstr(toWide(text, 0));
+}
+
+CComBSTR toPathBstr(std::string_view path) {
+    WideString wide = toWide(path, MB_ERR_INVALID_CHARS);
+    if (!wide.empty() || path.empty()) return toBstr(wide);
+    while (!path.empty()) {
+        constexpr std::size_t longestCharacter = 4;
+        WideString character;
+        std::size_t bytes = 0;
+        while (character.empty() && bytes < std::min(longestCharacter, path.size()))
+            character = toWide(path.substr(0, ++bytes), MB_ERR_INVALID_CHARS);
+        if (character.empty()) {
+            bytes = 1;
+            character = static_cast<OLECHAR>(0xDC00U + static_cast<unsigned char>(path.front()));
+        }
+        wide += character;
+        path.remove_prefix(bytes);
     }
-    CComBSTR result;
-    result.Attach(SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size())));
-    if (!result) AtlThrow(E_OUTOFMEMORY);
-    return result;
+    return toBstr(wide);
 }
 
 CComBSTR upperCase(const CComBSTR& text) {

@@ -15,6 +15,10 @@ std::string toUtf8(const CComBSTR& text);
 /// Bytes that are not UTF-8 become U+FFFD. Never null: the empty text is an allocated one.
 CComBSTR toBstr(std::string_view text);
 
+/// The path of a file, whose name need not be UTF-8: other bytes become lone surrogates, U+DC80 to U+DCFF, by which the
+/// library finds the file.
+CComBSTR toPathBstr(std::string_view path);
+
 /// Upper case by simple mappings, as names of feature classes are compared.
 CComBSTR upperCase(const CComBSTR& text);
 

@@ -42,53 +42,64 @@ bool isForTheReader(const std::string& attribute) {
     return attribute == "xmlns" || attribute.starts_with("xmlns:") || attribute.starts_with("xml:");
 }
 
+// Where an element is, put into words only when something is found there.
+struct Step {
+    const Step* parent;  // null for the root
+    const std::string& name;
+    int position;  // from 1, among those of its name
+
+    std::string path() const { return parent ? fmt::format("{}/{}[{}]", parent->path(), name, position) : "/" + name; }
+};
+
 class Search {
 public:
     /// Lists what is unread in the element. \return whether it or something in it was read; when not, the element
     /// itself is all that was listed.
-    bool visit(IXMLDOMNode* element, const std::string& path);
+    bool visit(IXMLDOMNode* element, const Step& place);
 
     std::vector<UnreadNode> found;
 
 private:
-    bool visitAttributes(INodeTrace* trace, const std::string& path);
-    bool visitChildren(INodeTrace* trace, const std::string& path);
+    bool visitAttributes(INodeTrace* trace, const Step& place);
+    bool visitChildren(INodeTrace* trace, const Step& place);
 };
 
-bool Search::visit(IXMLDOMNode* element, const std::string& path) {
+bool Search::visit(IXMLDOMNode* element, const Step& place) {
     const CComQIPtr<INodeTrace> trace(element);
     if (!trace) return true;
     const std::size_t before = found.size();
     bool read = wasRead(trace);
-    read |= visitAttributes(trace, path);
-    read |= visitChildren(trace, path);
+    read |= visitAttributes(trace, place);
+    read |= visitChildren(trace, place);
     if (!read) {
         found.resize(before);
-        found.push_back({false, lineOf(trace), nameOf(element), path});
+        found.push_back({false, lineOf(trace), place.name, place.path()});
     }
     return read;
 }
 
-bool Search::visitAttributes(INodeTrace* trace, const std::string& path) {
+bool Search::visitAttributes(INodeTrace* trace, const Step& place) {
     bool read = false;
     for (const CComPtr<IXMLDOMNode>& attribute : listed(trace, &INodeTrace::get_allAttributes)) {
         const CComQIPtr<INodeTrace> attributeTrace(attribute.p);
+        if (!attributeTrace) continue;
+        const bool attributeRead = wasRead(attributeTrace);
+        if (attributeRead && read) continue;
         const std::string name = nameOf(attribute);
-        if (!attributeTrace || isForTheReader(name)) continue;
-        if (wasRead(attributeTrace))
-            read = true;
-        else
-            found.push_back({true, lineOf(attributeTrace), name, fmt::format("{}/@{}", path, name)});
+        if (isForTheReader(name)) continue;
+        read = read || attributeRead;
+        if (!attributeRead)
+            found.push_back({true, lineOf(attributeTrace), name, fmt::format("{}/@{}", place.path(), name)});
     }
     return read;
 }
 
-bool Search::visitChildren(INodeTrace* trace, const std::string& path) {
+bool Search::visitChildren(INodeTrace* trace, const Step& place) {
     bool read = false;
     std::map<std::string, int> positions;
     for (const CComPtr<IXMLDOMNode>& child : listed(trace, &INodeTrace::get_childElements)) {
         const std::string name = nameOf(child);
-        read |= visit(child, fmt::format("{}/{}[{}]", path, name, ++positions[name]));
+        read |= visit(child, {&place, name, ++positions[name]});
     }
     return read;
 }
@@ -98,8 +109,9 @@ bool Search::visitChildren(INodeTrace* trace, const std::string& path) {
 std::vector<UnreadNode> findUnread(IXMLDOMDocument* document) {
     Search search;
     CComPtr<IXMLDOMNode> root;
-    if (document && document->get_documentElement(&root) == S_OK && root) search.visit(root, "/" + nameOf(root));
-    return search.found;
+    if (document && document->get_documentElement(&root) == S_OK && root)
+        search.visit(root, {nullptr, nameOf(root), 1});
+    return std::move(search.found);
 }
 
 }  // namespace cxml

@@ -1,5 +1,6 @@
 #include "platform/portable/dom_loader.h"
 
+#include "platform/native_path.h"
 #include "platform/portable/dom_parser.h"
 #include "platform/portable/dom_text.h"
 
@@ -29,8 +30,13 @@ LoadResult load(ByteReader& reader, DocumentSource::Encoding encoding) {
 LoadResult loadFile(std::u16string_view path) {
     std::string name;
     if (path.empty()) return notLoaded("The path of the document is empty.");
-    if (path.find(u'\0') != std::u16string_view::npos || !toUtf8(path, name))
-        return notLoaded("The path of the document is not the name of a file.");
+    bool isName = path.find(u'\0') == std::u16string_view::npos;
+    name = narrowPath(path, [&](std::u16string_view text) {
+        std::string piece;
+        isName = isName && toUtf8(text, piece);
+        return piece;
+    });
+    if (!isName) return notLoaded("The path of the document is not the name of a file.");
     FileReader reader(name);
     if (!reader.failure().empty()) return notLoaded(reader.failure());
     return load(reader, DocumentSource::Encoding::Detect);

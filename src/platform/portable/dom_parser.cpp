@@ -27,6 +27,9 @@ constexpr int options = XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_BIG_LINES 
 constexpr std::uint64_t largestExpansion = 4'000'000;
 /// What a reference costs beside its text: the parser copies the text before it once more.
 constexpr std::uint64_t referenceCost = 400;
+/// The parser compares each attribute of an element with each other one, and each namespace.
+constexpr int mostAttributes = 10'000;
+constexpr const char* tooManyAttributes = "An element has too many attributes.";
 
 bool isExternal(const xmlEntity* entity) {
     return entity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY || entity->etype == XML_EXTERNAL_PARAMETER_ENTITY;
@@ -79,6 +82,7 @@ void Parser::installHandlers() {
     sax.getParameterEntity = getParameterEntity;
     sax.resolveEntity = resolveEntity;
     sax.externalSubset = nullptr;
+    sax.attributeDecl = declareAttribute;
     sax.startElementNs = startElement;
     sax.characters = characters;
     sax.ignorableWhitespace = characters;  // while both are the same, the parser does not tell them apart
@@ -118,8 +122,18 @@ LoadResult Parser::parse() {
 int Parser::readSource(void* parser, char* buffer, int size) noexcept {
     auto& self = *static_cast<Parser*>(parser);
     int count = 0;
-    self.guarded([&] { count = self.source_.read(buffer, size); });
+    self.guarded([&] {
+        if (self.isAmongTooManyAttributes()) self.fail(tooManyAttributes);
+        count = self.source_.read(buffer, size);
+    });
     return count;
+}
+
+/// Whether the start tag that is being read has more attributes than an element may have. The parser has room for as
+/// many as there were, or twice that.
+bool Parser::isAmongTooManyAttributes() const {
+    constexpr int pointersPerAttribute = 5;
+    return context_->maxatts / pointersPerAttribute > 2 * mostAttributes || context_->nsNr / 2 > mostAttributes;
 }
 
 /// Notes the first failure and lets the parser run out of text.
@@ -163,6 +177,12 @@ bool Parser::allows(const xmlEntity* entity, const xmlParserCtxt* context) {
         const auto* text = reinterpret_cast<const xmlChar*>(name.c_str());
         return isParameter ? xmlGetParameterEntity(context->myDoc, text) : xmlGetDocEntity(context->myDoc, text);
     };
+    // What comes out of an entity is not read piece by piece.
+    const std::string_view content = viewOf(entity->content);
+    if (content.find('<') != std::string_view::npos && std::ranges::count(content, '=') > mostAttributes) {
+        fail(tooManyAttributes);
+        return false;
+    }
     referenced_ += entitySizes_.sizeOf(entity, isParameter ? '%' : '&', lookup) + referenceCost;
     return isWithin(referenced_, largestExpansion);
 }
@@ -192,6 +212,15 @@ xmlParserInput* Parser::resolveEntity(void* /*context*/, const xmlChar* /*public
     return nullptr;
 }
 
+void Parser::declareAttribute(void* context, const xmlChar* element, const xmlChar* name, int type, int use,
+                              const xmlChar* value, xmlEnumeration* values) noexcept {
+    Parser& self = of(context);
+    self.guarded([&] {
+        if (++self.declaredAttributes_ > mostAttributes) self.fail("Too many attributes are declared.");
+    });
+    self.original_.attributeDecl(context, element, name, type, use, value, values);
+}
+
 void Parser::startElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                           int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaultedCount,
                           const xmlChar** attributes) noexcept {
@@ -207,6 +236,10 @@ void Parser::startElement(void* context, const xmlChar* name, const xmlChar* pre
         self.defaulted_ += added;
         // Namespaces that the document spells out are counted too, hence what was read counts for it.
         allowed = self.isWithin(self.defaulted_, largestExpansion + 2 * self.source_.delivered());
+        if (attributeCount > mostAttributes) {
+            self.fail(tooManyAttributes);
+            allowed = false;
+        }
     });
     if (!allowed) namespaceCount = attributeCount = 0;
     // Not called defaulted, all attributes come into the tree.

@@ -32,6 +32,8 @@ private:
     static xmlEntity* getEntity(void* context, const xmlChar* name) noexcept;
     static xmlEntity* getParameterEntity(void* context, const xmlChar* name) noexcept;
     static xmlParserInput* resolveEntity(void* context, const xmlChar* publicId, const xmlChar* systemId) noexcept;
+    static void declareAttribute(void* context, const xmlChar* element, const xmlChar* name, int type, int use,
+                                 const xmlChar* value, xmlEnumeration* values) noexcept;
     static void startElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                              int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaultedCount,
                              const xmlChar** attributes) noexcept;
@@ -44,6 +46,7 @@ private:
     void guarded(Body&& body) noexcept;
     void installHandlers();
     bool allows(const xmlEntity* entity, const xmlParserCtxt* context);
+    bool isAmongTooManyAttributes() const;
     bool isWithin(std::uint64_t expanded, std::uint64_t limit);
     void fail(std::string_view reason);
     bool failed() const { return failure_.code != 0; }
@@ -54,6 +57,7 @@ private:
     EntitySizes entitySizes_;
     std::uint64_t referenced_ = 0;  ///< bytes that references to entities have cost
     std::uint64_t defaulted_ = 0;   ///< bytes of defaulted attributes and of namespaces
+    int declaredAttributes_ = 0;
     ParseFailure failure_;
     bool outOfMemory_ = false;
 };

@@ -29,7 +29,7 @@ protected:
 /// Opens the file in the constructor; failure() tells at once whether that worked.
 class FileReader final : public ByteReader {
 public:
-    /// `path` is UTF-8.
+    /// `path` is as the system has it, UTF-8 for the most part.
     explicit FileReader(std::string path);
     ~FileReader() override;
 

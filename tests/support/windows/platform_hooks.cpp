@@ -131,3 +131,11 @@ bool onPortablePlatform() {
 bool underWine() {
     return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
+
+std::vector<std::string> irregularFiles(const std::string& /*folder*/) {
+    const char* const name = R"(\\.\pipe\symbology-test)";
+    static const HANDLE pipe = CreateNamedPipeA(name, PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE | PIPE_WAIT,
+                                                PIPE_UNLIMITED_INSTANCES, 0, 0, 0, nullptr);
+    if (pipe == INVALID_HANDLE_VALUE) throw std::runtime_error("no pipe can be made");
+    return {"NUL", name};
+}
