@@ -105,7 +105,7 @@ private:
 }  // namespace
 
 std::shared_ptr<Dataset> openDataset(const std::string& name, Dataset::Access access, const WorkspaceOptions& options) {
-    if (isPostgresName(name)) return std::make_shared<PgDataset>(name, access, options.lockTimeout);
+    if (isPostgresName(name)) return std::make_shared<PgDataset>(name, access, options);
     return std::make_shared<GdalDataset>(name, access, options.lockTimeout);
 }
 

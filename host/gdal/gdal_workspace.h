@@ -37,6 +37,7 @@ struct LayerInfo {
 
 struct WorkspaceOptions {
     std::optional<double> lockTimeout;  // seconds to wait for what someone else has locked; 0 on a server: for ever
+    const std::atomic<bool>* stop = nullptr;  // when it turns true, what a server is doing is cancelled
 };
 
 enum class FieldKind { Text, Real };

@@ -1,10 +1,5 @@
 """What can go wrong on a server in the middle of a run: each provoked, each with a clear end and nothing half written."""
-import os
-import pathlib
 import signal
-import subprocess
-import sys
-import tempfile
 
 import pg_support
 from pg_support import BUOYS, DatabaseTest, main
@@ -191,54 +186,26 @@ class Failures(DatabaseTest):
         self.assertEqual((status, err), (2, f"cxml: PG:{self.database}: there is no layer 'nowhere'; "
                                             "available: boylat\n"))
 
+    def test_a_finding_names_the_database_alone(self):
+        self.sql("CREATE TABLE notes (id int PRIMARY KEY)")
+        self.assertEqual(self.run_tool("check", self.rules, self.dataset(more="password=secret")),
+                         (1, f"PG:{self.database}: layer notes has no configuration in the document\n", ""))
+
     def test_a_where_clause_that_is_wrong_changes_nothing(self):
         status, _, err = self.run_tool("symbolize", self.rules, self.dataset(), "--where", "nothing = 1")
         self.assertEqual(status, 2)
         self.assertIn('layer boylat: where clause "nothing = 1": ERROR: column "nothing" does not exist', err)
 
 
-class ServerThatStops(DatabaseTest):
-    """With a server of its own."""
-
-    @classmethod
-    def setUpClass(cls):
-        pg_support.server_folder()  # skips where there is none
-
-    @classmethod
-    def tearDownClass(cls):
-        pass
-
-    def setUp(self):
-        server = pathlib.Path(__file__).with_name("server.py")
-        with tempfile.TemporaryDirectory() as folder:
-            state = pathlib.Path(folder) / "server"
-            environment = {**os.environ, "CXML_TEST_SERVER_SECONDS": "120"}
-            subprocess.run([sys.executable, "-B", server, "start", state, "bare"], check=True, env=environment)
-            self.guard = int((pathlib.Path(state.read_text()) / "guard").read_text())
-            self.server = state.read_text()
-        self.addCleanup(self.stop)
-        self.stopped = False
-        self.database = "postgres"
-        self.admin = pg_support.Session(self.server, "postgres")
-        self.sql = self.admin.sql
-
-    def stop(self):
-        if not self.stopped:
-            os.kill(self.guard, signal.SIGTERM)
-            self.stopped = True
-
+class ServerThatStops(pg_support.OwnServerTest):
     def test_a_server_that_stops(self):
-        with tempfile.TemporaryDirectory() as folder:
-            self.folder = pathlib.Path(folder)
-            self.make_buoys(ROWS)
-            other = pg_support.Session(self.server, "postgres")
-            other.sql(f"BEGIN; UPDATE boylat SET colour = 'held' WHERE fid = {ROWS}")
-            process = self.start("symbolize", self.document(BUOYS), self.dataset())
-            self.wait_for_lock_wait()
-            self.stop()
-            out, err = process.communicate(timeout=60)
-            other.close()
-            self.admin.close()
+        self.make_buoys(ROWS)
+        other = self.session()
+        other.sql(f"BEGIN; UPDATE boylat SET colour = 'held' WHERE fid = {ROWS}")
+        process = self.start("symbolize", self.document(BUOYS), self.dataset())
+        self.wait_for_lock_wait()
+        self.stop()
+        out, err = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 1, (out, err))
         self.assertIn("boylat: PG:postgres, layer boylat: rows ", err)
         self.assertRegex(err, "server closed the connection unexpectedly|terminating connection")

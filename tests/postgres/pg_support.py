@@ -2,6 +2,7 @@
 import json
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 import tempfile
@@ -171,6 +172,56 @@ class DatabaseTest(unittest.TestCase):
 
     def written(self, table="boylat"):
         return self.sql(f"SELECT count(symbol_c) FROM {table}")
+
+
+class OwnServerTest(DatabaseTest):
+    """With a server that only the tests of the class have, and may kill."""
+
+    @classmethod
+    def setUpClass(cls):
+        server_folder()  # skips where none is installed
+        with tempfile.TemporaryDirectory() as folder:
+            state = pathlib.Path(folder) / "server"
+            subprocess.run([sys.executable, "-B", private_server.__file__, "start", state, "bare"], check=True,
+                           env={**os.environ, "CXML_TEST_SERVER_SECONDS": "900"})
+            cls.server = state.read_text(encoding="utf-8")
+        cls.database = "postgres"
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.stop()
+
+    @classmethod
+    def stop(cls):
+        guard = pathlib.Path(cls.server) / "guard"
+        if guard.exists():
+            os.kill(int(guard.read_text(encoding="utf-8")), signal.SIGTERM)
+            for _ in range(PATIENCE * 50):
+                if not guard.exists():
+                    return
+                time.sleep(0.02)
+
+    def processes(self):
+        """Of the server: the first, and those of its connections."""
+        first = (pathlib.Path(self.server) / "data" / "postmaster.pid").read_text(encoding="utf-8").split()[0]
+        return int(first), list(map(int, self.sql("SELECT pid FROM pg_stat_activity WHERE backend_type = 'client backend' "
+                                                  "AND pid <> pg_backend_pid()")))
+
+    def kill_server(self):
+        """All of it, as when its machine fails. It stays away until start_server()."""
+        first, _ = self.processes()
+        (pathlib.Path(self.server) / "down").touch()
+        for _ in range(PATIENCE * 50):
+            if private_server.started(first) is None:
+                return
+            time.sleep(0.02)
+        raise AssertionError(f"process {first} is still there")
+
+    def start_server(self):
+        (pathlib.Path(self.server) / "down").unlink()
+        private_server.wait_until_ready(pathlib.Path(self.server), private_server.programs())
+        self.admin = self.session()
+        self.sql = self.admin.sql
 
 
 BUOYS = ('<featureClass name="BOYLAT"><condition rulename="DEFAULT"/>'

@@ -5,6 +5,9 @@
                                    "none: REASON" where no server is installed
     server.py stop STATE           stops it and removes the folder
 
+While its folder has a file "down", the server is not there: it is killed with all its processes, as when its machine
+fails, and started again when the file is gone.
+
 A guard process owns the server. It ends the server and removes the folder when it is told to, and by itself when the
 program that called "start" has ended, or after CXML_TEST_SERVER_SECONDS (1800): tests that are killed, or the program
 that runs them, leave nothing behind.
@@ -68,6 +71,17 @@ def temporary_folder(account):
     return folder
 
 
+def kill(server):
+    """The server and its processes, at once."""
+    server.send_signal(signal.SIGSTOP)  # it starts no more of them
+    children = pathlib.Path(f"/proc/{server.pid}/task/{server.pid}/children").read_text(encoding="utf-8").split()
+    for process in (*map(int, children), server.pid):
+        os.kill(process, signal.SIGKILL)
+    server.wait()
+    while any(started(child) is not None for child in children):
+        time.sleep(0.01)
+
+
 def guard(folder, binaries, drop, caller):
     """Runs the server to its end; the process that start leaves behind."""
     since = started(caller)
@@ -76,16 +90,22 @@ def guard(folder, binaries, drop, caller):
     for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
         signal.signal(number, lambda *_: stopping.append(True))
     server = None
+    command = [*drop, binaries / "postgres", "-D", folder / "data", "-k", folder, *SETTINGS]
     try:
         with open(folder / "log", "wb") as log, open(os.devnull, "rb") as nothing:
             for descriptor, file in enumerate((nothing, log, log)):
                 os.dup2(file.fileno(), descriptor)
-            server = subprocess.Popen([*drop, binaries / "postgres", "-D", folder / "data", "-k", folder, *SETTINGS],
-                                      cwd=folder)
         deadline = time.monotonic() + LIFETIME
-        while (not stopping and server.poll() is None and time.monotonic() < deadline
-               and since is not None and started(caller) == since):
-            time.sleep(0.05)
+        while not stopping and time.monotonic() < deadline and since is not None and started(caller) == since:
+            down = (folder / "down").exists()
+            if down and server:
+                kill(server)
+                server = None
+            elif not down and not server:
+                server = subprocess.Popen(command, cwd=folder)
+            elif server and server.poll() is not None:
+                break
+            time.sleep(0.02)
     finally:
         if server and server.poll() is None:
             server.send_signal(signal.SIGQUIT)

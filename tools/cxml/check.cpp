@@ -2,6 +2,7 @@
 #include "commands.h"
 #include "host/gdal/gdal_workspace.h"
 #include "host/host_error.h"
+#include "interrupt.h"
 #include "report.h"
 #include "services.h"
 #include "tools/check/document_check.h"
@@ -15,6 +16,7 @@ namespace cxml {
 namespace {
 
 using embedded_host::GdalWorkspace;
+using embedded_host::RunMonitor;
 
 struct Arguments {
     std::string document;
@@ -38,12 +40,12 @@ bool isConfiguration(IXMLDOMDocument* dom) {
 
 // Loading ends at the first failure, the checks go on. What loading itself has not read is asked before the checks
 // read the tree too; of a document that did not load, what they have not read is what nothing reads.
-std::vector<Finding> findIn(Document& document, GdalWorkspace* workspace, const Arguments& arguments) {
+std::vector<Finding> findIn(Document& document, GdalWorkspace* workspace) {
     Findings findings(document.path);
     document.manager.resetXmls();  // the checks make a model of their own; two at once would be too much of a big one
     if (!document.loaded && !isConfiguration(document.dom)) return {};
     if (document.loaded) addUnread(document, findings);
-    const CheckedDataset dataset{workspace, arguments.dataset.value_or(std::string())};
+    const CheckedDataset dataset{workspace, workspace ? workspace->name() : std::string()};
     checkDocument(document.dom, workspace ? &dataset : nullptr, findings);
     if (!document.loaded) addUnread(document, findings);
     return findings.take();
@@ -74,9 +76,15 @@ ExitStatus checkWith(const Arguments& arguments, Console& console) {
     if (!document.loaded)
         console.complain(fmt::format("{}: {}", document.path,
                                      document.reason.empty() ? "the document did not load" : document.reason));
+    RunMonitor monitor;  // outlives the workspace
     std::shared_ptr<GdalWorkspace> workspace;
-    if (arguments.dataset) workspace = GdalWorkspace::open(*arguments.dataset, GdalWorkspace::Access::Read);
-    const std::vector<Finding> findings = findIn(document, workspace.get(), arguments);
+    if (arguments.dataset)
+        workspace = GdalWorkspace::open(*arguments.dataset, GdalWorkspace::Access::Read,
+                                        {.lockTimeout = std::nullopt, .stop = &stopRequested()});
+    if (workspace) workspace->watch(&monitor);
+    const std::vector<Finding> findings = findIn(document, workspace.get());
+    // What could not be asked is not what is not there.
+    if (!monitor.failure.empty()) throw embedded_host::HostError(monitor.failure);
     if (arguments.json)
         writeJson(std::cout, document, findings);
     else
@@ -90,6 +98,10 @@ ExitStatus check(const Arguments& arguments) {
     try {
         return checkWith(arguments, console);
     } catch (const embedded_host::HostError& e) {
+        if (stopRequested()) {
+            console.complain("interrupted");
+            return ExitStatus::Interrupted;
+        }
         console.complain(e.what());
         return ExitStatus::Unusable;
     }

@@ -99,7 +99,10 @@ ExitStatus LayerCommand::run() {
     try {
         status = runAll();
     } catch (const HostError& e) {
-        console_.complain(e.what());
+        if (stopped())
+            status = ExitStatus::Interrupted;
+        else
+            console_.complain(e.what());
     }
     if (status == ExitStatus::Interrupted) console_.complain("interrupted");
     if (arguments_.json) writeJson(std::cout, document_, results_);
@@ -116,7 +119,8 @@ ExitStatus LayerCommand::runAll() {
         return ExitStatus::Failed;
     }
     const std::shared_ptr<GdalWorkspace> workspace =
-        GdalWorkspace::open(arguments_.dataset, GdalWorkspace::Access::Update, {.lockTimeout = arguments_.lockTimeout});
+        GdalWorkspace::open(arguments_.dataset, GdalWorkspace::Access::Update,
+                            {.lockTimeout = arguments_.lockTimeout, .stop = &stopRequested()});
     const std::vector<LayerInfo> layers = prepareLayers(*workspace);
     ExitStatus status = ExitStatus::Good;
     for (const LayerInfo& layer : layers) {
@@ -185,7 +189,10 @@ ExitStatus LayerCommand::runLayer(GdalWorkspace& workspace, const LayerInfo& lay
     try {
         status = runInTransaction(workspace, layer, result);
     } catch (const HostError& e) {
-        result.messages.add(MessageKind::Error, oneLine(e.what()));
+        if (stopped())
+            status = ExitStatus::Interrupted;
+        else
+            result.messages.add(MessageKind::Error, oneLine(e.what()));
     }
     console_.progress().finish();
     result.succeeded = status == ExitStatus::Good;
@@ -212,7 +219,7 @@ ExitStatus LayerCommand::runInTransaction(GdalWorkspace& workspace, const LayerI
         return status;
     } catch (const HostError& e) {
         // A file that cannot be written is unusable; a server that ends a run in its middle has failed that run.
-        if (workspace.type() != workspaceRemoteDatabase) throw;
+        if (workspace.type() != workspaceRemoteDatabase || stopped()) throw;
         result.messages.add(MessageKind::Error, oneLine(e.what()));
         return ExitStatus::Failed;
     }

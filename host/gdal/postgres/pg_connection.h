@@ -5,6 +5,7 @@
 #include "host/host_error.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -74,13 +75,25 @@ public:
     using Take = std::function<void(PgResult&&)>;
     using Failed = std::function<void(const PgError&)>;
 
-    /// \param settings libpq's connection string. \throws HostError with libpq's words.
-    explicit PgConnection(const std::string& settings);
+    /// What a wait does when it is to stop: the server is asked to cancel; when that does not help at once, the
+    /// connection is cut, or waited for all the same.
+    enum class OnStop { Cut, Wait };
+
+    /// Waits for a server that does not answer as long as the setting connect_timeout says, 10 seconds without it; 0:
+    /// for ever.
+    /// \param settings libpq's connection string. \param stop when it turns true, waits end; null: never.
+    /// \throws HostError with libpq's words.
+    PgConnection(const std::string& settings, const std::atomic<bool>* stop);
     ~PgConnection();
     PgConnection(const PgConnection&) = delete;
     PgConnection& operator=(const PgConnection&) = delete;
 
     std::string database() const;
+    /// The server's version as libpq counts.
+    int serverVersion() const noexcept;
+    /// Tells which of the server's sessions works for the connection now: the number of its process, and when the
+    /// server was started, in seconds. Without it, a server that says nothing is waited for without asking.
+    void setSession(std::string process, std::string serverStart);
 
     /// Sends a statement and does not wait.
     /// \param take called by finish() with the result; may be empty.
@@ -89,14 +102,16 @@ public:
     /// Sends and reads as much as goes without waiting, so that the server need not wait for a caller that works long
     /// between queue() and finish().
     void advance() noexcept;
-    /// Waits for all that was queued. Statements behind one that failed are not carried out.
+    /// Waits for all that was queued. Statements behind one that failed are not carried out. A server that says nothing
+    /// for three times connect_timeout is asked, over a second connection, whether it works for this one; if it does
+    /// not answer, or does not, the connection is lost.
     /// \throws PgError the first failure, after its `failed` was told.
-    void finish();
+    void finish(OnStop onStop = OnStop::Cut);
     /// Queues a statement and finishes.
     PgResult run(const PgStatement& statement);
 
-    /// When it turns true, what the server is doing is cancelled; null: never.
-    void setStop(const std::atomic<bool>* stop) noexcept { stop_ = stop; }
+    /// Whether nothing is queued.
+    bool isIdle() const noexcept { return commands_.empty(); }
     bool isLost() const noexcept;
 
 private:
@@ -108,17 +123,37 @@ private:
         void operator()(pg_conn* connection) const noexcept;
     };
 
+    using Clock = std::chrono::steady_clock;
+
+    static void hear(void* self, const pg_result* notice);
     void send() noexcept;
     bool wait(bool sending);
+    void watchStop();
+    void watchServer(bool heard);
+    bool serverIsGone() const;
     void cancel() noexcept;
+    void cut(const std::string& why);
     pg_result* nextResult();
     void readCommands(std::vector<PgResult>& results, std::unique_ptr<PgError>& failure, std::size_t& failedAt);
     PgError lastError() const;
+    PgError errorOf(const pg_result* result) const;
 
+    std::string settings_;
     std::unique_ptr<pg_conn, Close> connection_;
+    std::chrono::seconds patience_{};  // 0: without end
     std::vector<Command> commands_;
-    const std::atomic<bool>* stop_ = nullptr;
+    std::string whyCut_;  // why the connection is lost, in better words than libpq's
+    // The server's session.
+    std::string process_;
+    std::string serverStart_;
+    // Of the wait that goes on.
+    const std::atomic<bool>* stop_;
+    OnStop onStop_ = OnStop::Cut;
     bool cancelled_ = false;
+    bool doubted_ = false;  // the server does not work for us, but its answer may still be on its way
+    int unsent_ = 0;
+    Clock::time_point stoppedAt_;
+    Clock::time_point heardAt_;  // the last sign of life
 };
 
 }  // namespace embedded_host

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cctype>
 #include <cmath>
 #include <string_view>
@@ -18,12 +19,18 @@ namespace {
 
 constexpr double defaultLockTimeout = 30;  // seconds
 
-std::unique_ptr<PgConnection> connect(const PgSettings& settings) {
+std::unique_ptr<PgConnection> connect(const PgSettings& settings, const std::atomic<bool>* stop) {
     try {
-        return std::make_unique<PgConnection>(settings.connection);
+        return std::make_unique<PgConnection>(settings.connection, stop);
     } catch (const HostError& error) {
         throw HostError(std::string("PG: cannot be opened: ") + error.what());
     }
+}
+
+std::string lockTimeoutOf(const WorkspaceOptions& options) {
+    constexpr double most = 2'000'000'000.0;
+    const double milliseconds = std::clamp(options.lockTimeout.value_or(defaultLockTimeout) * 1000.0, 0.0, most);
+    return std::to_string(static_cast<int>(std::ceil(milliseconds)));
 }
 
 // What a wrong query brings about, and a right one over unfit data: the asker's affair. Anything else (a lock, rights,
@@ -54,64 +61,99 @@ std::string foldedName(std::string name) {
 
 }  // namespace
 
-PgDataset::PgDataset(const std::string& name, Access access, std::optional<double> lockTimeout)
-    : PgDataset(parsePgSettings(name), access, lockTimeout, nullptr) {}
+PgDataset::PgDataset(const std::string& name, Access access, const WorkspaceOptions& options)
+    : PgDataset(parsePgSettings(name), access, options, nullptr) {}
 
-PgDataset::PgDataset(const PgSettings& settings, Access access, std::optional<double> lockTimeout,
+PgDataset::PgDataset(const PgSettings& settings, Access access, const WorkspaceOptions& options,
                      std::unique_ptr<PgConnection> connection)
-    : Dataset("PG:" + (connection = connect(settings))->database(), access),
+    : Dataset("PG:" + (connection = connect(settings, options.stop))->database(), access),
       ownedConnection_(std::move(connection)),
       connection_(*ownedConnection_),
       catalog_([this](const PgStatement& statement) { return ask(statement); }),
       writer_(*this),
-      listedSchemas_(settings.schemas) {
-    setUp(settings, lockTimeout);
+      listedSchemas_(settings.schemas),
+      transactionSettings_(settingsOf(settings, options)) {
+    setUp();
 }
 
 PgDataset::~PgDataset() {
     rollback();
 }
 
-void PgDataset::setUp(const PgSettings& settings, std::optional<double> lockTimeout) {
-    const auto set = [&](const char* setting, const std::string& value) {
-        connection_.queue({"SELECT set_config($1, $2, false)", {textParameter(setting), textParameter(value)}}, {});
-    };
-    constexpr double most = 2'000'000'000.0;
-    const double milliseconds = std::clamp(lockTimeout.value_or(defaultLockTimeout) * 1000.0, 0.0, most);
-    set("lock_timeout", std::to_string(static_cast<int>(std::ceil(milliseconds))));
-    set("TimeZone", "UTC");
-    set("DateStyle", "ISO");
-    set("jit", "off");  // no statement of a run is long enough to be worth compiling
-    if (access() == Access::Read) set("default_transaction_read_only", "on");
-    if (!settings.activeSchema.empty())
-        connection_.queue(
-            {"SELECT set_config('search_path', quote_ident($1) || ', ' || current_setting('search_path'), "
-             "false)",
-             {textParameter(settings.activeSchema)}},
-            {});
+// Each transaction makes its settings itself, and they end with it: behind a pooler the next one may have another
+// session, and the session another user.
+PgStatement PgDataset::settingsOf(const PgSettings& settings, const WorkspaceOptions& options) const {
+    PgStatement statement{
+        "SELECT pg_backend_pid()::text, extract(epoch FROM pg_postmaster_start_time())::text, "
+        "set_config('lock_timeout', $1, true), set_config('TimeZone', 'UTC', true), set_config('DateStyle', 'ISO', "
+        "true), "
+        "set_config('jit', 'off', true)",  // no statement of a run is long enough to be worth compiling
+        {textParameter(lockTimeoutOf(options))}};
+    if (access() == Access::Read) statement.sql += ", set_config('transaction_read_only', 'on', true)";
+    // So that a statement ends soon when nobody waits for it any more. Servers on other systems cannot tell.
+    constexpr int firstThatLooks = 140000;
+    if (connection_.serverVersion() >= firstThatLooks)
+        statement.sql +=
+            ", CASE WHEN version() LIKE '%linux%' AND current_setting('client_connection_check_interval') = '0' "
+            "THEN set_config('client_connection_check_interval', '1s', true) END";
+    if (!settings.activeSchema.empty()) {
+        statement.sql += ", set_config('search_path', quote_ident($2) || ', ' || current_setting('search_path'), true)";
+        statement.parameters.push_back(textParameter(settings.activeSchema));
+    }
+    return statement;
+}
+
+void PgDataset::queueSettings() {
+    connection_.queue(transactionSettings_,
+                      [this](const PgResult& result) { connection_.setSession(result.text(0, 0), result.text(0, 1)); });
+}
+
+void PgDataset::queueBegin(const char* sql) {
+    connection_.queue({sql, {}}, {});
+    queueSettings();
+}
+
+// A pooler that takes the session away after each statement is noticed here.
+void PgDataset::setUp() {
     try {
-        connection_.finish();
+        readOnly([this] { connection_.finish(); });
     } catch (const HostError& error) {
-        throw HostError(name() + ": cannot be opened: " + error.what());
+        std::string text = name() + ": cannot be opened: " + error.what();
+        if (text.find("pooling") != std::string::npos)
+            text += "; the pooler must leave a session to each transaction (its mode 'transaction' or 'session')";
+        throw HostError(text);
     }
 }
 
 void PgDataset::breakRun(const std::string& text) {
     if (inTransaction_ && broken_.empty()) {
         broken_ = text;
-        if (monitor && monitor->failure.empty()) monitor->failure = text;
+        tell(text);
     }
     throw HostError(text);
+}
+
+void PgDataset::tell(const std::string& failure) {
+    if (monitor && monitor->failure.empty()) monitor->failure = failure;
 }
 
 void PgDataset::checkRun() const {
     if (!broken_.empty()) throw HostError(broken_);
 }
 
+void PgDataset::send(const PgStatement& statement, PgConnection::Take take, PgConnection::Failed failed) {
+    if (!inTransaction_ && connection_.isIdle()) queueSettings();
+    connection_.queue(statement, std::move(take), std::move(failed));
+}
+
 void PgDataset::finish() {
     checkRun();
-    connection_.setStop(monitor ? monitor->stop : nullptr);
-    connection_.finish();
+    try {
+        connection_.finish();
+    } catch (const PgError& error) {
+        if (connection_.isLost()) breakRun(name() + ": " + error.what());
+        throw;
+    }
 }
 
 PgResult PgDataset::ask(const PgStatement& statement) {
@@ -129,13 +171,13 @@ PgResult PgDataset::askInTransaction(const PgStatement& statement) {
         connection_.queue({"ROLLBACK TO SAVEPOINT question", {}}, {}, lost);
         connection_.queue({"RELEASE SAVEPOINT question", {}}, {}, lost);
     };
-    connection_.queue({"SAVEPOINT question", {}}, {}, lost);
-    connection_.queue({"SET TRANSACTION READ ONLY", {}}, {}, lost);
-    connection_.queue(
-        statement, [&](PgResult&& result) { answer = std::move(result); },
-        [&](const PgError& /*error*/) { failedHere = true; });
-    takeBack();
     try {
+        connection_.queue({"SAVEPOINT question", {}}, {}, lost);
+        connection_.queue({"SET TRANSACTION READ ONLY", {}}, {}, lost);
+        connection_.queue(
+            statement, [&](PgResult&& result) { answer = std::move(result); },
+            [&](const PgError& /*error*/) { failedHere = true; });
+        takeBack();
         finish();
         return answer;
     } catch (const PgError& error) {
@@ -149,14 +191,20 @@ PgResult PgDataset::askInTransaction(const PgStatement& statement) {
 
 PgResult PgDataset::askAlone(const PgStatement& statement) {
     PgResult answer;
-    readOnly([&] { connection_.queue(statement, [&](PgResult&& result) { answer = std::move(result); }); });
+    try {
+        readOnly([&] { connection_.queue(statement, [&](PgResult&& result) { answer = std::move(result); }); });
+    } catch (const PgError& error) {
+        // Who asks may take a failure for an answer.
+        if (connection_.isLost() || !isQuerysFault(error.sqlState())) tell(name() + ": " + error.what());
+        throw;
+    }
     return answer;
 }
 
 void PgDataset::readOnly(const std::function<void()>& questions) {
     connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning
     try {
-        connection_.queue({"BEGIN READ ONLY", {}}, {});
+        queueBegin("BEGIN READ ONLY");
         questions();
         connection_.run({"ROLLBACK", {}});
     } catch (const PgError&) {
@@ -218,7 +266,7 @@ void PgDataset::addField(Table& table, const FieldRequest& request) {
     const std::string what = table.title() + ": cannot add field " + request.name + ": ";
     checkRun();
     writer_.send();
-    connection_.queue({sql, {}}, {}, [&](const PgError& error) { breakRun(what + error.what()); });
+    send({sql, {}}, {}, [&](const PgError& error) { breakRun(what + error.what()); });
     finish();
     noteChange();
     table.refresh();
@@ -236,7 +284,8 @@ void PgDataset::begin() {
         connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning
         // One state of the database from the first row to the last: a row that someone else changes meanwhile ends the
         // run instead of getting the symbol of its old values.
-        connection_.run({"BEGIN ISOLATION LEVEL REPEATABLE READ", {}});
+        queueBegin("BEGIN ISOLATION LEVEL REPEATABLE READ");
+        connection_.finish();
     } catch (const HostError& error) {
         throw HostError(name() + ": cannot begin a transaction: " + error.what());
     }
@@ -256,17 +305,19 @@ void PgDataset::commit() {
         throw;
     }
     if (!changed_) return rollback();
-    connection_.setStop(nullptr);
+    std::string answer;
+    std::string failure = "the server has rolled the transaction back";
     try {
-        const PgResult result = connection_.run({"COMMIT", {}});
-        if (result.command() != "COMMIT") throw HostError("the server has rolled the transaction back");
-        inTransaction_ = false;
+        connection_.queue({"COMMIT", {}}, [&](const PgResult& result) { answer = result.command(); });
+        connection_.finish(PgConnection::OnStop::Wait);
     } catch (const HostError& error) {
-        std::string text = name() + ": cannot commit: " + error.what();
-        if (connection_.isLost()) text += "; whether the changes are in the database is not known";
-        rollback();
-        throw HostError(text);
+        failure = error.what();
     }
+    inTransaction_ = answer != "COMMIT";
+    if (!inTransaction_) return;  // whatever has become of the connection since
+    if (connection_.isLost()) failure += "; whether the changes are in the database is not known";
+    rollback();
+    throw HostError(name() + ": cannot commit: " + failure);
 }
 
 void PgDataset::rollback() noexcept {
@@ -274,7 +325,6 @@ void PgDataset::rollback() noexcept {
     inTransaction_ = false;
     broken_.clear();
     writer_.forget();
-    connection_.setStop(nullptr);
     const auto succeeds = [](auto&& work) {
         try {
             work();

@@ -18,8 +18,8 @@ namespace embedded_host {
 /// told to the monitor, because the library ignores failures of single rows and queries.
 class PgDataset final : public Dataset, private DatabaseServer {
 public:
-    /// \param lockTimeout the seconds to wait for what someone else has locked; 0: for ever. \throws HostError
-    PgDataset(const std::string& name, Access access, std::optional<double> lockTimeout);
+    /// \throws HostError
+    PgDataset(const std::string& name, Access access, const WorkspaceOptions& options);
     ~PgDataset() override;
 
     WorkspaceType type() const noexcept override { return workspaceRemoteDatabase; }
@@ -42,7 +42,10 @@ public:
     /// Runs `questions` in a transaction of its own that only reads and is rolled back. Not within another transaction.
     /// \throws PgError
     void readOnly(const std::function<void()>& questions);
-    /// Waits for what the connection has to do.
+    /// Queues a statement. Outside a transaction, what is queued until the next finish() is one of its own.
+    /// \throws PgError
+    void send(const PgStatement& statement, PgConnection::Take take, PgConnection::Failed failed = {});
+    /// Waits for what the connection has to do. \throws PgError; HostError when the connection is lost.
     void finish();
     /// Ends the run: remembers and throws HostError.
     [[noreturn]] void breakRun(const std::string& text);
@@ -58,7 +61,7 @@ public:
     PgWriter& writer() noexcept { return writer_; }
 
 private:
-    PgDataset(const PgSettings& settings, Access access, std::optional<double> lockTimeout,
+    PgDataset(const PgSettings& settings, Access access, const WorkspaceOptions& options,
               std::unique_ptr<PgConnection> connection);
 
     std::string connectedDatabase() override;
@@ -66,10 +69,14 @@ private:
     TableName parseName(const std::string& name) const override { return parseTableName(name); }
     std::string qualifiedName(const TableName& name) const override { return qualifyTableName(name); }
 
-    void setUp(const PgSettings& settings, std::optional<double> lockTimeout);
+    void setUp();
+    PgStatement settingsOf(const PgSettings& settings, const WorkspaceOptions& options) const;
+    void queueBegin(const char* sql);
+    void queueSettings();
     // Runs `question`, whose failures then begin with the database's name.
     template <class Question>
     auto named(Question&& question);
+    void tell(const std::string& failure);
     PgResult askInTransaction(const PgStatement& statement);
     PgResult askAlone(const PgStatement& statement);
     std::optional<PgRelation> resolve(const std::string& layer);
@@ -79,6 +86,7 @@ private:
     PgCatalog catalog_;
     PgWriter writer_;
     std::vector<std::string> listedSchemas_;
+    PgStatement transactionSettings_;
     bool inTransaction_ = false;
     int transactionNumber_ = 0;
     bool changed_ = false;

@@ -116,15 +116,15 @@ public:
 
 private:
     bool requestBlock(PgConnection::Take take) override {
-        PgConnection& connection = table().dataset().connection();
+        PgDataset& dataset = table().dataset();
         if (name_.empty()) {
             name_ = "run_" + std::to_string(++cursorsMade);
             std::string sql = "DECLARE " + name_ + " BINARY NO SCROLL CURSOR FOR " + table().selection(columns());
             if (hasStarted()) sql += " WHERE " + table().keySql() + " > " + std::to_string(after_);
-            connection.queue({sql + " ORDER BY " + table().keySql(), {}}, {}, readingFailed());
+            dataset.send({sql + " ORDER BY " + table().keySql(), {}}, {}, readingFailed());
         }
         asked_ = blockRows();
-        connection.queue({"FETCH " + std::to_string(asked_) + " FROM " + name_, {}}, std::move(take), readingFailed());
+        dataset.send({"FETCH " + std::to_string(asked_) + " FROM " + name_, {}}, std::move(take), readingFailed());
         return true;
     }
     void restartAfter(ObjectId id) override {
@@ -138,7 +138,7 @@ private:
         if (name_.empty() || !dataset.inTransaction() || dataset.transactionNumber() != transaction_) return;
         try {
             dataset.checkRun();
-            dataset.connection().queue({"CLOSE " + std::exchange(name_, {}), {}}, {});
+            dataset.send({"CLOSE " + std::exchange(name_, {}), {}}, {});
         } catch (const std::exception&) {
             name_.clear();  // the cursor ends with its transaction
         }
@@ -162,7 +162,7 @@ private:
         const std::size_t count = std::min(blockRows(), ids_->size() - position_);
         const std::span<const ObjectId> block(ids_->data() + position_, count);
         position_ += count;
-        table().dataset().connection().queue(
+        table().dataset().send(
             {table().selection(columns()) + " WHERE " + table().keySql() + " = ANY ($1) ORDER BY " + table().keySql(),
              {numbersParameter(block)}},
             std::move(take), readingFailed());

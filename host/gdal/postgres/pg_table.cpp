@@ -189,7 +189,7 @@ bool PgTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
     PgResult result;
     dataset_.checkRun();
     dataset_.writer().send();
-    dataset_.connection().queue(
+    dataset_.send(
         {selection(columns) + " WHERE " + keySql_ + " = $1", {numberParameter(id)}},
         [&](PgResult&& row) { result = std::move(row); },
         [this](const PgError& error) { dataset_.breakRun(title() + ": cannot be read: " + error.what()); });

@@ -141,7 +141,7 @@ void PgWriter::sendBatch(const PgTable& table, const Batch& batch) {
     for (const PgArray& values : batch.values) statement.parameters.push_back(values.parameter());
     const std::string what = table.title() + ": " + rowsText(batch.ids) + " cannot be written: ";
     const auto wanted = static_cast<std::int64_t>(batch.ids.size());
-    dataset_.connection().queue(
+    dataset_.send(
         statement,
         [this, what, wanted, serverCompares](const PgResult& result) {
             const std::int64_t changed = serverCompares ? result.int64(0, 0) : result.changed();
