@@ -159,6 +159,14 @@ def fuzz(log):
     return counts
 
 
+def soak(log):
+    """A minute of everything at once, on what the stage release has built."""
+    counts = configure_and_build("release", log)
+    if not counts.failed:
+        counts.add(run("soak.1min", [sys.executable, "-B", "tests/soak/soak.py", "--minutes", "1"], log))
+    return counts
+
+
 # The platforms whose counts are compared.
 PLATFORMS = {"release": "Linux", "windows": "Windows, under Wine", "windows-without-expressions": "Windows, under Wine"}
 
@@ -172,6 +180,7 @@ STAGES = {
     "windows-without-expressions": windows("windows-without-expressions", "zip-without-expressions"),
     "package": package,
     "fuzz": fuzz,
+    "soak": soak,
     "coverage": coverage,
 }
 
