@@ -5,6 +5,7 @@
 #include <Python.h>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace embedded_host {
@@ -14,6 +15,14 @@ namespace {
 void check(const PyStatus& status) {
     if (PyStatus_Exception(status))
         throw HostError(std::string("cannot start Python: ") + (status.err_msg ? status.err_msg : "unknown reason"));
+}
+
+/// A copy of the process shares its open files and locks, and would go on with what this one does.
+int refuseFork(const char* event, PyObject* /*arguments*/, void* /*context*/) {
+    const std::string_view name(event);
+    if (name != "os.fork" && name != "os.forkpty") return 0;
+    PyErr_SetString(PyExc_PermissionError, "an expression cannot fork this process; it can start programs");
+    return -1;
 }
 
 /// Where the standard library is: beside a program that was installed with it, else where the host was built.
@@ -28,6 +37,7 @@ std::string pythonHome() {
 }  // namespace
 
 PythonInterpreter::PythonInterpreter(const PythonOptions& options) {
+    if (PySys_AddAuditHook(refuseFork, nullptr) != 0) throw HostError("cannot start Python: out of memory");
     // UTF-8 whatever the locale, as all narrow text of the host.
     PyPreConfig encoding;
     PyPreConfig_InitIsolatedConfig(&encoding);

@@ -1,6 +1,7 @@
 // Expressions that mean no good, in a run of the tool over a GeoPackage: what is said, and that nothing is lost.
 #include "tool_test.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <ostream>
 #include <string>
@@ -120,6 +121,14 @@ constexpr Hostile hostileExpressions[] = {
      "import threading\ndef fail(): raise ValueError('in a thread')\ndef Generate(NAME):\n"
      "  t = threading.Thread(target=fail)\n  t.start()\n  t.join()\n  return NAME",
      "one|two", "ValueError: in a thread"},
+    {"forks", "import os\ndef Generate(NAME):\n  return NAME + str(os.fork() and 1)", "old|old",
+     "ptype = <class 'PermissionError'>\npvalue = an expression cannot fork this process; it can start programs\n"},
+    {"forksBehindPythonsBack",
+     "import ctypes\nc = ctypes.PyDLL(None)\ndef Generate(NAME):\n  c.waitpid(c.fork(), None, 0)\n  return NAME",
+     "one|two", nullptr},
+    {"startsAProgram",
+     "import subprocess\ndef Generate(NAME): return subprocess.check_output(['echo', NAME], text=True).strip()",
+     "one|two", nullptr},
     {"failsWhenPythonEnds", "import atexit\ndef Generate(NAME):\n  atexit.register(lambda: 1 / 0)\n  return NAME",
      "one|two", "ZeroDivisionError"},
 };
@@ -159,18 +168,82 @@ TEST_F(HostileExpressions, ThreadThatStillRunsIsWaitedFor) {
     expectNothingLost();
 }
 
-TEST_F(HostileExpressions, ProcessThatIsEndedLeavesNothingOfTheLayer) {
-    for (const char* end : {"os._exit(7)", "os.kill(os.getpid(), 9)"}) {
-        SCOPED_TRACE(end);
+struct End {
+    const char* statement;
+    int status;
+    const char* line;  // on standard error
+};
+
+TEST_F(HostileExpressions, ProcessThatIsEndedLeavesNothingOfTheLayerAndIsNoSuccess) {
+    constexpr const char* byItself = "cxml: the run was ended in its middle, with status ";
+    const End ends[] = {{"os._exit(0)", 1, byItself},
+                        {"os._exit(7)", 7, byItself},
+                        {"ctypes.PyDLL(None).exit(0)", 1, byItself},
+                        {"ctypes.PyDLL('libc.so.6')._exit(0)", 1, byItself},
+                        {"os.abort()", 128 + SIGABRT, "cxml: the run was ended by a signal: Aborted\n"},
+                        {"os.kill(os.getpid(), 9)", 128 + SIGKILL, "cxml: the run was ended by a signal: Killed\n"}};
+    for (const End& end : ends) {
+        SCOPED_TRACE(end.statement);
         const std::string before = readFile(dataset);
         const Outcome outcome =
-            run("import os\ndef Generate(NAME):\n  if NAME == 'two': " + std::string(end) + "\n  return NAME");
-        EXPECT_EQ(outcome.status, outcome.signalled ? 128 + 9 : 7);
+            run("import os, ctypes\ndef Generate(NAME):\n  if NAME == 'two': " + std::string(end.statement) +
+                "\n  return NAME");
+        EXPECT_EQ(outcome.status, end.status);
+        EXPECT_EQ(outcome.signalled, end.status > 128);
         EXPECT_EQ(outcome.out, "");
+        EXPECT_NE(outcome.err.find(end.line), std::string::npos) << outcome.err;
         EXPECT_EQ(labels(), "old|old");
         EXPECT_TRUE(readFile(dataset) == before);
     }
     EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed\n");
+    expectNothingLost();
+}
+
+TEST_F(HostileExpressions, CrashIsNoSuccess) {
+    const Outcome outcome = run("import ctypes\ndef Generate(): return ctypes.string_at(0)");
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(outcome.err.find("cxml: the run was ended "), std::string::npos) << "a sanitizer ends it with a status";
+    EXPECT_EQ(labels(), "old|old");
+    EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed\n");
+    expectNothingLost();
+}
+
+TEST_F(HostileExpressions, WorkEndsWithTheProcessThatWasStarted) {
+    const std::string source =
+        document("import sys, time\ndef Generate():\n  print('here', file=sys.stderr, flush=True)\n  time.sleep(600)");
+    ProcessOptions options;
+    options.onErrorText = [](pid_t pid, const std::string& text) {
+        if (text.find("here") != std::string::npos) kill(pid, SIGKILL);
+    };
+    options.limit = std::chrono::seconds(100);
+    const Outcome outcome = runProcess({CXML_PROGRAM, "symbolize", source, dataset, "BOYLAT"}, options);
+    EXPECT_FALSE(outcome.timedOut) << "somebody still holds standard output";
+    EXPECT_EQ(outcome.status, 128 + SIGKILL);
+    EXPECT_EQ(labels(), "old|old");
+    EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed\n");
+    expectNothingLost();
+}
+
+TEST_F(HostileExpressions, InterruptOfBothProcessesIsOne) {
+    // As a terminal sends it.
+    const std::string source = document(
+        "import os, sys, time\ndef Generate():\n  print('worker', os.getpid(), '', file=sys.stderr, flush=True)\n"
+        "  time.sleep(2)");
+    bool sent = false;
+    ProcessOptions options;
+    options.onErrorText = [&](pid_t pid, const std::string& text) {
+        const std::size_t at = text.find("worker ");
+        if (sent || at == std::string::npos || text.back() != '\n') return;
+        sent = true;
+        kill(std::stoi(text.substr(at + 7)), SIGINT);
+        kill(pid, SIGINT);
+    };
+    const Outcome outcome = runProcess({CXML_PROGRAM, "symbolize", source, dataset, "BOYLAT"}, options);
+    EXPECT_TRUE(sent);
+    EXPECT_EQ(outcome.status, 130) << outcome.err;
+    EXPECT_FALSE(outcome.signalled) << "it ended in order";
+    EXPECT_EQ(labels(), "old|old");
     expectNothingLost();
 }
 

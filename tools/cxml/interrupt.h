@@ -2,8 +2,15 @@
 #pragma once
 
 #include <atomic>
+#include <csignal>
 
 namespace cxml {
+
+/// The signal that asks a run under watch to stop; see watched_process.h.
+constexpr int interruptOfWorker = SIGUSR1;
+
+/// Lets another signal than SIGINT stand for Ctrl-C, and sets its handler at once.
+void setInterruptSignal(int signal);
 
 /// From now on Ctrl-C (SIGINT) asks the running command to stop; a second one ends the process at once. Also makes a
 /// file-size limit an ordinary write error.

@@ -2,6 +2,7 @@
 #include "commands.h"
 #include "interrupt.h"
 #include "text.h"
+#include "watched_process.h"
 
 #include <fmt/format.h>
 #include <cstdio>
@@ -84,5 +85,6 @@ int main(int argc, char** argv) {
     } catch (const std::exception& e) {
         complain(e.what(), status);
     }
+    cxml::sayGoodbye(status);
     return static_cast<int>(status);
 }

@@ -2,6 +2,7 @@
 #include "commands.h"
 #include "layer_options.h"
 #include "object_ids.h"
+#include "watched_process.h"
 
 #include <memory>
 #include <stdexcept>
@@ -31,6 +32,7 @@ void addTargetFields(GdalWorkspace& workspace, const std::string& layer, const C
 }
 
 ExitStatus symbolize(const Arguments& arguments) {
+    goOnWatched();  // expressions run in this process, and may end it
     LayerWork work;
     work.subtypeFields = arguments.subtypeFields;
     if (arguments.addFields) work.prepare = addTargetFields;
