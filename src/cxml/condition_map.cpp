@@ -22,6 +22,10 @@ std::shared_ptr<FeatureClassRule> ConditionMap::find(const CComBSTR& upperName) 
     return entry == featureClassRules.end() ? nullptr : entry->second;
 }
 
+std::shared_ptr<FeatureClassRule> ConditionMap::addClass() {
+    return classes_.emplace_back(std::make_shared<FeatureClassRule>(*this));
+}
+
 bool ConditionMap::readName(IXMLDOMDocument* document) {
     CComPtr<IXMLDOMNode> root;
     if (FAILED(checked(document->selectSingleNode(CComBSTR(OLESTR("/conditionMap")), &root))) || !root) return false;

@@ -27,6 +27,10 @@ public:
     /// The configuration under an upper-case name; null when there is none.
     std::shared_ptr<FeatureClassRule> find(const CComBSTR& upperName) const;
 
+    /// A new configuration without a name. The map keeps it to its own end, even when it is rejected or replaced: its
+    /// conditions and their rules stay in the lists below, and point to it.
+    std::shared_ptr<FeatureClassRule> addClass();
+
     std::vector<std::shared_ptr<Condition>> conditions;  // of all classes, in load order
     std::vector<std::shared_ptr<Rule>> rules;            // of all conditions, in load order
     std::map<CComBSTR, std::shared_ptr<FeatureClassRule>, BstrLess> featureClassRules;  // by upper-case name
@@ -39,6 +43,8 @@ private:
     bool loadInlineExpressions(IXMLDOMDocument* document, IGPMessages* messages);
     bool loadExpressionFiles(IXMLDOMDocument* document, IGPMessages* messages);
     bool loadFeatureClasses(IXMLDOMDocument* document, IGPMessages* messages);
+
+    std::vector<std::shared_ptr<FeatureClassRule>> classes_;  // all that were ever made, in load order
 };
 
 }  // namespace ConditionalXml

@@ -9,25 +9,14 @@
 
 namespace ConditionalXml {
 
-namespace {
-
-/// Conditions may outlive their feature class in the document's list; they must not be taken for another's then.
-void orphan(const FeatureClassRule::ConditionList& conditions) noexcept {
-    for (const std::shared_ptr<Condition>& condition : conditions) {
-        condition->featureClassRule = nullptr;
-        for (const std::shared_ptr<Rule>& rule : condition->rules) orphan(rule->nestedConditions);
-    }
-}
-
-}  // namespace
-
 std::set<LONG> subtypeCodes(WideView text) {
     std::set<LONG> codes;
     while (!text.empty()) {
         const std::size_t comma = text.find(OLESTR(','));
         const WideView piece = text.substr(0, comma);
         CComVariant code(makeBstr(piece));
-        if (!piece.empty() && SUCCEEDED(VariantChangeTypeEx(&code, &code, 0, 0, VT_I4))) codes.insert(code.lVal);
+        if (!piece.empty() && SUCCEEDED(checked(VariantChangeTypeEx(&code, &code, 0, 0, VT_I4))))
+            codes.insert(code.lVal);
         text = comma == WideView::npos ? WideView{} : text.substr(comma + 1);
     }
     return codes;
@@ -42,10 +31,7 @@ FeatureClassRule::FeatureClassRule(ConditionMap& map)
     referencedFields.insert(CComBSTR(OLESTR("SYMBOL_C")));
 }
 
-FeatureClassRule::~FeatureClassRule() {
-    orphan(defaultConditions);
-    for (const auto& [code, conditions] : subtypeConditions) orphan(conditions);
-}
+FeatureClassRule::~FeatureClassRule() = default;
 
 std::shared_ptr<FeatureClassRule> FeatureClassRule::load(IXMLDOMNode* node, ConditionMap& map, IGPMessages* messages) {
     const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(node);
@@ -58,7 +44,7 @@ std::shared_ptr<FeatureClassRule> FeatureClassRule::load(IXMLDOMNode* node, Cond
         existing->loadSubtypes(node, messages);
         return existing;
     }
-    auto created = std::make_shared<FeatureClassRule>(map);
+    const auto created = map.addClass();
     if (!created->loadSubtypes(node, messages)) return nullptr;
     created->name = *name;
     CComBSTR key = *name;

@@ -166,6 +166,45 @@ TEST(ResetTest, fieldsOfAReplacedClassStay) {
     EXPECT_EQ(table->text(0, "TEXT"), "NULL");
 }
 
+/// The lights have a NOTE too, and the document has nothing that would write it. A class that the document does not
+/// keep has conditions that do.
+TEST(ResetTest, fieldsOfAClassThatIsNotKeptStay) {
+    const struct {
+        const char* name;
+        const char* buoy;
+    } rows[] = {
+        {"condition for no subtype", "<subtype number='one'><condition type='2' field='NOTE'/></subtype><subtype/>"},
+        {"condition for one subtype", "<subtype number='1'><condition type='2' field='NOTE'/></subtype><subtype/>"},
+        {"nested condition for no subtype",
+         "<subtype number=''><condition><rule type='A' field='COLOUR' operator='equal' value='1'>"
+         "<condition type='2' field='NOTE'/></rule></condition></subtype><subtype/>"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        SymbologyManager manager =
+            managerOf("<conditionMap name='m'><featureClass name='Buoy'>" + std::string(row.buoy) +
+                      "</featureClass><featureClass name='Light'/></conditionMap>");
+        const auto table = Table("Light")
+                               .alias("Light")
+                               .symbologyFields()
+                               .field("NOTE", VT_BSTR)
+                               .row({"S", 1.0, 2.0, 3.0, "n"})
+                               .build();
+        EXPECT_TRUE(manager.resetReps(table->featureClass()));
+        EXPECT_EQ(table->text(0, "SYMBOL_C"), "NULL");
+        EXPECT_EQ(table->text(0, "NOTE"), "\"n\"");
+    }
+}
+
+TEST(ResetTest, fieldOfAConditionForNoSubtypeIsCleared) {
+    SymbologyManager manager = managerOf(
+        "<conditionMap name='m'><featureClass name='Light'><subtype number='one'><condition type='2' field='NOTE'/>"
+        "</subtype></featureClass></conditionMap>");
+    const auto table = Table("Light").symbologyFields().field("NOTE", VT_BSTR).row({"S", 1.0, 2.0, 3.0, "n"}).build();
+    EXPECT_TRUE(manager.resetReps(table->featureClass()));
+    EXPECT_EQ(table->text(0, "NOTE"), "NULL") << "the class is kept, and so is the condition";
+}
+
 TEST(ResetTest, rowsEndAtTheFirstAnswerOtherThanARow) {
     SymbologyManager manager = managerOf(document);
     for (const HRESULT status : {E_FAIL, S_FALSE, S_OK}) {  // S_OK: says yes and gives no row

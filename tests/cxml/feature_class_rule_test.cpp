@@ -261,6 +261,41 @@ TEST(ReferencedFieldsTest, fieldsOfRulesAndOperandsAndPlacementAreRegistered) {
               (vector<string>{"FIRST", "NESTED", "Rotate_C", "SECOND", "SYMBOL_C", "Xoffset_C", "Yoffset_C"}));
 }
 
+/// Conditions stay in the document's list whatever becomes of their class, and so do the rules: what they point to must
+/// stay, too.
+TEST(FeatureClassRuleTest, everyConditionAndRuleOfTheDocumentHasItsClass) {
+    const struct {
+        const char* name;
+        const char* content;
+        vector<string> classes;  // by condition
+    } rows[] = {
+        {"kept", "<featureClass name='Buoy'><condition/></featureClass>", {"Buoy"}},
+        {"replaced",
+         "<featureClass name='Buoy'><condition><rule type='A' field='F' operator='equal' value='1'><condition/></rule>"
+         "</condition></featureClass><featureClass name='buoy'><condition/></featureClass>",
+         {"Buoy", "Buoy", "buoy"}},
+        {"rejected",  // before it got its name
+         "<featureClass name='Buoy'><subtype number='1'><condition/></subtype><subtype/></featureClass>",
+         {""}},
+        {"rejected with a condition for no subtype",
+         "<featureClass name='Buoy'><subtype number=''><condition><rule type='A' field='F' operator='equal' value='1'>"
+         "<condition/></rule></condition></subtype><subtype/></featureClass><featureClass name='Light'>"
+         "<condition/></featureClass>",
+         {"", "", "Light"}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const LoadedMap loaded(map(row.content));
+        vector<string> classes;
+        for (const auto& condition : loaded.map->conditions) {
+            ASSERT_NE(condition->featureClassRule, nullptr);
+            classes.push_back(utf8(condition->featureClassRule->name.m_str));
+        }
+        EXPECT_EQ(classes, row.classes);
+        for (const auto& rule : loaded.map->rules) EXPECT_EQ(rule->featureClassRule->owner, loaded.map.get());
+    }
+}
+
 TEST(FeatureClassRuleTest, holderKeepsTheConfigurationAlive) {
     std::shared_ptr<ConditionalXml::FeatureClassRule> held;
     {
