@@ -5,7 +5,7 @@ target_link_libraries(library_test_support PUBLIC test_support memhost velcore t
 
 # A DOM whose calls fail has the operations of the portable platform's interfaces, not the many more of MSXML's.
 if(NOT WIN32)
-  set(library_tests_dom api/dom_faults_test.cpp api/load_failures_test.cpp cxml/faulty_dom.cpp)
+  set(library_tests_dom api/dom_faults_test.cpp api/load_failures_test.cpp cxml/dom_test.cpp cxml/faulty_dom.cpp)
 else()
   set(library_tests_dom api/msxml_memory_test.cpp)
 endif()
@@ -43,6 +43,7 @@ symbology_test(library_tests
     rules/query_rules_test.cpp
     rules/rule_test.cpp
     rules/where_template_test.cpp
+    support/operator_new.cpp
     symbolize/condition_memory_test.cpp
     symbolize/random_documents_test.cpp
     symbolize/reference_model.cpp

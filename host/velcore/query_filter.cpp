@@ -38,7 +38,7 @@ class QueryFilter final : public embedded_host::ComObject<FilterCounter, IQueryF
 public:
     HRESULT STDMETHODCALLTYPE AddField(BSTR name) override {
         return atBoundary([&] {
-            if (SysStringLen(name) == 0 || fields_.size() >= LONG_MAX) return E_INVALIDARG;
+            if (!name || fields_.size() >= LONG_MAX) return E_INVALIDARG;
             fields_.push_back(copyOf(name));
             return S_OK;
         });

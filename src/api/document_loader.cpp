@@ -14,9 +14,9 @@ namespace {
 CComPtr<IXMLDOMDocument> createDocument() {
     CComPtr<IUnknown> object;
     CComPtr<IXMLDOMDocument> document;
-    if (FAILED(VelCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
-                                 reinterpret_cast<void**>(&object))) ||
-        !object || FAILED(object.QueryInterface(&document)) || !document)
+    if (FAILED(checked(VelCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
+                                         reinterpret_cast<void**>(&object)))) ||
+        !object || FAILED(checked(object.QueryInterface(&document))) || !document)
         throwText("Failed to create DOMDocument object!");
     return document;
 }
@@ -28,8 +28,8 @@ std::string parseErrorText(IXMLDOMParseError* error) {
     CComBSTR source;
     LONG line = 0;
     LONG column = 0;
-    error->get_reason(&reason);
-    error->get_srcText(&source);
+    checked(error->get_reason(&reason));
+    checked(error->get_srcText(&source));
     error->get_line(&line);
     error->get_linepos(&column);
     char text[1024];
@@ -45,10 +45,11 @@ std::string parseErrorText(IXMLDOMParseError* error) {
 CComPtr<IXMLDOMDocument> loadDocument(const CComBSTR& path) {
     CComPtr<IXMLDOMDocument> document = createDocument();
     VARIANT_BOOL loaded = VARIANT_FALSE;
-    if (FAILED(document->load(CComVariant(path), &loaded))) throwText(quoted("Failed to load CXML: '", view(path)));
+    if (FAILED(checked(document->load(CComVariant(path), &loaded))))
+        throwText(quoted("Failed to load CXML: '", view(path)));
     if (loaded != VARIANT_FALSE) return document;
     CComPtr<IXMLDOMParseError> error;
-    if (FAILED(document->get_parseError(&error)) || !error) return nullptr;
+    if (FAILED(checked(document->get_parseError(&error))) || !error) return nullptr;
     throwText(parseErrorText(error));
 }
 

@@ -1,7 +1,8 @@
 // How failures travel and where they are reported. Every folder of the library may include this header.
 //
-// A failed allocation is CAtlException(E_OUTOFMEMORY), raised by the text and variant owners themselves; a failure
-// that the caller is to read is a std::runtime_error; all else is a text in the caller's message collection.
+// A failed allocation is CAtlException(E_OUTOFMEMORY): the text and variant owners raise it themselves, checked() does
+// for what is called, and the exported class for the standard library's. It is never a row's or a document's failure. A
+// failure that the caller is to read is a std::runtime_error; all else is a text in the caller's message collection.
 #pragma once
 
 #include "symbology/host_interfaces.h"
@@ -10,6 +11,13 @@
 #include <string_view>
 
 namespace ConditionalXml {
+
+/// The status of a call, for the caller to decide what it means.
+/// \throws CAtlException when memory ran out in the call: that is no answer to what was asked.
+inline HRESULT checked(HRESULT status) {
+    if (status == E_OUTOFMEMORY) AtlThrow(status);
+    return status;
+}
 
 /// \throws std::runtime_error with this text.
 [[noreturn]] void throwText(const std::string& text);

@@ -7,11 +7,13 @@
 #include "symbolize/runs.h"
 
 #include <exception>
+#include <new>
 #include <set>
 #include <stdexcept>
 #include <utility>
 
 using ConditionalXml::addMessage;
+using ConditionalXml::checked;
 using ConditionalXml::ConditionMap;
 using ConditionalXml::FeatureClassRule;
 using ConditionalXml::makeBstr;
@@ -67,7 +69,7 @@ SymbologyManager::~SymbologyManager() {
     SysFreeString(documentName);
 }
 
-bool SymbologyManager::loadCXML(const OLECHAR* path, IGPMessages* messages) {
+bool SymbologyManager::loadCXML(const OLECHAR* path, IGPMessages* messages) try {
     const CComBSTR ownPath = makeBstr(path ? WideView(path) : WideView{});
     const CComPtr<IXMLDOMDocument> document = ConditionalXml::loadDocument(ownPath);
     if (!document) return false;
@@ -91,27 +93,32 @@ bool SymbologyManager::loadCXML(const OLECHAR* path, IGPMessages* messages) {
     currentMap = std::make_shared<ConditionMap>();
     // The remembered path, not the given one: a rule-definitions document has no condition map of its own.
     return currentMap->load(conditionMapPath, document, messages);
+} catch (const std::bad_alloc&) {
+    AtlThrow(E_OUTOFMEMORY);
 }
 
-bool SymbologyManager::symbolize(IFeatureClass* featureClass, ISelectionSet* selection, IGPMessages* messages) {
+bool SymbologyManager::symbolize(IFeatureClass* featureClass, ISelectionSet* selection, IGPMessages* messages) try {
     if (!featureClass || !currentMap) return false;
     try {
         CComBSTR name;
         ConditionalXml::upperAliasName(featureClass, name);
         const std::shared_ptr<ConditionMap> map = currentMap;  // the run's own hold
         return ConditionalXml::symbolizeFeatureClass(*map, name, featureClass, selection, messages);
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& e) {
         addMessage(messages, e.what());
         return false;
     }
+} catch (const std::bad_alloc&) {
+    AtlThrow(E_OUTOFMEMORY);
 }
 
 bool SymbologyManager::symbolize(IRow* row, bool* changed, IGPMessages* messages) {
     if (!row || !changed || !currentMap) return false;
     try {
         CComPtr<ITable> table;
-        if (FAILED(row->get_Table(&table)) || !table) return true;
-        if (!CComQIPtr<IObjectClass>(table.p)) return true;
+        if (FAILED(checked(row->get_Table(&table))) || !CComQIPtr<IObjectClass>(table.p)) return true;
         const std::shared_ptr<ConditionMap> map = currentMap;
         if (ConditionalXml::symbolizeSingleRow(*map, row)) *changed = true;
         return true;
@@ -137,7 +144,7 @@ std::set<LONG> clearedFields(const ConditionMap& map, const FeatureClassRule& ru
     std::set<LONG> positions;
     const auto add = [&](const CComBSTR& name) {
         LONG position = -1;
-        if (SUCCEEDED(featureClass->FindField(name, &position)) && position >= 0) positions.insert(position);
+        if (SUCCEEDED(checked(featureClass->FindField(name, &position))) && position >= 0) positions.insert(position);
     };
     add(CComBSTR(OLESTR("SYMBOL_C")));
     for (const auto& condition : map.conditions)
@@ -148,7 +155,7 @@ std::set<LONG> clearedFields(const ConditionMap& map, const FeatureClassRule& ru
 
 }  // namespace
 
-bool SymbologyManager::resetReps(IFeatureClass* featureClass) {
+bool SymbologyManager::resetReps(IFeatureClass* featureClass) try {
     constexpr const char* failure = "Failed to clear symbology field!";
     if (!featureClass || !currentMap) return false;
     CComBSTR name;
@@ -161,16 +168,18 @@ bool SymbologyManager::resetReps(IFeatureClass* featureClass) {
 
     const CComQIPtr<ITable> table(featureClass);
     CComPtr<ICursor> cursor;
-    if (!table || FAILED(table->Update(nullptr, VARIANT_FALSE, &cursor)) || !cursor) throwText(failure);
+    if (!table || FAILED(checked(table->Update(nullptr, VARIANT_FALSE, &cursor))) || !cursor) throwText(failure);
     CComVariant null;
     null.vt = VT_NULL;
     for (;;) {
         CComPtr<IRow> row;
-        if (cursor->NextRow(&row) != S_OK || !row) return true;
+        if (checked(cursor->NextRow(&row)) != S_OK || !row) return true;
         for (const LONG position : positions)
-            if (FAILED(row->put_Value(position, null))) throwText(failure);
-        if (FAILED(cursor->UpdateRow(row))) throwText(failure);
+            if (FAILED(checked(row->put_Value(position, null)))) throwText(failure);
+        if (FAILED(checked(cursor->UpdateRow(row)))) throwText(failure);
     }
+} catch (const std::bad_alloc&) {
+    AtlThrow(E_OUTOFMEMORY);
 }
 
 namespace {

@@ -41,8 +41,8 @@ private:
 std::optional<double> placementNumber(const CComVariant& value) {
     if (value.vt == VT_BSTR && view(value.bstrVal).find(OLESTR(',')) != WideView::npos) return std::nullopt;
     CComVariant number;
-    if (FAILED(VariantChangeTypeEx(&number, const_cast<CComVariant*>(&value), LOCALE_INVARIANT, VARIANT_NOUSEROVERRIDE,
-                                   VT_R8)))
+    if (FAILED(checked(VariantChangeTypeEx(&number, const_cast<CComVariant*>(&value), LOCALE_INVARIANT,
+                                           VARIANT_NOUSEROVERRIDE, VT_R8))))
         return std::nullopt;
     return number.dblVal;
 }
@@ -86,7 +86,7 @@ bool Condition::readAttributes(IXMLDOMNamedNodeMap* attributes) {
 
     if (auto value = attributeValue(attributes, OLESTR("type"))) {
         CComVariant number;
-        if (SUCCEEDED(VariantChangeTypeEx(&number, &*value, 0, 0, VT_I4))) type = number.lVal;
+        if (SUCCEEDED(checked(VariantChangeTypeEx(&number, &*value, 0, 0, VT_I4)))) type = number.lVal;
     }
     if (auto text = attributeText(attributes, OLESTR("field"))) field = std::move(*text);
     return true;

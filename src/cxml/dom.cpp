@@ -1,13 +1,6 @@
 #include "cxml/dom.h"
 
-#include "api/failures.h"
-
 namespace ConditionalXml {
-
-HRESULT checked(HRESULT status) {
-    if (status == E_OUTOFMEMORY) AtlThrow(status);
-    return status;
-}
 
 CComPtr<IXMLDOMNamedNodeMap> attributesOf(IXMLDOMNode* node) {
     CComPtr<IXMLDOMNamedNodeMap> attributes;

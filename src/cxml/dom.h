@@ -2,14 +2,11 @@
 // CAtlException(E_OUTOFMEMORY) in each of them: a document must not load with a part of it missing.
 #pragma once
 
-#include "platform/platform.h"
+#include "api/failures.h"
 
 #include <optional>
 
 namespace ConditionalXml {
-
-/// The status itself. \throws CAtlException when it says that memory ran out.
-HRESULT checked(HRESULT status);
 
 /// The attribute collection of an element; null when it cannot be had.
 CComPtr<IXMLDOMNamedNodeMap> attributesOf(IXMLDOMNode* node);

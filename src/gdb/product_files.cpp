@@ -2,9 +2,16 @@
 
 #include "api/failures.h"
 
+#include <memory>
+#include <type_traits>
+
 namespace GeodatabaseUtilities {
 
 namespace {
+
+struct CloseKey {
+    void operator()(HKEY key) const noexcept { RegCloseKey(key); }
+};
 
 /// Reads a text of at most `Units` units, terminator included. \return the registry's status.
 template <std::size_t Units>
@@ -13,10 +20,11 @@ LONG readText(const OLECHAR* keyPath, const OLECHAR* valueName, BSTR* text) {
     HKEY key = nullptr;
     LONG status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_QUERY_VALUE, &key);
     if (status != ERROR_SUCCESS) return status;
+    std::unique_ptr<std::remove_pointer_t<HKEY>, CloseKey> open(key);
     OLECHAR buffer[Units + 1] = {};  // the value may come without a terminator of its own
     DWORD bytes = Units * sizeof(OLECHAR);
     status = RegQueryValueExW(key, valueName, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &bytes);
-    RegCloseKey(key);
+    open.reset();
     if (status != ERROR_SUCCESS) return status;
     *text = ConditionalXml::makeBstr(buffer).Detach();
     return ERROR_SUCCESS;

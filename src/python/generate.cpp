@@ -255,10 +255,11 @@ void Condition::writeGenerated() const {
     IRow* const row = featureClassRule->currentRow;
     CComPtr<IFields> fields;
     LONG position = -1;
-    if (FAILED(row->get_Fields(&fields)) || !fields || FAILED(fields->FindField(field, &position)) || position < 0)
+    if (FAILED(checked(row->get_Fields(&fields))) || !fields || FAILED(checked(fields->FindField(field, &position))) ||
+        position < 0)
         return;
     CComVariant current;
-    row->get_Value(position, &current);
+    checked(row->get_Value(position, &current));
     if (current.vt == VT_BSTR && VarBstrCmp(generatedValue, current.bstrVal, LOCALE_USER_DEFAULT, 0) == VARCMP_EQ)
         return;
     VARIANT value;  // borrows the text: put_Value copies what it keeps
@@ -268,7 +269,7 @@ void Condition::writeGenerated() const {
         value.vt = VT_BSTR;
         value.bstrVal = generatedValue;
     }
-    row->put_Value(position, value);
+    checked(row->put_Value(position, value));
     featureClassRule->changed = true;
 }
 

@@ -61,7 +61,7 @@ bool CXAttributeRuleBetween::evaluate(RowValueMap& rowValues, IGPMessages* /*mes
     const VARIANT& fieldValue = found ? *found : missing;
     if (values.size() != 2 || fieldValue.vt == VT_NULL) return false;
     for (CComVariant& bound : values)
-        if (bound.vt != fieldValue.vt) VariantChangeType(&bound, &bound, 0, fieldValue.vt);
+        if (bound.vt != fieldValue.vt) checked(VariantChangeType(&bound, &bound, 0, fieldValue.vt));
     return withinBound(fieldValue, values[0], VARCMP_GT) && withinBound(fieldValue, values[1], VARCMP_LT);
 }
 
@@ -72,7 +72,7 @@ namespace {
 std::optional<WideView> displayText(const VARIANT& value, CComVariant& converted) {
     if (value.vt == VT_BSTR) return view(value.bstrVal);
     if (value.vt == VT_EMPTY || value.vt == VT_NULL) return WideView{};
-    if (FAILED(converted.ChangeType(VT_BSTR, &value))) return std::nullopt;
+    if (FAILED(checked(converted.ChangeType(VT_BSTR, &value)))) return std::nullopt;
     return view(converted.bstrVal);
 }
 

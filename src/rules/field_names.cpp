@@ -3,13 +3,18 @@
 namespace ConditionalXml {
 
 bool equalNames(const CComBSTR& name, const OLECHAR* word) {
-    return VarBstrCmp(name, CComBSTR(word), LOCALE_USER_DEFAULT, 0) == VARCMP_EQ;
+    return checked(VarBstrCmp(name, CComBSTR(word), LOCALE_USER_DEFAULT, 0)) == VARCMP_EQ;
 }
 
 FieldNames::Slot FieldNames::intern(const CComBSTR& name) {
-    const auto [entry, isNew] = slots_.try_emplace(name, names_.size());
-    if (isNew) names_.push_back(name);
-    return entry->second;
+    if (const auto known = find(name)) return *known;
+    names_.push_back(name);
+    try {
+        return slots_.emplace(name, names_.size() - 1).first->second;
+    } catch (...) {
+        names_.pop_back();  // or the next new name would get a number that is not its place
+        throw;
+    }
 }
 
 std::optional<FieldNames::Slot> FieldNames::find(const CComBSTR& name) const {

@@ -1,7 +1,7 @@
 // Names of fields and the order that the whole library keeps them in.
 #pragma once
 
-#include "platform/platform.h"
+#include "api/failures.h"
 
 #include <map>
 #include <optional>
@@ -12,8 +12,8 @@ namespace ConditionalXml {
 /// Orders texts by VarBstrCmp under the user's default locale with no flags: linguistic and case-sensitive. Texts that
 /// compare equal are one key.
 struct BstrLess {
-    bool operator()(const CComBSTR& left, const CComBSTR& right) const noexcept {
-        return VarBstrCmp(left, right, LOCALE_USER_DEFAULT, 0) == VARCMP_LT;
+    bool operator()(const CComBSTR& left, const CComBSTR& right) const {
+        return checked(VarBstrCmp(left, right, LOCALE_USER_DEFAULT, 0)) == VARCMP_LT;
     }
 };
 

@@ -20,7 +20,7 @@ std::optional<LONG> codeOf(WideView token) {
         return code;
     }
     CComVariant value(makeBstr(token));
-    if (FAILED(VariantChangeType(&value, &value, 0, VT_I4))) return std::nullopt;
+    if (FAILED(checked(VariantChangeType(&value, &value, 0, VT_I4)))) return std::nullopt;
     return value.lVal;
 }
 
@@ -48,7 +48,7 @@ void ListAttributeRule::addItem(LONG code) {
 
 bool ListAttributeRule::isMember(CComVariant& operand) const {
     if (operand.vt == VT_NULL) return listItems.empty();
-    if (operand.vt != VT_I4 && FAILED(VariantChangeType(&operand, &operand, 0, VT_I4))) return false;
+    if (operand.vt != VT_I4 && FAILED(checked(VariantChangeType(&operand, &operand, 0, VT_I4)))) return false;
     return std::ranges::binary_search(listItems, operand.lVal);
 }
 

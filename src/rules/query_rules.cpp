@@ -6,21 +6,23 @@
 #include "symbolize/table_manager.h"
 #include "symbology/vel_core.h"
 
+#include <algorithm>
+
 namespace ConditionalXml {
 
 namespace {
 
 CComPtr<IQueryFilter> createFilter() {
     CComPtr<IUnknown> object;
-    if (FAILED(VelCreateInstance(CLSID_QueryFilter, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
-                                 reinterpret_cast<void**>(&object))))
+    if (FAILED(checked(VelCreateInstance(CLSID_QueryFilter, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
+                                         reinterpret_cast<void**>(&object)))))
         return nullptr;
     return CComQIPtr<IQueryFilter>(object.p);
 }
 
 CComPtr<ISelectionSet> select(ITable* table, IQueryFilter* filter, SelectionOption option) {
     CComPtr<ISelectionSet> selection;
-    if (FAILED(table->Select(filter, selectionIdSet, option, nullptr, &selection))) return nullptr;
+    if (FAILED(checked(table->Select(filter, selectionIdSet, option, nullptr, &selection)))) return nullptr;
     return selection;
 }
 
@@ -61,7 +63,9 @@ bool QueryRule::parse(IXMLDOMNode* element) {
     });
 }
 
-void QueryRule::addFields(IQueryFilter* /*filter*/) const {}
+bool QueryRule::addFields(IQueryFilter* /*filter*/) const {
+    return true;
+}
 
 QueryRule::Query QueryRule::prepare(const RowValueMap& rowValues, IGPMessages* messages) {
     if (!complete_) return {};
@@ -73,10 +77,9 @@ QueryRule::Query QueryRule::prepare(const RowValueMap& rowValues, IGPMessages* m
     }
     Query query;
     query.filter = createFilter();
-    if (query.filter) {
-        addFields(query.filter);
-        query.filter->put_WhereClause(makeBstr(clause_));
-    }
+    // A filter that did not take all it was given would ask for other rows.
+    if (query.filter && (!addFields(query.filter) || FAILED(checked(query.filter->put_WhereClause(makeBstr(clause_))))))
+        return {};
     query.table = featureClassRule->tableManager->getTable(tableName);
     return query;
 }
@@ -86,7 +89,7 @@ bool QueryRuleExists::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
     if (!query.table) return false;
     const CComPtr<ISelectionSet> selection = select(query.table, query.filter, selectionOnlyOne);
     LONG count = 0;
-    return selection && SUCCEEDED(selection->get_Count(&count)) && count > 0;
+    return selection && SUCCEEDED(checked(selection->get_Count(&count))) && count > 0;
 }
 
 bool QueryRuleFetch::parse(IXMLDOMNode* element) {
@@ -108,8 +111,9 @@ bool QueryRuleFetch::parse(IXMLDOMNode* element) {
     return complete;
 }
 
-void QueryRuleFetch::addFields(IQueryFilter* filter) const {
-    for (const auto& [name, alias] : fetchFields) filter->AddField(name);
+bool QueryRuleFetch::addFields(IQueryFilter* filter) const {
+    return std::ranges::all_of(fetchFields,
+                               [&](const auto& field) { return SUCCEEDED(checked(filter->AddField(field.first))); });
 }
 
 bool QueryRuleFetch::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
@@ -117,11 +121,11 @@ bool QueryRuleFetch::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
     if (!query.table) return false;
     const CComPtr<ISelectionSet> selection = select(query.table, query.filter, selectOption);
     CComPtr<IEnumIDs> ids;
-    if (!selection || FAILED(selection->get_IDs(&ids)) || !ids || FAILED(ids->Reset())) return false;
+    if (!selection || FAILED(checked(selection->get_IDs(&ids))) || !ids || FAILED(checked(ids->Reset()))) return false;
     bool found = false;
-    for (ObjectId id = 0; ids->Next(&id) == S_OK;) {
+    for (ObjectId id = 0; checked(ids->Next(&id)) == S_OK;) {
         CComPtr<IRow> row;
-        if (FAILED(query.table->GetRow(id, &row)) || !row) continue;
+        if (FAILED(checked(query.table->GetRow(id, &row))) || !row) continue;
         found = true;
         fetchRow(row, rowValues, messages);
     }
@@ -130,12 +134,12 @@ bool QueryRuleFetch::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
 
 void QueryRuleFetch::fetchRow(IRow* row, RowValueMap& rowValues, IGPMessages* messages) const {
     CComPtr<IFields> fields;
-    if (FAILED(row->get_Fields(&fields)) || !fields) return;
+    if (FAILED(checked(row->get_Fields(&fields))) || !fields) return;
     auto slot = aliasSlots_.begin();
     for (const auto& [name, alias] : fetchFields) {
         const FieldNames::Slot target = *slot++;
         LONG position = -1;
-        if (FAILED(fields->FindField(name, &position))) continue;
+        if (FAILED(checked(fields->FindField(name, &position)))) continue;
         if (position < 0) {
             if (messages)
                 addMessage(messages, "Field '" + narrow(view(name)) +
@@ -144,7 +148,7 @@ void QueryRuleFetch::fetchRow(IRow* row, RowValueMap& rowValues, IGPMessages* me
             continue;
         }
         CComVariant value;
-        if (SUCCEEDED(row->get_Value(position, &value))) rowValues.append(target) = std::move(value);
+        if (SUCCEEDED(checked(row->get_Value(position, &value)))) rowValues.append(target) = std::move(value);
     }
 }
 

@@ -29,12 +29,12 @@ protected:
         CComPtr<IQueryFilter> filter;
     };
 
-    /// \return a query without table when the rule is incomplete, the row lacks a parameter or the table cannot be
-    /// opened.
+    /// \return a query without table when the rule is incomplete, the row lacks a parameter, the filter does not take
+    /// what is asked or the table cannot be opened.
     Query prepare(const RowValueMap& rowValues, IGPMessages* messages);
 
-    /// The fields of the queried table that the rule reads.
-    virtual void addFields(IQueryFilter* filter) const;
+    /// Has the filter fetch the fields of the queried table that the rule reads. \return false when it refuses one.
+    virtual bool addFields(IQueryFilter* filter) const;
 
 private:
     bool complete_ = false;
@@ -59,7 +59,7 @@ public:
     SelectionOption selectOption = selectionOnlyOne;
 
 protected:
-    void addFields(IQueryFilter* filter) const override;
+    bool addFields(IQueryFilter* filter) const override;
 
 private:
     void fetchRow(IRow* row, RowValueMap& rowValues, IGPMessages* messages) const;

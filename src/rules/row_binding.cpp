@@ -32,7 +32,7 @@ bool RowBinding::bindTargets(IFields* fields) {
 void RowBinding::bindTarget(Target& target, const OLECHAR* name) {
     const CComBSTR text(name);
     target.slot = owner_.fieldNames->intern(text);
-    if (FAILED(fields_->FindField(text, &target.position))) target.position = -1;
+    if (FAILED(checked(fields_->FindField(text, &target.position)))) target.position = -1;
 }
 
 bool RowBinding::bindColumns() {
@@ -40,7 +40,7 @@ bool RowBinding::bindColumns() {
     columns_.clear();
     for (const CComBSTR& name : owner_.referencedFields) {
         Column column{name, owner_.fieldNames->intern(name), -1, false};
-        if (FAILED(fields_->FindField(name, &column.position))) {
+        if (FAILED(checked(fields_->FindField(name, &column.position)))) {
             release();  // the next row asks again
             return false;
         }

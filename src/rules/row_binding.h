@@ -37,7 +37,7 @@ public:
     /// Finds the target fields. Costs nothing when `fields` is the collection of the row before.
     /// \return false when the row has no "SYMBOL_C".
     bool bindTargets(IFields* fields);
-    /// Finds the referenced fields, after the targets. \return false when a lookup fails.
+    /// Finds the referenced fields, after the targets. \return false when a lookup fails: columns() are those before.
     bool bindColumns();
     /// Drops what was taken from the host; the storage stays for the next run.
     void release() noexcept;

@@ -27,7 +27,7 @@ namespace {
 void convertOperand(VARIANT& operand, const VARIANT& fieldValue) {
     if (operand.vt == fieldValue.vt || operand.vt == VT_NULL) return;
     if (fieldValue.vt == VT_EMPTY || fieldValue.vt == VT_NULL) return;
-    VariantChangeType(&operand, &operand, 0, fieldValue.vt);
+    checked(VariantChangeType(&operand, &operand, 0, fieldValue.vt));
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ protected:
 CComVariant makeOperand(WideView text);
 
 /// Compares as VarCmp does, but small integer types directly. \return a VARCMP code or a failure status.
-HRESULT compareVariants(const VARIANT& a, const VARIANT& b) noexcept;
+HRESULT compareVariants(const VARIANT& a, const VARIANT& b);
 
 /// Builds the rule of a `rule` element with its nested conditions.
 /// \return null when the element makes no rule; only an unknown operator is reported, to `messages` (may be null).

@@ -15,7 +15,7 @@ HRESULT compareNumbers(Number a, Number b) noexcept {
 
 }  // namespace
 
-HRESULT compareVariants(const VARIANT& a, const VARIANT& b) noexcept {
+HRESULT compareVariants(const VARIANT& a, const VARIANT& b) {
     switch (a.vt) {
         // VarCmp does not know these; `b` is read as the same type whatever it is.
         case VT_I1:
@@ -46,7 +46,7 @@ HRESULT compareVariants(const VARIANT& a, const VARIANT& b) noexcept {
         default:
             break;
     }
-    return VarCmp(const_cast<VARIANT*>(&a), const_cast<VARIANT*>(&b), LOCALE_USER_DEFAULT, 0);
+    return checked(VarCmp(const_cast<VARIANT*>(&a), const_cast<VARIANT*>(&b), LOCALE_USER_DEFAULT, 0));
 }
 
 }  // namespace ConditionalXml

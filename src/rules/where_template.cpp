@@ -15,7 +15,7 @@ void appendText(WideString& clause, const VARIANT& value) {
         return;
     }
     CComVariant text;
-    if (SUCCEEDED(VariantChangeTypeEx(&text, const_cast<VARIANT*>(&value), 0, 0, VT_BSTR)))
+    if (SUCCEEDED(checked(VariantChangeTypeEx(&text, const_cast<VARIANT*>(&value), 0, 0, VT_BSTR))))
         clause += view(text.bstrVal);
 }
 

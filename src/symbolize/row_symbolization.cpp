@@ -5,6 +5,7 @@
 #include "symbolize/table_manager.h"
 
 #include <exception>
+#include <new>
 #include <optional>
 
 namespace ConditionalXml {
@@ -16,7 +17,7 @@ bool readValues(IRow* row, RowBinding& binding, const CComBSTR& tableName, IGPMe
     binding.values.clear();
     for (const RowBinding::Column& column : binding.columns()) {
         if (column.position >= 0) {
-            if (FAILED(row->get_Value(column.position, &binding.values.append(column.slot)))) return false;
+            if (FAILED(checked(row->get_Value(column.position, &binding.values.append(column.slot))))) return false;
         } else if (column.reported && messages) {
             addMessage(messages, "Field '" + narrow(view(column.name)) + "' referenced in CXML does not exist on " +
                                      narrow(view(tableName)) + ".");
@@ -29,8 +30,9 @@ bool readValues(IRow* row, RowBinding& binding, const CComBSTR& tableName, IGPMe
 const FeatureClassRule::ConditionList* selectConditions(const FeatureClassRule& rule, IRow* row, LONG subtypeField) {
     if (rule.subtypeConditions.empty() || subtypeField < 0) return &rule.defaultConditions;
     CComVariant code;
-    if (FAILED(row->get_Value(subtypeField, &code))) return nullptr;
-    if (code.vt != VT_I4 && FAILED(VariantChangeTypeEx(&code, &code, 0, 0, VT_I4))) return &rule.defaultConditions;
+    if (FAILED(checked(row->get_Value(subtypeField, &code)))) return nullptr;
+    if (code.vt != VT_I4 && FAILED(checked(VariantChangeTypeEx(&code, &code, 0, 0, VT_I4))))
+        return &rule.defaultConditions;
     const auto entry = rule.subtypeConditions.find(code.lVal);
     return entry == rule.subtypeConditions.end() ? &rule.defaultConditions : &entry->second;
 }
@@ -40,7 +42,7 @@ bool holdsText(const VARIANT& current, BSTR wanted) {
     if (current.vt == VT_BSTR) return view(current.bstrVal) == view(wanted);
     if (current.vt == VT_NULL || current.vt == VT_EMPTY) return false;
     CComVariant text;
-    return SUCCEEDED(text.ChangeType(VT_BSTR, &current)) && view(text.bstrVal) == view(wanted);
+    return SUCCEEDED(checked(text.ChangeType(VT_BSTR, &current))) && view(text.bstrVal) == view(wanted);
 }
 
 struct PlacementTarget {
@@ -71,7 +73,8 @@ void writeSymbol(IRow* row, const RowBinding& binding, BSTR ruleName, CXTableMan
     value.vt = VT_BSTR;
     value.bstrVal = ruleName;
     changed = true;
-    if (FAILED(row->put_Value(binding.symbol.position, value))) failRow(tables, "Failed to write value to SYMBOL_C!");
+    if (FAILED(checked(row->put_Value(binding.symbol.position, value))))
+        failRow(tables, "Failed to write value to SYMBOL_C!");
 }
 
 /// Puts one placement value into the row when it differs. A zero is never written: an earlier value stays.
@@ -88,7 +91,7 @@ void writePlacement(IRow* row, const RowBinding& binding, const Condition& match
     value.vt = VT_R8;
     value.dblVal = wanted;
     changed = true;
-    if (FAILED(row->put_Value(target.position, value))) failRow(tables, placement.failure);
+    if (FAILED(checked(row->put_Value(target.position, value)))) failRow(tables, placement.failure);
 }
 
 }  // namespace
@@ -99,10 +102,10 @@ bool FeatureClassRule::symbolizeRow(IRow* row, LONG subtypeField, IGPMessages* m
     tableManager->attach(row);
 
     CComPtr<IFields> fields;
-    if (FAILED(row->get_Fields(&fields)) || !fields) return false;
+    if (FAILED(checked(row->get_Fields(&fields))) || !fields) return false;
     if (!binding_->bindTargets(fields)) failRow(*tableManager, "Failed to find SYMBOL_C field!");
-    if (!binding_->bindColumns()) return false;
-    if (!readValues(row, *binding_, tableManager->attachedName(), messages)) return false;
+    const bool allBound = binding_->bindColumns();
+    if (!readValues(row, *binding_, tableManager->attachedName(), messages) || !allBound) return false;
 
     const ConditionList* conditions = selectConditions(*this, row, subtypeField);
     if (!conditions) return false;
@@ -111,6 +114,8 @@ bool FeatureClassRule::symbolizeRow(IRow* row, LONG subtypeField, IGPMessages* m
     const auto evaluate = [&](Condition& condition) {
         try {
             condition.evaluate(binding_->values, ruleName, matched, messages);
+        } catch (const std::bad_alloc&) {
+            AtlThrow(E_OUTOFMEMORY);
         } catch (const std::exception& e) {
             addMessage(messages, e.what());
         }

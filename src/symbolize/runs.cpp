@@ -5,6 +5,7 @@
 #include "symbology/vel_core.h"
 
 #include <exception>
+#include <new>
 
 namespace ConditionalXml {
 
@@ -25,7 +26,7 @@ private:
 /// Gives the rule's table manager the workspace and the table of the run.
 void prepareTables(FeatureClassRule& rule, IObjectClass* objectClass, const CComBSTR& upperName) {
     CComPtr<IWorkspace> workspace;
-    if (const CComQIPtr<IDataset> dataset(objectClass); dataset) dataset->get_Workspace(&workspace);
+    if (const CComQIPtr<IDataset> dataset(objectClass); dataset) checked(dataset->get_Workspace(&workspace));
     rule.tableManager->prepare(workspace, CComQIPtr<ITable>(objectClass), upperName);
 }
 
@@ -33,9 +34,11 @@ void prepareTables(FeatureClassRule& rule, IObjectClass* objectClass, const CCom
 LONG subtypeFieldOf(IObjectClass* objectClass) {
     const CComQIPtr<ISubtypes> subtypes(objectClass);
     VARIANT_BOOL has = VARIANT_FALSE;
-    if (!subtypes || FAILED(subtypes->get_HasSubtype(&has)) || has == VARIANT_FALSE) return -1;
+    if (!subtypes || FAILED(checked(subtypes->get_HasSubtype(&has))) || has == VARIANT_FALSE) return -1;
+    CComBSTR name;  // the host tells both; the position is what counts
+    checked(subtypes->get_SubtypeFieldName(&name));
     LONG index = -1;
-    return SUCCEEDED(subtypes->get_SubtypeFieldIndex(&index)) ? index : -1;
+    return SUCCEEDED(checked(subtypes->get_SubtypeFieldIndex(&index))) ? index : -1;
 }
 
 /// What the host said about the call that just failed, or our own words for the class when it said nothing.
@@ -48,14 +51,16 @@ std::string hostError(std::string_view lead, const CComBSTR& className) {
     return quoted(lead, view(className));
 }
 
+/// A filter for the fields of the rule; null when the host gives none or refuses one of the fields.
 CComPtr<IQueryFilter> createFilter(const FeatureClassRule& rule) {
     CComPtr<IUnknown> object;
-    if (FAILED(VelCreateInstance(CLSID_QueryFilter, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
-                                 reinterpret_cast<void**>(&object))))
+    if (FAILED(checked(VelCreateInstance(CLSID_QueryFilter, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
+                                         reinterpret_cast<void**>(&object)))))
         return nullptr;
     CComQIPtr<IQueryFilter> filter(object.p);
     if (!filter) return nullptr;
-    for (const CComBSTR& name : rule.referencedFields) filter->AddField(name);
+    for (const CComBSTR& name : rule.referencedFields)
+        if (FAILED(checked(filter->AddField(name)))) return nullptr;
     return filter;
 }
 
@@ -67,16 +72,18 @@ CComPtr<ICursor> openCursor(IFeatureClass* featureClass, ISelectionSet* selectio
     } else if (const CComQIPtr<ITable> table(featureClass); table) {
         hr = table->Update(filter, VARIANT_FALSE, &cursor);
     }
-    return SUCCEEDED(hr) ? cursor : nullptr;
+    return SUCCEEDED(checked(hr)) ? cursor : nullptr;
 }
 
 void symbolizeRows(FeatureClassRule& rule, ICursor* cursor, LONG subtypeField, IGPMessages* messages) {
     for (;;) {
         CComPtr<IRow> row;
-        if (cursor->NextRow(&row) != S_OK || !row) return;
+        if (checked(cursor->NextRow(&row)) != S_OK || !row) return;
         try {
             // A row that cannot be written back does not end the run; the host knows that it could not.
-            if (rule.symbolizeRow(row, subtypeField, messages)) cursor->UpdateRow(row);
+            if (rule.symbolizeRow(row, subtypeField, messages)) checked(cursor->UpdateRow(row));
+        } catch (const std::bad_alloc&) {
+            AtlThrow(E_OUTOFMEMORY);
         } catch (const std::exception& e) {
             addMessage(messages, e.what());
         }
@@ -87,8 +94,9 @@ void symbolizeRows(FeatureClassRule& rule, ICursor* cursor, LONG subtypeField, I
 
 HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name) {
     name.Empty();
-    const HRESULT hr = objectClass->get_AliasName(&name);
-    if (SUCCEEDED(hr) && name.Length() != 0) CharUpperBuffW(name.m_str, name.Length());
+    const HRESULT hr = checked(objectClass->get_AliasName(&name));
+    if (FAILED(hr)) name.Empty();
+    if (name.Length() != 0) CharUpperBuffW(name.m_str, name.Length());
     return hr;
 }
 
@@ -113,7 +121,7 @@ bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, I
 
 bool symbolizeSingleRow(const ConditionMap& map, IRow* row) {
     CComPtr<ITable> table;
-    if (FAILED(row->get_Table(&table)) || !table) return false;
+    if (FAILED(checked(row->get_Table(&table))) || !table) return false;
     const CComQIPtr<IObjectClass> objectClass(table.p);
     if (!objectClass) return false;
     CComBSTR upperName;

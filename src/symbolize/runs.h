@@ -6,7 +6,8 @@
 
 namespace ConditionalXml {
 
-/// The class's alias name in upper case, the key of its configuration. \return a failed status of the host.
+/// The class's alias name in upper case, the key of its configuration; empty with a failed status of the host, which is
+/// returned.
 HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name);
 
 /// Symbolizes the rows of `selection` (all rows when null) through an update cursor and writes the changed ones back.

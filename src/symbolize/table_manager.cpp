@@ -1,5 +1,6 @@
 #include "symbolize/table_manager.h"
 
+#include "api/failures.h"
 #include "gdb/workspace_utilities.h"
 
 namespace ConditionalXml {
@@ -10,7 +11,7 @@ ITable* CXTableManager::getTable(const CComBSTR& name) {
     // Tables can be opened in workspaces of features only.
     if (!CComQIPtr<IFeatureWorkspace>(workspace)) return nullptr;
     CComPtr<ITable> table;
-    if (FAILED(GeodatabaseUtilities::Workspace_OpenTable(workspace, name, &table)) || !table) return nullptr;
+    if (FAILED(checked(GeodatabaseUtilities::Workspace_OpenTable(workspace, name, &table))) || !table) return nullptr;
     return (tables[name] = std::move(table));
 }
 
@@ -21,13 +22,13 @@ void CXTableManager::prepare(IWorkspace* newWorkspace, ITable* table, const CCom
 
 void CXTableManager::attach(IRow* row) {
     CComPtr<ITable> table;
-    if (FAILED(row->get_Table(&table)) || !table || table.p == attached_.p) return;
+    if (FAILED(checked(row->get_Table(&table))) || !table || table.p == attached_.p) return;
     const CComQIPtr<IDataset> dataset(table.p);
     if (!dataset) return;
     CComPtr<IWorkspace> owner;
-    if (SUCCEEDED(dataset->get_Workspace(&owner)) && owner.p != workspace.p) workspace = std::move(owner);
+    if (SUCCEEDED(checked(dataset->get_Workspace(&owner))) && owner.p != workspace.p) workspace = std::move(owner);
     CComBSTR name;
-    if (FAILED(dataset->get_Name(&name))) return;
+    if (FAILED(checked(dataset->get_Name(&name)))) return;
     CComBSTR key = name;
     if (key.Length() != 0) CharUpperBuffW(key.m_str, key.Length());
     tables[key] = table;

@@ -7,8 +7,8 @@
 #include "memhost/table.h"
 #include "memhost/workspace.h"
 #include "rules/query_rules.h"
-#include "support/allocation_fault.h"
 #include "support/documents.h"
+#include "support/memory_fault.h"
 #include "symbology/symbology_manager.h"
 
 #include <gtest/gtest.h>
@@ -31,10 +31,16 @@ using memhost::TableObject;
 using std::string;
 using std::vector;
 
-/// A table of buoys in a workspace that has a table of lights, too.
+/// A table of buoys in a workspace that has a table of lights, too; a remote workspace has it under its owner's name.
 class Chart {
 public:
-    Chart() {
+    explicit Chart(WorkspaceType type = workspaceLocalDatabase)
+        : workspace_(make<memhost::Workspace>(type)),
+          lights_(Table(type == workspaceRemoteDatabase ? "db.Lights" : "Lights")
+                      .field("CODE", VT_BSTR)
+                      .row({"x"})
+                      .row({"y"})
+                      .build()) {
         lights_->answerWhere = [](const string& where) {
             return where.starts_with("NAME = 'Anna'") ? vector<ObjectId>{1, 2} : vector<ObjectId>{};
         };
@@ -46,8 +52,8 @@ public:
     const TableObject& operator*() const { return *buoys_; }
 
 private:
-    CComPtr<memhost::Workspace> workspace_ = make<memhost::Workspace>(workspaceLocalDatabase);
-    CComPtr<TableObject> lights_ = Table("Lights").field("CODE", VT_BSTR).row({"x"}).row({"y"}).build();
+    CComPtr<memhost::Workspace> workspace_;
+    CComPtr<TableObject> lights_;
     CComPtr<TableObject> buoys_ = Table("db.Buoy")
                                       .alias("Buoy")
                                       .symbologyFields()
@@ -60,6 +66,7 @@ private:
                                       .field("CODES", VT_BSTR)
                                       .subtypes("KIND")
                                       .unfetched(memhost::Unfetched::HasItsValue)
+                                      .forgetsUpdates()
                                       .row({nullptr, nullptr, nullptr, nullptr, 3, "Anna", 4.5, 3.0, 1, nullptr, "1,3"})
                                       .row({"OLD", 1.0, 1.0, 1.0, 5, "Bo", 20.0, 3.0, 1, "lab"})
                                       .row({nullptr, nullptr, nullptr, nullptr, 4, "Carl", nullptr, nullptr, 2})
@@ -81,19 +88,20 @@ inline string signatureOf(const ConditionalXml::Condition& condition) {
     return text;
 }
 
-/// The whole table for reading.
-inline string contentOf(const TableObject& table) {
-    string text;
-    for (std::size_t row = 0; row < table.rowCount(); ++row)
+/// The whole table for reading, row by row.
+inline vector<string> contentOf(const TableObject& table) {
+    vector<string> rows(table.rowCount());
+    for (std::size_t row = 0; row < rows.size(); ++row)
         for (const char* field : {"SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C", "COLOUR", "NAME", "LABEL"})
-            text += string(field) + '=' + table.text(row, field) + ' ';
-    return text;
+            rows[row] += string(field) + '=' + table.text(row, field) + ' ';
+    return rows;
 }
 
 /// How an attempt ended.
 enum class Outcome { True, False, RuntimeError, OutOfMemory };
 
-inline Outcome attempt(const std::function<bool()>& body) {
+template <class Body>
+Outcome attempt(Body&& body) {
     try {
         return body() ? Outcome::True : Outcome::False;
     } catch (const std::runtime_error&) {
@@ -114,6 +122,7 @@ protected:
             wholeConditions[memhost::utf8(condition->rulename.m_str)] = signatureOf(*condition);
         const Chart table;
         wholeConditions.erase("");
+        before = contentOf(*table);
         EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
         wholeRun = contentOf(*table);
     }
@@ -138,8 +147,33 @@ protected:
 
     const CComBSTR path = bstr(testFile("api/data/harbour.xml"));
     std::map<string, string> wholeConditions;  // signatures by rule name; without the unnamed ones
-    string wholeRun;
+    vector<string> before;                     // the table's content
+    vector<string> wholeRun;                   // and what a run makes of it
 };
+
+/// Calls `body`, which is to run something under a MemoryFault and to answer whether it was hit, with the n-th
+/// allocation failing, for n from 1 until there is no n-th one: of texts and of blocks, that one alone and all after.
+/// \param least how many allocations of each kind there must be, or the test tests nothing.
+inline void withEachAllocationFailing(long least, const std::function<bool(const MemoryPlan&)>& body) {
+    for (const Memory memory : {Memory::Texts, Memory::Blocks})
+        for (const bool allAfter : {false, true}) {
+            SCOPED_TRACE(string(memory == Memory::Texts ? "texts" : "blocks") + (allAfter ? ", all after" : ""));
+            long nth = 1;
+            for (;; ++nth) {
+                SCOPED_TRACE("allocation " + std::to_string(nth));
+                const std::size_t texts = heldBstrs();
+                const std::size_t objects = memhost::liveObjects();
+                const std::size_t systemObjects = liveSystemObjects();
+                const bool hit = body({memory, nth, allAfter});
+                EXPECT_EQ(heldBstrs(), texts);
+                EXPECT_EQ(memhost::liveObjects(), objects);
+                EXPECT_EQ(liveSystemObjects(), systemObjects);
+                if (testing::Test::HasFailure()) return;
+                if (!hit) break;
+            }
+            EXPECT_GT(nth, least);
+        }
+}
 
 /// Calls `body` with the n-th call failing, for n from 1 until there is no n-th call, once for each way to fail.
 inline void withEachCallFailing(Op op, const std::function<void(const FaultScope&, const Fault&)>& body) {

@@ -1,6 +1,8 @@
-// Loading and running a document while, one after the other, every allocation of a text and every call of the host
-// fails: whatever comes of it, nothing is left behind and the manager can be used again.
+// Loading and running a document while, one after the other, every allocation and every call of the host fails:
+// whatever comes of it, nothing is left behind and the manager can be used again.
 #include "api/faults.h"
+
+#include <gmock/gmock.h>
 
 using namespace faults;
 
@@ -22,84 +24,135 @@ TEST_F(FaultsTest, sampleDocumentDoesWhatItSays) {
 }
 
 TEST_F(FaultsTest, loadingWhenAnAllocationFails) {
-    for (const bool allAfter : {false, true}) {
-        long failures = 0;
-        for (long nth = 1;; ++nth) {
+    withEachAllocationFailing(100, [&](const MemoryPlan& plan) {
+        SymbologyManager manager;
+        Outcome outcome{};
+        bool hit = false;
+        {
+            const MemoryFault fault(plan);
+            outcome = attempt([&] { return manager.loadCXML(path, nullptr); });
+            hit = fault.hit();
+        }
+        // MSXML may do without a text of its own; what it makes of that is not ours.
+        if (onPortablePlatform()) {
+            EXPECT_EQ(outcome, hit ? Outcome::OutOfMemory : Outcome::True);
+            expectWholeConditions(manager);
+        }
+        expectUsable(manager);
+        return hit;
+    });
+}
+
+TEST_F(FaultsTest, loadingWhatDoesNotLoadWhenAnAllocationFails) {
+    const TemporaryFolder folder;
+    folder.write("lib.py", "def f(): return 1");
+    const struct {
+        const char* name;
+        const char* xml;
+        Outcome outcome;
+    } rows[] = {
+        {"not well formed", "<conditionMap name='m'><featureClass></conditionMap>", Outcome::RuntimeError},
+        {"library file that is nowhere",
+         "<conditionMap name='m'><functionLibrary><expressionFile name='a'>lib.py</expressionFile>"
+         "<expressionFile name='b'>none.py</expressionFile></functionLibrary></conditionMap>",
+         Outcome::False},
+        {"name that is taken",
+         "<conditionMap name='m'><functionLibrary><expression name='a'>x = 1</expression>"
+         "<expressionFile name='a'>lib.py</expressionFile></functionLibrary></conditionMap>",
+         Outcome::RuntimeError},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const CComBSTR broken = bstr(folder.write("broken.xml", row.xml));
+        withEachAllocationFailing(3, [&](const MemoryPlan& plan) {
             SymbologyManager manager;
             Outcome outcome{};
+            bool hit = false;
             {
-                const AllocationFault fault(nth, allAfter);
-                outcome = attempt([&] { return manager.loadCXML(path, nullptr); });
-                if (!bstrAllocationFailed()) break;
+                const MemoryFault fault(plan);
+                outcome = attempt([&] { return manager.loadCXML(broken, nullptr); });
+                hit = fault.hit();
             }
-            ++failures;
-            SCOPED_TRACE("allocation " + std::to_string(nth));
-            // MSXML may do without a text of its own; what it makes of that is not ours.
             if (onPortablePlatform()) {
-                EXPECT_NE(outcome, Outcome::True) << "a document that loads with a text missing is another document";
-                expectWholeConditions(manager);
+                EXPECT_EQ(outcome, hit ? Outcome::OutOfMemory : row.outcome);
             }
-            expectUsable(manager);
-            if (HasFailure()) return;
-        }
-        EXPECT_GT(failures, 100) << "the document needs more texts than that";
+            return hit;
+        });
     }
 }
 
+/// Each row is as it was or as a whole run leaves it: a run that ends early must not have written what it did not know.
 TEST_F(FaultsTest, runningWhenAnAllocationFails) {
-    for (const bool allAfter : {false, true}) {
-        long failures = 0;
-        for (long nth = 1;; ++nth) {
+    for (const WorkspaceType type : {workspaceLocalDatabase, workspaceRemoteDatabase}) {
+        SCOPED_TRACE("workspace of type " + std::to_string(type));
+        withEachAllocationFailing(5, [&](const MemoryPlan& plan) {
             SymbologyManager manager;
-            ASSERT_TRUE(manager.loadCXML(path, nullptr));
-            const Chart table;
+            EXPECT_TRUE(manager.loadCXML(path, nullptr));
+            const Chart table(type);
             const auto messages = make<Messages>();
+            Outcome outcome{};
+            bool hit = false;
             {
-                const AllocationFault fault(nth, allAfter);
-                attempt([&] { return manager.symbolize(table->featureClass(), nullptr, messages); });
-                if (!bstrAllocationFailed()) break;
+                const MemoryFault fault(plan);
+                outcome = attempt([&] { return manager.symbolize(table->featureClass(), nullptr, messages); });
+                hit = fault.hit();
             }
-            ++failures;
-            SCOPED_TRACE("allocation " + std::to_string(nth));
+            const vector<string> content = contentOf(*table);
+            for (std::size_t row = 0; row < content.size(); ++row) {
+                EXPECT_THAT(content[row], testing::AnyOf(before[row], wholeRun[row]));
+            }
+            if (outcome != Outcome::OutOfMemory) {  // a message that the collection could not take is no failure
+                EXPECT_EQ(outcome, Outcome::True);
+                EXPECT_EQ(content, wholeRun);
+            }
+            EXPECT_EQ(table->references(), 2U) << "the chart and its workspace hold it, nothing of the run";
             const Chart again;
             EXPECT_TRUE(manager.symbolize(again->featureClass(), nullptr, nullptr));
             EXPECT_EQ(contentOf(*again), wholeRun);
-            if (HasFailure()) return;
-        }
-        EXPECT_GT(failures, 5);
+            return hit;
+        });
     }
 }
 
 TEST_F(FaultsTest, singleRowWhenAnAllocationFails) {
-    SymbologyManager manager;
-    ASSERT_TRUE(manager.loadCXML(path, nullptr));
-    for (long nth = 1;; ++nth) {
+    withEachAllocationFailing(5, [&](const MemoryPlan& plan) {
+        SymbologyManager manager;
+        EXPECT_TRUE(manager.loadCXML(path, nullptr));
         const Chart table;
         const auto row = table->row(0);
         bool changed = false;
-        const AllocationFault fault(nth);
-        manager.symbolize(row.p, &changed, nullptr);  // lets no exception out, out of memory included
-        if (!bstrAllocationFailed()) {
-            EXPECT_TRUE(changed);
-            EXPECT_GT(nth, 5);
-            break;
+        bool handled = false;
+        bool hit = false;
+        {
+            const MemoryFault fault(plan);
+            handled = manager.symbolize(row.p, &changed, nullptr);  // lets no exception out, out of memory included
+            hit = fault.hit();
         }
-    }
+        EXPECT_EQ(handled, !hit);
+        EXPECT_EQ(changed, !hit);
+        if (handled) {
+            EXPECT_EQ(row->Store(), S_OK);
+            EXPECT_EQ(contentOf(*table)[0], wholeRun[0]);
+        }
+        return hit;
+    });
 }
 
 TEST_F(FaultsTest, resettingWhenAnAllocationFails) {
     SymbologyManager manager;
     ASSERT_TRUE(manager.loadCXML(path, nullptr));
-    for (long nth = 1;; ++nth) {
+    withEachAllocationFailing(1, [&](const MemoryPlan& plan) {
         const Chart table;
-        const AllocationFault fault(nth);
-        const Outcome outcome = attempt([&] { return manager.resetReps(table->featureClass()); });
-        if (!bstrAllocationFailed()) {
-            EXPECT_EQ(outcome, Outcome::True);
-            break;
+        Outcome outcome{};
+        bool hit = false;
+        {
+            const MemoryFault fault(plan);
+            outcome = attempt([&] { return manager.resetReps(table->featureClass()); });
+            hit = fault.hit();
         }
-        EXPECT_NE(outcome, Outcome::True) << nth;
-    }
+        EXPECT_EQ(outcome, hit ? Outcome::OutOfMemory : Outcome::True);
+        return hit;
+    });
 }
 
 TEST_F(FaultsTest, runningWhenACallOfTheHostFails) {

@@ -5,6 +5,7 @@
 #include "support/loaded_manager.h"
 
 #include <gtest/gtest.h>
+#include <new>
 #include <stdexcept>
 
 namespace {
@@ -162,6 +163,27 @@ TEST_F(SymbolizeRowTest, plainTableNeedsNothing) {
     EXPECT_TRUE(messages->entries().empty());
 }
 
+TEST_F(SymbolizeRowTest, rowThatDoesNotTellItsTableNeedsNothing) {
+    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    const struct {
+        const char* name;
+        memhost::Fault fault;
+    } rows[] = {{"it fails", {.op = Op::RowGetTable}},
+                {"it fails and gives one", {.op = Op::RowGetTable, .out = memhost::Out::Filled}},
+                {"it gives none", {.op = Op::RowGetTable, .status = S_OK}}};
+    for (const auto& entry : rows)
+        for (const bool before : {false, true}) {
+            SCOPED_TRACE(entry.name);
+            const auto row = table->row(0);
+            const FaultScope fault(entry.fault);
+            changed = before;
+            EXPECT_TRUE(manager.symbolize(row.p, &changed, messages));
+            EXPECT_EQ(changed, before);
+            EXPECT_FALSE(row->isEdited());
+        }
+    EXPECT_TRUE(messages->entries().empty());
+}
+
 TEST_F(SymbolizeRowTest, missingConfigurationIsSilent) {
     const auto table = buoys().alias("Beacon").row({}).build();
     for (const bool before : {false, true}) {
@@ -200,12 +222,18 @@ TEST_F(SymbolizeRowTest, failureAfterAWriteKeepsChanged) {
 
 TEST_F(SymbolizeRowTest, outOfMemoryIsFalse) {
     const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
-    CallingRule::enter(ruleOf(manager, "BUOY"), [](auto&, auto*) -> bool { throw CAtlException(E_OUTOFMEMORY); });
-    for (const bool before : {false, true}) {
-        changed = before;
-        EXPECT_FALSE(manager.symbolize(table->row(0).p, &changed, messages));
-        EXPECT_EQ(changed, before);
-    }
+    bool standard = false;
+    CallingRule::enter(ruleOf(manager, "BUOY"), [&](auto&, auto*) -> bool {
+        if (standard) throw std::bad_alloc();
+        throw CAtlException(E_OUTOFMEMORY);
+    });
+    for (const bool before : {false, true})
+        for (const bool ofTheStandardLibrary : {false, true}) {
+            changed = before;
+            standard = ofTheStandardLibrary;
+            EXPECT_FALSE(manager.symbolize(table->row(0).p, &changed, messages));
+            EXPECT_EQ(changed, before);
+        }
     EXPECT_TRUE(messages->entries().empty());
 }
 

@@ -104,6 +104,11 @@ TEST(QueryFilter, AnswersForTheEdges) {
     EXPECT_EQ(made->AddField(nullptr), E_INVALIDARG);
     CComBSTR text;
     EXPECT_EQ(source->get_FieldName(0, &text), E_INVALIDARG);
+    EXPECT_EQ(made->AddField(bstr("")), S_OK) << "a document may say so; it is no field's name";
+    EXPECT_EQ(source->get_FieldName(0, &text), S_OK);
+    EXPECT_EQ(utf8(text), "");
+    text.Empty();
+    EXPECT_EQ(source->get_FieldName(1, &text), E_INVALIDARG);
     EXPECT_EQ(source->get_FieldName(-1, &text), E_INVALIDARG);
     EXPECT_EQ(source->get_FieldName(0, nullptr), E_POINTER);
     EXPECT_EQ(source->get_FieldCount(nullptr), E_POINTER);

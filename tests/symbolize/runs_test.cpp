@@ -11,6 +11,7 @@
 #include "symbolize/table_manager.h"
 
 #include <gtest/gtest.h>
+#include <new>
 #include <stdexcept>
 
 namespace {
@@ -132,11 +133,32 @@ TEST_F(RunTest, subtypeFieldOfTheClassReachesEveryRow) {
     EXPECT_EQ(table->text(2, "SYMBOL_C"), "\"S\"");
 }
 
+TEST_F(RunTest, subtypeFieldIsAskedForByNameAndPosition) {
+    const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
+    const CallCount names(Op::SubtypesGetFieldName);
+    const CallCount positions(Op::SubtypesGetFieldIndex);
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(names(), 1);
+    EXPECT_EQ(positions(), 1);
+}
+
+TEST_F(RunTest, nameOfTheSubtypeFieldDecidesNothing) {
+    for (const Out out : {Out::Null, Out::Untouched, Out::Filled}) {
+        const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
+        const FaultScope fault({.op = Op::SubtypesGetFieldName, .out = out});
+        EXPECT_TRUE(run(table));
+        EXPECT_TRUE(fault.hit());
+        EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"S\"");
+    }
+}
+
 TEST_F(RunTest, classWithoutSubtypesUsesTheDefaults) {
     const auto table =
         buoys().row({"7", nullptr, nullptr, nullptr, 3, 7}).build();  // not the first field's value either
+    const CallCount names(Op::SubtypesGetFieldName);
     const CallCount positions(Op::SubtypesGetFieldIndex);
     EXPECT_TRUE(run(table));
+    EXPECT_EQ(names(), 0);
     EXPECT_EQ(positions(), 0);
     EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
 }
@@ -345,6 +367,37 @@ TEST_F(RunTest, filterThatCannotBeCreated) {
     EXPECT_EQ(cursors(), 0);
 }
 
+TEST_F(RunTest, filterThatRefusesAFieldIsNone) {
+    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    const FilterClassScope filters;
+    const CallCount cursors(Op::TableUpdate);
+    for (const long nth : {1L, 3L}) {
+        messages->clear();
+        const FaultScope fault({.op = Op::FilterAddField, .nth = nth});
+        EXPECT_FALSE(run(table));
+        EXPECT_EQ(messages->messages(), noFilter);
+        expectEmptyTableManager();
+    }
+    {
+        messages->clear();
+        const FaultScope fault({.op = Op::FilterAddField, .description = "The field cannot be fetched."});
+        EXPECT_FALSE(run(table));
+        EXPECT_EQ(messages->messages(), vector<string>{"The field cannot be fetched."});
+    }
+    EXPECT_EQ(cursors(), 0) << "rows would come without a field that the rules ask for";
+}
+
+TEST_F(RunTest, emptyNameIsAFieldThatThereIsNot) {
+    manager = managerOf(
+        "<conditionMap name='m'><featureClass name='Buoy'><condition rulename='A'/><condition rulename='B'>"
+        "<rule type='A' operator='equal' field='' value='3'/></condition></featureClass></conditionMap>");
+    const auto table = buoys().row({}).build();
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"A\"");
+    EXPECT_EQ(messages->messages(), (vector<string>{"Field '' referenced in CXML does not exist on db.Boylat.",
+                                                    "Rule referenced field '' not found on 'Buoy'"}));
+}
+
 TEST_F(RunTest, filterIsAskedForAsTheHostsObjectFactoryWants) {
     const auto table = buoys().row({}).build();
     static int made;
@@ -370,11 +423,61 @@ TEST_F(RunTest, workspaceThatCannotBeReadStopsNothing) {
     EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
 }
 
-TEST_F(RunTest, outOfMemoryInARowEmptiesTheTableManager) {
-    const auto table = buoys().row({}).build();
-    CallingRule::enter(rule(), [](auto&, auto*) -> bool { throw CAtlException(E_OUTOFMEMORY); });
-    EXPECT_THROW(run(table), CAtlException);
-    expectEmptyTableManager();
+TEST_F(RunTest, outOfMemoryInARowEndsTheRunAndEmptiesTheTableManager) {
+    const struct {
+        const char* name;
+        bool (*evaluate)();
+    } rows[] = {{"of a text", []() -> bool { throw CAtlException(E_OUTOFMEMORY); }},
+                {"of the standard library", []() -> bool { throw std::bad_alloc(); }},
+                {"of an array that is too long", []() -> bool { throw std::bad_array_new_length(); }}};
+    for (const auto& entry : rows) {
+        SCOPED_TRACE(entry.name);
+        manager = managerOf(document);
+        const auto table = buoys().row({}).row({}).build();
+        int calls = 0;
+        CallingRule::enter(rule(), [&](auto&, auto*) {
+            ++calls;
+            return entry.evaluate();
+        });
+        try {
+            run(table);
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (const CAtlException& error) {
+            EXPECT_EQ(error.m_hr, E_OUTOFMEMORY);
+        }
+        EXPECT_EQ(calls, 1);
+        EXPECT_TRUE(messages->entries().empty());
+        expectEmptyTableManager();
+    }
+}
+
+/// Whatever the host was asked for: it did not say no, it could not say anything.
+TEST_F(RunTest, outOfMemoryInTheHostEndsTheRun) {
+    const FilterClassScope filters;
+    for (const Op op : {Op::ClassGetAliasName, Op::DatasetGetWorkspace, Op::SubtypesGetHasSubtype,
+                        Op::SubtypesGetFieldName, Op::SubtypesGetFieldIndex, Op::FilterAddField, Op::TableUpdate,
+                        Op::CursorNextRow, Op::RowGetTable, Op::DatasetGetName, Op::RowGetFields, Op::FieldsFindField,
+                        Op::RowGetValue, Op::RowPutValue, Op::CursorUpdateRow}) {
+        SCOPED_TRACE(static_cast<int>(op));
+        const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+        const FaultScope fault({.op = op, .status = E_OUTOFMEMORY});
+        EXPECT_THROW(run(table), CAtlException);
+        EXPECT_TRUE(fault.hit());
+        EXPECT_TRUE(table->updates.empty());
+        EXPECT_TRUE(messages->entries().empty());
+        expectEmptyTableManager();
+    }
+}
+
+TEST_F(RunTest, classThatDoesNotTellItsAliasNameHasNone) {
+    const auto table = buoys().alias("Buoy").row({nullptr, nullptr, nullptr, nullptr, 3}).build();
+    for (const Out out : {Out::Null, Out::Untouched, Out::Filled}) {
+        messages->clear();
+        const FaultScope fault({.op = Op::ClassGetAliasName, .everAfter = true, .out = out});
+        EXPECT_FALSE(run(table));
+        EXPECT_EQ(messages->messages(), vector<string>{"No configuration defined for: ''!"});
+        EXPECT_FALSE(manager.resetReps(table->featureClass()));
+    }
 }
 
 TEST_F(RunTest, documentMayGoWhileARunGoesOn) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 using symbology_platform::Order;
 using symbology_platform::TextView;
@@ -45,5 +46,9 @@ HRESULT VarBstrCmp(BSTR left, BSTR right, LCID locale, ULONG flags) {
     if (leftText == rightText) return VARCMP_EQ;
     // The empty text is less than any other, even one of characters that are otherwise ignored.
     if (leftText.empty() || rightText.empty()) return leftText.empty() ? VARCMP_LT : VARCMP_GT;
-    return compareWords(leftText, rightText, flags);
+    try {
+        return compareWords(leftText, rightText, flags);
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
 }

@@ -81,13 +81,25 @@ std::optional<Value> parseValue(std::string_view text) {
     return Value{REG_DWORD, std::string(reinterpret_cast<const char*>(&number), sizeof number)};
 }
 
+/// Like getline, but for what cannot be read, a directory for instance: it has no lines.
+bool readLine(std::ifstream& lines, std::string& line) {
+    try {
+        return static_cast<bool>(std::getline(lines, line));
+    } catch (const std::ios::failure&) {
+        return false;
+    }
+}
+
 /// The values of a key; nothing when the file has neither such a key nor one below it. Lines that are no values are
 /// passed over.
 std::optional<Values> readKey(const std::string& file, const std::u16string& wantedKey) {
     std::ifstream lines(file);
     std::optional<Values> values;
     bool inside = false;
-    for (std::string raw; std::getline(lines, raw);) {
+    std::string raw;
+    // A stream keeps to itself that memory ran out, unless it is asked in advance.
+    lines.exceptions(std::ios::badbit);
+    while (readLine(lines, raw)) {
         std::string_view line = trim(raw);
         if (line.starts_with('[') && line.ends_with(']')) {
             const std::u16string key = upper(widen(line.substr(1, line.size() - 2)));

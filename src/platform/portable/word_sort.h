@@ -19,7 +19,7 @@ using Order = int;
 std::optional<Order> compareAscii(TextView left, TextView right);
 
 /// Letters, accents and case by ICU, special units left out; NORM_ flags as VarBstrCmp takes them. Any thread.
-/// Nothing when ICU's data cannot be opened.
+/// Nothing when ICU's data cannot be opened. \throws std::bad_alloc when there is no memory to open it.
 std::optional<Order> compareLinguistic(TextView left, TextView right, ULONG flags);
 
 /// Between texts that are equal but for special units: they are compared pair by pair. One that stands earlier makes

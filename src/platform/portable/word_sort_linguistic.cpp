@@ -6,6 +6,7 @@
 #include <unicode/ucol.h>
 #include <array>
 #include <cstddef>
+#include <new>
 
 namespace symbology_platform {
 
@@ -41,7 +42,10 @@ Collators openCollators() {
         setAttributes(collator, flags, status);
         collators[flags] = collator;
     }
-    return U_SUCCESS(status) ? collators : Collators{};
+    if (U_SUCCESS(status)) return collators;
+    for (UCollator* const collator : collators) ucol_close(collator);
+    if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();  // the next comparison tries again
+    return {};
 }
 
 /// Opened at the first use; comparing does not change a collator, so all threads share them. They are never closed:
