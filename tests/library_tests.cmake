@@ -48,7 +48,9 @@ symbology_test(library_tests
     symbolize/random_documents_test.cpp
     symbolize/reference_model.cpp
     symbolize/remembered_answers_test.cpp
+    symbolize/row_fields_test.cpp
     symbolize/row_symbolization_test.cpp
+    symbolize/run_memory_test.cpp
     symbolize/runs_test.cpp
     symbolize/table_manager_test.cpp
     ${library_tests_expressions}

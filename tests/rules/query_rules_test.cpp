@@ -342,7 +342,7 @@ TEST_F(QueryRuleTest, memoryThatRunsOutInTheHostIsNoAnswer) {
     }
     {
         SCOPED_TRACE("filter");
-        const memhost::FilterClassScope none([](REFIID, void** object) -> HRESULT {
+        const memhost::FilterClassScope none([](DWORD, REFIID, void** object) -> HRESULT {
             *object = nullptr;
             return E_OUTOFMEMORY;
         });

@@ -154,26 +154,6 @@ TEST_F(RowSymbolizationTest, placementInAColumnNotOfDoublesAlwaysDiffers) {
     }
 }
 
-TEST_F(RowSymbolizationTest, fieldsMayStandAnywhereInTheTable) {
-    load("<condition rulename='A' xoffset='1' yoffset='2' angle='3'/>");
-    const vector<string> names{"SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C"};
-    for (std::size_t first = 0; first < names.size(); ++first) {
-        SCOPED_TRACE(names[first] + " at position 0");
-        Table fields("x");
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            const string& name = names[(first + i) % names.size()];
-            fields.field(name, name == "SYMBOL_C" ? VT_BSTR : VT_R8);
-        }
-        table = fields.alias("Buoy").row({}).build();
-        row = table->row(0);
-        EXPECT_TRUE(symbolizeAgain());
-        EXPECT_EQ(value("SYMBOL_C"), "\"A\"");
-        EXPECT_EQ(value("Xoffset_C"), "R8 1");
-        EXPECT_EQ(value("Yoffset_C"), "R8 2");
-        EXPECT_EQ(value("Rotate_C"), "R8 3");
-    }
-}
-
 TEST_F(RowSymbolizationTest, onlyWhatDiffersIsWritten) {
     load("<condition rulename='A' xoffset='1.5' yoffset='-2' angle='45'/>");
     const CallCount puts(Op::RowPutValue);
@@ -395,29 +375,6 @@ TEST_F(RowSymbolizationTest, lookupThatFailsEndsTheRowSilently) {
         EXPECT_FALSE(row->isEdited());
     }
     EXPECT_TRUE(symbolize({nullptr, nullptr, nullptr, nullptr, 1})) << "and the next row asks again";
-    EXPECT_TRUE(messages->entries().empty());
-}
-
-TEST_F(RowSymbolizationTest, fieldsMissingBeforeALookupThatFailsAreReported) {
-    load(
-        "<condition rulename='A'><rule type='A' operator='equal' field='ABSENT' value='1'/></condition>"
-        "<condition><rule type='A' operator='equal' field='F' fieldValue='GONE'/></condition>");
-    const vector<string> before{"Field 'ABSENT' referenced in CXML does not exist on db.BOYLAT."};
-    for (const int again : {0, 1}) {
-        messages->clear();
-        const FaultScope fault({.op = Op::FieldsFindField, .nth = 6});  // F, after the target fields and ABSENT
-        EXPECT_FALSE(symbolize({nullptr, nullptr, nullptr, nullptr, 1}));
-        EXPECT_TRUE(fault.hit());
-        EXPECT_EQ(messages->messages(), before) << again;
-        EXPECT_FALSE(row->isEdited());
-    }
-    // A value in front of the missing field that cannot be read ends the row before.
-    messages->clear();
-    load("<condition><rule type='A' operator='equal' field='F' fieldValue='GONE'/></condition>");
-    const FaultScope read({.op = Op::RowGetValue});
-    const FaultScope lookup({.op = Op::FieldsFindField, .nth = 7});  // SYMBOL_C, after F and GONE
-    EXPECT_FALSE(symbolize({nullptr, nullptr, nullptr, nullptr, 1}));
-    EXPECT_TRUE(read.hit());
     EXPECT_TRUE(messages->entries().empty());
 }
 

@@ -11,7 +11,6 @@
 #include "symbolize/table_manager.h"
 
 #include <gtest/gtest.h>
-#include <new>
 #include <stdexcept>
 
 namespace {
@@ -127,19 +126,12 @@ TEST_F(RunTest, subtypeFieldOfTheClassReachesEveryRow) {
                            .row({nullptr, nullptr, nullptr, nullptr, 3, 8})
                            .row({nullptr, nullptr, nullptr, nullptr, 4, 7})
                            .build();
+    const CallCount names(Op::SubtypesGetFieldName);
     EXPECT_TRUE(run(table));
+    EXPECT_EQ(names(), 1) << "once a run";
     EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"S\"");
     EXPECT_EQ(table->text(1, "SYMBOL_C"), "\"R\"");
     EXPECT_EQ(table->text(2, "SYMBOL_C"), "\"S\"");
-}
-
-TEST_F(RunTest, subtypeFieldIsAskedForByNameAndPosition) {
-    const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
-    const CallCount names(Op::SubtypesGetFieldName);
-    const CallCount positions(Op::SubtypesGetFieldIndex);
-    EXPECT_TRUE(run(table));
-    EXPECT_EQ(names(), 1);
-    EXPECT_EQ(positions(), 1);
 }
 
 TEST_F(RunTest, nameOfTheSubtypeFieldDecidesNothing) {
@@ -421,52 +413,6 @@ TEST_F(RunTest, workspaceThatCannotBeReadStopsNothing) {
     const FaultScope fault({.op = Op::DatasetGetWorkspace, .everAfter = true});
     EXPECT_TRUE(run(table));
     EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
-}
-
-TEST_F(RunTest, outOfMemoryInARowEndsTheRunAndEmptiesTheTableManager) {
-    const struct {
-        const char* name;
-        bool (*evaluate)();
-    } rows[] = {{"of a text", []() -> bool { throw CAtlException(E_OUTOFMEMORY); }},
-                {"of the standard library", []() -> bool { throw std::bad_alloc(); }},
-                {"of an array that is too long", []() -> bool { throw std::bad_array_new_length(); }}};
-    for (const auto& entry : rows) {
-        SCOPED_TRACE(entry.name);
-        manager = managerOf(document);
-        const auto table = buoys().row({}).row({}).build();
-        int calls = 0;
-        CallingRule::enter(rule(), [&](auto&, auto*) {
-            ++calls;
-            return entry.evaluate();
-        });
-        try {
-            run(table);
-            ADD_FAILURE() << "nothing was thrown";
-        } catch (const CAtlException& error) {
-            EXPECT_EQ(error.m_hr, E_OUTOFMEMORY);
-        }
-        EXPECT_EQ(calls, 1);
-        EXPECT_TRUE(messages->entries().empty());
-        expectEmptyTableManager();
-    }
-}
-
-/// Whatever the host was asked for: it did not say no, it could not say anything.
-TEST_F(RunTest, outOfMemoryInTheHostEndsTheRun) {
-    const FilterClassScope filters;
-    for (const Op op : {Op::ClassGetAliasName, Op::DatasetGetWorkspace, Op::SubtypesGetHasSubtype,
-                        Op::SubtypesGetFieldName, Op::SubtypesGetFieldIndex, Op::FilterAddField, Op::TableUpdate,
-                        Op::CursorNextRow, Op::RowGetTable, Op::DatasetGetName, Op::RowGetFields, Op::FieldsFindField,
-                        Op::RowGetValue, Op::RowPutValue, Op::CursorUpdateRow}) {
-        SCOPED_TRACE(static_cast<int>(op));
-        const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3}).build();
-        const FaultScope fault({.op = op, .status = E_OUTOFMEMORY});
-        EXPECT_THROW(run(table), CAtlException);
-        EXPECT_TRUE(fault.hit());
-        EXPECT_TRUE(table->updates.empty());
-        EXPECT_TRUE(messages->entries().empty());
-        expectEmptyTableManager();
-    }
 }
 
 TEST_F(RunTest, classThatDoesNotTellItsAliasNameHasNone) {
