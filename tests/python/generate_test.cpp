@@ -284,6 +284,11 @@ TEST(Results, fieldsThatCannotBeHadAreNotWritten) {
         EXPECT_TRUE(loaded.generate());
         EXPECT_FALSE(loaded.changed());
     }
+    LoadedExpression loaded("def Generate(): return 'x'");
+    const FaultScope fault({.op = Op::FieldsFindField, .status = S_OK, .out = memhost::Out::Untouched});
+    EXPECT_TRUE(loaded.generate());
+    EXPECT_TRUE(fault.hit());
+    EXPECT_FALSE(loaded.changed()) << "found, and nobody says where";
 }
 
 TEST(Results, valueThatCannotBeReadIsWritten) {
@@ -300,16 +305,19 @@ struct LengthCase {
 };
 
 TEST(Results, longTextsAreCutAtTheBuffer) {
-    const LengthCase rows[] = {{"one less than fits", "'x' * 2046", 2046},
-                               {"what fits", "'x' * 2047", 2047},
-                               {"one more", "'x' * 2048", 2047},
-                               {"two more", "'x' * 2049", 2047},
-                               {"huge", "'x' * 10**8", 2047},
-                               {"pairs that fit", "'\\U0001F6A2' * 1023", 2046},
-                               {"half a pair is left out", "'\\U0001F6A2' * 1024", 2046},
-                               {"pair at the very end", "'x' + '\\U0001F6A2' * 1023", 2047},
-                               {"pair that ends beyond", "'x' * 2046 + '\\U0001F6A2'", 2046},
-                               {"surrogates that happen to pair", "'x' * 2046 + '\\ud83d' + '\\udea2'", 2046}};
+    const LengthCase rows[] = {
+        {"one less than fits", "'x' * 2046", 2046},
+        {"what fits", "'x' * 2047", 2047},
+        {"one more", "'x' * 2048", 2047},
+        {"two more", "'x' * 2049", 2047},
+        {"huge", "'x' * 10**8", 2047},
+        {"pairs that fit", "'\\U0001F6A2' * 1023", 2046},
+        {"half a pair is left out", "'\\U0001F6A2' * 1024", 2046},
+        {"pair at the very end", "'x' + '\\U0001F6A2' * 1023", 2047},
+        {"pair that ends beyond", "'x' * 2046 + '\\U0001F6A2'", 2046},
+        {"surrogates that happen to pair", "'x' * 2046 + '\\ud83d' + '\\udea2'", 2046},
+        {"first of a pair before the character behind all second ones", "'x' * 2046 + '\\ud83d' + '\\ue000'", 2047},
+        {"two second ones", "'x' * 2046 + '\\udc00' + '\\udc00'", 2047}};
     for (const LengthCase& row : rows) {
         LoadedExpression loaded("def Generate(): return " + string(row.expression));
         EXPECT_TRUE(loaded.generate()) << row.name;

@@ -71,6 +71,15 @@ TEST(Run, secondRunChangesNothing) {
     EXPECT_EQ(table->updates.size(), 1U);
 }
 
+TEST(Run, computedFieldMayBeTheFirst) {
+    SymbologyManager manager = managerOf(
+        "<conditionMap name='m'><featureClass name='Light'><condition type='2' field='RESULT'>"
+        "<expression>def Generate(): return 'x'</expression></condition></featureClass></conditionMap>");
+    const auto table = memhost::Table("LIGHT").field("RESULT", VT_BSTR).symbologyFields().row({nullptr}).build();
+    EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
+    EXPECT_EQ(table->text(0, "RESULT"), "\"x\"");
+}
+
 TEST(Run, resetClearsTheComputedField) {
     SymbologyManager manager = managerOf(
         "<conditionMap name='m'><featureClass name='Light'><condition type='2' field='RESULT'>"
