@@ -63,14 +63,19 @@ public:
     virtual std::shared_ptr<Table> table(const std::string& layer) = 0;
     /// -1 when counting is not cheap.
     virtual std::int64_t rowCount(const std::string& layer) = 0;
-    /// \throws HostError
-    virtual void addField(Table& table, const FieldRequest& request) = 0;
+    /// Adds all of the fields, which the table does not have, or none. \throws HostError
+    virtual void addFields(Table& table, const std::vector<FieldRequest>& requests) = 0;
 
     virtual void begin() = 0;
     virtual void commit() = 0;
     virtual void rollback() noexcept = 0;
     /// \throws StatusError when the dataset was opened for reading, or its transaction has been lost.
     virtual void checkWritable() const = 0;
+
+    /// Tells the run of a failure that the library would pass over: to it a question that failed has no answer.
+    void noteFailure(const std::string& text) const {
+        if (monitor && monitor->failure.empty()) monitor->failure = text;
+    }
 
     // Null when nobody watches.
     RunMonitor* monitor = nullptr;

@@ -13,6 +13,9 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <iterator>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -26,11 +29,6 @@ bool isOneOf(std::string_view driver, std::initializer_list<std::string_view> dr
 
 bool isSqliteFile(GDALDataset& gdal) {
     return isOneOf(gdal.GetDriverName(), {"GPKG", "SQLite"});
-}
-
-int milliseconds(double seconds) noexcept {
-    constexpr double most = 1'000'000'000.0;
-    return static_cast<int>(std::clamp(seconds * 1000.0, 0.0, most));
 }
 
 void registerDrivers() {
@@ -54,8 +52,23 @@ std::string shellWord(const std::string& text) {
     return word += '\'';
 }
 
-GDALDataset* openGdal(const std::string& name, Dataset::Access access) {
-    registerDrivers();
+// While GDAL opens a file it has every statement wait anew: a little each, then all is tried again.
+class ShortWaits {
+public:
+    explicit ShortWaits(const LockWait& wait) {
+        constexpr std::chrono::milliseconds most(100);
+        CPLSetThreadLocalConfigOption(option, std::to_string(wait.left(most).count()).c_str());
+    }
+    ~ShortWaits() { CPLSetThreadLocalConfigOption(option, nullptr); }
+    ShortWaits(const ShortWaits&) = delete;
+    ShortWaits& operator=(const ShortWaits&) = delete;
+
+private:
+    static constexpr const char* option = "SQLITE_BUSY_TIMEOUT";
+};
+
+// Null with what was said when anything went wrong: a dataset that was read in part would seem to lack the rest.
+std::unique_ptr<GDALDataset> tryToOpen(const std::string& name, Dataset::Access access, std::string& failure) {
     const GdalErrors errors;
     if (access == Dataset::Access::Update && isCell(name))
         throw HostError(name +
@@ -63,19 +76,39 @@ GDALDataset* openGdal(const std::string& name, Dataset::Access access) {
                         shellWord(name) + " chart.gpkg");
     const unsigned flags = GDAL_OF_VECTOR | GDAL_OF_VERBOSE_ERROR |
                            static_cast<unsigned>(access == Dataset::Access::Update ? GDAL_OF_UPDATE : GDAL_OF_READONLY);
+    // A GeoPackage that cannot be read now is no other kind of file.
+    GDALDriver* const driver =
+        GDALDriver::FromHandle(GDALIdentifyDriverEx(name.c_str(), GDAL_OF_VECTOR, nullptr, nullptr));
+    const char* const known = driver ? driver->GetDescription() : "";
+    const std::array drivers{known, static_cast<const char*>(nullptr)};
     // Tables that a GeoPackage does not list among its contents are tables all the same.
     constexpr std::array options{"LIST_ALL_TABLES=YES", static_cast<const char*>(nullptr)};
-    GDALDataset* gdal = GDALDataset::Open(name.c_str(), flags, nullptr, nullptr, nullptr);
-    if (gdal && isOneOf(gdal->GetDriverName(), {"GPKG"})) {
-        // Asked again with the option, which other drivers would warn about.
-        delete gdal;
-        gdal = GDALDataset::Open(name.c_str(), flags, nullptr, options.data(), nullptr);
+    std::unique_ptr<GDALDataset> gdal(GDALDataset::Open(name.c_str(), flags,
+                                                        isOneOf(known, {"GPKG", "SQLite"}) ? drivers.data() : nullptr,
+                                                        isOneOf(known, {"GPKG"}) ? options.data() : nullptr, nullptr));
+    if (gdal && !errors.any()) return gdal;
+    failure = errors.text("no such dataset, or not one that GDAL knows");
+    return nullptr;
+}
+
+bool tellsOfALock(const std::string& failure) {
+    return failure.find("is locked") != std::string::npos;
+}
+
+std::unique_ptr<GDALDataset> openGdal(const std::string& name, Dataset::Access access, LockWait& wait) {
+    registerDrivers();
+    for (int pauses = 0;; ++pauses) {
+        const ShortWaits shortWaits(wait);
+        const auto start = LockWait::Clock::now();
+        std::string failure;
+        if (std::unique_ptr<GDALDataset> gdal = tryToOpen(name, access, failure)) return gdal;
+        wait.spend(LockWait::Clock::now() - start);
+        if (!tellsOfALock(failure) || !wait.pause(pauses))
+            throw HostError(
+                name +
+                (access == Dataset::Access::Update ? ": cannot be opened for update: " : ": cannot be opened: ") +
+                failure);
     }
-    if (!gdal)
-        throw HostError(
-            name + (access == Dataset::Access::Update ? ": cannot be opened for update: " : ": cannot be opened: ") +
-            errors.text("no such dataset, or not one that GDAL knows"));
-    return gdal;
 }
 
 }  // namespace
@@ -91,17 +124,20 @@ void GdalDataset::Closer::operator()(GDALDataset* dataset) const noexcept {
     delete dataset;
 }
 
-GdalDataset::GdalDataset(const std::string& name, Access access, std::optional<double> lockTimeout)
-    : Dataset(name, access), gdal_(openGdal(name, access)) {
+GdalDataset::GdalDataset(const std::string& name, Access access, const WorkspaceOptions& options)
+    : Dataset(name, access),
+      lockWait_(options.lockTimeout, options.stop),
+      gdal_(openGdal(name, access, lockWait_).release()) {
     if (isSqliteFile(*gdal_)) sqlite_ = static_cast<sqlite3*>(gdal_->GetInternalHandle("SQLITE_HANDLE"));
     // Text between double quotes is a name, never a text: a misspelt field is an error, not a comparison with its name.
     if (sqlite_) sqlite3_db_config(sqlite_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     if (sqlite_) clauseGuard_.watch(sqlite_);
     if (sqlite_) file_ = fileNow();
-    if (sqlite_ && lockTimeout) sqlite3_busy_timeout(sqlite_, milliseconds(*lockTimeout));
+    if (sqlite_) lockWait_.watch(sqlite_);
+    if (sqlite_ && options.stop) endStatementsOn(*options.stop);
     if (access == Access::Read) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
-    if (!gdal_->TestCapability(ODsCTransactions))
+    if (!sqlite_)
         throw HostError(name + ": cannot be opened for update: " + gdal_->GetDriverName() +
                         " datasets have no transactions; copy it into a GeoPackage: ogr2ogr -f GPKG chart.gpkg " +
                         shellWord(name));
@@ -120,57 +156,128 @@ GdalDataset::~GdalDataset() {
     rollback();
 }
 
+void GdalDataset::endStatementsOn(const std::atomic<bool>& stop) noexcept {
+    constexpr int steps = 10'000;  // of SQLite's machine: some tenths of a millisecond
+    sqlite3_progress_handler(
+        sqlite_, steps,
+        [](void* flag) { return static_cast<const std::atomic<bool>*>(flag)->load(std::memory_order_relaxed) ? 1 : 0; },
+        const_cast<std::atomic<bool>*>(&stop));
+}
+
 WorkspaceType GdalDataset::type() const noexcept {
     return sqlite_ || isSqliteFile(*gdal_) ? workspaceLocalDatabase : workspaceFileSystem;
 }
 
-OGRLayer* GdalDataset::findLayer(const std::string& layer) const {
-    const GdalErrors errors;
-    for (OGRLayer* candidate : gdal_->GetLayers())
-        if (layer == candidate->GetName()) return candidate;
-    return layer.empty() ? nullptr : gdal_->GetLayerByName(layer.c_str());
+template <class Question>
+auto GdalDataset::described(Question&& question) {
+    try {
+        const GdalErrors errors;
+        auto answer = question();
+        if (errors.any()) throw HostError(errors.text({}));
+        return answer;
+    } catch (const HostError& error) {
+        const std::string text = name() + ": cannot be read: " + error.what();
+        noteFailure(text);
+        throw HostError(text);
+    }
+}
+
+OGRLayer* GdalDataset::findLayer(const std::string& layer) {
+    return described([&]() -> OGRLayer* {
+        for (OGRLayer* candidate : gdal_->GetLayers())
+            if (layer == candidate->GetName()) return candidate;
+        return layer.empty() ? nullptr : gdal_->GetLayerByName(layer.c_str());
+    });
+}
+
+std::vector<Dataset::Entry> GdalDataset::hiddenEntries() {
+    std::vector<Entry> hidden;
+    if (!isGeoPackage()) return hidden;
+    SqliteStatement contents(sqlite_,
+                             "SELECT table_name, coalesce(nullif(identifier, ''), table_name), data_type = 'features' "
+                             "FROM gpkg_contents WHERE data_type IN ('features', 'attributes', 'aspatial')");
+    while (contents.step()) {
+        Cell table;
+        Cell title;
+        contents.read(0, CellPart::Text, table);
+        contents.read(1, CellPart::Text, title);
+        bool isShown = false;
+        for (OGRLayer* layer : gdal_->GetLayers())
+            isShown |= sqlite3_stricmp(layer->GetName(), table.text.c_str()) == 0;
+        if (!isShown) hidden.push_back({table.text, title.text, contents.integer(2) != 0});
+    }
+    return hidden;
 }
 
 std::vector<Dataset::Entry> GdalDataset::entries() {
-    const GdalErrors errors;
-    std::vector<Entry> entries;
-    for (OGRLayer* layer : gdal_->GetLayers())
-        entries.push_back({layer->GetName(), aliasOf(*layer), isSpatial(*layer)});
-    return entries;
+    return described([&] {
+        std::vector<Entry> entries;
+        for (OGRLayer* layer : gdal_->GetLayers())
+            entries.push_back({layer->GetName(), aliasOf(*layer), isSpatial(*layer)});
+        std::ranges::move(hiddenEntries(), std::back_inserter(entries));
+        return entries;
+    });
 }
 
 std::optional<Dataset::Entry> GdalDataset::find(const std::string& layer) {
     OGRLayer* found = findLayer(layer);
     if (!found) return std::nullopt;
-    return Entry{found->GetName(), aliasOf(*found), isSpatial(*found)};
+    return described([&] { return std::optional(Entry{found->GetName(), aliasOf(*found), isSpatial(*found)}); });
 }
 
 std::int64_t GdalDataset::rowCount(const std::string& layer) {
-    const GdalErrors errors;
+    OGRLayer* found = findLayer(layer);
+    if (!found) return -1;
     // Not forced: where it would mean reading everything, the answer is -1.
-    const GIntBig rows = findLayer(layer)->GetFeatureCount(FALSE);
+    const GIntBig rows = described([&] { return found->GetFeatureCount(FALSE); });
     return rows < 0 ? -1 : rows;
 }
 
-void GdalDataset::addField(Table& table, const FieldRequest& request) {
-    const GdalErrors errors;
-    OGRFieldDefn field(request.name.c_str(), request.kind == FieldKind::Real ? OFTReal : OFTString);
-    // The exact name or none: a driver may not shorten it.
-    if (findLayer(table.name())->CreateField(&field, FALSE) != OGRERR_NONE)
-        throw HostError(table.title() + ": cannot add field " + request.name + ": " + errors.text("no reason given"));
-    noteChange(table.name());
+void GdalDataset::addFields(Table& table, const std::vector<FieldRequest>& requests) {
+    if (inTransaction_) return createFields(table, requests);
+    begin();
+    try {
+        createFields(table, requests);
+        commit();
+    } catch (...) {
+        rollback();
+        throw;
+    }
     table.refresh();
+}
+
+void GdalDataset::createFields(Table& table, const std::vector<FieldRequest>& requests) {
+    const GdalErrors errors;
+    OGRLayer& layer = *findLayer(table.name());
+    for (const FieldRequest& request : requests) {
+        OGRFieldDefn field(request.name.c_str(), request.kind == FieldKind::Real ? OFTReal : OFTString);
+        // The exact name or none: a driver may not shorten it.
+        if (layer.CreateField(&field, FALSE) != OGRERR_NONE)
+            throw HostError(table.title() + ": cannot add field " + request.name + ": " +
+                            errors.text("no reason given"));
+    }
+    noteChange(table.name());
 }
 
 std::shared_ptr<Table> GdalDataset::table(const std::string& layer) {
     OGRLayer* found = findLayer(layer);
-    if (!found) throw HostError(name() + ": there is no layer '" + layer + "'");
+    if (!found) failForMissing(layer);
     std::weak_ptr<Table>& known = tables_[found->GetName()];
     if (std::shared_ptr<Table> table = known.lock()) return table;
-    const GdalErrors errors;
-    std::shared_ptr<Table> table = makeTable(std::static_pointer_cast<GdalDataset>(shared_from_this()), *found);
+    std::shared_ptr<Table> table =
+        described([&] { return makeTable(std::static_pointer_cast<GdalDataset>(shared_from_this()), *found); });
     known = table;
     return table;
+}
+
+void GdalDataset::failForMissing(const std::string& layer) {
+    const std::vector<Entry> hidden = described([&] { return hiddenEntries(); });
+    const bool isNamed = std::ranges::any_of(
+        hidden, [&](const Entry& entry) { return sqlite3_stricmp(entry.name.c_str(), layer.c_str()) == 0; });
+    if (isNamed)
+        throw HostError(name() + ": the contents name a table '" + layer +
+                        "' that is gone or cannot be shown as they say");
+    throw HostError(name() + ": there is no layer '" + layer + "'");
 }
 
 bool GdalDataset::isGeoPackage() const {
@@ -198,10 +305,9 @@ void GdalDataset::setTriggers(bool fire) noexcept {
     sqlite3_db_config(sqlite_, SQLITE_DBCONFIG_ENABLE_TRIGGER, fire ? 1 : 0, nullptr);
 }
 
-void GdalDataset::lockForWriting() {
-    if (!sqlite_) return;
-    // Another process's lock, or a folder where no journal can be made, shows now and not at the first row: writing the
-    // file's version anew, as it is, takes the lock and opens the journal.
+void GdalDataset::openJournal() {
+    // A folder where no journal can be made shows now and not at the first row: the file's version is written anew, as
+    // it is.
     SqliteStatement version(sqlite_, "PRAGMA user_version");
     version.step();
     const std::string same = std::to_string(version.integer(0));
@@ -209,17 +315,17 @@ void GdalDataset::lockForWriting() {
     SqliteStatement(sqlite_, "PRAGMA user_version = " + same).step();
 }
 
+// Transactions are the connection's own: GDAL counts its own and is not told when one ends by itself. The lock comes
+// before all reading: what has been read already is no longer waited for.
 void GdalDataset::begin() {
     checkWritable();
     if (inTransaction_) throw HostError(name() + ": a transaction is open already");
-    const GdalErrors errors;
-    if (gdal_->StartTransaction() != OGRERR_NONE)
-        throw HostError(name() + ": cannot begin a transaction: " + errors.text("no reason given"));
-    inTransaction_ = true;
-    ++transactions_;
-    changedTables_.clear();
     try {
-        lockForWriting();
+        SqliteStatement(sqlite_, "BEGIN IMMEDIATE").step();
+        inTransaction_ = true;
+        ++transactions_;
+        changedTables_.clear();
+        openJournal();
     } catch (const HostError& error) {
         rollback();
         throw HostError(name() + ": cannot be written: " + error.what());
@@ -245,8 +351,7 @@ void GdalDataset::commit() {
         // A run that changed nothing leaves the file as it is, to the byte.
         if (changedTables_.empty()) return rollback();
         writeChangeTimes();
-        const GdalErrors errors;
-        if (gdal_->CommitTransaction() != OGRERR_NONE) throw HostError(errors.text("no reason given"));
+        SqliteStatement(sqlite_, "COMMIT").step();
         inTransaction_ = false;
         changedTables_.clear();
     } catch (const HostError& error) {
@@ -261,9 +366,8 @@ void GdalDataset::rollback() noexcept {
     inTransaction_ = false;
     changedTables_.clear();
     setTriggers(true);
-    const GdalErrors errors;
-    // The only failure is that the database has rolled back by itself.
-    static_cast<void>(gdal_->RollbackTransaction());
+    // It fails when the database has rolled back by itself.
+    static_cast<void>(sqlite3_exec(sqlite_, "ROLLBACK", nullptr, nullptr, nullptr));
 }
 
 }  // namespace embedded_host

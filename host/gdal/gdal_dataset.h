@@ -3,11 +3,14 @@
 
 #include "host/gdal/clause_guard.h"
 #include "host/gdal/dataset.h"
+#include "host/gdal/lock_wait.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 class GDALDataset;
 class OGRLayer;
@@ -17,8 +20,8 @@ namespace embedded_host {
 
 class GdalDataset final : public Dataset {
 public:
-    /// \param lockTimeout the seconds to wait for a file that someone else has locked. \throws HostError
-    GdalDataset(const std::string& name, Access access, std::optional<double> lockTimeout);
+    /// \throws HostError
+    GdalDataset(const std::string& name, Access access, const WorkspaceOptions& options);
     ~GdalDataset() override;
 
     GDALDataset& gdal() const noexcept { return *gdal_; }
@@ -29,14 +32,14 @@ public:
     /// Whether the dataset itself, not GDAL, evaluates where clauses and SQL.
     bool hasSql() const noexcept { return type() != workspaceFileSystem; }
     /// The layer, by its exact name first; null when there is none.
-    OGRLayer* findLayer(const std::string& layer) const;
+    OGRLayer* findLayer(const std::string& layer);
 
     WorkspaceType type() const noexcept override;
     std::vector<Entry> entries() override;
     std::optional<Entry> find(const std::string& layer) override;
     std::shared_ptr<Table> table(const std::string& layer) override;
     std::int64_t rowCount(const std::string& layer) override;
-    void addField(Table& table, const FieldRequest& request) override;
+    void addFields(Table& table, const std::vector<FieldRequest>& requests) override;
     void begin() override;
     void commit() override;
     void rollback() noexcept override;
@@ -56,19 +59,30 @@ private:
         bool operator==(const FileIdentity&) const = default;
     };
 
+    // Runs `question`. Whatever GDAL or the database says against it is a failure, of the run too: what cannot be read
+    // is not what is not there.
+    template <class Question>
+    auto described(Question&& question);
+    [[noreturn]] void failForMissing(const std::string& layer);
+    void endStatementsOn(const std::atomic<bool>& stop) noexcept;
+    // Tables that the contents name and GDAL does not show.
+    std::vector<Entry> hiddenEntries();
     bool isGeoPackage() const;
     // The file that now has the name of ours; nothing when there is none.
     std::optional<FileIdentity> fileNow() const;
     // A full disk can end the transaction behind our back: nothing may be written after that.
     bool transactionLost() const noexcept;
-    void lockForWriting();
+    void createFields(Table& table, const std::vector<FieldRequest>& requests);
+    void openJournal();
     void writeChangeTimes();
 
     struct Closer {
         void operator()(GDALDataset* dataset) const noexcept;
     };
 
-    ClauseGuard clauseGuard_;  // outlives the connection
+    // These outlive the connection.
+    LockWait lockWait_;
+    ClauseGuard clauseGuard_;
     std::unique_ptr<GDALDataset, Closer> gdal_;
     sqlite3* sqlite_ = nullptr;
     std::optional<FileIdentity> file_;

@@ -68,16 +68,42 @@ public:
         return variantTypeOf(schema->columns[static_cast<std::size_t>(position)].type);
     }
 
+    std::vector<std::pair<std::string, RowList>> unreadableValues(const std::string& layer,
+                                                                  const std::vector<std::string>& fields) override {
+        std::vector<std::pair<std::string, RowList>> found;
+        if (dataset_->server()) return found;
+        const std::shared_ptr<Table> table = dataset_->table(layer);
+        const std::shared_ptr<const TableSchema> schema = table->schema();
+        ColumnSet columns;
+        for (const std::string& field : fields)
+            if (const LONG position = schema->find(toWide(field)); position >= 0)
+                columns.push_back(static_cast<std::size_t>(position));
+        std::ranges::sort(columns);
+        columns.erase(std::ranges::unique(columns).begin(), columns.end());
+        for (const std::size_t column : columns) found.emplace_back(schema->columns[column].name, RowList());
+        const std::unique_ptr<RowReader> reader = table->read(columns, nullptr);
+        Cells cells(schema->columns.size());
+        for (ObjectId id = 0; reader->next(id, cells);)
+            for (std::size_t i = 0; i < columns.size(); ++i)
+                if (!isReadable(schema->columns[columns[i]], cells[columns[i]])) found[i].second.add(id);
+        std::erase_if(found, [](const auto& field) { return field.second.rows == 0; });
+        return found;
+    }
+
     std::size_t addFields(const std::string& layer, const std::vector<FieldRequest>& fields) override {
         const std::shared_ptr<Table> table = dataset_->table(layer);
-        std::size_t added = 0;
+        std::vector<FieldRequest> missing;
         for (const FieldRequest& field : fields) {
-            if (table->schema()->find(toWide(field.name)) >= 0) continue;
-            dataset_->checkWritable();
-            dataset_->addField(*table, field);
-            ++added;
+            const auto same = [&](const FieldRequest& other) {
+                return upperCased(toWide(other.name)) == upperCased(toWide(field.name));
+            };
+            if (table->schema()->find(toWide(field.name)) < 0 && std::ranges::none_of(missing, same))
+                missing.push_back(field);
         }
-        return added;
+        if (missing.empty()) return 0;
+        dataset_->checkWritable();
+        dataset_->addFields(*table, missing);
+        return missing.size();
     }
 
     void begin() override { dataset_->begin(); }
@@ -87,6 +113,16 @@ public:
     CComPtr<IWorkspace> workspace() override { return workspaceOf(*dataset_); }
 
 private:
+    static bool isReadable(const Column& column, const Cell& cell) {
+        CComVariant value;
+        try {
+            toVariant(column, cell, &value);
+            return true;
+        } catch (const StatusError&) {
+            return false;
+        }
+    }
+
     static ObjectIds ascending(ObjectIds ids) {
         std::ranges::sort(ids);
         ids.erase(std::ranges::unique(ids).begin(), ids.end());
@@ -106,7 +142,7 @@ private:
 
 std::shared_ptr<Dataset> openDataset(const std::string& name, Dataset::Access access, const WorkspaceOptions& options) {
     if (isPostgresName(name)) return std::make_shared<PgDataset>(name, access, options);
-    return std::make_shared<GdalDataset>(name, access, options.lockTimeout);
+    return std::make_shared<GdalDataset>(name, access, options);
 }
 
 std::shared_ptr<GdalWorkspace> GdalWorkspace::open(const std::string& dataset, Access access,

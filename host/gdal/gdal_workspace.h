@@ -12,9 +12,23 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace embedded_host {
+
+/// Rows that have something in common: how many, and the first ids.
+struct RowList {
+    static constexpr std::size_t mostIds = 20;
+
+    std::int64_t rows = 0;
+    std::vector<ObjectId> ids;  // at most `mostIds`
+
+    void add(ObjectId id) {
+        ++rows;
+        if (ids.size() < mostIds) ids.push_back(id);
+    }
+};
 
 /// What the update cursors of a workspace tell about the run that uses them. The library ignores some failures of its
 /// host (a row that could not be written back, a read error in mid-run); they are kept here so that nothing is lost.
@@ -22,6 +36,8 @@ struct RunMonitor {
     std::int64_t rows = 0;     // rows that cursors gave
     std::int64_t changed = 0;  // rows that were written back
     std::string failure;       // the first read or write that failed, with GDAL's words; empty when none did
+    RowList unreadable;        // rows with a value that was asked for and is not of its field's type
+    RowList refused;           // rows with a value that was put and that its field does not take
     const std::atomic<bool>* stop = nullptr;            // when it turns true, NextRow answers E_ABORT
     std::function<void(std::int64_t rows)> onProgress;  // called every few thousand rows
     // Called with each row before a cursor gives it; what it puts is written with the row. It may throw HostError.
@@ -36,8 +52,9 @@ struct LayerInfo {
 };
 
 struct WorkspaceOptions {
-    std::optional<double> lockTimeout;  // seconds to wait for what someone else has locked; 0 on a server: for ever
-    const std::atomic<bool>* stop = nullptr;  // when it turns true, what a server is doing is cancelled
+    // Seconds to wait for what someone else has locked, all waits together; on a server each, and 0 is for ever.
+    std::optional<double> lockTimeout{};
+    const std::atomic<bool>* stop = nullptr;  // when it turns true, what takes long ends
 };
 
 enum class FieldKind { Text, Real };
@@ -88,7 +105,13 @@ public:
     /// \throws HostError when there is no such layer.
     virtual std::optional<VARTYPE> fieldType(const std::string& layer, const std::string& field) = 0;
 
-    /// Adds those of the fields that the layer does not have (names compared without regard to case).
+    /// Reads all rows. Those whose value of a field cannot be read, for each of the fields where there are any; fields
+    /// that the layer does not have are passed over. A server's columns hold only what is of their type: none are read.
+    /// \throws HostError
+    virtual std::vector<std::pair<std::string, RowList>> unreadableValues(const std::string& layer,
+                                                                          const std::vector<std::string>& fields) = 0;
+
+    /// Adds those of the fields that the layer does not have (names compared without regard to case), all or none.
     /// \return how many were added. \throws HostError
     virtual std::size_t addFields(const std::string& layer, const std::vector<FieldRequest>& fields) = 0;
 

@@ -109,7 +109,12 @@ public:
 
 private:
     void check() const {
-        if (errors_.any()) table_.fail("cannot be read: " + errors_.text({}));
+        if (!errors_.any()) return;
+        const std::string text = "cannot be read: " + errors_.text({});
+        sqlite3* const connection = table_.dataset().sqlite();
+        if (!connection || !SqliteError(connection).isStatements())
+            table_.dataset().noteFailure(table_.title() + ": " + text);
+        table_.fail(text);
     }
     void ignoreUnused(const ColumnSet* columns, const std::string& filter) {
         if (!table_.layer().TestCapability(OLCIgnoreFields)) return;

@@ -46,6 +46,17 @@ void Row::fetch(std::size_t column) {
     insertInto(source_->missed, column);
 }
 
+template <class Convert>
+void Row::counted(RowList RunMonitor::* list, bool& isCounted, Convert&& convert) {
+    try {
+        convert();
+    } catch (const StatusError&) {
+        if (source_->monitor && !isCounted) (source_->monitor->*list).add(id_);
+        isCounted = true;
+        throw;
+    }
+}
+
 HRESULT Row::get_Value(LONG index, VARIANT* value) {
     if (!value) return E_POINTER;
     value->vt = VT_EMPTY;
@@ -53,7 +64,8 @@ HRESULT Row::get_Value(LONG index, VARIANT* value) {
         const std::size_t column = checkedIndex(index);
         if (source_->asked) insertInto(*source_->asked, column);
         if (cells_[column].state == Cell::State::Missing) fetch(column);
-        toVariant(source_->schema->columns[column], cells_[column], value);
+        counted(&RunMonitor::unreadable, isUnreadable_,
+                [&] { toVariant(source_->schema->columns[column], cells_[column], value); });
         return S_OK;
     });
 }
@@ -66,7 +78,7 @@ HRESULT Row::put_Value(LONG index, VARIANT value) {
             throw StatusError(E_ACCESSDENIED, "field " + description.name + ": the key of a row does not change");
         // What the row holds decides whether there is anything to write.
         if (cells_[column].state == Cell::State::Missing) fetch(column);
-        fromVariant(description, value, converted_);
+        counted(&RunMonitor::refused, isRefused_, [&] { fromVariant(description, value, converted_); });
         if (!std::ranges::binary_search(changed_, column)) {
             stored_.resize(cells_.size());
             std::swap(stored_[column], cells_[column]);
@@ -89,6 +101,7 @@ Cells& Row::startFilling() noexcept {
     for (const std::size_t column : touched_) cells_[column].state = Cell::State::Missing;
     touched_.clear();
     changed_.clear();
+    isUnreadable_ = isRefused_ = false;
     return cells_;
 }
 

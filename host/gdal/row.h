@@ -58,6 +58,9 @@ public:
 private:
     std::size_t checkedIndex(LONG index) const;
     void fetch(std::size_t column);
+    // Runs `convert`; when it fails the row is counted, once, where a run watches.
+    template <class Convert>
+    void counted(RowList RunMonitor::* list, bool& isCounted, Convert&& convert);
 
     std::shared_ptr<RowSource> source_;
     ObjectId id_ = 0;
@@ -66,6 +69,8 @@ private:
     Cells stored_;       // of the columns that changed: what they held before; made with the first of them
     Cell converted_;     // lends its memory to one value after the other
     ColumnSet touched_;  // filled by other ways than the cursor's reader
+    bool isUnreadable_ = false;
+    bool isRefused_ = false;
 };
 
 }  // namespace embedded_host

@@ -5,6 +5,8 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
 
@@ -26,6 +28,15 @@ std::string_view textOf(sqlite3_value* value) noexcept {
 
 }  // namespace
 
+SqliteError::SqliteError(sqlite3* connection)
+    : HostError(sqlite3_errmsg(connection)), status_(sqlite3_errcode(connection) & 0xFF) {}
+
+bool SqliteError::isStatements() const noexcept {
+    constexpr std::array statuses{SQLITE_ERROR,  SQLITE_CONSTRAINT, SQLITE_MISMATCH, SQLITE_AUTH,
+                                  SQLITE_TOOBIG, SQLITE_RANGE,      SQLITE_NOLFS};
+    return std::ranges::find(statuses, status_) != statuses.end();
+}
+
 SqliteStatement::SqliteStatement(sqlite3* connection, const std::string& sql) : connection_(connection) {
     const char* rest = nullptr;
     if (sqlite3_prepare_v2(connection_, sql.c_str(), -1, &statement_, &rest) != SQLITE_OK) fail();
@@ -40,7 +51,7 @@ SqliteStatement::~SqliteStatement() {
 }
 
 void SqliteStatement::fail() const {
-    throw HostError(sqlite3_errmsg(connection_));
+    throw SqliteError(connection_);
 }
 
 bool SqliteStatement::step() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/gdal/cell.h"
+#include "host/host_error.h"
 
 #include <cstdint>
 #include <string>
@@ -11,6 +12,19 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 namespace embedded_host {
+
+/// What SQLite said.
+class SqliteError : public HostError {
+public:
+    explicit SqliteError(sqlite3* connection);
+
+    /// Whether it is the statement that is wrong, or what it was asked over: the asker's affair. All else (a lock, a
+    /// disk, memory, a damaged file) is the run's.
+    bool isStatements() const noexcept;
+
+private:
+    int status_;
+};
 
 /// One prepared statement. Column and parameter numbers are SQLite's: columns from 0, parameters from 1.
 class SqliteStatement {

@@ -150,8 +150,9 @@ bool hasRowIds(sqlite3* connection, const std::string& table) {
         SqliteStatement kind(connection, "SELECT 1 FROM sqlite_master WHERE type = 'table' AND lower(name) = lower(" +
                                              quotedText(table) + ")");
         return kind.step();
-    } catch (const HostError&) {  // a view or a table without row ids
-        return false;
+    } catch (const SqliteError& error) {
+        if (error.isStatements()) return false;  // a view or a table without row ids
+        throw;
     }
 }
 
@@ -222,8 +223,9 @@ SqliteTable::Selection* SqliteTable::knownSelection(bool onlyOne, const ColumnSe
     std::unique_ptr<SqliteStatement> statement;
     try {
         statement = std::make_unique<SqliteStatement>(connection(), selectionSql(shape_.text(), onlyOne, ahead));
-    } catch (const HostError&) {
-        return nullptr;  // it is the clause as it is written that the failure has to name
+    } catch (const SqliteError& error) {
+        if (error.isStatements()) return nullptr;  // it is the clause as it is written that the failure has to name
+        throw;
     }
     constexpr std::size_t mostStatements = 16;
     if (selections_.size() >= mostStatements) selections_.erase(selections_.begin());
@@ -287,7 +289,8 @@ ObjectIds SqliteTable::select(const std::string& where, bool onlyOne, const Colu
         while (statement.step()) ids.push_back(statement.integer(0));
         return ids;
     } catch (const HostError& error) {
-        fail(where.empty() ? error.what()
+        failFor(error, where.empty()
+                           ? error.what()
                            : "where clause \"" + where + "\": " + (errors ? errors->text(error.what()) : error.what()));
     }
 }
@@ -309,7 +312,7 @@ ObjectIds SqliteTable::restrict(const ObjectIds& ids, const std::string& where) 
         }
         return kept;
     } catch (const HostError& error) {
-        fail(where.empty() ? error.what() : "where clause \"" + where + "\": " + errors.text(error.what()));
+        failFor(error, where.empty() ? error.what() : "where clause \"" + where + "\": " + errors.text(error.what()));
     }
 }
 
@@ -320,7 +323,13 @@ std::unique_ptr<RowReader> SqliteTable::read(const ColumnSet& columns, SharedIds
 }
 
 void SqliteTable::failReading(const HostError& error) const {
-    fail(std::string("cannot be read: ") + error.what());
+    failFor(error, std::string("cannot be read: ") + error.what());
+}
+
+void SqliteTable::failFor(const HostError& error, const std::string& text) const {
+    const auto* const said = dynamic_cast<const SqliteError*>(&error);
+    if (said && !said->isStatements()) dataset().noteFailure(title() + ": " + text);
+    fail(text);
 }
 
 template <class MakeSql>
@@ -348,7 +357,7 @@ bool SqliteTable::fetch(ObjectId id, const ColumnSet& columns, Cells& cells) {
         readRow(statement, *schema(), columns, cells);
         return true;
     } catch (const HostError& error) {
-        fail("row " + std::to_string(id) + ": " + errors.text(error.what()));
+        failFor(error, "row " + std::to_string(id) + ": " + errors.text(error.what()));
     }
 }
 

@@ -47,6 +47,8 @@ public:
 
     /// Throws the failure of a reader, with the table's name.
     [[noreturn]] void failReading(const HostError& error) const;
+    /// Throws `text` with the table's name. The run is told when `error`, from which it comes, is not the statement's.
+    [[noreturn]] void failFor(const HostError& error, const std::string& text) const;
 
 private:
     // A statement and the columns that it is for; callers ask for few different sets.

@@ -167,6 +167,15 @@ def soak(log):
     return counts
 
 
+def faults(log):
+    """The tool with calls into the system that fail; what there is time for of all that there are."""
+    counts = configure_and_build("release", log)
+    if not counts.failed:
+        counts.add(run("faults", [sys.executable, "-B", "tests/faults/faults.py", ROOT / "build/release/bin/cxml",
+                                  ROOT / "build/release/lib/libfault_injection.so"], log))
+    return counts
+
+
 # The platforms whose counts are compared.
 PLATFORMS = {"release": "Linux", "windows": "Windows, under Wine", "windows-without-expressions": "Windows, under Wine"}
 
@@ -181,6 +190,7 @@ STAGES = {
     "package": package,
     "fuzz": fuzz,
     "soak": soak,
+    "faults": faults,
     "coverage": coverage,
 }
 

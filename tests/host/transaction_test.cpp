@@ -2,6 +2,7 @@
 #include "host/chart.h"
 #include "host/child.h"
 
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <csignal>
 #include <fstream>
@@ -110,6 +111,29 @@ TEST_F(Transactions, AnotherWriterIsNoticedAtBegin) {
     other->commit();
     workspace_->begin();
     workspace_->commit();
+}
+
+TEST_F(Transactions, ACommitThatFailsIsRolledBackAndTheNextOneWorks) {
+    makeChart(path_, 10);
+    sqlite(path_, "UPDATE BOYLAT SET SYMBOL_C = 'old'");
+    workspace_ = GdalWorkspace::open(path_, Access::Update, {.lockTimeout = 0.1});
+    sqlite3* reader = nullptr;
+    ASSERT_EQ(sqlite3_open(path_.c_str(), &reader), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT * FROM NOTES", nullptr, nullptr, nullptr), SQLITE_OK);
+    workspace_->begin();
+    symbolizeAll(*workspace_, "new");
+    try {
+        workspace_->commit();
+        ADD_FAILURE() << "a reader was there";
+    } catch (const HostError& error) {
+        EXPECT_EQ(error.what(), path_ + ": cannot commit: database is locked");
+    }
+    sqlite3_close(reader);
+    EXPECT_EQ(changedRows(), "0");
+    workspace_->begin();
+    symbolizeAll(*workspace_, "new");
+    workspace_->commit();
+    EXPECT_EQ(changedRows(), "10");
 }
 
 TEST_F(Transactions, AfterAKillInMidRunTheFileHoldsNoneOfTheChanges) {

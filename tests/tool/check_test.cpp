@@ -130,6 +130,7 @@ protected:
 };
 
 TEST_F(CheckWithDataset, FindsWhatTheDatasetLacks) {
+    sql(dataset_, "INSERT INTO BUOYS (CATLAM) VALUES ('none')");
     const std::string before = sql(dataset_, ".dump");
     const json said = cxmlJson({"check", data("check/dataset.cxml"), dataset_}, 1);
     EXPECT_EQ(listed(said["findings"]), readFile(data("check/dataset.expected")));

@@ -8,6 +8,7 @@
 #include "tools/cxml/text.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -63,9 +64,24 @@ public:
                 fmt::format("{} '{}' is no field of layer {}, and no fetch rule supplies it before it is used",
                             use.what, use.name, layer_.name));
         });
+        checkValues();
     }
 
 private:
+    // Of the fields that were asked for so far.
+    void checkValues() {
+        std::vector<std::string> fields;
+        for (const auto& [field, type] : types_)
+            if (type) fields.push_back(field);
+        for (const auto& [field, list] : dataset_.unreadableValues(layer_.name, fields)) {
+            const std::int64_t more = list.rows - static_cast<std::int64_t>(list.ids.size());
+            findings_.addIn(dataset_.name(), 0, "value-unreadable",
+                            fmt::format("layer {}: field '{}' holds values that are not of its type, in {} row{}: {}{}",
+                                        layer_.name, field, list.rows, list.rows == 1 ? "" : "s",
+                                        fmt::join(list.ids, ", "), more > 0 ? fmt::format(" and {} more", more) : ""));
+        }
+    }
+
     // Asked once: a server has to look it up.
     std::optional<VARTYPE> typeOf(const std::string& field) {
         const auto [known, isNew] = types_.try_emplace(field);
@@ -129,7 +145,8 @@ private:
 // The tables that query rules ask.
 class TableCheck {
 public:
-    TableCheck(GdalWorkspace& dataset, Findings& findings) : workspace_(dataset.workspace()), findings_(findings) {}
+    TableCheck(GdalWorkspace& dataset, const std::vector<LayerInfo>& layers, Findings& findings)
+        : dataset_(dataset), layers_(layers), workspace_(dataset.workspace()), findings_(findings) {}
 
     // Looks for the table as a run does: on a server not every name is found that opens.
     void check(const CheckedRule& rule) {
@@ -137,6 +154,7 @@ public:
         if (!query || query->tableName.Length() == 0) return;
         CComPtr<ITable> table;
         if (FAILED(GeodatabaseUtilities::Workspace_OpenTable(workspace_, query->tableName, &table)) || !table) {
+            failIfThere(toUtf8(query->tableName));
             findings_.add(rule.line, "table-missing",
                           fmt::format("the dataset has no table '{}': the query rule holds for no row",
                                       toUtf8(query->tableName)));
@@ -149,10 +167,27 @@ public:
     bool isQueried(const std::string& layer) const {
         CComPtr<ITable> table;
         const CComQIPtr<IFeatureWorkspace> tables(workspace_);
-        return tables && SUCCEEDED(tables->OpenTable(toBstr(layer), &table)) && queried_.contains(nameOf(table));
+        if (!tables || FAILED(tables->OpenTable(toBstr(layer), &table)) || !table) failToOpen(layer);
+        return queried_.contains(nameOf(table));
     }
 
 private:
+    // A table that is there and cannot be opened is not one that is missing.
+    void failIfThere(const std::string& table) const {
+        const bool isThere = std::ranges::any_of(layers_, [&](const LayerInfo& layer) {
+            return toUtf8(upperCase(toBstr(layer.name))) == toUtf8(upperCase(toBstr(table)));
+        });
+        if (isThere) failToOpen(table);
+    }
+
+    [[noreturn]] void failToOpen(const std::string& table) const {
+        CComPtr<IErrorInfo> info;
+        CComBSTR why;
+        if (GetErrorInfo(0, &info) == S_OK && info) info->GetDescription(&why);
+        throw embedded_host::HostError(fmt::format("{}: table {} cannot be opened{}{}", dataset_.name(), table,
+                                                   why.Length() == 0 ? "" : ": ", toUtf8(why)));
+    }
+
     // As the dataset names it, with database and owner on a server.
     static std::string nameOf(ITable* table) {
         CComBSTR name;
@@ -171,6 +206,8 @@ private:
         }
     }
 
+    GdalWorkspace& dataset_;
+    const std::vector<LayerInfo>& layers_;
     CComPtr<IWorkspace> workspace_;
     Findings& findings_;
     std::set<std::string> queried_;
@@ -179,14 +216,16 @@ private:
 }  // namespace
 
 void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std::string& name, Findings& findings) {
-    TableCheck tables(dataset, findings);
+    const std::vector<LayerInfo> layers = dataset.layers();
+    for (const LayerInfo& layer : layers) dataset.fieldNames(layer.name);  // one that cannot be read ends the check
+    TableCheck tables(dataset, layers, findings);
     for (const CheckedClass& checked : model.classes())
         if (checked.isKept)
             DocumentModel::forEachIn(checked.conditions, [&](const CheckedCondition& condition) {
                 for (const CheckedRule& rule : condition.rules) tables.check(rule);
             });
     std::set<const CheckedClass*> used;
-    for (const LayerInfo& layer : dataset.layers()) {
+    for (const LayerInfo& layer : layers) {
         const CheckedClass* const checked = model.find(layer.alias);
         if (checked) {
             used.insert(checked);

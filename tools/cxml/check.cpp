@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 namespace cxml {
 namespace {
@@ -69,7 +70,14 @@ std::string shown(const Finding& finding) {
     return fmt::format("{}:{}: {}", finding.file, finding.line, finding.text);
 }
 
+// What --json writes of a check that did not come to its end.
+constexpr const char* interrupted =
+    R"({"document": {"loaded": false, "error": "interrupted", "messages": []}, "findings": []})"
+    "\n";
+
 ExitStatus checkWith(const Arguments& arguments, Console& console) {
+    // Of a file that is only read; a server has to be told to stop.
+    std::optional<NothingToLose> nothing(std::in_place, arguments.json ? interrupted : "");
     const Services services(arguments.services, console);
     Document document(console, arguments.document, arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts);
     load(document);
@@ -79,10 +87,11 @@ ExitStatus checkWith(const Arguments& arguments, Console& console) {
     RunMonitor monitor;  // outlives the workspace
     std::shared_ptr<GdalWorkspace> workspace;
     if (arguments.dataset)
-        workspace = GdalWorkspace::open(*arguments.dataset, GdalWorkspace::Access::Read,
-                                        {.lockTimeout = std::nullopt, .stop = &stopRequested()});
+        workspace = GdalWorkspace::open(*arguments.dataset, GdalWorkspace::Access::Read, {.stop = &stopRequested()});
+    if (workspace && workspace->type() == workspaceRemoteDatabase) nothing.reset();
     if (workspace) workspace->watch(&monitor);
     const std::vector<Finding> findings = findIn(document, workspace.get());
+    nothing.reset();  // what is said now is said whole
     // What could not be asked is not what is not there.
     if (!monitor.failure.empty()) throw embedded_host::HostError(monitor.failure);
     if (arguments.json)

@@ -16,6 +16,17 @@ void setInterruptSignal(int signal);
 /// file-size limit an ordinary write error.
 void installSignalHandlers();
 
+/// While it lives there is nothing to roll back: Ctrl-C ends the process at once, with status 130 and a line that says
+/// so. One at a time.
+class NothingToLose {
+public:
+    /// \param lastWords what standard output is to hold then; must outlive this.
+    explicit NothingToLose(const char* lastWords) noexcept;
+    ~NothingToLose();
+    NothingToLose(const NothingToLose&) = delete;
+    NothingToLose& operator=(const NothingToLose&) = delete;
+};
+
 /// Becomes true when the command is asked to stop.
 const std::atomic<bool>& stopRequested() noexcept;
 

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <map>
 #include <new>
+#include <utility>
 
 namespace cxml {
 namespace {
@@ -49,6 +50,11 @@ public:
 private:
     GdalWorkspace& workspace_;
 };
+
+// What --json writes of a document that was never loaded.
+constexpr const char* interruptedWhileLoading =
+    R"({"document": {"loaded": false, "error": "interrupted", "messages": []}, "layers": []})"
+    "\n";
 
 bool stopped() noexcept {
     return stopRequested().load(std::memory_order_relaxed);
@@ -110,7 +116,10 @@ ExitStatus LayerCommand::run() {
 }
 
 ExitStatus LayerCommand::runAll() {
-    load(document_);
+    {
+        const NothingToLose nothing(arguments_.json ? interruptedWhileLoading : "");
+        load(document_);
+    }
     if (!document_.loaded) {
         if (!document_.reason.empty())
             console_.complain(fmt::format("{}: {}", arguments_.document, document_.reason));
@@ -208,11 +217,11 @@ ExitStatus LayerCommand::runLayer(GdalWorkspace& workspace, const LayerInfo& lay
 }
 
 ExitStatus LayerCommand::runInTransaction(GdalWorkspace& workspace, const LayerInfo& layer, LayerResult& result) {
+    Transaction transaction(workspace);
     const CComPtr<IFeatureClass> featureClass = openLayer(workspace, layer);
     const CComPtr<ISelectionSet> selection =
         work_.select ? work_.select(workspace, layer.name) : CComPtr<ISelectionSet>();
     console_.progress().startRows(layer.name, rowsToVisit(layer, selection));
-    Transaction transaction(workspace);
     try {
         const ExitStatus status = runRows(workspace, featureClass, selection, result);
         if (status == ExitStatus::Good) transaction.commit();
@@ -234,6 +243,8 @@ ExitStatus LayerCommand::runRows(GdalWorkspace& workspace, IFeatureClass* featur
     const Watch watch(workspace, monitor);
     const bool succeeded = callLibrary(featureClass, selection, result);
     result.rows = monitor.rows;
+    result.unreadable = std::move(monitor.unreadable);
+    result.refused = std::move(monitor.refused);
     if (stopped()) return ExitStatus::Interrupted;
     if (!monitor.failure.empty()) throw HostError(monitor.failure);
     if (!succeeded) return ExitStatus::Failed;

@@ -1,10 +1,13 @@
 #include "report.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 namespace cxml {
 namespace {
+
+using embedded_host::RowList;
 
 constexpr std::size_t longestList = 10;  // repeated texts that a summary line names
 
@@ -25,6 +28,23 @@ std::string repeatedTexts(const MessageLog& messages) {
     }
     if (left != 0) list += fmt::format("; and {} more repeated", plural(static_cast<std::int64_t>(left), "text"));
     return list;
+}
+
+std::string rowIds(const RowList& list, std::string_view separator) {
+    return fmt::format("{}", fmt::join(list.ids, separator));
+}
+
+std::string rowsWith(const RowList& list, std::string_view what) {
+    if (list.rows == 0) return {};
+    std::string text = fmt::format("; {} with {}: {}", plural(list.rows, "row"), what, rowIds(list, ", "));
+    const std::int64_t more = list.rows - static_cast<std::int64_t>(list.ids.size());
+    if (more > 0) text += fmt::format(" and {} more", more);
+    return text;
+}
+
+void writeJson(std::ostream& out, std::string_view member, const RowList& list) {
+    if (list.rows == 0) return;
+    out << ", \"" << member << "\": {\"rows\": " << list.rows << ", \"ids\": [" << rowIds(list, ", ") << "]}";
 }
 
 const char* jsonBool(bool value) noexcept {
@@ -48,7 +68,10 @@ void writeMessages(std::ostream& out, const MessageLog& messages) {
 
 void writeJson(std::ostream& out, const LayerResult& result) {
     out << "{\"layer\": " << jsonString(result.layer) << ", \"succeeded\": " << jsonBool(result.succeeded)
-        << ", \"rows\": " << result.rows << ", \"changed\": " << result.changed << ", \"messages\": ";
+        << ", \"rows\": " << result.rows << ", \"changed\": " << result.changed;
+    writeJson(out, "unreadable", result.unreadable);
+    writeJson(out, "refused", result.refused);
+    out << ", \"messages\": ";
     writeMessages(out, result.messages);
     out << '}';
 }
@@ -61,6 +84,8 @@ std::string summaryLine(const LayerResult& result) {
         line += "; interrupted, rolled back";
     else if (!result.succeeded)
         line += "; failed, rolled back";
+    line += rowsWith(result.unreadable, "a value that cannot be read");
+    line += rowsWith(result.refused, "a value that its field does not take");
     return line + repeatedTexts(result.messages);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "document.h"
+#include "host/gdal/gdal_workspace.h"
 
 #include <cstdint>
 #include <ostream>
@@ -17,6 +18,9 @@ struct LayerResult {
     bool interrupted = false;
     std::int64_t rows = 0;     // visited
     std::int64_t changed = 0;  // written; none of a run that was rolled back
+    // Rows with values that could not be read, and with values that were not taken: they keep what they had.
+    embedded_host::RowList unreadable{};
+    embedded_host::RowList refused{};
     MessageLog messages;
 };
 

@@ -259,11 +259,17 @@ std::shared_ptr<Table> PgDataset::table(const std::string& layer) {
     return table;
 }
 
-void PgDataset::addField(Table& table, const FieldRequest& request) {
-    const std::string type = request.kind == FieldKind::Real ? "double precision" : "text";
-    const std::string sql = "ALTER TABLE " + static_cast<PgTable&>(table).sqlName() + " ADD COLUMN " +
-                            quotedName(foldedName(request.name)) + ' ' + type;
-    const std::string what = table.title() + ": cannot add field " + request.name + ": ";
+void PgDataset::addFields(Table& table, const std::vector<FieldRequest>& requests) {
+    std::string names;
+    std::string columns;
+    for (const FieldRequest& request : requests) {
+        names += (names.empty() ? "" : ", ") + request.name;
+        columns += (columns.empty() ? " ADD COLUMN " : ", ADD COLUMN ") + quotedName(foldedName(request.name)) +
+                   (request.kind == FieldKind::Real ? " double precision" : " text");
+    }
+    const std::string sql = "ALTER TABLE " + static_cast<PgTable&>(table).sqlName() + columns;
+    const std::string what =
+        table.title() + (requests.size() > 1 ? ": cannot add fields " : ": cannot add field ") + names + ": ";
     checkRun();
     writer_.send();
     send({sql, {}}, {}, [&](const PgError& error) { breakRun(what + error.what()); });

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace embedded_host {
 
@@ -28,7 +29,7 @@ public:
     std::optional<Entry> find(const std::string& layer) override;
     std::shared_ptr<Table> table(const std::string& layer) override;
     std::int64_t rowCount(const std::string& /*layer*/) override { return -1; }
-    void addField(Table& table, const FieldRequest& request) override;
+    void addFields(Table& table, const std::vector<FieldRequest>& requests) override;
     void begin() override;
     void commit() override;
     void rollback() noexcept override;
