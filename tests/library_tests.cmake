@@ -40,6 +40,7 @@ symbology_test(library_tests
     rules/compare_test.cpp
     rules/like_test.cpp
     rules/list_attribute_rules_test.cpp
+    rules/query_failures_test.cpp
     rules/query_rules_test.cpp
     rules/rule_test.cpp
     rules/where_template_test.cpp

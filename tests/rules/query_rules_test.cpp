@@ -1,10 +1,5 @@
 // Query rules: what they ask of other tables of the workspace, and what they make of the answers.
-#include "rules/query_rules.h"
-
-#include "memhost/query_filter.h"
-#include "memhost/table.h"
-#include "memhost/workspace.h"
-#include "support/loaded_map.h"
+#include "rules/query_rule_fixture.h"
 
 #include <gtest/gtest.h>
 #include <typeinfo>
@@ -14,79 +9,15 @@ namespace {
 using ConditionalXml::QueryRule;
 using ConditionalXml::QueryRuleExists;
 using ConditionalXml::QueryRuleFetch;
-using ConditionalXml::RowValueMap;
 using ConditionalXml::Rule;
-using memhost::bstr;
-using memhost::Cell;
 using memhost::describe;
 using memhost::FaultScope;
-using memhost::make;
-using memhost::Messages;
 using memhost::Op;
 using memhost::Out;
 using memhost::Table;
-using memhost::TableObject;
 using memhost::utf8;
-using memhost::Workspace;
 using std::string;
 using std::vector;
-
-constexpr const char* existsElement =
-    "<rule type='Q' operator='exists' table='LIGHTS'><query>NAME = '%s' AND KIND = %s</query>"
-    "<params><param value=\"'X'\"/><param value='CAT'/></params></rule>";
-
-string fetchElement(std::string_view attributes = "") {
-    return "<rule type='Q' operator='fetch' table='LIGHTS' " + string(attributes) +
-           "><query>OWNER = %s</query><params><param value='CAT'/></params>"
-           "<fields><field name='HEIGHT' alias='LightHeight'/><field name='LITCHR' alias='LightChar'/></fields></rule>";
-}
-
-/// A class Buoy in a workspace with a table LIGHTS of three lights; rules ask of it, the test answers where clauses.
-class QueryRuleTest : public testing::Test {
-protected:
-    QueryRuleTest() {
-        lights = Table("LIGHTS")
-                     .field("HEIGHT", VT_R8)
-                     .field("LITCHR", VT_BSTR)
-                     .row({1.5, "F"})
-                     .row({2.5, "Fl"})
-                     .row({nullptr, "Oc"})
-                     .build();
-        lights->answerWhere = [this](const string&) { return found; };
-        workspace->add(datasetTable, lights);
-        workspace->add(datasetFeatureClass, buoys);
-        owner.name = bstr("Buoy");
-        owner.tableManager->prepare(workspace.p, buoys->table(), bstr("BUOY"));
-        put("CAT", 3);
-    }
-
-    std::shared_ptr<Rule> create(std::string_view element) {
-        const auto document = parseDocument(element);
-        return ConditionalXml::createRule(selectNode(document, "/rule"), owner, messages);
-    }
-    bool holds(std::string_view element) {
-        const auto rule = create(element);
-        if (!rule) throw std::runtime_error("The element makes no rule");
-        return rule->evaluate(values, messages);
-    }
-    void put(const char* field, const Cell& cell) { values.append(bstr(field), cell.value); }
-    /// The values under a name of the row's.
-    vector<string> valuesOf(const char* name) const {
-        vector<string> texts;
-        if (const auto slot = values.names().find(bstr(name)))
-            for (const CComVariant& value : values.values(*slot)) texts.push_back(describe(value));
-        return texts;
-    }
-
-    ConditionalXml::ConditionMap map;
-    ConditionalXml::FeatureClassRule owner{map};
-    CComPtr<Messages> messages = make<Messages>();
-    CComPtr<Workspace> workspace = make<Workspace>(workspaceLocalDatabase);
-    CComPtr<TableObject> buoys = Table("BUOY").symbologyFields().build();
-    CComPtr<TableObject> lights;
-    vector<ObjectId> found;  // what every where clause selects
-    RowValueMap values{owner.fieldNames};
-};
 
 // ---- building ----
 
@@ -251,113 +182,6 @@ TEST_F(QueryRuleTest, severalValuesJoinInTheClause) {
         "<params><param value='CAT'/><param value='CAT'/></params></rule>");
     ASSERT_EQ(lights->selects.size(), 1U);
     EXPECT_EQ(lights->selects[0].where, "A IN ('3','4') OR B IN (3,4)");
-}
-
-struct FailingCall {
-    const char* name;
-    Op op;
-    bool fetches;
-};
-
-TEST_F(QueryRuleTest, failuresOfTheHostAreFalse) {
-    found = {1};
-    const FailingCall rows[] = {
-        {"exists: select", Op::TableSelect, false}, {"exists: count", Op::SelectionGetCount, false},
-        {"fetch: select", Op::TableSelect, true},   {"fetch: ids", Op::SelectionGetIds, true},
-        {"fetch: reset", Op::IdsReset, true},       {"fetch: next", Op::IdsNext, true},
-        {"fetch: row", Op::TableGetRow, true},      {"exists: open", Op::OpenTable, false},
-        {"fetch: open", Op::OpenTable, true},       {"exists: where clause", Op::FilterPutWhereClause, false},
-        {"fetch: field", Op::FilterAddField, true}, {"fetch: where clause", Op::FilterPutWhereClause, true}};
-    const memhost::FilterClassScope filters;
-    for (const FailingCall& row : rows)
-        for (const Out out : {Out::Null, Out::Untouched}) {
-            owner.tableManager->prepare(workspace.p, buoys->table(), bstr("BUOY"));
-            owner.tableManager->tables.erase(bstr("LIGHTS"));
-            const FaultScope fault({.op = row.op, .everAfter = true, .out = out});
-            EXPECT_FALSE(holds(row.fetches ? fetchElement() : existsElement)) << row.name;
-            EXPECT_TRUE(fault.hit()) << row.name;
-        }
-    EXPECT_TRUE(messages->entries().empty());
-    EXPECT_TRUE(holds(existsElement)) << "and the next row is asked for again";
-}
-
-TEST_F(QueryRuleTest, callsThatSucceedWithoutAnObjectAreFalse) {
-    found = {1};
-    for (const Op op : {Op::TableSelect, Op::SelectionGetIds, Op::TableGetRow}) {
-        const FaultScope fault({.op = op, .status = S_OK, .everAfter = true});
-        EXPECT_FALSE(holds(fetchElement()));
-        EXPECT_TRUE(fault.hit());
-    }
-}
-
-TEST_F(QueryRuleTest, filterThatRefusesWhatItIsGivenAsksForNothing) {
-    found = {1};
-    const memhost::FilterClassScope filters;
-    const struct {
-        const char* name;
-        Op op;
-        long nth;
-        string element;
-    } rows[] = {{"exists: where clause", Op::FilterPutWhereClause, 1, existsElement},
-                {"fetch: first field", Op::FilterAddField, 1, fetchElement()},
-                {"fetch: last field", Op::FilterAddField, 2, fetchElement()},
-                {"fetch: where clause", Op::FilterPutWhereClause, 1, fetchElement()}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const FaultScope fault({.op = row.op, .nth = row.nth});
-        EXPECT_FALSE(holds(row.element));
-        EXPECT_TRUE(fault.hit());
-    }
-    EXPECT_TRUE(lights->selects.empty());
-    EXPECT_TRUE(valuesOf("LightHeight").empty());
-    EXPECT_TRUE(messages->entries().empty());
-}
-
-TEST_F(QueryRuleTest, memoryThatRunsOutInTheHostIsNoAnswer) {
-    found = {1};
-    const memhost::FilterClassScope filters;
-    const FailingCall rows[] = {{"exists: where clause", Op::FilterPutWhereClause, false},
-                                {"exists: open", Op::OpenTable, false},
-                                {"exists: select", Op::TableSelect, false},
-                                {"exists: count", Op::SelectionGetCount, false},
-                                {"fetch: field", Op::FilterAddField, true},
-                                {"fetch: ids", Op::SelectionGetIds, true},
-                                {"fetch: reset", Op::IdsReset, true},
-                                {"fetch: next", Op::IdsNext, true},
-                                {"fetch: row", Op::TableGetRow, true},
-                                {"fetch: fields", Op::RowGetFields, true},
-                                {"fetch: position", Op::FieldsFindField, true},
-                                {"fetch: value", Op::RowGetValue, true}};
-    for (const FailingCall& row : rows) {
-        SCOPED_TRACE(row.name);
-        owner.tableManager->tables.erase(bstr("LIGHTS"));
-        const FaultScope fault({.op = row.op, .status = E_OUTOFMEMORY});
-        try {
-            holds(row.fetches ? fetchElement() : existsElement);
-            ADD_FAILURE() << "nothing was thrown";
-        } catch (const CAtlException& error) {
-            EXPECT_EQ(error.m_hr, E_OUTOFMEMORY);
-        }
-        EXPECT_TRUE(fault.hit());
-    }
-    {
-        SCOPED_TRACE("filter");
-        const memhost::FilterClassScope none([](DWORD, REFIID, void** object) -> HRESULT {
-            *object = nullptr;
-            return E_OUTOFMEMORY;
-        });
-        EXPECT_THROW(holds(existsElement), CAtlException);
-    }
-}
-
-TEST_F(QueryRuleTest, withoutAFilterTheWholeTableIsAsked) {
-    const memhost::FilterClassScope none([](DWORD, REFIID, void** object) -> HRESULT {
-        *object = nullptr;
-        return E_FAIL;
-    });
-    EXPECT_TRUE(holds(existsElement));
-    ASSERT_EQ(lights->selects.size(), 1U);
-    EXPECT_FALSE(lights->selects[0].hasFilter);
 }
 
 // ---- fetch ----
