@@ -25,6 +25,12 @@ SOON = "connect_timeout=2"
 AT_LONGEST = 25  # seconds: three times that, and what a busy machine takes
 
 
+def workers_of(process):
+    """The processes that it has started: a run is watched from the one that was called."""
+    with open(f"/proc/{process.pid}/task/{process.pid}/children", encoding="ascii") as children:
+        return [int(number) for number in children.read().split()]
+
+
 class FaultTest(OwnServerTest):
     def sessions(self):
         return self.sql("SELECT count(*) FROM pg_stat_activity WHERE backend_type = 'client backend' "
@@ -215,7 +221,8 @@ class Faults(FaultTest):
 
     def test_a_server_that_is_killed_and_comes_back(self):
         """While it writes, and while it commits."""
-        self.sql("CREATE FUNCTION wait() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+        # What was committed before the kill is to be there after it.
+        self.sql("ALTER DATABASE postgres SET synchronous_commit = on; SET synchronous_commit = on; CREATE FUNCTION wait() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
                  "PERFORM pg_advisory_xact_lock(7); RETURN NEW; END $$")
         for when, trigger in (("writing", "CREATE TRIGGER wait BEFORE UPDATE"),
                               ("committing", "CREATE CONSTRAINT TRIGGER wait AFTER UPDATE")):
@@ -406,10 +413,13 @@ class Faults(FaultTest):
         began = "SELECT count(*) FROM pg_stat_activity WHERE backend_type = 'client backend' AND pid <> pg_backend_pid() AND query <> ''"
         while self.sql(began) == ["0"] and process.poll() is None:
             pass
-        process.send_signal(signal.SIGSTOP)
+        held = [process.pid, *workers_of(process)]
+        for number in held:
+            os.kill(number, signal.SIGSTOP)
         time.sleep(0.4)
         ended = self.sessions() == ["0"]
-        process.send_signal(signal.SIGCONT)
+        for number in held:
+            os.kill(number, signal.SIGCONT)
         out, err = process.communicate(timeout=60)
         if not ended or not err:
             self.sql("UPDATE boylat SET symbol_c = NULL")

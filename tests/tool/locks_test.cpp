@@ -76,6 +76,8 @@ class OtherWriter : public Locks, public testing::WithParamInterface<Writer> {};
 TEST_P(OtherWriter, IsWaitedFor) {
     const Writer& row = GetParam();
     if (row.bare) dropTargets();
+    if (row.command.front() == "reset")
+        sql(dataset, "UPDATE BOYLAT SET SYMBOL_C = 'A'; UPDATE LIGHTS SET SYMBOL_C = 'A'");
     sql(dataset, std::string("PRAGMA journal_mode = ") + row.journal);
     Arguments arguments{row.command.front(), data("two_classes.cxml"), dataset, "--lock-timeout", "30"};
     arguments.insert(arguments.end(), row.command.begin() + 1, row.command.end());

@@ -172,8 +172,10 @@ public:
     }
 
 private:
-    // A table that is there and cannot be opened is not one that is missing.
+    // A table that is there and cannot be opened is not one that is missing. On a server not every name opens, and what
+    // fails there is told to the run's monitor.
     void failIfThere(const std::string& table) const {
+        if (dataset_.type() == workspaceRemoteDatabase) return;
         const bool isThere = std::ranges::any_of(layers_, [&](const LayerInfo& layer) {
             return toUtf8(upperCase(toBstr(layer.name))) == toUtf8(upperCase(toBstr(table)));
         });

@@ -217,14 +217,17 @@ ExitStatus LayerCommand::runLayer(GdalWorkspace& workspace, const LayerInfo& lay
 }
 
 ExitStatus LayerCommand::runInTransaction(GdalWorkspace& workspace, const LayerInfo& layer, LayerResult& result) {
-    Transaction transaction(workspace);
+    // A file is locked before anything of it is read; a server's selection needs no transaction.
+    std::optional<Transaction> transaction;
+    if (workspace.type() != workspaceRemoteDatabase) transaction.emplace(workspace);
     const CComPtr<IFeatureClass> featureClass = openLayer(workspace, layer);
     const CComPtr<ISelectionSet> selection =
         work_.select ? work_.select(workspace, layer.name) : CComPtr<ISelectionSet>();
     console_.progress().startRows(layer.name, rowsToVisit(layer, selection));
+    if (!transaction) transaction.emplace(workspace);
     try {
         const ExitStatus status = runRows(workspace, featureClass, selection, result);
-        if (status == ExitStatus::Good) transaction.commit();
+        if (status == ExitStatus::Good) transaction->commit();
         return status;
     } catch (const HostError& e) {
         // A file that cannot be written is unusable; a server that ends a run in its middle has failed that run.
