@@ -9,6 +9,7 @@
 #include <iostream>
 #include <map>
 #include <new>
+#include <optional>
 #include <utility>
 
 namespace cxml {
