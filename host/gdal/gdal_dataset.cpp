@@ -95,6 +95,12 @@ bool tellsOfALock(const std::string& failure) {
     return failure.find("is locked") != std::string::npos;
 }
 
+[[noreturn]] void failToOpen(const std::string& name, Dataset::Access access, const std::string& why) {
+    const char* const what =
+        access == Dataset::Access::Update ? ": cannot be opened for update: " : ": cannot be opened: ";
+    throw HostError(name + what + why);
+}
+
 std::unique_ptr<GDALDataset> openGdal(const std::string& name, Dataset::Access access, LockWait& wait) {
     registerDrivers();
     for (int pauses = 0;; ++pauses) {
@@ -103,11 +109,7 @@ std::unique_ptr<GDALDataset> openGdal(const std::string& name, Dataset::Access a
         std::string failure;
         if (std::unique_ptr<GDALDataset> gdal = tryToOpen(name, access, failure)) return gdal;
         wait.spend(LockWait::Clock::now() - start);
-        if (!tellsOfALock(failure) || !wait.pause(pauses))
-            throw HostError(
-                name +
-                (access == Dataset::Access::Update ? ": cannot be opened for update: " : ": cannot be opened: ") +
-                failure);
+        if (!tellsOfALock(failure) || !wait.pause(pauses)) failToOpen(name, access, failure);
     }
 }
 

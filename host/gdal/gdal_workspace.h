@@ -53,7 +53,7 @@ struct LayerInfo {
 
 struct WorkspaceOptions {
     // Seconds to wait for what someone else has locked, all waits together; on a server each, and 0 is for ever.
-    std::optional<double> lockTimeout{};
+    std::optional<double> lockTimeout;
     const std::atomic<bool>* stop = nullptr;  // when it turns true, what takes long ends
 };
 

@@ -84,7 +84,7 @@ private:
 // 1 although a base cell that was issued again starts later.
 class FilesInMemory {
 public:
-    explicit FilesInMemory(const CellFiles& cell) : folder_("/vsimem/cell-" + std::to_string(count_++)) {
+    explicit FilesInMemory(const CellFiles& cell) : folder_("/vsimem/cell-" + std::to_string(count++)) {
         add(*cell.base, 0);
         for (std::size_t i = 0; i < cell.updates.size(); ++i) add(*cell.updates[i], i + 1);
     }
@@ -107,7 +107,7 @@ private:
         VSIFCloseL(opened);
     }
 
-    static inline std::atomic<std::uint64_t> count_ = 0;
+    static inline std::atomic<std::uint64_t> count = 0;
     std::string folder_;
     std::vector<std::string> paths_;
 };
@@ -127,7 +127,7 @@ private:
     std::size_t addLayer(const std::string& path, GDALDatasetH source, const std::string& layer, const CellFiles& cell);
     std::size_t nameCell(const std::string& table, const std::string& newRows, const CellFiles& cell);
     void applyNational(const CellFiles& cell);
-    void tellNotes(const std::string& path, const CellErrors& errors);
+    void tellNotes(const std::string& cell, const CellErrors& errors);
     void execute(const std::string& sql);
     std::string answer(const std::string& sql);
 
@@ -264,7 +264,8 @@ std::size_t Import::addLayer(const std::string& path, GDALDatasetH source, const
 
 void Import::tellNotes(const std::string& cell, const CellErrors& errors) {
     for (const std::string& note : errors.notes()) {
-        std::string line = cell + ": " + note;
+        std::string line = cell;
+        line.append(": ").append(note);
         if (std::ranges::find(notes_, line) != notes_.end()) continue;
         message_(line);
         notes_.push_back(std::move(line));

@@ -3,10 +3,10 @@
 
 #include "host/gdal/gdal_workspace.h"
 
-#include <stdlib.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <utility>

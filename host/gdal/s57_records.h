@@ -32,7 +32,7 @@ public:
     explicit S57Reader(std::string_view data) noexcept : rest_(data) {}
     bool atEnd() const noexcept { return rest_.empty(); }
     /// \throws HostError when fewer bytes are left.
-    std::uint32_t number(std::size_t bytes);
+    std::uint32_t number(std::size_t size);
     std::int32_t coordinate() { return static_cast<std::int32_t>(number(4)); }
     std::string_view bytes(std::size_t count);
     /// Up to the terminator, which is passed over; \throws HostError when there is none.
@@ -59,7 +59,7 @@ public:
 
 private:
     S57Record recordAt(std::size_t offset, char kind, std::size_t& end) const;
-    void checkDescriptions(const S57Record& descriptions) const;
+    void checkDescriptions(const S57Record& record) const;
 
     std::string path_;
     std::string bytes_;

@@ -44,7 +44,7 @@ std::shared_ptr<FeatureClassRule> FeatureClassRule::load(IXMLDOMNode* node, Cond
         existing->loadSubtypes(node, messages);
         return existing;
     }
-    const auto created = map.addClass();
+    auto created = map.addClass();
     if (!created->loadSubtypes(node, messages)) return nullptr;
     created->name = *name;
     CComBSTR key = *name;

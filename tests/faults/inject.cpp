@@ -92,14 +92,14 @@ bool failsNow(Calls calls) {
 
 bool isWatched(int file) {
     const int before = errno;
-    char link[64];
-    char path[PATH_MAX + 1];
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", file);
-    const ssize_t length = readlink(link, path, PATH_MAX);
+    char shortcut[64];
+    char name[PATH_MAX + 1];
+    std::snprintf(shortcut, sizeof shortcut, "/proc/self/fd/%d", file);
+    const ssize_t length = readlink(shortcut, name, PATH_MAX);
     errno = before;
     if (length <= 0) return false;
-    path[length] = '\0';
-    return std::strstr(path, plan.path) != nullptr;
+    name[length] = '\0';
+    return std::strstr(name, plan.path) != nullptr;
 }
 
 bool fails(Calls calls, int file) {

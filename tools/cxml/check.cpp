@@ -87,7 +87,8 @@ ExitStatus checkWith(const Arguments& arguments, Console& console) {
     RunMonitor monitor;  // outlives the workspace
     std::shared_ptr<GdalWorkspace> workspace;
     if (arguments.dataset)
-        workspace = GdalWorkspace::open(*arguments.dataset, GdalWorkspace::Access::Read, {.stop = &stopRequested()});
+        workspace = GdalWorkspace::open(*arguments.dataset, GdalWorkspace::Access::Read,
+                                        {.lockTimeout = std::nullopt, .stop = &stopRequested()});
     if (workspace && workspace->type() == workspaceRemoteDatabase) nothing.reset();
     if (workspace) workspace->watch(&monitor);
     const std::vector<Finding> findings = findIn(document, workspace.get());

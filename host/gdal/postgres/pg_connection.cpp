@@ -194,7 +194,7 @@ void PgConnection::hear(void* self, const pg_result* notice) {
     try {
         connection.whyCut_ = connection.errorOf(notice).what();
     } catch (const std::exception&) {
-        // No memory for better words, and libpq calls from C.
+        connection.whyCut_ = "session ended";  // no memory for better words, and libpq calls from C
     }
 }
 
@@ -264,7 +264,7 @@ void PgConnection::cancel() noexcept {
             static_cast<void>(PQcancel(request.get(), why.data(), static_cast<int>(why.size())));
         }).detach();
     } catch (const std::exception&) {
-        // The connection will be cut.
+        cancelled_ = false;  // the next look tries again; in the end the connection will be cut
     }
 }
 
@@ -293,7 +293,7 @@ void PgConnection::watchServer(bool heard) {
         heardAt_ = now;
         doubted_ = false;
     }
-    if (patience_ == patience_.zero() || process_.empty()) return;
+    if (patience_ == decltype(patience_)::zero() || process_.empty()) return;
     if (now - heardAt_ < (doubted_ ? patience_ : quietWaits * patience_)) return;
     if (doubted_)
         return cut("the server has not answered for " + std::to_string((1 + quietWaits) * patience_.count()) +

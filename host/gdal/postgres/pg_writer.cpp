@@ -52,10 +52,10 @@ UpdateParts updateParts(const PgTable& table, const ColumnSet& columns) {
         const std::string name = quotedName(column.column.name);
         std::string newValue = column.writeSql;
         newValue.replace(newValue.find('@'), 1, "v." + value);
-        parts.assignments += (i == 0 ? "" : ", ") + name + " = " + newValue;
+        parts.assignments.append(i == 0 ? "" : ", ").append(name).append(" = ").append(newValue);
         // As text, because not every type can be compared, and byte by byte.
-        parts.changes += (i == 0 ? "t." : " OR t.") + name + "::text COLLATE \"C\" IS DISTINCT FROM (" + newValue +
-                         ")::" + column.storedAs + "::text COLLATE \"C\"";
+        parts.changes.append(i == 0 ? "t." : " OR t.").append(name).append("::text COLLATE \"C\" IS DISTINCT FROM (");
+        parts.changes.append(newValue).append(")::").append(column.storedAs).append("::text COLLATE \"C\"");
         types += ", $" + std::to_string(i + 2);
         names += ", " + value;
     }
