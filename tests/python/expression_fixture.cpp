@@ -40,7 +40,9 @@ struct {
 } pythonMemory;
 
 bool mustFail() {
-    if (pythonMemory.untilFailure == 0 || --pythonMemory.untilFailure != 0) return false;
+    if (pythonMemory.untilFailure == 0) return false;
+    --pythonMemory.untilFailure;
+    if (pythonMemory.untilFailure != 0) return false;
     pythonMemory.failed = true;
     return true;
 }

@@ -140,8 +140,9 @@ TEST_F(LikeTest, valuesWithoutTextAreTheEmptyText) {
 }
 
 TEST_F(LikeTest, pairsWithoutATextNeverMatch) {
-    for (const VARTYPE value : {VT_NULL, VT_EMPTY, VT_I4})
-        for (const VARTYPE pattern : {VT_NULL, VT_EMPTY, VT_I4}) {
+    constexpr VARTYPE types[] = {VT_NULL, VT_EMPTY, VT_I4};
+    for (const VARTYPE value : types)
+        for (const VARTYPE pattern : types) {
             EXPECT_FALSE(like.compare(typed(value), typed(pattern))) << value << ' ' << pattern;
             EXPECT_TRUE(notLike.compare(typed(value), typed(pattern))) << value << ' ' << pattern;
         }
