@@ -77,7 +77,7 @@ CComVariant typedValue(VARTYPE type, const string& digits) {
     value.llVal = 0;
     if (type == (VT_BYREF | VT_I4)) value.byref = &referredNumber;
     if (type == (VT_BYREF | VT_R8)) value.byref = &referredReal;
-    if (type == (VT_BYREF | VT_BSTR)) value.byref = &referredText.m_str;
+    if (type == (VT_BYREF | VT_BSTR)) value.byref = static_cast<void*>(&referredText.m_str);
     if (type == (VT_BYREF | VT_VARIANT)) value.byref = &referredVariant;
     value.vt = type;
     return value;
