@@ -1,5 +1,6 @@
 // Windows lets a process look into COM's allocator (IMallocSpy) and be its own debugger (a vectored handler).
 #include "support/platform_hooks.h"
+#include "support/failure_countdown.h"
 
 #include <atomic>
 #include <stdexcept>
@@ -10,20 +11,7 @@ extern "C" __declspec(dllimport) void WINAPI SetOaNoCache();
 namespace {
 
 std::atomic<long> held{0};
-std::atomic<long> untilFailure{0};  // allocations up to the one that fails; 0 for none
-std::atomic<bool> failAllAfter{false};
-std::atomic<bool> failed{false};
-
-bool failsNow() {
-    if (untilFailure == 0) return false;
-    if (untilFailure > 1) {
-        --untilFailure;
-        return false;
-    }
-    if (!failAllAfter) untilFailure = 0;
-    failed = true;
-    return true;
-}
+FailureCountdown allocations;
 
 /// Lives as long as the process: COM asks it about blocks until the end.
 class Spy final : public IMallocSpy {
@@ -37,7 +25,7 @@ public:
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
 
     /// An answer of 0 makes the allocation fail.
-    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T bytes) override { return failsNow() ? 0 : bytes; }
+    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T bytes) override { return allocations.failsNow() ? 0 : bytes; }
     void* STDMETHODCALLTYPE PostAlloc(void* block) override {
         if (block) ++held;
         return block;
@@ -108,13 +96,11 @@ std::size_t liveSystemObjects() {
 }
 
 void failBstrAllocation(long nth, bool allAfter) {
-    untilFailure = nth;
-    failAllAfter = allAfter;
-    failed = false;
+    allocations.arm(nth, allAfter);
 }
 
 bool bstrAllocationFailed() {
-    return failed;
+    return allocations.hit();
 }
 
 void setDebugSink(DebugSink sink, void* context) {
