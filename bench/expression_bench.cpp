@@ -273,7 +273,7 @@ void measureAll(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape): a benchmark that throws has failed
     const embedded_host::PythonInterpreter python;
     measureAll(argc, argv);
 }

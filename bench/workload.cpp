@@ -33,7 +33,7 @@ bool asksForCategory(int k) {
 bool matches(const std::string& name, const std::string& pattern) {
     if (pattern == "Gull*Ledge") return name.starts_with("Gull") && name.ends_with("Ledge");
     if (pattern == "*Po*") return name.find("Po") != std::string::npos;
-    if (pattern.starts_with("*")) return name.ends_with(pattern.substr(1));
+    if (pattern.starts_with('*')) return name.ends_with(pattern.substr(1));
     return name.starts_with(pattern.substr(0, pattern.size() - 1));
 }
 

@@ -5,6 +5,9 @@
 
 #include <cpl_error.h>
 
+#include <algorithm>
+#include <atomic>
+
 namespace embedded_host {
 
 namespace {
@@ -12,26 +15,43 @@ namespace {
 // A full disk makes GDAL quote every statement that it then cannot run: the first failures say it all.
 constexpr std::size_t mostText = 500;
 
-// Ends within `text`, not within a character.
-std::string_view cut(std::string_view text) {
-    if (text.size() <= mostText) return text;
-    std::size_t end = mostText;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
-    return text.substr(0, end);
-}
-
 // GDAL ends some messages with a line break; ours are one line.
 void append(std::string& all, std::string_view message) {
     while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) message.remove_suffix(1);
     if (message.empty() || all.find(message) != std::string::npos) return;
     if (!all.empty() && all.size() + message.size() > mostText) return;
     if (!all.empty()) all += "; ";
-    for (const char c : cut(message)) all += c == '\n' ? ' ' : c;
+    all += shortLine(message);
 }
+
+std::atomic<void (*)(const char*) noexcept> fatalErrorHandler = nullptr;
 
 }  // namespace
 
+std::string shortLine(std::string_view text) {
+    std::size_t end = std::min(text.size(), mostText);
+    if (end < text.size())  // not within a character
+        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
+    std::string line(text.substr(0, end));
+    std::ranges::replace(line, '\n', ' ');
+    return line;
+}
+
+void tellOfFatalError(const char* message) noexcept {
+    if (auto* const handler = fatalErrorHandler.load()) handler(message ? message : "");
+}
+
+void onFatalError(void (*handler)(const char* message) noexcept) noexcept {
+    fatalErrorHandler = handler;
+    // For errors outside of any GdalErrors; what is no end of the process goes the usual way.
+    CPLSetErrorHandler([](CPLErr kind, CPLErrorNum number, const char* message) {
+        if (kind == CE_Fatal) tellOfFatalError(message);
+        CPLDefaultErrorHandler(kind, number, message);
+    });
+}
+
 void GdalErrors::collect(int kind, int /*number*/, const char* message) noexcept {
+    if (kind == CE_Fatal) tellOfFatalError(message);
     if (kind < CE_Warning || !message) return;  // debug output is nobody's failure
     auto* self = static_cast<GdalErrors*>(CPLGetErrorHandlerUserData());
     std::string& texts = kind == CE_Warning ? self->warnings_ : self->failures_;

@@ -19,6 +19,9 @@ private:
     HRESULT status_;
 };
 
+/// One of GDAL's messages as one line, which is cut where it quotes a long statement.
+std::string shortLine(std::string_view text);
+
 /// Collects what GDAL says on this thread while it lives, so that nothing goes to standard error.
 class GdalErrors {
 public:
@@ -37,6 +40,9 @@ private:
     std::string failures_;
     std::string warnings_;
 };
+
+/// For every handler of GDAL's errors: passes one that ends the process on to whoever asked with onFatalError().
+void tellOfFatalError(const char* message) noexcept;
 
 /// Makes `text` (UTF-8) the description of the thread's error object.
 void setErrorInfo(std::string_view text) noexcept;

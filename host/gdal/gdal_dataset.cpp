@@ -36,6 +36,8 @@ void registerDrivers() {
     // The setting is refused, which does no harm, once the process uses SQLite.
     sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     GDALAllRegister();
+    // GDAL's cache of a thread is entered when it is first used; without memory the C library would abort then.
+    const OGRSpatialReference first;
 }
 
 bool isCell(const std::string& name) {

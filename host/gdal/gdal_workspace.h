@@ -142,4 +142,8 @@ std::vector<LayerInfo> importCells(const std::vector<std::string>& cells, const 
 /// COM objects of the embedded host that are alive. For tests.
 std::size_t liveObjects();
 
+/// \param handler is told, on whatever thread that happens, when GDAL cannot go on and would end the process (it does
+/// when the handler returns): as a rule it has found no memory. The handler allocates nothing.
+void onFatalError(void (*handler)(const char* message) noexcept) noexcept;
+
 }  // namespace embedded_host

@@ -10,6 +10,7 @@
 #include <cpl_vsi.h>
 #include <gdal_priv.h>
 #include <gdal_utils.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
@@ -60,11 +61,11 @@ public:
 
 private:
     static void collect(CPLErr kind, const char* text) noexcept {
+        if (kind == CE_Fatal) tellOfFatalError(text);
         if (kind < CE_Warning || !text) return;
         auto* self = static_cast<CellErrors*>(CPLGetErrorHandlerUserData());
         try {
-            std::string line(text);
-            std::ranges::replace(line, '\n', ' ');
+            const std::string line = shortLine(text);
             const bool note =
                 kind == CE_Warning && (line.starts_with("Attributes ") || line.starts_with("Illegal feature "));
             if (note)
@@ -141,7 +142,7 @@ private:
 // What a table may be called: the names of cartographic classes begin with a dollar sign.
 std::string tableOf(const std::string& layer) {
     if (layer == "Generic") return unknownClasses;
-    return layer.starts_with("$") ? "CARTO_" + layer.substr(1) : layer;
+    return layer.starts_with('$') ? "CARTO_" + layer.substr(1) : layer;
 }
 
 std::unique_ptr<GDALVectorTranslateOptions, OptionsFree> translateOptions(const std::string& layer, bool append,
@@ -152,7 +153,7 @@ std::unique_ptr<GDALVectorTranslateOptions, OptionsFree> translateOptions(const 
         "-f",   "GPKG",       "-unsetFieldWidth", "-mapFieldType", "StringList=String,IntegerList=String",
         "-nln", table.c_str()};
     if (append) arguments.insert(arguments.end(), {"-append", "-addfields"});
-    if (fresh && layer.starts_with("$")) arguments.insert(arguments.end(), {"-lco", title.c_str()});
+    if (fresh && layer.starts_with('$')) arguments.insert(arguments.end(), {"-lco", title.c_str()});
     arguments.insert(arguments.end(), {layer.c_str(), nullptr});
     // GDAL copies the arguments; its interface only forgets to say const.
     return std::unique_ptr<GDALVectorTranslateOptions, OptionsFree>(
@@ -247,7 +248,13 @@ std::size_t Import::addLayer(const std::string& path, GDALDatasetH source, const
     int usageError = FALSE;
     GDALDatasetH result =
         GDALVectorTranslate(target_ ? nullptr : file_.c_str(), target_.get(), 1, &source, options.get(), &usageError);
-    if (result && !target_) target_.reset(result);
+    if (result && !target_) {
+        target_.reset(result);
+        // Nobody else knows the file: no lock of it is worth a wait, which every statement would begin anew.
+        if (auto* const connection =
+                static_cast<sqlite3*>(GDALDataset::FromHandle(target_.get())->GetInternalHandle("SQLITE_HANDLE")))
+            sqlite3_busy_timeout(connection, 0);
+    }
     if (!result || usageError || errors.any()) fail("no reason given");
     std::size_t features = 0;
     try {
@@ -256,7 +263,7 @@ std::size_t Import::addLayer(const std::string& path, GDALDatasetH source, const
         fail(error.what());
     }
     if (errors.any()) fail({});
-    if (fresh && layer.starts_with("$"))
+    if (fresh && layer.starts_with('$'))
         message_(cell.identification.name + ": a table cannot be called " + layer + ": imported as " + table);
     tellNotes(cell.identification.name, errors);
     return features;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -41,11 +42,26 @@ NewFile::NewFile(std::string name) : name_(std::move(name)) {
     folder_ = name_ + ".partial-XXXXXX";
     if (!mkdtemp(folder_.data())) throw HostError(name_ + ": no folder can be made beside it: " + words(errno));
     path_ = folder_ + "/" + std::filesystem::path(name_).filename().string();
+    files_ = {path_, path_ + "-journal", path_ + "-wal", path_ + "-shm"};
+    unfinished = this;
 }
 
 NewFile::~NewFile() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+    if (unfinished == this) unfinished = nullptr;
+    if (removeKnown()) return;
+    try {
+        std::filesystem::remove_all(folder_);
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): it is beside what this is about
+    }
+}
+
+bool NewFile::removeKnown() const noexcept {
+    for (const std::string& file : files_) unlink(file.c_str());
+    return rmdir(folder_.c_str()) == 0;
+}
+
+void NewFile::removeUnfinished() noexcept {
+    if (const NewFile* const last = unfinished) last->removeKnown();
 }
 
 void NewFile::finish() {

@@ -1,7 +1,9 @@
 // A file that gets its name when it is finished.
 #pragma once
 
+#include <atomic>
 #include <string>
+#include <vector>
 
 namespace embedded_host {
 
@@ -20,10 +22,20 @@ public:
     /// Gives the file its name. \throws HostError when there is a file of that name by now; it stays as it is.
     void finish();
 
+    /// For the end of a process that destroys nothing, on whatever thread that is: removes what the file begun last
+    /// left. Allocates nothing.
+    static void removeUnfinished() noexcept;
+
 private:
+    // False when there was more in the folder, or it is gone already.
+    bool removeKnown() const noexcept;
+
+    static inline std::atomic<const NewFile*> unfinished = nullptr;
+
     std::string name_;
     std::string folder_;
     std::string path_;
+    std::vector<std::string> files_;  // that may be in the folder
 };
 
 }  // namespace embedded_host

@@ -9,6 +9,7 @@
 #include <charconv>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace embedded_host {
 
@@ -129,7 +130,7 @@ S57File::S57File(const std::string& path) : path_(path) {
         throw HostError(path + ": not an S-57 cell that can be read: it does not begin with a record of ISO 8211");
     }
     checkDescriptions(record);
-    described_ = record;
+    described_ = std::move(record);
 }
 
 void S57File::refuse(const S57Record& record, const std::string& why) const {
@@ -156,7 +157,7 @@ S57Record S57File::recordAt(std::size_t offset, char kind, std::size_t& end) con
     const std::int64_t start = numberOf(rest.substr(12, 5));
     const std::int64_t lengthDigits = numberOf(rest.substr(20, 1));
     const std::int64_t positionDigits = numberOf(rest.substr(21, 1));
-    if (rest[6] != kind || length < 0 || start <= static_cast<std::int64_t>(leaderSize) || lengthDigits < 1 ||
+    if (rest[6] != kind || length < 0 || std::cmp_less_equal(start, leaderSize) || lengthDigits < 1 ||
         positionDigits < 1 || rest[23] != '4')
         refuse(record, "it is no record of ISO 8211");
     const auto dataStart = static_cast<std::size_t>(start);
@@ -170,7 +171,7 @@ S57Record S57File::recordAt(std::size_t offset, char kind, std::size_t& end) con
         const std::string_view tag = entry.substr(0, tagSize);
         const std::int64_t size = numberOf(entry.substr(tagSize, static_cast<std::size_t>(lengthDigits)));
         const std::int64_t at = numberOf(entry.substr(tagSize + static_cast<std::size_t>(lengthDigits)));
-        if (size < 1 || at < 0 || static_cast<std::size_t>(at) != position) refuse(record, "its directory is broken");
+        if (size < 1 || at < 0 || std::cmp_not_equal(at, position)) refuse(record, "its directory is broken");
         if (static_cast<std::size_t>(size) > rest.size() - dataStart - position) refuse(record, "the file ends in it");
         std::string_view data = rest.substr(dataStart + position, static_cast<std::size_t>(size));
         position += static_cast<std::size_t>(size);

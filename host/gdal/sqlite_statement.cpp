@@ -9,6 +9,7 @@
 #include <array>
 #include <climits>
 #include <cmath>
+#include <new>
 
 namespace embedded_host {
 
@@ -19,11 +20,14 @@ bool isBlank(const char* text) noexcept {
     return *text == '\0';
 }
 
-std::string_view textOf(sqlite3_value* value) noexcept {
+// Of a value that is not NULL.
+std::string_view textOf(sqlite3_value* value) {
     const void* text = sqlite3_value_text(value);
     const int length = sqlite3_value_bytes(value);
-    return text ? std::string_view(static_cast<const char*>(text), static_cast<std::size_t>(length))
-                : std::string_view();
+    if (text) return {static_cast<const char*>(text), static_cast<std::size_t>(length)};
+    // An empty BLOB has no bytes to point to; every other value has a text, if there is memory for it.
+    if (sqlite3_value_type(value) != SQLITE_BLOB || length != 0) throw std::bad_alloc();
+    return {};
 }
 
 }  // namespace
@@ -51,6 +55,8 @@ SqliteStatement::~SqliteStatement() {
 }
 
 void SqliteStatement::fail() const {
+    // An error of the statement would count as its answer.
+    if (sqlite3_errcode(connection_) == SQLITE_NOMEM) throw std::bad_alloc();
     throw SqliteError(connection_);
 }
 

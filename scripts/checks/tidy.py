@@ -19,7 +19,7 @@ from pathlib import Path
 from includes import includes_of, resolve
 from sources import root_folder
 
-VERSION = "19.1.0"
+VERSION = "23.1.4"
 
 
 def closure(root, path, known):

@@ -78,7 +78,7 @@ void LogComFailure(const OLECHAR* function, HRESULT status, const OLECHAR* sourc
         appendNumber(details, status);
         details += OLESTR(" (0x");
         appendNumber(details, static_cast<ULONG>(status), 16);
-        details += OLESTR(")");
+        details += OLESTR(')');
         EventLog::Write(EventLog::tagEventType{}, text.c_str(), function, details.c_str(), 0, false);
     } catch (...) {  // NOLINT(bugprone-empty-catch): logging never changes the caller's outcome
     }

@@ -10,7 +10,7 @@ namespace ConditionalXml {
 class CompiledExpression {
 public:
     CompiledExpression() = default;
-    ~CompiledExpression();
+    ~CompiledExpression();  // NOLINT(performance-trivially-destructible): it is where there is no Python
     CompiledExpression(const CompiledExpression&) = delete;
     CompiledExpression& operator=(const CompiledExpression&) = delete;
 

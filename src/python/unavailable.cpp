@@ -5,6 +5,7 @@
 
 namespace ConditionalXml {
 
+// NOLINTNEXTLINE(readability-make-member-function-const): with Python it is not
 void Condition::compileExpression() {
     if (!expressionText.empty()) throwText("This library was built without Python: it has no expressions.");
 }

@@ -97,7 +97,7 @@ TEST_F(GdalWorkspaces, RefuseToUpdateAReadOnlyFileAndNameIt) {
         return openingFails(path_, Access::Update) + "|" + openingFails(path_, Access::Read);
     });
     EXPECT_TRUE(result.output.starts_with(path_ + ": cannot be opened for update: ")) << result.output;
-    EXPECT_TRUE(result.output.ends_with("|")) << result.output;
+    EXPECT_TRUE(result.output.ends_with('|')) << result.output;
 }
 
 TEST_F(GdalWorkspaces, AFolderWithoutRoomForAJournalFailsAtBegin) {

@@ -25,7 +25,7 @@ std::string shown(const PythonSource& source) {
     std::string text = std::to_string(source.signature->least) + "-" +
                        (source.signature->most ? std::to_string(*source.signature->most) : "*") + " (";
     for (const std::string& name : source.signature->names) text += (text.back() == '(' ? "" : " ") + name;
-    text += ")";
+    text += ')';
     for (const std::string& name : source.signature->mustBeNamed) text += " needs " + name;
     return text;
 }
@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(All, SourceDescription, testing::ValuesIn(sources),
 
 TEST(SourceDescriptions, OfTooManyNestedExpressions) {
     std::string source = "x = ";
-    for (int i = 0; i < 100'000; ++i) source += "-";
+    for (int i = 0; i < 100'000; ++i) source += '-';
     EXPECT_TRUE(embedded_host::describePythonSource(source + "1", "Generate").error.has_value());
 }
 

@@ -78,6 +78,10 @@ void dropRights() {
         const rlimit limit{*options.fileSizeLimit, *options.fileSizeLimit};
         setrlimit(RLIMIT_FSIZE, &limit);
     }
+    if (options.addressSpaceLimit) {
+        const rlimit limit{*options.addressSpaceLimit, *options.addressSpaceLimit};
+        setrlimit(RLIMIT_AS, &limit);
+    }
     if (options.asNobody) dropRights();
     std::vector<char*> argv;
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));

@@ -19,8 +19,9 @@ struct Outcome {
 };
 
 struct ProcessOptions {
-    std::optional<unsigned long> fileSizeLimit;  // bytes, as ulimit -f sets it
-    bool errorsToTerminal = false;               // standard error is a terminal of `columns` columns
+    std::optional<unsigned long> fileSizeLimit;      // bytes, as ulimit -f sets it
+    std::optional<unsigned long> addressSpaceLimit;  // bytes, as ulimit -v sets it
+    bool errorsToTerminal = false;                   // standard error is a terminal of `columns` columns
     unsigned short columns = 100;
     bool asNobody = false;                         // drop root's rights
     bool interruptIgnored = false;                 // as shells start background jobs

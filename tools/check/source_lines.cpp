@@ -1,5 +1,7 @@
 #include "source_lines.h"
 
+#include <utility>
+
 namespace cxml {
 namespace {
 
@@ -32,7 +34,7 @@ public:
             if (endsWritten || escapedFeed) ++current_;
             if (current_ > wanted_) return true;
         }
-        if (!text.empty() && current_ < wanted_) place = here;
+        if (!text.empty() && current_ < wanted_) place = std::move(here);
         return false;
     }
 

@@ -3,6 +3,7 @@
 #include "host/gdal/gdal_workspace.h"
 #include "host/host_error.h"
 #include "interrupt.h"
+#include "out_of_memory.h"
 #include "report.h"
 #include "services.h"
 #include "tools/check/document_check.h"
@@ -75,10 +76,8 @@ constexpr const char* interrupted =
     R"({"document": {"loaded": false, "error": "interrupted", "messages": []}, "findings": []})"
     "\n";
 
-ExitStatus checkWith(const Arguments& arguments, Console& console) {
-    // Of a file that is only read; a server has to be told to stop.
-    std::optional<NothingToLose> nothing(std::in_place, arguments.json ? interrupted : "");
-    const Services services(arguments.services, console);
+// \param nothing is released when there is something to lose.
+ExitStatus checkDocument(const Arguments& arguments, Console& console, std::optional<NothingToLose>& nothing) {
     Document document(console, arguments.document, arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts);
     load(document);
     if (!document.loaded)
@@ -106,7 +105,10 @@ ExitStatus checkWith(const Arguments& arguments, Console& console) {
 ExitStatus check(const Arguments& arguments) {
     Console console(Console::Bar::Never);
     try {
-        return checkWith(arguments, console);
+        // Of a file that is only read; a server has to be told to stop.
+        std::optional<NothingToLose> nothing(std::in_place, arguments.json ? interrupted : "");
+        const Services services(arguments.services, console);
+        return orEndOutOfMemory([&] { return checkDocument(arguments, console, nothing); });
     } catch (const embedded_host::HostError& e) {
         if (stopRequested()) {
             console.complain("interrupted");

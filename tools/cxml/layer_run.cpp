@@ -2,6 +2,7 @@
 
 #include "interrupt.h"
 #include "layer_choice.h"
+#include "out_of_memory.h"
 #include "report.h"
 #include "text.h"
 
@@ -246,6 +247,7 @@ ExitStatus LayerCommand::runRows(GdalWorkspace& workspace, IFeatureClass* featur
     monitor.onRow = work_.onRow;
     const Watch watch(workspace, monitor);
     const bool succeeded = callLibrary(featureClass, selection, result);
+    if (result.messages.isIncomplete()) throw std::bad_alloc();
     result.rows = monitor.rows;
     result.unreadable = std::move(monitor.unreadable);
     result.refused = std::move(monitor.refused);
@@ -266,9 +268,10 @@ bool LayerCommand::callLibrary(IFeatureClass* featureClass, ISelectionSet* selec
     try {
         return work_.run(document_.manager, featureClass, selection, collectInto(result.messages));
     } catch (const CAtlException& e) {
+        if (e.m_hr == E_OUTOFMEMORY) throw std::bad_alloc();
         text = describe(e);
     } catch (const std::bad_alloc&) {
-        text = "out of memory";
+        throw;
     } catch (const std::exception& e) {
         text = e.what();
     }
@@ -280,7 +283,8 @@ bool LayerCommand::callLibrary(IFeatureClass* featureClass, ISelectionSet* selec
 
 ExitStatus runLayers(const LayerArguments& arguments, const LayerWork& work) {
     try {
-        return LayerCommand(arguments, work).run();
+        LayerCommand command(arguments, work);
+        return orEndOutOfMemory([&] { return command.run(); });
     } catch (const HostError& e) {  // of the services: nothing has begun
         Console(Console::Bar::Never).complain(e.what());
         return ExitStatus::Unusable;

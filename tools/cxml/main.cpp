@@ -1,6 +1,8 @@
 // cxml: symbolizes datasets with CXML documents.
 #include "commands.h"
+#include "document.h"
 #include "interrupt.h"
+#include "out_of_memory.h"
 #include "text.h"
 #include "watched_process.h"
 
@@ -18,6 +20,21 @@ ExitStatus complain(const std::string& text, ExitStatus status) {
     const std::string line = fmt::format("cxml: {}\n", cxml::oneLine(text));
     std::fwrite(line.data(), 1, line.size(), stderr);
     return status;
+}
+
+// What was begun is rolled back already; with no memory for a text, none is made.
+ExitStatus complainOfException() noexcept {
+    if (cxml::isOutOfMemory()) {
+        cxml::sayOutOfMemory();
+        return ExitStatus::Failed;
+    }
+    try {
+        throw;
+    } catch (const CAtlException& e) {
+        return complain(cxml::describe(e), ExitStatus::Failed);
+    } catch (const std::exception& e) {
+        return complain(e.what(), ExitStatus::Failed);
+    }
 }
 
 // Standard output is looked at once, here: a full disk under it must not pass for success.
@@ -75,15 +92,12 @@ ExitStatus run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    cxml::installLastResorts();
     ExitStatus status = ExitStatus::Failed;
     try {
         status = withOutputWritten(run(argc, argv));
-    } catch (const std::bad_alloc&) {
-        complain("out of memory", status);
-    } catch (const CAtlException&) {
-        complain("out of memory", status);
-    } catch (const std::exception& e) {
-        complain(e.what(), status);
+    } catch (...) {
+        status = complainOfException();
     }
     cxml::sayGoodbye(status);
     return static_cast<int>(status);

@@ -39,8 +39,10 @@ private:
             log_.add(kind, toUtf8(WideView(text, SysStringLen(text))));
             return S_OK;
         } catch (const std::bad_alloc&) {
+            log_.lose();
             return E_OUTOFMEMORY;
         } catch (...) {
+            log_.lose();
             return E_UNEXPECTED;
         }
     }

@@ -38,6 +38,10 @@ public:
 
     void add(MessageKind kind, std::string_view text);
 
+    /// To be told of a text that found no memory.
+    void lose() noexcept { incomplete_ = true; }
+    bool isIncomplete() const noexcept { return incomplete_; }
+
     /// Whether nothing came.
     bool empty() const noexcept { return total_ == 0; }
     /// Distinct texts in order of their first coming.
@@ -55,6 +59,7 @@ private:
     std::string source_;
     Keep keep_;
     std::uint64_t total_ = 0;
+    bool incomplete_ = false;
     std::vector<Text> texts_;
     std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> index_;
     std::vector<Entry> entries_;

@@ -44,7 +44,7 @@ std::string rowsWith(const RowList& list, std::string_view what) {
 
 void writeJson(std::ostream& out, std::string_view member, const RowList& list) {
     if (list.rows == 0) return;
-    out << ", \"" << member << "\": {\"rows\": " << list.rows << ", \"ids\": [" << rowIds(list, ", ") << "]}";
+    out << fmt::format(R"(, "{}": {{"rows": {}, "ids": [{}]}})", member, list.rows, rowIds(list, ", "));
 }
 
 const char* jsonBool(bool value) noexcept {

@@ -3,6 +3,7 @@
 #include "layer_options.h"
 
 #include <memory>
+#include <new>
 
 namespace cxml {
 namespace {
@@ -39,7 +40,11 @@ public:
         CComPtr<ICursor> cursor;
         if (!table || FAILED(table->Update(nullptr, VARIANT_FALSE, &cursor)) || !cursor)
             throw embedded_host::HostError("the placement of the rows cannot be cleared");
-        for (CComPtr<IRow> row; cursor->NextRow(&row) == S_OK && SUCCEEDED(cursor->UpdateRow(row));) row.Release();
+        HRESULT status = S_OK;
+        for (CComPtr<IRow> row; status == S_OK && (status = cursor->NextRow(&row)) == S_OK; row.Release())
+            status = cursor->UpdateRow(row);
+        if (status == E_OUTOFMEMORY) throw std::bad_alloc();
+        if (FAILED(status)) throw embedded_host::HostError("the placement of the rows cannot be cleared");
     }
 
 private:

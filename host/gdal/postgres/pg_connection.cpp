@@ -177,8 +177,8 @@ PgConnection::PgConnection(const std::string& settings, const std::atomic<bool>*
     if (PQenterPipelineMode(connection_.get()) != 1 || PQsetnonblocking(connection_.get(), 1) != 0) throw lastError();
     const std::string timeout = settingOf(PQconninfo(connection_.get()), "connect_timeout");
     // libpq, too, waits for two seconds at least.
-    if (const int seconds = std::atoi(timeout.c_str()); seconds > 0)
-        patience_ = std::chrono::seconds(std::max(seconds, 2));
+    if (const long seconds = std::strtol(timeout.c_str(), nullptr, 10); seconds > 0)
+        patience_ = std::chrono::seconds(std::max(seconds, 2L));
 }
 
 PgConnection::~PgConnection() = default;

@@ -131,7 +131,7 @@ private:
         close();
         after_ = id;
     }
-    bool endsWith(int rows) const override { return static_cast<std::size_t>(rows) < asked_; }
+    bool endsWith(int rows) const override { return std::cmp_less(rows, asked_); }
 
     void close() noexcept {
         PgDataset& dataset = table().dataset();

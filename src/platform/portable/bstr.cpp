@@ -117,7 +117,7 @@ bool cacheIsWanted() {
 /// Enters the thread into the registry and takes it out again at its end.
 struct Membership {
     Membership() {
-        const std::lock_guard lock(registry.mutex);
+        const std::scoped_lock lock(registry.mutex);
         threadState.next = registry.first;
         if (registry.first) registry.first->previous = &threadState;
         registry.first = &threadState;
@@ -127,7 +127,7 @@ struct Membership {
     Membership(const Membership&) = delete;
     Membership& operator=(const Membership&) = delete;
     ~Membership() {
-        const std::lock_guard lock(registry.mutex);
+        const std::scoped_lock lock(registry.mutex);
         ThreadState& state = threadState;
         state.phase = Phase::Ended;
         (state.previous ? state.previous->next : registry.first) = state.next;
@@ -245,7 +245,7 @@ UINT SysStringByteLen(BSTR text) {
 }
 
 std::size_t PlatformHeldBstrs() {
-    const std::lock_guard lock(registry.mutex);
+    const std::scoped_lock lock(registry.mutex);
     std::ptrdiff_t held = registry.heldByEnded;
     for (const ThreadState* state = registry.first; state; state = state->next)
         held += state->held.load(std::memory_order_relaxed);

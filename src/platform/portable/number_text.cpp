@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 namespace ole {
 
@@ -22,7 +23,7 @@ int patternDigit(char16_t unit, unsigned base) {
     if (isDigit(unit)) value = unit - u'0';
     if (unit >= u'a' && unit <= u'f') value = unit - u'a' + 10;
     if (unit >= u'A' && unit <= u'F') value = unit - u'A' + 10;
-    return value < static_cast<int>(base) ? value : -1;
+    return std::cmp_less(value, base) ? value : -1;
 }
 
 /// Takes a text apart from left to right: signs, currency and parenthesis, the number, what may follow it.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace symbology_platform {
 
@@ -53,7 +54,7 @@ std::optional<Order> compareAscii(TextView left, TextView right) {
     while (leftAt < left.size() && rightAt < right.size()) {
         const WCHAR leftUnit = left[leftAt];
         const WCHAR rightUnit = right[rightAt];
-        if ((leftUnit | rightUnit) >= asciiUnits) return std::nullopt;
+        if (std::cmp_greater_equal(leftUnit | rightUnit, asciiUnits)) return std::nullopt;
         const unsigned leftWeight = primary[leftUnit];
         const unsigned rightWeight = primary[rightUnit];
         if (leftWeight != 0 && rightWeight != 0) {

@@ -84,7 +84,7 @@ std::string quotedBstr(BSTR text) {
 
 std::string typeName(VARTYPE type) {
     struct Name {
-        int type;
+        VARTYPE type;
         const char* name;
     };
     static constexpr Name names[] = {

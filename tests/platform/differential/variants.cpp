@@ -313,7 +313,7 @@ WideString randomNumberText(Random& random) {
     static constexpr std::string_view spoilers[] = {" ", "x", "-", "+", ",",  ".", "$",
                                                     "(", ")", "e", "%", "&H", "0", "1"};
     WideString text;
-    if (random.oneIn(6)) text += OLESTR(" ");
+    if (random.oneIn(6)) text += OLESTR(' ');
     if (random.oneIn(3)) text += random.oneIn(3) ? OLESTR("+") : OLESTR("-");
     text += digits(random, random.oneIn(4) ? 25 : 6);
     if (random.oneIn(6)) text += OLESTR(",") + digits(random, 4);
@@ -323,7 +323,7 @@ WideString randomNumberText(Random& random) {
         if (random.oneIn(2)) text += random.oneIn(3) ? OLESTR("+") : OLESTR("-");
         text += digits(random, 3);
     }
-    if (random.oneIn(8)) text += OLESTR(" ");
+    if (random.oneIn(8)) text += OLESTR(' ');
     if (random.oneIn(8)) {
         const std::uint32_t place = random.below(static_cast<std::uint32_t>(text.size()) + 1);
         text.insert(place, wide(random.pick(spoilers)));

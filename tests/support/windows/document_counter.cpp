@@ -16,7 +16,7 @@ HRESULT createDocument(DWORD, REFIID iid, void** object) {
     const HRESULT hr = CoCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IXMLDOMDocument),
                                         reinterpret_cast<void**>(&document.p));
     if (FAILED(hr)) return hr;
-    const std::lock_guard lock(guard);
+    const std::scoped_lock lock(guard);
     documents.push_back(document);
     return document->QueryInterface(iid, object);
 }
@@ -29,7 +29,7 @@ bool onlyOurs(IXMLDOMDocument* document) {
 /// Lets go of those that nobody else has. A test may have registered another factory; the next one has this again.
 std::size_t liveDocuments() {
     VelRegisterClass(CLSID_DOMDocument, createDocument);
-    const std::lock_guard lock(guard);
+    const std::scoped_lock lock(guard);
     std::erase_if(documents, [](const CComPtr<IXMLDOMDocument>& document) { return onlyOurs(document.p); });
     return documents.size();
 }

@@ -1,0 +1,70 @@
+// Short of memory: a run that is as with enough of it, or a line, and layers as they were.
+#include "tool_test.h"
+
+#include <filesystem>
+#include <string>
+
+namespace {
+
+constexpr unsigned long mebibyte = 1024UL * 1024UL;
+
+class Memory : public ToolTest, public testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override {
+        ToolTest::SetUp();
+        fresh = newDataset();
+        addManyBuoys(fresh, 2000);
+        addBuoys(fresh, "LIGHTS");
+        if (GetParam() != std::string("reset")) return;
+        ASSERT_EQ(cxml({"symbolize", data("every_rule.cxml"), fresh}).status, 0);
+    }
+    /// The command over a new copy of the dataset.
+    Outcome run(unsigned long room) {
+        std::filesystem::copy_file(fresh, dataset, std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::remove(dataset + "-journal");
+        ProcessOptions options;
+        options.addressSpaceLimit = room;
+        return cxml({GetParam(), data("every_rule.cxml"), dataset}, options);
+    }
+    std::string rowsOf(const std::string& of) const {
+        return sql(of, "SELECT count(*), count(SYMBOL_C), sum(length(COLOUR)), min(COLOUR), max(SYMBOL_C) FROM BOYLAT");
+    }
+
+    std::string fresh;
+    std::string dataset = inFolder("copy.gpkg");
+};
+
+// Every step of 128 KB below what it needs, then coarser ones: down to where not even the libraries are there.
+TEST_P(Memory, ThatEndsLeavesTheLayerAsItWas) {
+    unsigned long enough = 4096 * mebibyte;
+    const Outcome intact = run(enough);
+    const std::string before = rowsOf(fresh);
+    const std::string after = rowsOf(dataset);
+    ASSERT_EQ(intact.status, 0) << intact.err;
+    ASSERT_NE(before, after);
+    for (unsigned long step = enough / 2; step >= mebibyte / 2; step /= 2)
+        if (run(enough - step).status == 0) enough -= step;
+    int refused = 0;
+    for (unsigned long less = 0, step = mebibyte / 8; less < enough * 3 / 4; less += step) {
+        if (less >= 3 * mebibyte) step = less / 3;
+        const Outcome outcome = run(enough - less);
+        SCOPED_TRACE(std::to_string(less) + " bytes less: " + outcome.out + outcome.err);
+        if (outcome.status == 127) break;  // the program itself does not start
+        const std::string rows = rowsOf(dataset);
+        if (outcome.status == 0) {
+            EXPECT_EQ(rows, after);
+            continue;
+        }
+        ++refused;
+        EXPECT_FALSE(outcome.signalled) << outcome.status;
+        EXPECT_TRUE(outcome.status == 1 || outcome.status == 2) << outcome.status;
+        EXPECT_NE(outcome.err, "");
+        EXPECT_EQ(rows, before);
+    }
+    EXPECT_GT(refused, 20);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, Memory, testing::Values("symbolize", "reset"),
+                         [](const auto& command) { return std::string(command.param); });
+
+}  // namespace

@@ -1,0 +1,86 @@
+#include "out_of_memory.h"
+
+#include "host/gdal/gdal_workspace.h"
+#include "host/gdal/new_file.h"
+#include "text.h"
+#include "watched_process.h"
+
+#include <unistd.h>
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <new>
+
+namespace cxml {
+namespace {
+
+// A line in pieces, none of which is put together. Standard error that cannot be written has nobody to tell.
+void write(const char* text) noexcept {
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text, std::strlen(text));
+}
+
+[[noreturn]] void giveUp() noexcept {
+    embedded_host::NewFile::removeUnfinished();
+    sayGoodbye(ExitStatus::Failed);
+    _exit(static_cast<int>(ExitStatus::Failed));
+}
+
+[[noreturn]] void endOfGdal(const char* message) noexcept {
+    std::array<char, 500> line{};
+    std::strncpy(line.data(), message, line.size() - 1);
+    std::ranges::replace(line, '\n', ' ');
+    write("cxml: GDAL gave up: ");
+    write(line.data());
+    write("\n");
+    giveUp();
+}
+
+std::terminate_handler usualEnd = nullptr;
+
+[[noreturn]] void terminated() noexcept {
+    if (std::current_exception() && isOutOfMemory()) {
+        sayOutOfMemory();
+        giveUp();
+    }
+    usualEnd();
+    std::abort();
+}
+
+}  // namespace
+
+void sayOutOfMemory() noexcept {
+    write("cxml: out of memory\n");
+}
+
+void endOutOfMemory() noexcept {
+    std::cout.flush();
+    std::fflush(stdout);
+    sayOutOfMemory();
+    giveUp();
+}
+
+void installLastResorts() noexcept {
+    // What a thread has of its own is entered when it is first used, and the C library aborts when that needs memory.
+    SetErrorInfo(0, nullptr);
+    const CComBSTR first(OLESTR("first"));
+    usualEnd = std::set_terminate(terminated);
+    embedded_host::onFatalError(endOfGdal);
+}
+
+bool isOutOfMemory() noexcept {
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return true;
+    } catch (const CAtlException& failure) {
+        return failure.m_hr == E_OUTOFMEMORY;
+    } catch (...) {
+        return false;
+    }
+}
+
+}  // namespace cxml
