@@ -106,17 +106,13 @@ void Parser::guarded(Body&& body) noexcept {
 }
 
 LoadResult Parser::parse() {
-    struct FreeDocument {
-        void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
-    };
-    std::unique_ptr<xmlDoc, FreeDocument> document(
-        xmlCtxtReadIO(context_, readSource, nullptr, this, documentName, nullptr, options));
+    DocumentOwner document(xmlCtxtReadIO(context_, readSource, nullptr, this, documentName, nullptr, options));
     if (outOfMemory_) throw std::bad_alloc();
     if (!source_.failure().empty()) fail(source_.failure());
     if (!document) fail("The document is not well formed.");
     if (!failed() && !finishTree(document.get())) fail("Elements are nested too deeply.");
     if (failed()) return {nullptr, std::move(failure_)};
-    return {std::make_shared<Tree>(document.release()), {}};
+    return {std::make_shared<Tree>(std::move(document)), {}};
 }
 
 int Parser::readSource(void* parser, char* buffer, int size) noexcept {

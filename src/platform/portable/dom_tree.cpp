@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace symbology_platform::dom {
 
@@ -68,12 +69,12 @@ bool finishElement(xmlNode* element, int depth) {
 
 }  // namespace
 
-Tree::Tree(xmlDoc* document) : document_(document) {
+Tree::Tree(DocumentOwner document) : document_(std::move(document)) {
     if (!document_) throw std::bad_alloc();
 }
 
 std::shared_ptr<Tree> Tree::makeEmpty() {
-    return std::make_shared<Tree>(xmlNewDoc(reinterpret_cast<const xmlChar*>("1.0")));
+    return std::make_shared<Tree>(DocumentOwner(xmlNewDoc(reinterpret_cast<const xmlChar*>("1.0"))));
 }
 
 bool finishTree(xmlDoc* document) {

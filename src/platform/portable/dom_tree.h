@@ -8,23 +8,25 @@
 
 namespace symbology_platform::dom {
 
+struct FreeDocument {
+    void operator()(xmlDoc* document) const noexcept { xmlFreeDoc(document); }
+};
+using DocumentOwner = std::unique_ptr<xmlDoc, FreeDocument>;
+
 /// Owns a libxml2 document. Its structure never changes once it is shared: a second load makes another tree, and
 /// whoever holds a node of the old one keeps that alive.
 class Tree {
 public:
-    /// Takes the document over; null stands for memory that ran out.
-    explicit Tree(xmlDoc* document);
-    Tree(const Tree&) = delete;
-    Tree& operator=(const Tree&) = delete;
-    ~Tree() { xmlFreeDoc(document_); }
+    /// Null stands for memory that ran out.
+    explicit Tree(DocumentOwner document);
 
     static std::shared_ptr<Tree> makeEmpty();
 
-    xmlNode* documentNode() const { return reinterpret_cast<xmlNode*>(document_); }
-    xmlNode* root() const { return xmlDocGetRootElement(document_); }
+    xmlNode* documentNode() const { return reinterpret_cast<xmlNode*>(document_.get()); }
+    xmlNode* root() const { return xmlDocGetRootElement(document_.get()); }
 
 private:
-    xmlDoc* document_;
+    DocumentOwner document_;
 };
 
 /// A node and its share in the tree.
