@@ -7,7 +7,6 @@
 #include "python/py_ref.h"
 #include "python/python_error.h"
 
-#include <algorithm>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -17,9 +16,6 @@ namespace ConditionalXml {
 namespace {
 
 constexpr const char* moduleName = "CalcFields";
-
-/// The greatest length of any text that was generated, for statistics; guarded by the interpreter lock.
-unsigned longestGenerated = 0;
 
 /// Whether the buffer of a text would be beyond what its size can say.
 constexpr bool isTooLong(std::size_t length) {
@@ -247,7 +243,6 @@ bool Condition::callGenerate(const RowValueMap& rowValues) {
         return false;
     }
     generatedValue = std::move(accepted);
-    longestGenerated = std::max(longestGenerated, generatedValue.Length());
     return true;
 }
 
