@@ -3,6 +3,7 @@
 #include "api/faults.h"
 
 #include <gmock/gmock.h>
+#include <set>
 
 using namespace faults;
 
@@ -175,6 +176,95 @@ TEST_F(FaultsTest, runningWhenACallOfTheHostFails) {
     const Chart table;
     EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
     EXPECT_EQ(contentOf(*table), wholeRun);
+}
+
+/// The operations whose status counts: a message is sent whatever the answer, and an interface may be missing.
+vector<Op> operations() {
+    vector<Op> all;
+    for (unsigned op = 0; op < static_cast<unsigned>(Op::Count); ++op) all.push_back(static_cast<Op>(op));
+    std::erase_if(all, [](Op op) {
+        return op == Op::Any || op == Op::QueryInterface || op == Op::AddMessage || op == Op::AddError ||
+               op == Op::Document;
+    });
+    return all;
+}
+
+/// Calls `body` with each operation in each kind of workspace. \param least how many of them the body has to need.
+void withEachOperation(std::size_t least, const std::function<bool(Op, WorkspaceType)>& body) {
+    std::set<Op> needed;
+    for (const WorkspaceType type : {workspaceLocalDatabase, workspaceRemoteDatabase})
+        for (const Op op : operations()) {
+            SCOPED_TRACE("operation " + std::to_string(static_cast<unsigned>(op)) + ", workspace of type " +
+                         std::to_string(type));
+            if (body(op, type)) needed.insert(op);
+        }
+    EXPECT_GE(needed.size(), least);
+}
+
+TEST_F(FaultsTest, memoryThatRunsOutInTheHostIsNeverAnAnswer) {
+    SymbologyManager manager;
+    ASSERT_TRUE(manager.loadCXML(path, nullptr));
+    const memhost::FilterClassScope filters;
+    const struct {
+        const char* name;
+        std::size_t operations;  // at least
+        std::function<Outcome(const Chart&)> work;
+        Outcome outcome;
+    } rows[] = {
+        {"run", 24,
+         [&](const Chart& table) {
+             return attempt([&] { return manager.symbolize(table->featureClass(), nullptr, nullptr); });
+         },
+         Outcome::OutOfMemory},
+        {"selection", 24,
+         [&](const Chart& table) {
+             const auto selection = table->select({1, 2, 3});
+             return attempt([&] { return manager.symbolize(table->featureClass(), selection, nullptr); });
+         },
+         Outcome::OutOfMemory},
+        {"single row", 18,
+         [&](const Chart& table) {
+             bool changed = false;
+             const auto row = table->row(0);
+             return attempt([&] { return manager.symbolize(row.p, &changed, nullptr); });
+         },
+         Outcome::False},
+        {"reset", 5,
+         [&](const Chart& table) { return attempt([&] { return manager.resetReps(table->featureClass()); }); },
+         Outcome::OutOfMemory},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        withEachOperation(row.operations, [&](Op op, WorkspaceType type) {
+            for (long nth = 1;; ++nth) {
+                const Chart table(type);
+                const FaultScope fault({.op = op, .status = E_OUTOFMEMORY, .nth = nth});
+                const Outcome outcome = row.work(table);
+                if (!fault.hit()) return nth > 1;
+                EXPECT_EQ(outcome, row.outcome) << "call " << nth;
+            }
+        });
+    }
+}
+
+TEST_F(FaultsTest, anySuccessOfTheHostIsOne) {
+    SymbologyManager manager;
+    ASSERT_TRUE(manager.loadCXML(path, nullptr));
+    const memhost::FilterClassScope filters;
+    withEachOperation(22, [&](Op op, WorkspaceType type) {
+        if (op == Op::CursorNextRow || op == Op::IdsNext) return false;  // theirs is the end
+        const Chart table(type);
+        const FaultScope fault({.op = op, .status = S_FALSE, .everAfter = true, .out = Out::Filled});
+        EXPECT_TRUE(manager.symbolize(table->featureClass(), nullptr, nullptr));
+        EXPECT_EQ(contentOf(*table), wholeRun);
+        bool changed = false;
+        const auto row = table->row(1);
+        EXPECT_TRUE(manager.symbolize(row.p, &changed, nullptr));
+        EXPECT_TRUE(manager.resetReps(table->featureClass()));
+        EXPECT_EQ(table->text(0, "SYMBOL_C"), "NULL");
+        EXPECT_EQ(table->text(0, "LABEL"), "NULL");
+        return fault.hit();
+    });
 }
 
 TEST_F(FaultsTest, selectionAndSingleRowWhenACallOfTheHostFails) {
