@@ -93,6 +93,12 @@ std::string resultOfPythonsOwnModule(const std::string& source) {
     return copy;
 }
 
+void forgetNamesOfModules() {
+    const HostLock lock;
+    PyDict_DelItemString(PyInterpreterState_GetDict(PyInterpreterState_Get()), "CalcFields");
+    PyErr_Clear();
+}
+
 FailingPythonMemory::FailingPythonMemory() {
     static PyMethodDef function{"fail_allocation", failAllocation, METH_O, nullptr};
     const HostLock lock;

@@ -33,6 +33,9 @@ bool runHostPython(const std::string& code);
 /// What the function "Generate" of the source returns where Python itself makes the module, entered as CalcFields.
 std::string resultOfPythonsOwnModule(const std::string& source);
 
+/// Has the interpreter forget what the library keeps in it between calls, so that the next one is like the first.
+void forgetNamesOfModules();
+
 /// From a call of the Python function `fail_allocation(n)` on, the n-th allocation of Python fails, once. Objects of
 /// this are not nested.
 class FailingPythonMemory {

@@ -117,12 +117,16 @@ TEST(Module, whatIsKeptOfItStaysWhole) {
 }
 
 TEST(Module, anEntryOfSomeoneElsesIsReplacedAndStaysWhole) {
-    ASSERT_TRUE(
-        runHostPython("import sys, types; mine = types.ModuleType('CalcFields'); mine.x = 1; "
-                      "sys.modules['CalcFields'] = mine"));
-    LoadedExpression loaded("def Generate(): return 'x'");
-    EXPECT_TRUE(loaded.generate());
-    EXPECT_TRUE(runHostPython("assert mine.x == 1 and sys.modules['CalcFields'] is not mine; del mine"));
+    for (const bool firstCall : {true, false}) {
+        if (firstCall) forgetNamesOfModules();
+        ASSERT_TRUE(
+            runHostPython("import sys, types; mine = types.ModuleType('CalcFields'); mine.x = 1; "
+                          "before = dict(vars(mine)); sys.modules['CalcFields'] = mine"));
+        LoadedExpression loaded("def Generate(): return 'x'");
+        EXPECT_TRUE(loaded.generate());
+        EXPECT_TRUE(runHostPython("assert vars(mine) == before and sys.modules['CalcFields'] is not mine; del mine"))
+            << (firstCall ? "first call" : "later call");
+    }
 }
 
 TEST(Module, modulesOfTheStandardLibraryCanBeImported) {
