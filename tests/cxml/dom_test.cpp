@@ -30,6 +30,7 @@ private:
 
 CComVariant valueOfType(VARTYPE type) {
     CComVariant value;
+    value.llVal = 0;  // no object, no text
     value.vt = type;
     return value;
 }

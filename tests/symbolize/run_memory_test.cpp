@@ -1,7 +1,5 @@
 // Runs while memory runs out, in a rule or in the host: nobody may take that for an answer.
-#include "memhost/messages.h"
-#include "memhost/query_filter.h"
-#include "memhost/table.h"
+#include "api/faults.h"
 #include "support/calling_rule.h"
 #include "support/loaded_manager.h"
 #include "symbolize/table_manager.h"
@@ -83,6 +81,61 @@ TEST_F(RunMemoryTest, outOfMemoryInTheHostEndsTheRun) {
         EXPECT_TRUE(table->updates.empty());
         EXPECT_TRUE(messages->entries().empty());
         expectEmptyTableManager();
+    }
+}
+
+/// Neither that it holds nor that it does not: what is compared could not be had.
+TEST(RuleMemoryTest, outOfMemoryInWhatARuleComparesEndsTheRun) {
+    const struct {
+        const char* name;
+        const char* rule;
+    } rows[] = {
+        {"number like a text", "<rule type='A' operator='like' field='NUMBER' value='4*'/>"},
+        {"number as a text", "<rule type='A' operator='equal' field='NUMBER' value='4.5'/>"},
+        {"number between texts",
+         "<rule type='A' operator='between' field='NUMBER'><value>4</value><value>5</value></rule>"},
+        {"text and the number of another field",
+         "<rule type='A' operator='equal' field='LENGTH' fieldValue='NUMBER'/>"},
+        {"list of what are no short numbers", "<rule type='L' operator='containsany' field='CODES' value='7'/>"},
+        {"number in a where clause",
+         "<rule type='Q' operator='exists' table='Lights'><query>HEIGHT = %s</query><params>"
+         "<param value='NUMBER'/></params></rule>"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        faults::withEachAllocationFailing(1, [&](const MemoryPlan& plan) {
+            SymbologyManager manager =
+                managerOf("<conditionMap name='m'><featureClass name='Buoy'><condition rulename='R'>" +
+                          std::string(row.rule) + "</condition></featureClass></conditionMap>");
+            const auto lights = Table("Lights").field("HEIGHT", VT_R8).row({4.5}).build();
+            lights->answerWhere = [](const std::string& where) {
+                return where == "HEIGHT = 4.5" ? std::vector<ObjectId>{1} : std::vector<ObjectId>{};
+            };
+            const auto table = Table("Buoy")
+                                   .symbologyFields()
+                                   .field("NUMBER", VT_R8)
+                                   .field("LENGTH", VT_BSTR)
+                                   .field("CODES", VT_BSTR)
+                                   .row({nullptr, nullptr, nullptr, nullptr, 4.5, "4.5", " 3,7.0,x"})
+                                   .build();
+            const auto workspace = make<memhost::Workspace>(workspaceLocalDatabase);
+            workspace->add(datasetTable, lights);
+            workspace->add(datasetFeatureClass, table);
+            faults::Outcome outcome{};
+            bool hit = false;
+            {
+                const MemoryFault fault(plan);
+                outcome = faults::attempt([&] { return manager.symbolize(table->featureClass(), nullptr, nullptr); });
+                hit = fault.hit();
+            }
+            if (onPortablePlatform()) {
+                EXPECT_EQ(outcome, hit ? faults::Outcome::OutOfMemory : faults::Outcome::True);
+            }
+            if (outcome == faults::Outcome::True) {
+                EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"R\"");
+            }
+            return hit;
+        });
     }
 }
 
