@@ -91,12 +91,9 @@ TEST(RuleMemoryTest, outOfMemoryInWhatARuleComparesEndsTheRun) {
         const char* rule;
     } rows[] = {
         {"number like a text", "<rule type='A' operator='like' field='NUMBER' value='4*'/>"},
-        {"number as a text", "<rule type='A' operator='equal' field='NUMBER' value='4.5'/>"},
-        {"number between texts",
-         "<rule type='A' operator='between' field='NUMBER'><value>4</value><value>5</value></rule>"},
         {"text and the number of another field",
          "<rule type='A' operator='equal' field='LENGTH' fieldValue='NUMBER'/>"},
-        {"list of what are no short numbers", "<rule type='L' operator='containsany' field='CODES' value='7'/>"},
+        {"list of numbers", "<rule type='L' operator='containsany' field='CODES' value='7'/>"},
         {"number in a where clause",
          "<rule type='Q' operator='exists' table='Lights'><query>HEIGHT = %s</query><params>"
          "<param value='NUMBER'/></params></rule>"},
