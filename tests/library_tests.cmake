@@ -53,6 +53,7 @@ symbology_test(library_tests
     symbolize/row_symbolization_test.cpp
     symbolize/run_memory_test.cpp
     symbolize/runs_test.cpp
+    symbolize/single_row_test.cpp
     symbolize/table_manager_test.cpp
     ${library_tests_expressions}
     ${library_tests_dom}

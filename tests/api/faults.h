@@ -74,7 +74,7 @@ private:
 };
 
 /// What must not be missing of a kept condition: its rules, what they compare with, and what the queries among them
-/// ask.
+/// ask and fetch.
 inline string signatureOf(const ConditionalXml::Condition& condition) {
     string text = std::to_string(condition.rules.size()) + " rules";
     for (const auto& rule : condition.rules) {
@@ -84,6 +84,8 @@ inline string signatureOf(const ConditionalXml::Condition& condition) {
         }
         if (const auto* query = dynamic_cast<const ConditionalXml::QueryRule*>(rule.get()))
             text += ", " + std::to_string(query->where.pieces().size()) + " pieces";
+        if (const auto* fetch = dynamic_cast<const ConditionalXml::QueryRuleFetch*>(rule.get()))
+            text += fetch->fetchFields.empty() ? ", no field" : ", fields";  // one that cannot be read is left out
     }
     return text;
 }

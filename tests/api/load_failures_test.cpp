@@ -1,4 +1,5 @@
 // SymbologyManager::loadCXML: what a DOM can answer that does not load.
+#include "api/document_loader.h"
 #include "api/load_fixture.h"
 #include "cxml/faulty_dom.h"
 
@@ -61,6 +62,22 @@ TEST_F(LoadFailureTest, longerParseErrorTextBecomesEmptyNotCut) {
 TEST_F(LoadFailureTest, parseErrorWithoutReasonAndSource) {
     const FaultyDomScope dom({.error = FakeParseError{}});
     EXPECT_EQ(thrownBy("any.xml"), "Failed to parse CXML:  [Source:  : Line 0 Column 0]\n");
+}
+
+/// With a list left out it would be another document.
+TEST_F(LoadFailureTest, documentOfWhichAnyCallFailsDoesNotLoad) {
+    const CComBSTR bare = memhost::bstr(folder.write("bare.xml", "<conditionMap name='m'/>"));
+    const FaultyDomScope dom;
+    const CComPtr<IXMLDOMDocument> document = ConditionalXml::loadDocument(bare);
+    for (long nth = 1;; ++nth) {
+        const memhost::FaultScope fault({.op = memhost::Op::Document, .nth = nth});
+        ConditionalXml::ConditionMap map;
+        const bool loaded = map.load(bare, document, nullptr);
+        EXPECT_EQ(loaded, !fault.hit()) << "call " << nth;
+        if (fault.hit()) continue;
+        EXPECT_EQ(nth, 11) << "four for the name, two for each of the three lists";
+        break;
+    }
 }
 
 }  // namespace

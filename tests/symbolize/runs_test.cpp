@@ -1,17 +1,12 @@
-// Runs over a feature class or a selection of it, and over single rows: what the host is asked for, and its failures.
-#include "symbolize/runs.h"
+// Runs over a feature class or a selection of it: what the host is asked for, and its failures.
 #include "host/velcore/class_registry.h"
-#include "memhost/messages.h"
 #include "memhost/query_filter.h"
-#include "memhost/table.h"
 #include "memhost/workspace.h"
 #include "support/calling_rule.h"
-#include "support/loaded_manager.h"
 #include "support/loaded_map.h"
-#include "symbolize/table_manager.h"
+#include "symbolize/run_fixture.h"
 
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 namespace {
 
@@ -29,31 +24,6 @@ using memhost::TableObject;
 using memhost::Workspace;
 using std::string;
 using std::vector;
-
-/// Symbol R for COLOUR 3, turned by 30; by subtype 7 symbol S.
-constexpr const char* document = R"(<conditionMap name='m'><featureClass name='Buoy'>
-  <condition rulename='R' angle='30'><rule type='A' operator='equal' field='COLOUR' value='3'/></condition>
-  <subtype number='7'><condition rulename='S'/></subtype>
-</featureClass></conditionMap>)";
-
-class RunTest : public testing::Test {
-protected:
-    Table buoys() const {
-        Table table("db.Boylat");
-        return table.alias("buoy").symbologyFields().field("COLOUR", VT_I4).field("KIND", VT_I4).field("NOTE", VT_BSTR);
-    }
-    bool run(TableObject* table, ISelectionSet* selection = nullptr) {
-        return manager.symbolize(table->featureClass(), selection, messages);
-    }
-    ConditionalXml::FeatureClassRule& rule() const { return ruleOf(manager, "BUOY"); }
-    void expectEmptyTableManager() const {
-        EXPECT_EQ(rule().tableManager->workspace.p, nullptr);
-        EXPECT_TRUE(rule().tableManager->tables.empty());
-    }
-
-    SymbologyManager manager = managerOf(document);
-    CComPtr<Messages> messages = make<Messages>();
-};
 
 TEST_F(RunTest, changedRowsAreWrittenBackThroughTheCursor) {
     const auto table = buoys()
@@ -187,6 +157,34 @@ TEST_F(RunTest, tableManagerKnowsTheClassDuringTheRun) {
     EXPECT_EQ(calls, 2);
     expectEmptyTableManager();
     EXPECT_EQ(workspace->references(), 1U);
+}
+
+TEST_F(RunTest, workspaceIsThatOfTheClassWhenRowsDoNotTellTheirTable) {
+    const auto table = buoys().row({}).build();
+    const auto workspace = make<Workspace>(workspaceFileSystem);
+    workspace->add(datasetFeatureClass, table);
+    int calls = 0;
+    CallingRule::enter(rule(), [&](auto&, auto*) {
+        ++calls;
+        EXPECT_EQ(textsOf(rule().tableManager->tables), vector<string>{"BUOY"});
+        EXPECT_EQ(rule().tableManager->workspace.p, workspace.p);
+        return false;
+    });
+    const FaultScope fault({.op = Op::RowGetTable, .everAfter = true});
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(calls, 1);
+    expectEmptyTableManager();
+}
+
+TEST_F(RunTest, classThatIsNoDatasetHasNoWorkspace) {
+    const auto table = buoys().row({}).build();
+    table->hide<IDataset>();
+    CallingRule::enter(rule(), [&](auto&, auto*) {
+        EXPECT_EQ(rule().tableManager->workspace.p, nullptr);
+        return true;
+    });
+    EXPECT_TRUE(run(table));
+    EXPECT_EQ(table->text(0, "SYMBOL_C"), "NULL");
 }
 
 TEST_F(RunTest, failedRowIsReportedOnceAndTheRunGoesOn) {
@@ -446,54 +444,6 @@ TEST_F(RunTest, classWhoseConfigurationWasWrittenInSmallLetters) {
     const auto table = buoys().alias("bUoY").row({}).build();
     EXPECT_TRUE(run(table));
     EXPECT_EQ(table->text(0, "SYMBOL_C"), "\"A\"");
-}
-
-class SingleRowTest : public RunTest {
-protected:
-    bool run(IRow* row) {
-        return ConditionalXml::symbolizeSingleRow(*SymbologyManagerAccess::currentMap(manager), row);
-    }
-};
-
-TEST_F(SingleRowTest, answersWhetherTheRowChanged) {
-    const auto table =
-        buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).row({"R", nullptr, nullptr, 30.0, 3}).build();
-    EXPECT_TRUE(run(table->row(0)));
-    EXPECT_FALSE(run(table->row(1)));
-    EXPECT_TRUE(table->updates.empty());
-    expectEmptyTableManager();
-}
-
-TEST_F(SingleRowTest, subtypeOfTheRow) {
-    const auto table = buoys().subtypes("KIND").row({nullptr, nullptr, nullptr, nullptr, 3, 7}).build();
-    const auto row = table->row(0);
-    EXPECT_TRUE(run(row));
-    EXPECT_EQ(memhost::describe(row->value("SYMBOL_C")), "\"S\"");
-}
-
-TEST_F(SingleRowTest, tablesWithoutConfigurationAreFalse) {
-    const auto other = buoys().alias("Beacon").row({}).build();
-    EXPECT_FALSE(run(other->row(0)));
-    const auto plain = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
-    plain->hide<IObjectClass>();
-    EXPECT_FALSE(run(plain->row(0)));
-}
-
-TEST_F(SingleRowTest, hostThatFailsIsFalse) {
-    const auto table = buoys().row({nullptr, nullptr, nullptr, nullptr, 3}).build();
-    for (const Op op : {Op::RowGetTable, Op::ClassGetAliasName, Op::RowGetFields, Op::RowGetValue})
-        for (const Out out : {Out::Null, Out::Untouched, Out::Filled}) {
-            const FaultScope fault({.op = op, .out = out});
-            EXPECT_FALSE(run(table->row(0))) << static_cast<int>(op);
-            EXPECT_TRUE(fault.hit());
-            expectEmptyTableManager();
-        }
-}
-
-TEST_F(SingleRowTest, fieldErrorLeavesWithAnEmptyTableManager) {
-    const auto table = Table("x").alias("Buoy").field("COLOUR", VT_I4).row({3}).build();
-    EXPECT_THROW(run(table->row(0)), std::runtime_error);
-    expectEmptyTableManager();
 }
 
 }  // namespace

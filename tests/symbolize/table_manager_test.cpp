@@ -176,9 +176,23 @@ TEST_F(TableManagerTest, rowsOfHostsThatFail) {
             const FaultScope fault({.op = op, .everAfter = true, .out = out});
             manager.attach(buoys->row(0));
             EXPECT_TRUE(fault.hit()) << static_cast<int>(op);
+            EXPECT_EQ(textsOf(manager.tables),
+                      op == Op::DatasetGetWorkspace ? vector<string>{"BOYLAT"} : vector<string>{})
+                << static_cast<int>(op);
             manager.reset();
         }
     EXPECT_EQ(buoys->references(), 2U);
+}
+
+TEST_F(TableManagerTest, rowsOfHostsThatSucceedOtherwiseThanWithOk) {
+    for (const Op op : {Op::RowGetTable, Op::DatasetGetName, Op::DatasetGetWorkspace}) {
+        const FaultScope fault({.op = op, .status = S_FALSE, .out = Out::Filled});
+        manager.attach(buoys->row(0));
+        EXPECT_TRUE(fault.hit()) << static_cast<int>(op);
+        EXPECT_EQ(textsOf(manager.tables), vector<string>{"BOYLAT"}) << static_cast<int>(op);
+        EXPECT_EQ(manager.workspace.p, workspace.p) << static_cast<int>(op);
+        manager.reset();
+    }
 }
 
 }  // namespace
