@@ -206,10 +206,11 @@ CComBSTR acceptedText(PyObject* text) {
     return makeBstr(WideView(accepted, length));
 }
 
-/// Tells the debugger about a result that is not accepted.
-void refuse(const char* why, const Condition& condition) {
+/// Tells the debugger about a result that is not accepted. \return false: there is none.
+bool refuse(const char* why, const Condition& condition) {
     const std::string text = why + narrow(condition.expressionText);
     OutputDebugStringA(text.c_str());
+    return false;
 }
 
 }  // namespace
@@ -232,15 +233,12 @@ bool Condition::callGenerate(const RowValueMap& rowValues) {
     }
     const PyRef result(PyObject_CallObject(function.get(), arguments.get()));
     if (!result) reportPythonError(*this);
-    if (result.get() != Py_None && !PyUnicode_Check(result.get())) {
-        refuse("Unexpected return type from python function:\n", *this);
-        return false;
-    }
+    if (result.get() != Py_None && !PyUnicode_Check(result.get()))
+        return refuse("Unexpected return type from python function:\n", *this);
     CComBSTR accepted = result.get() == Py_None ? makeBstr({}) : acceptedText(result.get());
     if (!accepted) {
         PyErr_Clear();
-        refuse("Failed to convert return value to unicode string from python function:\n", *this);
-        return false;
+        return refuse("Failed to convert return value to unicode string from python function:\n", *this);
     }
     generatedValue = std::move(accepted);
     return true;

@@ -70,8 +70,7 @@ ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> con
         positions_ = std::max(positions_, leading.back());
     }
     collect(leading);
-    settledUpTo_.resize(unsettled_.size());
-    findSettled();
+    settledUpTo_.resize(unsettled_.size());  // nothing is settled yet
     failed_.resize(positions_ * words_);
     answer_.resize((1 + positions_) * words_);
     constexpr std::size_t budget = 262144;  // words per field: 2 MB

@@ -137,6 +137,7 @@ TEST(TextsTest, embeddedZerosSurvive) {
 
 TEST(TextsTest, emptyTextIsAnAllocatedBstr) {
     EXPECT_NE(ConditionalXml::makeBstr({}).m_str, nullptr);
+    EXPECT_NE(ConditionalXml::widen("").m_str, nullptr);
     EXPECT_EQ(ConditionalXml::view(nullptr).size(), 0U);
 }
 

@@ -114,6 +114,16 @@ TEST(FeatureClassRuleTest, replacedConfigurationStaysWithItsHolder) {
     EXPECT_EQ(ruleNames(held->defaultConditions), vector<string>{"A"});
 }
 
+TEST(FeatureClassRuleTest, mergedConfigurationIsTheOneThatWasThere) {
+    const LoadedMap loaded(map("<featureClass name='BUOY'><condition rulename='A'/></featureClass>"));
+    const auto held = loaded.map->find(bstr("BUOY"));
+    const auto document = parseDocument(map("<featureClass name='BUOY'><condition rulename='B'/></featureClass>"));
+    const auto second = ConditionalXml::FeatureClassRule::load(selectNode(document, "/conditionMap/featureClass"),
+                                                               *loaded.map, nullptr);
+    EXPECT_EQ(second, held);
+    EXPECT_EQ(ruleNames(held->defaultConditions), (vector<string>{"A", "B"}));
+}
+
 struct NumberCase {
     const char* name;
     const char* number;

@@ -151,6 +151,7 @@ TEST_F(TableManagerTest, resetReleasesEverything) {
     manager.getTable(bstr("Lights"));
     manager.attach(buoys->row(0));
     manager.reset();
+    EXPECT_EQ(manager.attachedName().Length(), 0U);
     EXPECT_EQ(manager.workspace.p, nullptr);
     EXPECT_TRUE(manager.tables.empty());
     EXPECT_EQ(lights->references(), 2U);
