@@ -7,6 +7,7 @@
 #include "python/py_ref.h"
 #include "python/python_error.h"
 
+#include <algorithm>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -16,6 +17,9 @@ namespace ConditionalXml {
 namespace {
 
 constexpr const char* moduleName = "CalcFields";
+
+/// The greatest length of any text that was generated, for statistics; guarded by the interpreter lock.
+unsigned longestGenerated = 0;
 
 /// Whether the buffer of a text would be beyond what its size can say.
 constexpr bool isTooLong(std::size_t length) {
@@ -241,6 +245,7 @@ bool Condition::callGenerate(const RowValueMap& rowValues) {
         return refuse("Failed to convert return value to unicode string from python function:\n", *this);
     }
     generatedValue = std::move(accepted);
+    longestGenerated = std::max(longestGenerated, generatedValue.Length());
     return true;
 }
 
