@@ -167,6 +167,7 @@ inline void withEachAllocationFailing(long least, const std::function<bool(const
                 const std::size_t objects = memhost::liveObjects();
                 const std::size_t systemObjects = liveSystemObjects();
                 const bool hit = body({memory, nth, allAfter});
+                SetErrorInfo(0, nullptr);  // the thread's error object belongs to nobody here
                 EXPECT_EQ(heldBstrs(), texts);
                 EXPECT_EQ(memhost::liveObjects(), objects);
                 EXPECT_EQ(liveSystemObjects(), systemObjects);

@@ -65,7 +65,9 @@ TEST_F(FaultsTest, loadingWhatDoesNotLoadWhenAnAllocationFails) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const CComBSTR broken = bstr(folder.write("broken.xml", row.xml));
-        withEachAllocationFailing(3, [&](const MemoryPlan& plan) {
+        // MSXML has its own allocator.
+        const long least = onPortablePlatform() ? 3 : 1;
+        withEachAllocationFailing(least, [&](const MemoryPlan& plan) {
             SymbologyManager manager;
             Outcome outcome{};
             bool hit = false;

@@ -20,7 +20,6 @@ using memhost::Messages;
 using memhost::Op;
 using memhost::Out;
 using memhost::Table;
-using memhost::TableObject;
 using memhost::Workspace;
 using std::string;
 using std::vector;
