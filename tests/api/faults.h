@@ -8,6 +8,7 @@
 #include "memhost/workspace.h"
 #include "rules/query_rules.h"
 #include "support/documents.h"
+#include "support/leak_check.h"
 #include "support/memory_fault.h"
 #include "symbology/symbology_manager.h"
 
@@ -163,14 +164,9 @@ inline void withEachAllocationFailing(long least, const std::function<bool(const
             long nth = 1;
             for (;; ++nth) {
                 SCOPED_TRACE("allocation " + std::to_string(nth));
-                const std::size_t texts = heldBstrs();
-                const std::size_t objects = memhost::liveObjects();
-                const std::size_t systemObjects = liveSystemObjects();
+                const auto before = liveCounts();
                 const bool hit = body({memory, nth, allAfter});
-                SetErrorInfo(0, nullptr);  // the thread's error object belongs to nobody here
-                EXPECT_EQ(heldBstrs(), texts);
-                EXPECT_EQ(memhost::liveObjects(), objects);
-                EXPECT_EQ(liveSystemObjects(), systemObjects);
+                EXPECT_EQ(liveCounts(), before);
                 if (testing::Test::HasFailure()) return;
                 if (!hit) break;
             }

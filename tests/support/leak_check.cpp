@@ -33,6 +33,13 @@ class LeakCheck : public testing::EmptyTestEventListener {
 
 }  // namespace
 
+std::vector<std::pair<std::string, std::size_t>> liveCounts() {
+    SetErrorInfo(0, nullptr);
+    std::vector<std::pair<std::string, std::size_t>> counts;
+    for (const Counter& counter : counters()) counts.emplace_back(counter.name, counter.count());
+    return counts;
+}
+
 void registerLiveCounter(const char* name, std::size_t (*count)()) {
     // The system's come last: objects that a counter lets go of may hold texts.
     counters().insert(counters().begin(), {name, count, 0});
