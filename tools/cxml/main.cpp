@@ -92,9 +92,9 @@ ExitStatus run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    cxml::installLastResorts();
     ExitStatus status = ExitStatus::Failed;
     try {
+        cxml::installLastResorts();
         status = withOutputWritten(run(argc, argv));
     } catch (...) {
         status = complainOfException();

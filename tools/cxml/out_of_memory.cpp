@@ -63,7 +63,7 @@ void endOutOfMemory() noexcept {
     giveUp();
 }
 
-void installLastResorts() noexcept {
+void installLastResorts() {
     // What a thread has of its own is entered when it is first used, and the C library aborts when that needs memory.
     SetErrorInfo(0, nullptr);
     const CComBSTR first(OLESTR("first"));

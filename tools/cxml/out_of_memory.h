@@ -8,7 +8,7 @@ void sayOutOfMemory() noexcept;
 
 /// From now on libraries that cannot go on without memory, and exceptions about it that meet a noexcept, end the
 /// process at once, with a line and status 1. What is not committed is rolled back by whoever opens the dataset next.
-void installLastResorts() noexcept;
+void installLastResorts();
 
 /// Whether the exception that is being handled tells of memory that ran out.
 bool isOutOfMemory() noexcept;
