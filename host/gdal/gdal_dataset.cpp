@@ -172,12 +172,23 @@ WorkspaceType GdalDataset::type() const noexcept {
     return sqlite_ || isSqliteFile(*gdal_) ? workspaceLocalDatabase : workspaceFileSystem;
 }
 
+// GDAL takes metadata that it fails to read for none, and says nothing.
+void GdalDataset::checkLastStatement() const {
+    if (!sqlite_) return;
+    constexpr std::array failures{SQLITE_IOERR,    SQLITE_BUSY,    SQLITE_LOCKED,
+                                  SQLITE_PROTOCOL, SQLITE_CORRUPT, SQLITE_NOMEM};
+    const int status = sqlite3_errcode(sqlite_) & 0xFF;
+    if (std::ranges::find(failures, status) != failures.end()) throw HostError(sqlite3_errmsg(sqlite_));
+}
+
 template <class Question>
 auto GdalDataset::described(Question&& question) {
     try {
         const GdalErrors errors;
+        if (sqlite_) sqlite3_exec(sqlite_, "", nullptr, nullptr, nullptr);  // forgets how an earlier statement ended
         auto answer = question();
         if (errors.any()) throw HostError(errors.text({}));
+        checkLastStatement();
         return answer;
     } catch (const HostError& error) {
         const std::string text = name() + ": cannot be read: " + error.what();
@@ -216,8 +227,10 @@ std::vector<Dataset::Entry> GdalDataset::hiddenEntries() {
 std::vector<Dataset::Entry> GdalDataset::entries() {
     return described([&] {
         std::vector<Entry> entries;
-        for (OGRLayer* layer : gdal_->GetLayers())
+        for (OGRLayer* layer : gdal_->GetLayers()) {
             entries.push_back({layer->GetName(), aliasOf(*layer), isSpatial(*layer)});
+            checkLastStatement();
+        }
         std::ranges::move(hiddenEntries(), std::back_inserter(entries));
         return entries;
     });

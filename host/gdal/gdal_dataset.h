@@ -63,6 +63,7 @@ private:
     // is not what is not there.
     template <class Question>
     auto described(Question&& question);
+    void checkLastStatement() const;
     [[noreturn]] void failForMissing(const std::string& layer);
     void endStatementsOn(const std::atomic<bool>& stop) noexcept;
     // Tables that the contents name and GDAL does not show.
