@@ -48,7 +48,7 @@ protected:
 private:
     template <class Interface>
     bool answerFor(REFIID iid, void** object) {
-        using Base = ExtendedInterface<Interface>::Type;
+        using Base = typename ExtendedInterface<Interface>::Type;
         if (iid == __uuidof(Interface))
             *object = static_cast<Interface*>(this);
         else if (iid == __uuidof(Base))

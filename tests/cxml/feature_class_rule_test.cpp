@@ -14,6 +14,11 @@ string map(std::string_view content) {
     return "<conditionMap name='m'>" + string(content) + "</conditionMap>";
 }
 
+std::shared_ptr<ConditionalXml::FeatureClassRule> loadInto(ConditionalXml::ConditionMap& loaded, const char* element) {
+    const auto document = parseDocument(map(element));
+    return ConditionalXml::FeatureClassRule::load(selectNode(document, "/conditionMap/featureClass"), loaded, nullptr);
+}
+
 vector<LONG> codes(const ConditionalXml::FeatureClassRule& rule) {
     vector<LONG> found;
     for (const auto& [code, conditions] : rule.subtypeConditions) found.push_back(code);
@@ -106,9 +111,7 @@ TEST(FeatureClassRuleTest, mergingDependsOnTheSpellingOfTheSecondName) {
 TEST(FeatureClassRuleTest, replacedConfigurationStaysWithItsHolder) {
     const LoadedMap loaded(map("<featureClass name='Buoy'><condition rulename='A'/></featureClass>"));
     const auto held = loaded.map->find(bstr("BUOY"));
-    const auto document = parseDocument(map("<featureClass name='Buoy'/>"));
-    const auto second = ConditionalXml::FeatureClassRule::load(selectNode(document, "/conditionMap/featureClass"),
-                                                               *loaded.map, nullptr);
+    const auto second = loadInto(*loaded.map, "<featureClass name='Buoy'/>");
     EXPECT_NE(second, held);
     EXPECT_EQ(loaded.map->find(bstr("BUOY")), second);
     EXPECT_EQ(ruleNames(held->defaultConditions), vector<string>{"A"});
@@ -117,9 +120,7 @@ TEST(FeatureClassRuleTest, replacedConfigurationStaysWithItsHolder) {
 TEST(FeatureClassRuleTest, mergedConfigurationIsTheOneThatWasThere) {
     const LoadedMap loaded(map("<featureClass name='BUOY'><condition rulename='A'/></featureClass>"));
     const auto held = loaded.map->find(bstr("BUOY"));
-    const auto document = parseDocument(map("<featureClass name='BUOY'><condition rulename='B'/></featureClass>"));
-    const auto second = ConditionalXml::FeatureClassRule::load(selectNode(document, "/conditionMap/featureClass"),
-                                                               *loaded.map, nullptr);
+    const auto second = loadInto(*loaded.map, "<featureClass name='BUOY'><condition rulename='B'/></featureClass>");
     EXPECT_EQ(second, held);
     EXPECT_EQ(ruleNames(held->defaultConditions), (vector<string>{"A", "B"}));
 }

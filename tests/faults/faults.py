@@ -196,8 +196,9 @@ OURS = re.compile(r"(cxml|MARKS|BOYLAT): \S")
 
 def what_is_wrong(outcome, before, intact, calls):
     """Why the outcome of a run with a fault may not be; None when it may."""
+    err = outcome.err
     if calls == "memory":  # of which libraries may complain by themselves, even when they then go on
-        outcome.err = "".join(line for line in outcome.err.splitlines(True) if OURS.match(line))
+        err = "".join(line for line in err.splitlines(True) if OURS.match(line))
     if outcome.status is None:
         return "it hangs"
     if calls == "memory" and outcome.status == -signal.SIGSEGV and not before:
@@ -208,13 +209,13 @@ def what_is_wrong(outcome, before, intact, calls):
         return f"it leaves {', '.join(outcome.left)} behind"
     if wrong := layers_wrong(outcome, before, intact):
         return f"half written: {', '.join(wrong)}"
-    if outcome.status == intact.status and (outcome.out, outcome.err) == (intact.out, intact.err):
+    if outcome.status == intact.status and (outcome.out, err) == (intact.out, intact.err):
         return None if outcome.rows == intact.rows else "it says that all is well, and rows are missing"
     if outcome.status == 0:
         return "status 0, but it does not say what a run without faults says"
-    if absent := ABSENCE.search(outcome.out + outcome.err):
+    if absent := ABSENCE.search(outcome.out + err):
         return f"it says '{absent.group()}'"
-    lines = outcome.err.splitlines()
+    lines = err.splitlines()
     if not lines or not all(map(OURS.match, lines)):
         return "it says nothing clear"
     # One for each of the two layers, and what the library itself says of a row.

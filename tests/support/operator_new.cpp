@@ -22,13 +22,13 @@ bool blockAllocationFailed() {
 // The other forms end in these, but for those of greater alignment, which nothing here uses; a sanitizer has its own of
 // those that do not throw.
 // NOLINTBEGIN(cppcoreguidelines-no-malloc)
-void* operator new(std::size_t bytes) {
-    void* const block = blocks.failsNow() ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
-    if (!block) throw std::bad_alloc();
-    return block;
-}
 void* operator new(std::size_t bytes, const std::nothrow_t& /*tag*/) noexcept {
     return blocks.failsNow() ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
+}
+void* operator new(std::size_t bytes) {
+    void* const block = operator new(bytes, std::nothrow);
+    if (!block) throw std::bad_alloc();
+    return block;
 }
 void operator delete(void* block) noexcept {
     std::free(block);

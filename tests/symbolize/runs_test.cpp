@@ -20,9 +20,16 @@ using memhost::Messages;
 using memhost::Op;
 using memhost::Out;
 using memhost::Table;
+using memhost::TableObject;
 using memhost::Workspace;
 using std::string;
 using std::vector;
+
+CComPtr<Workspace> workspaceOf(TableObject* table) {
+    auto workspace = make<Workspace>(workspaceFileSystem);
+    workspace->add(datasetFeatureClass, table);
+    return workspace;
+}
 
 TEST_F(RunTest, changedRowsAreWrittenBackThroughTheCursor) {
     const auto table = buoys()
@@ -140,8 +147,7 @@ TEST_F(RunTest, subtypesThatCannotBeReadAreNone) {
 
 TEST_F(RunTest, tableManagerKnowsTheClassDuringTheRun) {
     const auto table = buoys().row({}).build();
-    const auto workspace = make<Workspace>(workspaceFileSystem);
-    workspace->add(datasetFeatureClass, table);
+    const auto workspace = workspaceOf(table);
     int calls = 0;
     CallingRule::enter(rule(), [&](auto&, auto*) {
         ++calls;
@@ -160,8 +166,7 @@ TEST_F(RunTest, tableManagerKnowsTheClassDuringTheRun) {
 
 TEST_F(RunTest, workspaceIsThatOfTheClassWhenRowsDoNotTellTheirTable) {
     const auto table = buoys().row({}).build();
-    const auto workspace = make<Workspace>(workspaceFileSystem);
-    workspace->add(datasetFeatureClass, table);
+    const auto workspace = workspaceOf(table);
     int calls = 0;
     CallingRule::enter(rule(), [&](auto&, auto*) {
         ++calls;

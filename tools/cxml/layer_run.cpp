@@ -268,7 +268,7 @@ bool LayerCommand::callLibrary(IFeatureClass* featureClass, ISelectionSet* selec
     try {
         return work_.run(document_.manager, featureClass, selection, collectInto(result.messages));
     } catch (const CAtlException& e) {
-        if (e.m_hr == E_OUTOFMEMORY) throw std::bad_alloc();
+        if (e.m_hr == E_OUTOFMEMORY) throw;
         text = describe(e);
     } catch (const std::bad_alloc&) {
         throw;

@@ -22,21 +22,6 @@ ExitStatus complain(const std::string& text, ExitStatus status) {
     return status;
 }
 
-// What was begun is rolled back already; with no memory for a text, none is made.
-ExitStatus complainOfException() noexcept {
-    if (cxml::isOutOfMemory()) {
-        cxml::sayOutOfMemory();
-        return ExitStatus::Failed;
-    }
-    try {
-        throw;
-    } catch (const CAtlException& e) {
-        return complain(cxml::describe(e), ExitStatus::Failed);
-    } catch (const std::exception& e) {
-        return complain(e.what(), ExitStatus::Failed);
-    }
-}
-
 // Standard output is looked at once, here: a full disk under it must not pass for success.
 ExitStatus withOutputWritten(ExitStatus status) {
     std::cout.flush();
@@ -95,9 +80,11 @@ int main(int argc, char** argv) {
     ExitStatus status = ExitStatus::Failed;
     try {
         cxml::installLastResorts();
-        status = withOutputWritten(run(argc, argv));
-    } catch (...) {
-        status = complainOfException();
+        status = cxml::orEndOutOfMemory([&] { return withOutputWritten(run(argc, argv)); });
+    } catch (const CAtlException& e) {
+        complain(cxml::describe(e), status);
+    } catch (const std::exception& e) {
+        complain(e.what(), status);
     }
     cxml::sayGoodbye(status);
     return static_cast<int>(status);

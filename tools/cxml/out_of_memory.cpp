@@ -23,7 +23,10 @@ void write(const char* text) noexcept {
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text, std::strlen(text));
 }
 
-[[noreturn]] void giveUp() noexcept {
+constexpr const char* outOfMemory = "cxml: out of memory\n";
+
+[[noreturn]] void giveUp(const char* endOfLine) noexcept {
+    write(endOfLine);
     embedded_host::NewFile::removeUnfinished();
     sayGoodbye(ExitStatus::Failed);
     _exit(static_cast<int>(ExitStatus::Failed));
@@ -35,32 +38,23 @@ void write(const char* text) noexcept {
     std::ranges::replace(line, '\n', ' ');
     write("cxml: GDAL gave up: ");
     write(line.data());
-    write("\n");
-    giveUp();
+    giveUp("\n");
 }
 
 std::terminate_handler usualEnd = nullptr;
 
 [[noreturn]] void terminated() noexcept {
-    if (std::current_exception() && isOutOfMemory()) {
-        sayOutOfMemory();
-        giveUp();
-    }
+    if (std::current_exception() && isOutOfMemory()) giveUp(outOfMemory);
     usualEnd();
     std::abort();
 }
 
 }  // namespace
 
-void sayOutOfMemory() noexcept {
-    write("cxml: out of memory\n");
-}
-
 void endOutOfMemory() noexcept {
     std::cout.flush();
     std::fflush(stdout);
-    sayOutOfMemory();
-    giveUp();
+    giveUp(outOfMemory);
 }
 
 void installLastResorts() {

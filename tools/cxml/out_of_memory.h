@@ -3,9 +3,6 @@
 
 namespace cxml {
 
-/// A line on standard error. Allocates nothing.
-void sayOutOfMemory() noexcept;
-
 /// From now on libraries that cannot go on without memory, and exceptions about it that meet a noexcept, end the
 /// process at once, with a line and status 1. What is not committed is rolled back by whoever opens the dataset next.
 void installLastResorts();

@@ -41,7 +41,7 @@ public:
         if (!table || FAILED(table->Update(nullptr, VARIANT_FALSE, &cursor)) || !cursor)
             throw embedded_host::HostError("the placement of the rows cannot be cleared");
         HRESULT status = S_OK;
-        for (CComPtr<IRow> row; status == S_OK && (status = cursor->NextRow(&row)) == S_OK; row.Release())
+        for (CComPtr<IRow> row; SUCCEEDED(status) && (status = cursor->NextRow(&row)) == S_OK; row.Release())
             status = cursor->UpdateRow(row);
         if (status == E_OUTOFMEMORY) throw std::bad_alloc();
         if (FAILED(status)) throw embedded_host::HostError("the placement of the rows cannot be cleared");
