@@ -7,7 +7,7 @@ install(TARGETS symbology velcore tarnlib
         LIBRARY DESTINATION ${libdir}
         ARCHIVE DESTINATION ${libdir})
 install(DIRECTORY include/symbology DESTINATION include)
-install(FILES src/platform/platform.h src/platform/atl.h src/platform/export.h src/platform/interface.h
+install(FILES platform/platform.h platform/atl.h platform/export.h platform/interface.h
         DESTINATION include/platform)
 install(DIRECTORY examples/host DESTINATION share/symbology/examples)
 install(FILES README.md DESTINATION share/doc/symbology)
@@ -27,7 +27,7 @@ if(WIN32)
   endforeach()
 else()
   install(TARGETS symbology_platform cxml RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
-  file(GLOB portable_headers "${CMAKE_SOURCE_DIR}/src/platform/portable/*.h")
+  file(GLOB portable_headers "${CMAKE_SOURCE_DIR}/platform/portable/*.h")
   list(FILTER portable_headers INCLUDE REGEX
        "/(portable|types|unknown|bstr|debug_output|error_info|nls|registry|variant|variant_types|msxml)\\.h$")
   install(FILES ${portable_headers} DESTINATION include/platform/portable)

@@ -24,7 +24,8 @@ if(SYMBOLOGY_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 add_library(symbology_flags INTERFACE)
-target_include_directories(symbology_flags INTERFACE "${CMAKE_SOURCE_DIR}/include" "${CMAKE_SOURCE_DIR}/src")
+target_include_directories(symbology_flags INTERFACE
+  "${CMAKE_SOURCE_DIR}/include" "${CMAKE_SOURCE_DIR}/src" "${CMAKE_SOURCE_DIR}")
 target_compile_options(symbology_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual -Wundef
   $<$<BOOL:${SYMBOLOGY_WERROR}>:-Werror>)

@@ -10,14 +10,15 @@ add_test(NAME tree.the_checks_can_fail
          COMMAND "${Python3_EXECUTABLE}" -m unittest discover -s "${CMAKE_SOURCE_DIR}/tests/tree" -p "*_test.py")
 
 # platform/platform.h is the door to the files behind it: those say so, and are not to be included alone.
-set(behind_the_door "^src/platform/(atl|interface)\\.h$|^src/platform/portable/")
+set(behind_the_door "^platform/(atl|interface)\\.h$|^platform/portable/")
 file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
-     "${CMAKE_SOURCE_DIR}/include/*.h" "${CMAKE_SOURCE_DIR}/src/*.h" "${CMAKE_SOURCE_DIR}/host/*.h")
+     "${CMAKE_SOURCE_DIR}/platform/*.h" "${CMAKE_SOURCE_DIR}/include/*.h" "${CMAKE_SOURCE_DIR}/src/*.h"
+     "${CMAKE_SOURCE_DIR}/host/*.h")
 set(host_headers ${headers})
 list(FILTER headers EXCLUDE REGEX "${behind_the_door}|^src/python/|^host/gdal/")
 list(FILTER host_headers INCLUDE REGEX "^host/gdal/")
-file(GLOB tool_headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
-     "${CMAKE_SOURCE_DIR}/tools/cxml/*.h" "${CMAKE_SOURCE_DIR}/tools/check/*.h")
+file(GLOB_RECURSE tool_headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
+     "${CMAKE_SOURCE_DIR}/tools/*.h")
 
 headers_alone(headers-alone HEADERS ${headers})
 find_package(GDAL REQUIRED)

@@ -21,7 +21,6 @@ endif()
 symbology_test(library_tests
   SOURCES
     ${object_counters}
-    api/failures_test.cpp
     api/faults_test.cpp
     api/load_test.cpp
     api/manager_test.cpp
@@ -34,6 +33,7 @@ symbology_test(library_tests
     cxml/condition_test.cpp
     cxml/feature_class_rule_test.cpp
     gdb/product_files_test.cpp
+    gdb/table_manager_test.cpp
     gdb/workspace_utilities_test.cpp
     memhost/memhost_test.cpp
     rules/attribute_rules_test.cpp
@@ -54,7 +54,7 @@ symbology_test(library_tests
     symbolize/run_memory_test.cpp
     symbolize/runs_test.cpp
     symbolize/single_row_test.cpp
-    symbolize/table_manager_test.cpp
+    text/failures_test.cpp
     ${library_tests_expressions}
     ${library_tests_dom}
     ${library_tests_interpreter}

@@ -7,37 +7,35 @@ from sources import code_files, read_text
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 
-# What each folder may include, besides itself. Arrows point one way:
-# tools -> host -> include <- api -> symbolize -> cxml <-> rules -> gdb -> platform, with cxml <-> python beside them.
-PLATFORM = {"include", "src/platform"}
-LEAVES = PLATFORM | {"src/gdb", "src/python"}
+# What each folder may include, besides itself. Arrows point down, from the folders below to those above them here:
+# tools -> host -> include, and api -> symbolize -> cxml -> rules -> gdb, python -> text -> platform.
+PLATFORM = {"include", "platform"}
+TEXT = PLATFORM | {"src/text"}
+RULES = TEXT | {"src/gdb", "src/python", "src/rules"}
 ARROWS = {
-    "include": {"src/platform"},
-    "src/platform": set(),
-    "src/gdb": PLATFORM,
-    "src/python": PLATFORM | {"src/cxml"},  # the members of Condition that touch Python
-    "src/rules": LEAVES | {"src/cxml"},
-    "src/cxml": LEAVES | {"src/rules"},
-    "src/symbolize": LEAVES | {"src/cxml", "src/rules"},
-    "src/api": LEAVES | {"src/cxml", "src/rules", "src/symbolize"},
+    "platform": set(),
+    "include": {"platform"},
+    "src/text": PLATFORM,
+    "src/gdb": TEXT,
+    "src/python": TEXT,
+    "src/rules": TEXT | {"src/gdb"},
+    "src/cxml": RULES,
+    "src/symbolize": RULES | {"src/cxml"},
+    "src/api": RULES | {"src/cxml", "src/symbolize"},
     "host": PLATFORM,
-    "tools": PLATFORM | {"host", "tools/check"},
-    # Looks at documents, and for tables, with the library's own parts.
-    "tools/check": PLATFORM | {"host", "tools", "src/cxml", "src/gdb", "src/rules"},
-}
-# Two headers are everybody's own: how failures are reported, and the tables that rules look into.
-EXCEPTIONS = {
-    "src/api/failures.h": {"src/gdb", "src/python", "src/rules", "src/cxml", "src/symbolize", "tools/check"},
-    "src/symbolize/table_manager.h": {"src/cxml", "src/rules"},
+    "tools/text": PLATFORM,
+    # The tools look at documents with the library's own parts.
+    "tools/check": RULES | {"src/cxml", "host", "tools/text"},
+    "tools/cxml": RULES | {"src/cxml", "host", "tools/text", "tools/check"},
 }
 
 
 def folder_of(path):
     """The folder as ARROWS names it; None for tests, fuzzers and benchmarks, which may look everywhere."""
     parts = path.parts
-    if (parts[0] == "src" and len(parts) > 2) or parts[:2] == ("tools", "check"):
+    if parts[0] in ("src", "tools") and len(parts) > 2:
         return "/".join(parts[:2])
-    return parts[0] if parts[0] in ("include", "host", "tools") else None
+    return parts[0] if parts[0] in ("platform", "include", "host") else None
 
 
 def includes_of(root, path):
@@ -56,8 +54,19 @@ def resolve(root, includer, header):
     return None
 
 
+def circle_of(arrows):
+    """Folders that may include each other in a circle, the first again at the end; empty without one."""
+    def walk(folder, path):
+        if folder in path:
+            return path[path.index(folder):] + [folder]
+        return next(filter(None, (walk(target, path + [folder]) for target in sorted(arrows.get(folder, ())))), [])
+
+    return next(filter(None, (walk(folder, []) for folder in sorted(arrows))), [])
+
+
 def check_arrows(root):
-    problems = []
+    circle = circle_of(ARROWS)
+    problems = [f"the folders are a circle: {' -> '.join(circle)}"] if circle else []
     for path in code_files(root):
         source = folder_of(path)
         for line, header, quoted in includes_of(root, path):
@@ -71,25 +80,28 @@ def check_arrows(root):
                 continue
             if folder is None:
                 problems.append(f"{path}:{line}: {source} includes {target}, which is not part of the product")
-            elif folder not in ARROWS.get(source, set()) and source not in EXCEPTIONS.get(str(target), set()):
+            elif folder not in ARROWS.get(source, set()):
                 problems.append(f"{path}:{line}: {source} may not include {target}")
     return problems
 
 
 # Headers of libraries: a pattern, and the folders that may include them.
 LIBRARIES = [
-    ("ICU", re.compile(r"^unicode/"), ("src/platform/portable/",)),
-    ("libxml2", re.compile(r"^libxml/"), ("src/platform/portable/",)),
+    ("ICU", re.compile(r"^unicode/"), ("platform/portable/",)),
+    ("libxml2", re.compile(r"^libxml/"), ("platform/portable/",)),
     ("GDAL", re.compile(r"^(gdal|ogr|cpl_|vrt|gnm)\w*\.h$"), ("host/", "tests/host/")),
     ("libpq", re.compile(r"^libpq"), ("host/gdal/postgres/", "tests/postgres/")),
     ("SQLite", re.compile(r"^sqlite3"), ("host/", "tests/host/", "tests/tool/", "bench/")),
     ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("src/python/", "host/python/", "tests/python/")),
     ("Windows", re.compile(r"^(windows|windef|winbase|winnls|ole\w*|oa\w+|objbase|unknwn|msxml\w*|comdef\w*|atl\w+)\.h$",
-                           re.IGNORECASE), ("src/platform/", "tests/platform/differential/")),
+                           re.IGNORECASE), ("platform/", "tests/platform/differential/")),
 ]
 POSIX = re.compile(
     r"^(unistd|fcntl|dlfcn|dirent|pthread|strings|poll|langinfo|iconv|pwd|grp|semaphore|termios|sched|glob|fnmatch"
     r"|libgen|link|execinfo|cxxabi|syslog|regex|wordexp|spawn|endian|byteswap|sys/\w+|arpa/\w+|net\w*/\w+)\.h$")
+# Documents are read in one folder of the library, after they were loaded in another.
+DOM_READERS = ("src/cxml/", "src/api/")
+DOM_TYPE = re.compile(r"\bIXMLDOM\w+")
 CONDITIONAL = re.compile(r"^\s*#\s*(if|ifdef|ifndef|elif|elifdef|elifndef)\b((?:[^\\\n]|\\\n|\\.)*)", re.MULTILINE)
 SYSTEM_MACRO = re.compile(
     r"\b(_?WIN(32|64)|_WIN(32|64)|WINVER|_WIN32_WINNT|_MSC_VER|_MSVC_LANG|_ATL_VER|__MINGW\w*|__CYGWIN__|__linux\w*|linux"
@@ -105,11 +117,21 @@ def check_seams(root):
             for library, pattern, allowed in LIBRARIES:
                 if pattern.match(header) and not name.startswith(allowed):
                     problems.append(f"{path}:{line}: {library} ({header}) belongs to {' or '.join(allowed)}")
-            if name.startswith("src/") and not name.startswith("src/platform/portable/") and POSIX.match(header):
-                problems.append(f"{path}:{line}: {header} is POSIX, which belongs to src/platform/portable/")
-        if not name.startswith("src/platform/"):
+            if POSIX.match(header) and name.startswith(("src/", "platform/")) and \
+                    not name.startswith("platform/portable/"):
+                problems.append(f"{path}:{line}: {header} is POSIX, which belongs to platform/portable/")
+        if name.startswith("src/") and not name.startswith(DOM_READERS):
+            problems += dom_uses_of(root, path)
+        if not name.startswith("platform/"):
             problems += conditionals_of(root, path)
     return problems
+
+
+def dom_uses_of(root, path):
+    text = read_text(root / path) or ""
+    for match in DOM_TYPE.finditer(text):
+        line = text.count("\n", 0, match.start()) + 1
+        yield f"{path}:{line}: {match.group()}: documents are read in {' and '.join(DOM_READERS)}"
 
 
 def conditionals_of(root, path):
@@ -118,4 +140,4 @@ def conditionals_of(root, path):
         macro = SYSTEM_MACRO.search(match.group(2))
         if macro:
             line = text.count("\n", 0, match.start(1)) + 1
-            yield f"{path}:{line}: #{match.group(1)} {macro.group(0)}: systems and compilers differ in src/platform/ only"
+            yield f"{path}:{line}: #{match.group(1)} {macro.group(0)}: systems and compilers differ in platform/ only"

@@ -1,8 +1,9 @@
 #include "api/document_loader.h"
 
-#include "api/failures.h"
 #include "cxml/dom.h"
 #include "symbology/vel_core.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include <cstdio>
 #include <string>

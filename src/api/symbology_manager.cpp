@@ -2,9 +2,11 @@
 #include "symbology/symbology_manager.h"
 
 #include "api/document_loader.h"
-#include "api/failures.h"
 #include "cxml/condition_map.h"
+#include "cxml/target_fields.h"
 #include "symbolize/runs.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include <exception>
 #include <new>
@@ -146,9 +148,9 @@ std::set<LONG> clearedFields(const ConditionMap& map, const FeatureClassRule& ru
         LONG position = -1;
         if (SUCCEEDED(checked(featureClass->FindField(name, &position))) && position >= 0) positions.insert(position);
     };
-    add(CComBSTR(OLESTR("SYMBOL_C")));
+    add(CComBSTR(ConditionalXml::symbolField));
     for (const auto& condition : map.conditions)
-        if (condition->featureClassRule == &rule && condition->type == 2 && condition->field.Length() != 0)
+        if (condition->featureClassRule == &rule && condition->callsExpression() && condition->field.Length() != 0)
             add(condition->field);
     return positions;
 }

@@ -1,7 +1,7 @@
 // Condition: rules that a row must satisfy and the symbology that applies when it does.
 #pragma once
 
-#include "python/compiled_expression.h"
+#include "python/expression.h"
 #include "rules/rule.h"
 
 #include <memory>
@@ -20,22 +20,17 @@ public:
     Condition(const Condition&) = delete;
     Condition& operator=(const Condition&) = delete;
 
-    /// Builds the condition of a `condition` element. \return null when it is discarded; a rule that could not be
-    /// built is reported to `messages` (may be null), other reasons are not.
-    static std::shared_ptr<Condition> build(IXMLDOMNode* node, FeatureClassRule& owner, IGPMessages* messages);
-
     /// Whether the row satisfies the condition. A match stores the matched condition (the last nested one that
     /// matches, else this one) in `matched` and this condition's rule name, when it has one, in `ruleName`, a borrowed
     /// text that lives as long as the document. A nested condition's name is stored at once and stands even when a
     /// later rule fails.
     bool evaluate(RowValueMap& rowValues, BSTR& ruleName, const Condition*& matched, IGPMessages* messages);
 
-    /// Takes over rule name, placement, type and field. \return false when a placement is not a number: what stands
-    /// behind it is not read then.
-    bool readAttributes(IXMLDOMNamedNodeMap* attributes);
-    /// Puts the source together from the `expression` children and compiles it. \return false when the DOM does not
-    /// give all of them. \throws std::runtime_error with the report when it is not Python; all but the code is kept.
-    bool readExpressions(IXMLDOMNode* node);
+    /// Whether a match calls "Generate".
+    bool callsExpression() const noexcept { return type == expressionType; }
+
+    /// Adds an argument of "Generate". One that belongs to no other table is registered with the feature class.
+    void addArgument(CComBSTR name, bool isList, bool isQualified);
 
     ConditionMap* conditionMap;          // not owned
     FeatureClassRule* featureClassRule;  // not owned
@@ -49,7 +44,7 @@ public:
     CComBSTR rulename;
     std::vector<std::pair<CComBSTR, bool>> generateArguments;  // name, whether it is a list
     CComBSTR generatedValue;                                   // the last accepted result of "Generate"
-    CompiledExpression compiledExpression;
+    Expression compiledExpression;
     WideString expressionText;
 
     /// Calls "Generate" with the row's values and writes its text into the field of the current row.
@@ -57,15 +52,18 @@ public:
     ///         argument, or for a result that is neither a text nor None.
     /// \throws std::runtime_error with the report of a Python error.
     bool generate(const RowValueMap& rowValues);
+    /// Compiles `expressionText`, if there is any. \throws std::runtime_error with the report when it is not Python.
+    void compileExpression();
 
 private:
-    void compileExpression();
-    bool callGenerate(const RowValueMap& rowValues);
+    static constexpr LONG expressionType = 2;
+
+    [[noreturn]] void reportPythonError(const PythonError& error) const;
+    void refuse(const char* why) const;
     void writeGenerated() const;
-    bool readRules(IXMLDOMNode* node, IGPMessages* messages);
 
     std::vector<FieldNames::Slot> argumentSlots_;  // of generateArguments
-    std::string argumentText_;                     // each text argument in turn, so that it needs no memory of its own
+    std::vector<Expression::Argument> arguments_;  // of the call, storage that rows share
 };
 
 }  // namespace ConditionalXml

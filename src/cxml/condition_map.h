@@ -39,11 +39,6 @@ public:
     CComBSTR name;
 
 private:
-    bool readName(IXMLDOMDocument* document);
-    bool loadInlineExpressions(IXMLDOMDocument* document, IGPMessages* messages);
-    bool loadExpressionFiles(IXMLDOMDocument* document, IGPMessages* messages);
-    bool loadFeatureClasses(IXMLDOMDocument* document, IGPMessages* messages);
-
     std::vector<std::shared_ptr<FeatureClassRule>> classes_;  // all that were ever made, in load order
 };
 

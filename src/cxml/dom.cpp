@@ -1,4 +1,6 @@
 #include "cxml/dom.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 namespace ConditionalXml {
 
@@ -33,6 +35,11 @@ std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLE
     std::optional<CComVariant> value = attributeValue(attributes, name);
     if (!value) return std::nullopt;
     return textOf(*value);
+}
+
+std::optional<CComBSTR> attributeText(IXMLDOMNode* element, const OLECHAR* name) {
+    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(element);
+    return attributes ? attributeText(attributes, name) : std::nullopt;
 }
 
 bool readAttribute(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name, std::optional<CComBSTR>& text) {

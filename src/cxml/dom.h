@@ -2,7 +2,7 @@
 // CAtlException(E_OUTOFMEMORY) in each of them: a document must not load with a part of it missing.
 #pragma once
 
-#include "api/failures.h"
+#include "text/failures.h"
 
 #include <optional>
 
@@ -16,6 +16,9 @@ std::optional<CComVariant> attributeValue(IXMLDOMNamedNodeMap* attributes, const
 
 /// The same as text: a value of another type is converted, one without text is the empty text.
 std::optional<CComBSTR> attributeText(IXMLDOMNamedNodeMap* attributes, const OLECHAR* name);
+
+/// The same, of an element whose attribute collection may not be there.
+std::optional<CComBSTR> attributeText(IXMLDOMNode* element, const OLECHAR* name);
 
 /// Reads it into `text`, which stays without one when the attribute is absent.
 /// \return false when the DOM cannot tell.

@@ -1,9 +1,9 @@
 #include "cxml/expression_file.h"
 
-#include "api/failures.h"
 #include "gdb/product_files.h"
 #include "platform/native_path.h"
 #include "platform/regular_file.h"
+#include "text/text.h"
 
 #include <cstdio>
 #include <memory>

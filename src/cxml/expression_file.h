@@ -1,7 +1,7 @@
 // Finding and reading the expression files that a document names.
 #pragma once
 
-#include "rules/field_names.h"
+#include "text/field_names.h"
 
 #include <optional>
 #include <set>

@@ -1,6 +1,6 @@
 #include "gdb/product_files.h"
 
-#include "api/failures.h"
+#include "text/text.h"
 
 #include <memory>
 #include <type_traits>

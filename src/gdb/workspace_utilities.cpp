@@ -1,6 +1,7 @@
 #include "gdb/workspace_utilities.h"
 
-#include "api/failures.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 namespace GeodatabaseUtilities {
 

@@ -1,7 +1,5 @@
 #include "python/get_gil.h"
 
-#include "python/compiled_expression.h"
-
 #include <cstdio>
 #include <cstdlib>
 
@@ -27,12 +25,6 @@ GetGIL::GetGIL() {
 
 GetGIL::~GetGIL() {
     PyGILState_Release(state_);
-}
-
-CompiledExpression::~CompiledExpression() {
-    if (!code_) return;
-    const GetGIL lock;
-    Py_DECREF(code_);
 }
 
 }  // namespace ConditionalXml

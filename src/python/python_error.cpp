@@ -1,16 +1,14 @@
 #include "python/python_error.h"
 
-#include "api/failures.h"
-#include "cxml/condition.h"
+#include "python/expression.h"
 #include "python/py_ref.h"
+#include "text/text.h"
 
 #include <sstream>
 
 namespace ConditionalXml {
 
 namespace {
-
-constexpr std::size_t shownSourceUnits = 60;
 
 /// Takes the pending error of this thread with its traceback, as one exception: before 3.12 Python keeps type, value
 /// and traceback apart, and the value may be what the exception is yet to be made of.
@@ -43,17 +41,6 @@ PyRef attribute(const PyRef& object, const char* name) {
     return value;
 }
 
-void writeCondition(std::ostream& report, const Condition& condition) {
-    report << "Encountered error processing Python in CXML!\n";
-    if (condition.rulename.Length() != 0) report << "Rule Name: " << narrow(view(condition.rulename)) << '\n';
-    if (condition.field.Length() != 0) report << "Calculating Field: " << narrow(view(condition.field)) << '\n';
-    const WideView source = condition.expressionText;
-    if (source.empty()) return;
-    report << "Function: " << narrow(source.substr(0, shownSourceUnits));
-    if (source.size() > shownSourceUnits) report << " ...";
-    report << '\n';
-}
-
 void writeTraceback(std::ostream& report, PyRef traceback) {
     report << "ptrace =\n";
     while (traceback && traceback.get() != Py_None) {
@@ -71,14 +58,13 @@ void writeTraceback(std::ostream& report, PyRef traceback) {
 
 }  // namespace
 
-void reportPythonError(const Condition& condition) {
+void throwPythonError() {
     std::ostringstream report;
-    writeCondition(report, condition);
     PendingError error;
     if (error.type) report << "ptype = " << textOf(error.type.get()) << '\n';
     if (error.value) report << "pvalue = " << textOf(error.value.get()) << '\n';
     if (error.traceback) writeTraceback(report, std::move(error.traceback));
-    throwText(report.str());
+    throw PythonError(report.str());
 }
 
 }  // namespace ConditionalXml

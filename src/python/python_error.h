@@ -1,13 +1,10 @@
-// The report of a Python failure.
+// From a failure of Python to an exception.
 #pragma once
 
 namespace ConditionalXml {
 
-class Condition;
-
-/// Takes the pending Python error of this thread, which must hold the interpreter lock, and raises it with what is
-/// known of the condition.
-/// \throws std::runtime_error with the report, always.
-[[noreturn]] void reportPythonError(const Condition& condition);
+/// Takes the pending Python error of this thread, which must hold the interpreter lock, and raises it.
+/// \throws PythonError, always.
+[[noreturn]] void throwPythonError();
 
 }  // namespace ConditionalXml

@@ -1,19 +1,21 @@
 // In the place of the other files here where there is no Python to build with: documents without expressions work, the
 // others do not load.
-#include "api/failures.h"
-#include "cxml/condition.h"
+#include "python/expression.h"
 
 namespace ConditionalXml {
 
-// NOLINTNEXTLINE(readability-make-member-function-const): with Python it is not
-void Condition::compileExpression() {
-    if (!expressionText.empty()) throwText("This library was built without Python: it has no expressions.");
+// NOLINTBEGIN(readability-convert-member-functions-to-static,readability-make-member-function-const): with Python they
+// are not
+void Expression::compile(WideView /*source*/) {
+    throw std::runtime_error("This library was built without Python: it has no expressions.");
 }
 
-bool Condition::generate(const RowValueMap& /*rowValues*/) {
-    return false;
+Expression::Outcome Expression::call(std::span<const Argument> /*arguments*/,
+                                     const std::function<void(CComBSTR&& text)>& /*accepted*/) {
+    return Outcome::NoArgument;
 }
+// NOLINTEND(readability-convert-member-functions-to-static,readability-make-member-function-const)
 
-CompiledExpression::~CompiledExpression() = default;
+Expression::~Expression() = default;
 
 }  // namespace ConditionalXml

@@ -1,8 +1,9 @@
-// The comparisons of attribute rules, and their factory.
+// The comparisons of attribute rules, and their operators.
 #include "rules/attribute_rules.h"
 
-#include "api/failures.h"
 #include "rules/rule_operators.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include <optional>
 
@@ -100,7 +101,7 @@ bool CXAttributeRuleNotLike::compare(const VARIANT& fieldValue, const VARIANT& o
     return !CXAttributeRuleLike::compare(fieldValue, operand);
 }
 
-std::shared_ptr<Rule> createAttributeRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages) {
+std::shared_ptr<CXAttributeRule> makeAttributeRule(const CComBSTR& keyword, const RuleOwner& owner) {
     static constexpr RuleOperator operators[] = {
         {OLESTR("equal"), makeRule<CXAttributeRuleEqual>},
         {OLESTR("equals"), makeRule<CXAttributeRuleEqual>},
@@ -114,7 +115,7 @@ std::shared_ptr<Rule> createAttributeRule(IXMLDOMNode* ruleElement, FeatureClass
         {OLESTR("like"), makeRule<CXAttributeRuleLike>},
         {OLESTR("notlike"), makeRule<CXAttributeRuleNotLike>},
     };
-    return createFromOperator(operators, "attribute", ruleElement, owner, messages);
+    return makeFromOperator(operators, keyword, owner);
 }
 
 }  // namespace ConditionalXml

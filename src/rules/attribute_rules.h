@@ -70,7 +70,7 @@ public:
     bool compare(const VARIANT& fieldValue, const VARIANT& operand) const override;
 };
 
-/// Builds the rule of an element whose `type` is "A". \return null when the element makes none.
-std::shared_ptr<Rule> createAttributeRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages);
+/// The rule of an operator's keyword, which is in lower case; null when there is no such operator.
+std::shared_ptr<CXAttributeRule> makeAttributeRule(const CComBSTR& keyword, const RuleOwner& owner);
 
 }  // namespace ConditionalXml

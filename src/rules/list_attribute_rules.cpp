@@ -1,7 +1,8 @@
 #include "rules/list_attribute_rules.h"
 
-#include "api/failures.h"
 #include "rules/rule_operators.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include <algorithm>
 #include <optional>
@@ -26,10 +27,10 @@ std::optional<LONG> codeOf(WideView token) {
 
 }  // namespace
 
-bool ListAttributeRule::splitList(const RowValueMap& rowValues) {
+void ListAttributeRule::splitList(const RowValueMap& rowValues) {
     listItems.clear();
     const VARIANT* value = lookupField(rowValues);
-    if (!value || value->vt != VT_BSTR) return false;
+    if (!value || value->vt != VT_BSTR) return;
     WideView rest = view(value->bstrVal);
     while (!rest.empty()) {
         const std::size_t comma = rest.find(OLESTR(','));
@@ -38,7 +39,6 @@ bool ListAttributeRule::splitList(const RowValueMap& rowValues) {
             if (const std::optional<LONG> code = codeOf(token)) addItem(*code);
         rest = comma == WideView::npos ? WideView{} : rest.substr(comma + 1);
     }
-    return true;
 }
 
 void ListAttributeRule::addItem(LONG code) {
@@ -83,8 +83,7 @@ bool ListAttributeRuleHasMultiple::evaluate(RowValueMap& rowValues, IGPMessages*
     return listItems.size() > 1;
 }
 
-std::shared_ptr<Rule> createListAttributeRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner,
-                                              IGPMessages* messages) {
+std::shared_ptr<CXAttributeRule> makeListAttributeRule(const CComBSTR& keyword, const RuleOwner& owner) {
     static constexpr RuleOperator operators[] = {
         {OLESTR("equal"), makeRule<ListAttributeRuleEqual>},
         {OLESTR("equals"), makeRule<ListAttributeRuleEqual>},
@@ -95,7 +94,7 @@ std::shared_ptr<Rule> createListAttributeRule(IXMLDOMNode* ruleElement, FeatureC
         {OLESTR("containsnone"), makeRule<ListAttributeRuleContainsNone>},
         {OLESTR("hasmultiple"), makeRule<ListAttributeRuleHasMultiple>},
     };
-    return createFromOperator(operators, "list attribute", ruleElement, owner, messages);
+    return makeFromOperator(operators, keyword, owner);
 }
 
 }  // namespace ConditionalXml

@@ -10,7 +10,7 @@ namespace ConditionalXml {
 /// The base of list rules. Evaluation writes the codes of the row and the type of the operands into the rule.
 class ListAttributeRule : public CXAttributeRule {
 public:
-    explicit ListAttributeRule(FeatureClassRule& owner) : CXAttributeRule(owner, 'L') {}
+    explicit ListAttributeRule(const RuleOwner& owner) : CXAttributeRule(owner, 'L') {}
 
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override = 0;
     VARTYPE operandType(VARTYPE /*fieldType*/) const noexcept override { return VT_I4; }
@@ -19,8 +19,8 @@ public:
     std::vector<LONG> listItems;
 
 protected:
-    /// Rebuilds listItems from the row. \return whether the field held text; without text there are no items.
-    bool splitList(const RowValueMap& rowValues);
+    /// Rebuilds listItems from the row; a field without text has none.
+    void splitList(const RowValueMap& rowValues);
     /// Whether the operand is one of the row's codes; NULL is one exactly when there are none. The operand becomes a
     /// number in place; one that is no number is no member.
     bool isMember(CComVariant& operand) const;
@@ -69,7 +69,7 @@ public:
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
 };
 
-/// Builds the rule of an element whose `type` is "L". \return null when the element makes none.
-std::shared_ptr<Rule> createListAttributeRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages);
+/// The rule of an operator's keyword, which is in lower case; null when there is no such operator.
+std::shared_ptr<CXAttributeRule> makeListAttributeRule(const CComBSTR& keyword, const RuleOwner& owner);
 
 }  // namespace ConditionalXml

@@ -1,24 +1,15 @@
 #include "rules/query_rules.h"
 
-#include "api/failures.h"
-#include "cxml/dom.h"
-#include "cxml/feature_class_rule.h"
-#include "symbolize/table_manager.h"
-#include "symbology/vel_core.h"
+#include "gdb/query_filter.h"
+#include "gdb/table_manager.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include <algorithm>
 
 namespace ConditionalXml {
 
 namespace {
-
-CComPtr<IQueryFilter> createFilter() {
-    CComPtr<IUnknown> object;
-    if (FAILED(checked(VelCreateInstance(CLSID_QueryFilter, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
-                                         reinterpret_cast<void**>(&object)))))
-        return nullptr;
-    return CComQIPtr<IQueryFilter>(object.p);
-}
 
 CComPtr<ISelectionSet> select(ITable* table, IQueryFilter* filter, SelectionOption option) {
     CComPtr<ISelectionSet> selection;
@@ -28,39 +19,20 @@ CComPtr<ISelectionSet> select(ITable* table, IQueryFilter* filter, SelectionOpti
 
 }  // namespace
 
-QueryRule::QueryRule(FeatureClassRule& owner) : Rule(owner) {
+QueryRule::QueryRule(const RuleOwner& owner) : Rule(owner) {
     ruleType = 'Q';
 }
 
-bool QueryRule::parse(IXMLDOMNode* element) {
-    std::optional<CComBSTR> table;
-    if (const auto attributes = attributesOf(element)) table = attributeText(attributes, OLESTR("table"));
-    if (table) tableName = std::move(*table);
-    CComPtr<IXMLDOMNode> query;
-    if (FAILED(checked(element->selectSingleNode(CComBSTR(OLESTR("query")), &query)))) return false;
-    if (query) {
-        auto text = tryNodeText(query);
-        if (!text) return false;
-        queryText = std::move(*text);
-    }
-    complete_ = table && query;
+void QueryRule::parse(const QueryElement& element) {
+    if (element.table) tableName = *element.table;
+    if (element.query) queryText = *element.query;
+    complete_ = element.table && element.query;
     where = WhereTemplate(view(queryText));
-
-    const CComPtr<IXMLDOMNodeList> params = selectNodes(element, OLESTR("params/param"));
-    if (!params) return false;
-    return forEachNode(params, [&](IXMLDOMNode* param) {
-        const auto attributes = attributesOf(param);
-        const auto value = attributes ? attributeText(attributes, OLESTR("value")) : std::nullopt;
-        const WideView text = value ? view(*value) : WideView{};
-        if (text.starts_with(OLESTR('\''))) {
-            where.addConstant(text.size() > 2 ? text.substr(1, text.size() - 2) : WideView{});
-        } else {
-            const CComBSTR name = makeBstr(text);
-            featureClassRule->registerReferencedField(name);
-            where.addField(name, featureClassRule->fieldNames->intern(name));
-        }
-        return true;
-    });
+    for (const QueryElement::Parameter& parameter : element.parameters)
+        if (parameter.isConstant)
+            where.addConstant(view(parameter.text));
+        else
+            where.addField(parameter.text, parameter.slot);
 }
 
 bool QueryRule::addFields(IQueryFilter* /*filter*/) const {
@@ -76,11 +48,11 @@ QueryRule::Query QueryRule::prepare(const RowValueMap& rowValues, IGPMessages* m
         return {};
     }
     Query query;
-    query.filter = createFilter();
+    query.filter = GeodatabaseUtilities::createQueryFilter();
     // A filter that did not take all it was given would ask for other rows.
     if (query.filter && (!addFields(query.filter) || FAILED(checked(query.filter->put_WhereClause(makeBstr(clause_))))))
         return {};
-    query.table = featureClassRule->tableManager->getTable(tableName);
+    query.table = tables().getTable(tableName);
     return query;
 }
 
@@ -92,23 +64,15 @@ bool QueryRuleExists::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
     return selection && SUCCEEDED(checked(selection->get_Count(&count))) && count > 0;
 }
 
-bool QueryRuleFetch::parse(IXMLDOMNode* element) {
-    if (const auto attributes = attributesOf(element)) {
-        const auto option = attributeText(attributes, OLESTR("selectOption"));
-        if (option && equalNames(*option, OLESTR("multiple"))) selectOption = selectionAll;
+void QueryRuleFetch::parse(const QueryElement& element) {
+    QueryRule::parse(element);
+    if (element.selectsAll) selectOption = selectionAll;
+    std::map<CComBSTR, FieldNames::Slot, BstrLess> slots;
+    for (const QueryElement::Field& field : element.fields) {
+        fetchFields[field.name] = field.alias;
+        slots[field.name] = field.slot;
     }
-    if (!QueryRule::parse(element)) return false;
-    const CComPtr<IXMLDOMNodeList> fields = selectNodes(element, OLESTR("fields/field"));
-    if (!fields) return false;
-    const bool complete = forEachNode(fields, [&](IXMLDOMNode* field) {
-        const auto attributes = attributesOf(field);
-        auto name = attributes ? attributeText(attributes, OLESTR("name")) : std::nullopt;
-        auto alias = attributes ? attributeText(attributes, OLESTR("alias")) : std::nullopt;
-        if (name && alias) fetchFields[std::move(*name)] = std::move(*alias);
-        return true;
-    });
-    for (const auto& [name, alias] : fetchFields) aliasSlots_.push_back(featureClassRule->fieldNames->intern(alias));
-    return complete;
+    for (const auto& [name, slot] : slots) aliasSlots_.push_back(slot);
 }
 
 bool QueryRuleFetch::addFields(IQueryFilter* filter) const {
@@ -152,20 +116,11 @@ void QueryRuleFetch::fetchRow(IRow* row, RowValueMap& rowValues, IGPMessages* me
     }
 }
 
-std::shared_ptr<Rule> createQueryRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages) {
-    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(ruleElement);
-    const auto keyword = attributes ? attributeText(attributes, OLESTR("operator")) : std::nullopt;
-    const CComBSTR name = keyword ? *keyword : makeBstr({});
-    std::shared_ptr<QueryRule> rule;
-    if (equalNames(name, OLESTR("exists")) || equalNames(name, OLESTR("exist")))
-        rule = std::make_shared<QueryRuleExists>(owner);
-    else if (equalNames(name, OLESTR("fetch")))
-        rule = std::make_shared<QueryRuleFetch>(owner);
-    if (!rule) {
-        addMessage(messages, "Operator '" + narrow(view(name)) + "' not recognized for query rule.");
-        return nullptr;
-    }
-    return rule->parse(ruleElement) ? rule : nullptr;
+std::shared_ptr<QueryRule> makeQueryRule(const CComBSTR& keyword, const RuleOwner& owner) {
+    if (equalNames(keyword, OLESTR("exists")) || equalNames(keyword, OLESTR("exist")))
+        return std::make_shared<QueryRuleExists>(owner);
+    if (equalNames(keyword, OLESTR("fetch"))) return std::make_shared<QueryRuleFetch>(owner);
+    return nullptr;
 }
 
 }  // namespace ConditionalXml

@@ -5,18 +5,39 @@
 #include "rules/where_template.h"
 
 #include <map>
+#include <optional>
+#include <vector>
 
 namespace ConditionalXml {
+
+/// What a `rule` element of a query says.
+struct QueryElement {
+    struct Parameter {
+        CComBSTR text;  // a constant, or the name of a field of the row
+        bool isConstant;
+        FieldNames::Slot slot;  // of the field's name
+    };
+    struct Field {
+        CComBSTR name;
+        CComBSTR alias;
+        FieldNames::Slot slot;  // of the alias
+    };
+
+    std::optional<CComBSTR> table;
+    std::optional<CComBSTR> query;
+    std::vector<Parameter> parameters;
+    std::vector<Field> fields;  // to fetch; a later one of a name takes the place of an earlier one
+    bool selectsAll = false;    // rows to fetch, not only one
+};
 
 /// A question about another table of the row's workspace. Everything asked of the host for a row is given back before
 /// evaluate() returns.
 class QueryRule : public Rule {
 public:
-    explicit QueryRule(FeatureClassRule& owner);
+    explicit QueryRule(const RuleOwner& owner);
 
-    /// Reads the element. A missing part leaves the rule without it; it then holds for no row.
-    /// \return false when the DOM fails: a query with a part unread would ask something else.
-    virtual bool parse(IXMLDOMNode* element);
+    /// Takes over what the element says. Without a table or a query the rule holds for no row.
+    virtual void parse(const QueryElement& element);
 
     WhereTemplate where;
     CComBSTR queryText;
@@ -52,8 +73,8 @@ public:
 class QueryRuleFetch : public QueryRule {
 public:
     using QueryRule::QueryRule;
-    bool parse(IXMLDOMNode* element) override;
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
+    void parse(const QueryElement& element) override;
 
     std::map<CComBSTR, CComBSTR, BstrLess> fetchFields;  // field of the queried table, alias in the row's values
     SelectionOption selectOption = selectionOnlyOne;
@@ -67,7 +88,7 @@ private:
     std::vector<FieldNames::Slot> aliasSlots_;  // in the order of fetchFields
 };
 
-/// Builds the rule of an element whose `type` is "Q". \return null when its operator is unknown or the DOM fails.
-std::shared_ptr<Rule> createQueryRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages);
+/// The rule of an operator's keyword, as written; null when there is no such operator.
+std::shared_ptr<QueryRule> makeQueryRule(const CComBSTR& keyword, const RuleOwner& owner);
 
 }  // namespace ConditionalXml

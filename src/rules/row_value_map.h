@@ -1,7 +1,7 @@
 // RowValueMap: the values of one row that rules and expressions read.
 #pragma once
 
-#include "rules/field_names.h"
+#include "text/field_names.h"
 
 #include <memory>
 #include <span>

@@ -1,17 +1,20 @@
-// The base of all rules, and how attribute rules read their field and operands and walk them.
+// The base of all rules, and how attribute rules walk their operands.
 #include "rules/rule.h"
 
-#include "api/failures.h"
-#include "cxml/condition_map.h"
-#include "cxml/dom.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 namespace ConditionalXml {
 
-Rule::Rule(FeatureClassRule& owner) : conditionMap(owner.owner), featureClassRule(&owner) {}
+Rule::Rule(const RuleOwner& owner)
+    : conditionMap(owner.conditionMap),
+      featureClassRule(owner.featureClassRule),
+      className_(owner.className),
+      tables_(owner.tables) {}
 
 Rule::~Rule() = default;
 
-CXAttributeRule::CXAttributeRule(FeatureClassRule& owner, char type) : Rule(owner) {
+CXAttributeRule::CXAttributeRule(const RuleOwner& owner, char type) : Rule(owner) {
     ruleType = type;
 }
 
@@ -37,7 +40,7 @@ bool CXAttributeRule::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
     const VARIANT* found = lookupField(rowValues);
     if (!found && messages)
         addMessage(messages, "Rule referenced field '" + narrow(view(fieldName)) + "' not found on '" +
-                                 narrow(view(featureClassRule->name)) + "'");
+                                 narrow(view(className())) + "'");
     const VARIANT& fieldValue = found ? *found : missing;
 
     if (valueFieldName.Length() != 0) {
@@ -55,54 +58,14 @@ bool CXAttributeRule::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
     return false;
 }
 
-CComVariant makeOperand(WideView text) {
-    CComVariant operand;
-    if (text == OLESTR("NULL") || text == OLESTR("null")) {
-        operand.vt = VT_NULL;
-        return operand;
-    }
-    if (text.starts_with(OLESTR('\'')))  // quoted: without the first and the last character, whatever the last is
-        text = text.size() > 2 ? text.substr(1, text.size() - 2) : WideView{};
-    operand.bstrVal = makeBstr(text).Detach();
-    operand.vt = VT_BSTR;
-    return operand;
+void CXAttributeRule::setField(CComBSTR name, FieldNames::Slot slot) {
+    fieldName = std::move(name);
+    fieldSlot_ = slot;
 }
 
-bool CXAttributeRule::readValues(IXMLDOMNode* element) {
-    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(element);
-    if (!attributes) return false;
-    std::optional<CComBSTR> name;
-    if (!readAttribute(attributes, OLESTR("fieldValue"), name)) return false;
-    if (name) {
-        valueFieldName = std::move(*name);
-        if (valueFieldName.Length() != 0) featureClassRule->registerReferencedField(valueFieldName);
-        valueFieldSlot_ = featureClassRule->fieldNames->intern(valueFieldName);
-        return true;
-    }
-    std::optional<CComBSTR> text;
-    if (!readAttribute(attributes, OLESTR("value"), text)) return false;
-    if (text) {
-        values.push_back(makeOperand(view(*text)));
-        return true;
-    }
-    const CComPtr<IXMLDOMNodeList> children = selectNodes(element, OLESTR("value"));
-    if (!children) return false;
-    return forEachNode(children, [&](IXMLDOMNode* child) {
-        const auto operand = tryNodeText(child);
-        if (operand) values.push_back(makeOperand(view(*operand)));
-        return operand.has_value();
-    });
-}
-
-bool CXAttributeRule::readField(IXMLDOMNode* element) {
-    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(element);
-    if (!attributes) return false;
-    auto name = attributeText(attributes, OLESTR("field"));
-    if (!name) return false;
-    fieldName = std::move(*name);
-    featureClassRule->registerReferencedField(fieldName);
-    fieldSlot_ = featureClassRule->fieldNames->intern(fieldName);
-    return true;
+void CXAttributeRule::setValueField(CComBSTR name, FieldNames::Slot slot) {
+    valueFieldName = std::move(name);
+    valueFieldSlot_ = slot;
 }
 
 const VARIANT* CXAttributeRule::lookupField(const RowValueMap& rowValues) const noexcept {

@@ -1,4 +1,4 @@
-// Rule, the base of every test that a condition makes on a row, and the factory that builds rules from a document.
+// Rule, the base of every test that a condition makes on a row.
 #pragma once
 
 #include "rules/row_value_map.h"
@@ -11,12 +11,21 @@ namespace ConditionalXml {
 
 class Condition;
 class ConditionMap;
+class CXTableManager;
 class FeatureClassRule;
+
+/// The feature class that rules belong to, as far as they look at it. It outlives them.
+struct RuleOwner {
+    ConditionMap* conditionMap;          // whose rule it is: for others to ask, nothing here looks inside
+    FeatureClassRule* featureClassRule;  // the same
+    const CComBSTR* className;           // as written in the document
+    CXTableManager* tables;              // of the run
+};
 
 /// A test on a row. Built once while its document loads; evaluated on one thread at a time.
 class Rule {
 public:
-    explicit Rule(FeatureClassRule& owner);
+    explicit Rule(const RuleOwner& owner);
     virtual ~Rule();
     Rule(const Rule&) = delete;
     Rule& operator=(const Rule&) = delete;
@@ -28,13 +37,21 @@ public:
     FeatureClassRule* featureClassRule;                        // not owned
     char ruleType = '_';                                       // 'A' attribute, 'L' list attribute, 'Q' query
     std::vector<std::shared_ptr<Condition>> nestedConditions;  // document order
+
+protected:
+    const CComBSTR& className() const noexcept { return *className_; }
+    CXTableManager& tables() const noexcept { return *tables_; }
+
+private:
+    const CComBSTR* className_;
+    CXTableManager* tables_;
 };
 
 /// A rule over one field of the row. Its operands change their type in place as rows demand it (see evaluateOperands in
 /// the attribute rules); that is the only state kept between rows.
 class CXAttributeRule : public Rule {
 public:
-    explicit CXAttributeRule(FeatureClassRule& owner, char type = 'A');
+    explicit CXAttributeRule(const RuleOwner& owner, char type = 'A');
 
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
     /// Compares the row's value with one operand; equality unless a class says otherwise.
@@ -42,12 +59,10 @@ public:
     /// The type that operands take when the field's values are of `fieldType`.
     virtual VARTYPE operandType(VARTYPE fieldType) const noexcept { return fieldType; }
 
-    /// Reads `fieldValue`, `value` or the child `value` elements, the first of these that is there. A field named by
-    /// `fieldValue` is registered with the owner.
-    /// \return false when the element's attributes or children cannot be had.
-    bool readValues(IXMLDOMNode* element);
-    /// Reads `field` and registers it with the owner. \return false when it is absent.
-    bool readField(IXMLDOMNode* element);
+    /// The field that the rule tests, and the number of its name.
+    void setField(CComBSTR name, FieldNames::Slot slot);
+    /// The field whose value is the operand, and the number of its name.
+    void setValueField(CComBSTR name, FieldNames::Slot slot);
     /// The row's value of the rule's field; null when the row has none. Borrowed from `rowValues`.
     const VARIANT* lookupField(const RowValueMap& rowValues) const noexcept;
     FieldNames::Slot fieldSlot() const noexcept { return fieldSlot_; }
@@ -61,14 +76,7 @@ protected:
     FieldNames::Slot valueFieldSlot_ = 0;  // of valueFieldName
 };
 
-/// Turns the text of an operand into its value: quoted text, NULL, or plain text.
-CComVariant makeOperand(WideView text);
-
 /// Compares as VarCmp does, but small integer types directly. \return a VARCMP code or a failure status.
 HRESULT compareVariants(const VARIANT& a, const VARIANT& b);
-
-/// Builds the rule of a `rule` element with its nested conditions.
-/// \return null when the element makes no rule; only an unknown operator is reported, to `messages` (may be null).
-std::shared_ptr<Rule> createRule(IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages);
 
 }  // namespace ConditionalXml

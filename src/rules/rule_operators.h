@@ -1,4 +1,4 @@
-// From an operator's keyword to a rule: what the factories of attribute and list attribute rules have in common.
+// From an operator's keyword to a rule: what attribute and list attribute rules have in common.
 #pragma once
 
 #include "rules/rule.h"
@@ -9,18 +9,21 @@ namespace ConditionalXml {
 
 struct RuleOperator {
     const OLECHAR* keyword;  // lower case
-    std::shared_ptr<CXAttributeRule> (*make)(FeatureClassRule&);
+    std::shared_ptr<CXAttributeRule> (*make)(const RuleOwner&);
 };
 
 /// For tables of operators.
 template <class ConcreteRule>
-std::shared_ptr<CXAttributeRule> makeRule(FeatureClassRule& owner) {
+std::shared_ptr<CXAttributeRule> makeRule(const RuleOwner& owner) {
     return std::make_shared<ConcreteRule>(owner);
 }
 
-/// Builds the rule that the element's `operator` names, in any case, with its operands and field.
-/// \param family as the message about an unknown operator calls it. \return null when the element makes no rule.
-std::shared_ptr<Rule> createFromOperator(std::span<const RuleOperator> operators, std::string_view family,
-                                         IXMLDOMNode* ruleElement, FeatureClassRule& owner, IGPMessages* messages);
+/// The rule that the table has for the keyword; null when it has none.
+inline std::shared_ptr<CXAttributeRule> makeFromOperator(std::span<const RuleOperator> operators,
+                                                         const CComBSTR& keyword, const RuleOwner& owner) {
+    for (const RuleOperator& candidate : operators)
+        if (equalNames(keyword, candidate.keyword)) return candidate.make(owner);
+    return nullptr;
+}
 
 }  // namespace ConditionalXml

@@ -1,6 +1,7 @@
 // The comparison that all comparing rules share.
-#include "api/failures.h"
 #include "rules/rule.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include <cmath>
 

@@ -1,6 +1,7 @@
 #include "rules/where_template.h"
 
-#include "api/failures.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 namespace ConditionalXml {
 

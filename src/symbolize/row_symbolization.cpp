@@ -1,41 +1,91 @@
 // Symbolizing one row: reading its values, choosing its conditions, writing what differs.
-#include "api/failures.h"
-#include "cxml/feature_class_rule.h"
-#include "rules/row_binding.h"
-#include "symbolize/table_manager.h"
+#include "symbolize/row_symbolization.h"
+
+#include "gdb/table_manager.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include <exception>
 #include <new>
-#include <optional>
 
 namespace ConditionalXml {
 
-namespace {
+RowSymbolization::~RowSymbolization() {
+    rule_.tableManager->reset();
+    rule_.currentRow = nullptr;
+}
+
+bool RowSymbolization::symbolize(IRow* row, LONG subtypeField, IGPMessages* messages) {
+    rule_.currentRow = row;
+    rule_.changed = false;
+    rule_.tableManager->attach(row);
+
+    CComPtr<IFields> fields;
+    if (FAILED(checked(row->get_Fields(&fields))) || !fields) return false;
+    if (!binding_.bindTargets(fields)) failRow("Failed to find SYMBOL_C field!");
+    const bool allBound = binding_.bindColumns();
+    if (!readValues(row, messages) || !allBound) return false;
+
+    const ConditionList* const conditions = selectConditions(row, subtypeField);
+    if (!conditions) return false;
+    const Decision decision = decide(*conditions, messages);
+    writeSymbol(row, decision.ruleName);
+    if (decision.matched && decision.matched->hasPlacement) writePlacements(row, *decision.matched);
+    return rule_.changed;
+}
 
 /// Reads the referenced fields of the row. \return false when a value cannot be read.
-bool readValues(IRow* row, RowBinding& binding, const CComBSTR& tableName, IGPMessages* messages) {
-    binding.values.clear();
-    for (const RowBinding::Column& column : binding.columns()) {
+bool RowSymbolization::readValues(IRow* row, IGPMessages* messages) {
+    binding_.values.clear();
+    for (const RowBinding::Column& column : binding_.columns()) {
         if (column.position >= 0) {
-            if (FAILED(checked(row->get_Value(column.position, &binding.values.append(column.slot))))) return false;
+            if (FAILED(checked(row->get_Value(column.position, &binding_.values.append(column.slot))))) return false;
         } else if (column.reported && messages) {
             addMessage(messages, "Field '" + narrow(view(column.name)) + "' referenced in CXML does not exist on " +
-                                     narrow(view(tableName)) + ".");
+                                     narrow(view(rule_.tableManager->attachedName())) + ".");
         }
     }
     return true;
 }
 
 /// The conditions for the row's subtype, the default ones when there are none. Null when the subtype cannot be read.
-const FeatureClassRule::ConditionList* selectConditions(const FeatureClassRule& rule, IRow* row, LONG subtypeField) {
-    if (rule.subtypeConditions.empty() || subtypeField < 0) return &rule.defaultConditions;
+const FeatureClassRule::ConditionList* RowSymbolization::selectConditions(IRow* row, LONG subtypeField) const {
+    if (rule_.subtypeConditions.empty() || subtypeField < 0) return &rule_.defaultConditions;
     CComVariant code;
     if (FAILED(checked(row->get_Value(subtypeField, &code)))) return nullptr;
     if (code.vt != VT_I4 && FAILED(checked(VariantChangeTypeEx(&code, &code, 0, 0, VT_I4))))
-        return &rule.defaultConditions;
-    const auto entry = rule.subtypeConditions.find(code.lVal);
-    return entry == rule.subtypeConditions.end() ? &rule.defaultConditions : &entry->second;
+        return &rule_.defaultConditions;
+    const auto entry = rule_.subtypeConditions.find(code.lVal);
+    return entry == rule_.subtypeConditions.end() ? &rule_.defaultConditions : &entry->second;
 }
+
+RowSymbolization::Decision RowSymbolization::decide(const ConditionList& conditions, IGPMessages* messages) {
+    Decision decision;
+    const auto evaluate = [&](Condition& condition) {
+        try {
+            condition.evaluate(binding_.values, decision.ruleName, decision.matched, messages);
+        } catch (const std::bad_alloc&) {
+            AtlThrow(E_OUTOFMEMORY);
+        } catch (const std::exception& e) {
+            addMessage(messages, e.what());
+        }
+    };
+    const ConditionMemory* const memory =
+        answers_ == Answers::Remembered ? binding_.memory.select(conditions, binding_.values) : nullptr;
+    if (memory)
+        memory->decide(decision.ruleName, decision.matched, evaluate);
+    else
+        for (const std::shared_ptr<Condition>& condition : conditions) evaluate(*condition);
+    return decision;
+}
+
+/// A row that fails leaves no table behind: the next row starts afresh.
+void RowSymbolization::failRow(const std::string& text) {
+    rule_.tableManager->reset();
+    throwText(text);
+}
+
+namespace {
 
 /// Whether the row's value, as a text, is exactly `wanted`. NULL equals no text.
 bool holdsText(const VARIANT& current, BSTR wanted) {
@@ -45,93 +95,40 @@ bool holdsText(const VARIANT& current, BSTR wanted) {
     return SUCCEEDED(checked(text.ChangeType(VT_BSTR, &current))) && view(text.bstrVal) == view(wanted);
 }
 
-struct PlacementTarget {
-    RowBinding::Target RowBinding::* target;
-    double Condition::* value;
-    const char* failure;
-};
-
-constexpr PlacementTarget placementTargets[] = {
-    {&RowBinding::xoffset, &Condition::xoffset, "Failed to write value to Xoffset_C!"},
-    {&RowBinding::yoffset, &Condition::yoffset, "Failed to write value to Yoffset_C!"},
-    {&RowBinding::angle, &Condition::angle, "Failed to write value to Rotate_C!"},
-};
-
-/// A row that fails leaves no table behind: the next row starts afresh.
-[[noreturn]] void failRow(CXTableManager& tables, const char* text) {
-    tables.reset();
-    throwText(text);
-}
+}  // namespace
 
 /// Puts the symbol into the row when it differs; `changed` says so even when the put then fails.
-void writeSymbol(IRow* row, const RowBinding& binding, BSTR ruleName, CXTableManager& tables, bool& changed) {
+void RowSymbolization::writeSymbol(IRow* row, BSTR ruleName) {
     if (SysStringLen(ruleName) == 0) return;
-    const VARIANT* current = binding.values.first(binding.symbol.slot);
+    const VARIANT* current = binding_.values.first(binding_.symbol.slot);
     if (!current || holdsText(*current, ruleName)) return;
     VARIANT value;  // borrows the text: put_Value copies what it keeps
     VariantInit(&value);
     value.vt = VT_BSTR;
     value.bstrVal = ruleName;
-    changed = true;
-    if (FAILED(checked(row->put_Value(binding.symbol.position, value))))
-        failRow(tables, "Failed to write value to SYMBOL_C!");
+    rule_.changed = true;
+    if (FAILED(checked(row->put_Value(binding_.symbol.position, value)))) failRow("Failed to write value to SYMBOL_C!");
 }
 
-/// Puts one placement value into the row when it differs. A zero is never written: an earlier value stays.
-void writePlacement(IRow* row, const RowBinding& binding, const Condition& matched, const PlacementTarget& placement,
-                    CXTableManager& tables, bool& changed) {
-    const RowBinding::Target& target = binding.*placement.target;
-    const double wanted = matched.*placement.value;
+void RowSymbolization::writePlacements(IRow* row, const Condition& matched) {
+    for (std::size_t i = 0; i < std::size(placements); ++i)
+        putPlacement(row, binding_.placements[i], placements[i], matched.*placements[i].value);
+}
+
+/// Puts a placement value into the row when it differs. A zero is never written: an earlier value stays.
+void RowSymbolization::putPlacement(IRow* row, const RowBinding::Target& target, const Placement& placement,
+                                    double wanted) {
     if (target.position < 0 || wanted == 0) return;
-    const VARIANT* current = binding.values.first(target.slot);
+    const VARIANT* current = binding_.values.first(target.slot);
     if (!current) return;
     if (current->vt == VT_R8 && current->dblVal == wanted) return;  // NaN equals nothing and is written
     VARIANT value;
     VariantInit(&value);
     value.vt = VT_R8;
     value.dblVal = wanted;
-    changed = true;
-    if (FAILED(checked(row->put_Value(target.position, value)))) failRow(tables, placement.failure);
-}
-
-}  // namespace
-
-bool FeatureClassRule::symbolizeRow(IRow* row, LONG subtypeField, IGPMessages* messages) {
-    currentRow = row;
-    changed = false;
-    tableManager->attach(row);
-
-    CComPtr<IFields> fields;
-    if (FAILED(checked(row->get_Fields(&fields))) || !fields) return false;
-    if (!binding_->bindTargets(fields)) failRow(*tableManager, "Failed to find SYMBOL_C field!");
-    const bool allBound = binding_->bindColumns();
-    if (!readValues(row, *binding_, tableManager->attachedName(), messages) || !allBound) return false;
-
-    const ConditionList* conditions = selectConditions(*this, row, subtypeField);
-    if (!conditions) return false;
-    BSTR ruleName = nullptr;
-    const Condition* matched = nullptr;
-    const auto evaluate = [&](Condition& condition) {
-        try {
-            condition.evaluate(binding_->values, ruleName, matched, messages);
-        } catch (const std::bad_alloc&) {
-            AtlThrow(E_OUTOFMEMORY);
-        } catch (const std::exception& e) {
-            addMessage(messages, e.what());
-        }
-    };
-    const ConditionMemory* const memory =
-        remembersAnswers ? binding_->memory.select(*conditions, binding_->values) : nullptr;
-    if (memory)
-        memory->decide(ruleName, matched, evaluate);
-    else
-        for (const std::shared_ptr<Condition>& condition : *conditions) evaluate(*condition);
-
-    writeSymbol(row, *binding_, ruleName, *tableManager, changed);
-    if (matched && matched->hasPlacement)
-        for (const PlacementTarget& placement : placementTargets)
-            writePlacement(row, *binding_, *matched, placement, *tableManager, changed);
-    return changed;
+    rule_.changed = true;
+    if (FAILED(checked(row->put_Value(target.position, value))))
+        failRow("Failed to write value to " + narrow(WideView(placement.field)) + "!");
 }
 
 }  // namespace ConditionalXml

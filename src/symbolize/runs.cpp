@@ -1,8 +1,9 @@
 #include "symbolize/runs.h"
 
-#include "api/failures.h"
-#include "symbolize/table_manager.h"
-#include "symbology/vel_core.h"
+#include "gdb/query_filter.h"
+#include "gdb/table_manager.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include <exception>
 #include <new>
@@ -10,18 +11,6 @@
 namespace ConditionalXml {
 
 namespace {
-
-/// Empties the rule's table manager when a run ends, however it ends.
-class RunScope {
-public:
-    explicit RunScope(FeatureClassRule& rule) : rule_(rule) {}
-    RunScope(const RunScope&) = delete;
-    RunScope& operator=(const RunScope&) = delete;
-    ~RunScope() { rule_.endRun(); }
-
-private:
-    FeatureClassRule& rule_;
-};
 
 /// Gives the rule's table manager the workspace and the table of the run.
 void prepareTables(FeatureClassRule& rule, IObjectClass* objectClass, const CComBSTR& upperName) {
@@ -53,11 +42,7 @@ std::string hostError(std::string_view lead, const CComBSTR& className) {
 
 /// A filter for the fields of the rule; null when the host gives none or refuses one of the fields.
 CComPtr<IQueryFilter> createFilter(const FeatureClassRule& rule) {
-    CComPtr<IUnknown> object;
-    if (FAILED(checked(VelCreateInstance(CLSID_QueryFilter, nullptr, CLSCTX_ALL, __uuidof(IUnknown),
-                                         reinterpret_cast<void**>(&object)))))
-        return nullptr;
-    CComQIPtr<IQueryFilter> filter(object.p);
+    CComPtr<IQueryFilter> filter = GeodatabaseUtilities::createQueryFilter();
     if (!filter) return nullptr;
     for (const CComBSTR& name : rule.referencedFields)
         if (FAILED(checked(filter->AddField(name)))) return nullptr;
@@ -75,13 +60,13 @@ CComPtr<ICursor> openCursor(IFeatureClass* featureClass, ISelectionSet* selectio
     return SUCCEEDED(checked(hr)) ? cursor : nullptr;
 }
 
-void symbolizeRows(FeatureClassRule& rule, ICursor* cursor, LONG subtypeField, IGPMessages* messages) {
+void symbolizeRows(RowSymbolization& rows, ICursor* cursor, LONG subtypeField, IGPMessages* messages) {
     for (;;) {
         CComPtr<IRow> row;
         if (checked(cursor->NextRow(&row)) != S_OK || !row) return;
         try {
             // A row that cannot be written back does not end the run; the host knows that it could not.
-            if (rule.symbolizeRow(row, subtypeField, messages)) checked(cursor->UpdateRow(row));
+            if (rows.symbolize(row, subtypeField, messages)) checked(cursor->UpdateRow(row));
         } catch (const std::bad_alloc&) {
             AtlThrow(E_OUTOFMEMORY);
         } catch (const std::exception& e) {
@@ -96,18 +81,18 @@ HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name) {
     name.Empty();
     const HRESULT hr = checked(objectClass->get_AliasName(&name));
     if (FAILED(hr)) name.Empty();
-    if (name.Length() != 0) CharUpperBuffW(name.m_str, name.Length());
+    name = upperCased(std::move(name));
     return hr;
 }
 
 bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass,
-                           ISelectionSet* selection, IGPMessages* messages) {
+                           ISelectionSet* selection, IGPMessages* messages, RowSymbolization::Answers answers) {
     const std::shared_ptr<FeatureClassRule> rule = map.find(upperName);
     if (!rule) {
         addMessage(messages, quoted("No configuration defined for: '", view(upperName)));
         return false;
     }
-    const RunScope scope(*rule);
+    RowSymbolization rows(*rule, answers);
     prepareTables(*rule, featureClass, upperName);
     const LONG subtypeField = subtypeFieldOf(featureClass);
     SetErrorInfo(0, nullptr);  // what an earlier call left behind says nothing about this one
@@ -115,7 +100,7 @@ bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, I
     if (!filter) throwText(hostError("Failed to create query filter for: '", upperName));
     const CComPtr<ICursor> cursor = openCursor(featureClass, selection, filter);
     if (!cursor) throwText(hostError("Failed to open update cursor for: '", upperName));
-    symbolizeRows(*rule, cursor, subtypeField, messages);
+    symbolizeRows(rows, cursor, subtypeField, messages);
     return true;
 }
 
@@ -128,9 +113,9 @@ bool symbolizeSingleRow(const ConditionMap& map, IRow* row) {
     if (FAILED(upperAliasName(objectClass, upperName))) return false;
     const std::shared_ptr<FeatureClassRule> rule = map.find(upperName);
     if (!rule) return false;
-    const RunScope scope(*rule);
+    RowSymbolization rows(*rule);
     prepareTables(*rule, objectClass, upperName);
-    return rule->symbolizeRow(row, subtypeFieldOf(objectClass), nullptr);
+    return rows.symbolize(row, subtypeFieldOf(objectClass), nullptr);
 }
 
 }  // namespace ConditionalXml

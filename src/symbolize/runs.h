@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cxml/condition_map.h"
+#include "symbolize/row_symbolization.h"
 #include "symbology/host_interfaces.h"
 
 namespace ConditionalXml {
@@ -14,7 +15,8 @@ HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name);
 /// \return false when the class has no configuration.
 /// \throws std::runtime_error when the cursor cannot be opened.
 bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass,
-                           ISelectionSet* selection, IGPMessages* messages);
+                           ISelectionSet* selection, IGPMessages* messages,
+                           RowSymbolization::Answers answers = RowSymbolization::Answers::Remembered);
 
 /// Symbolizes one row without storing it. \return whether it changed.
 bool symbolizeSingleRow(const ConditionMap& map, IRow* row);

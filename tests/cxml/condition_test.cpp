@@ -1,4 +1,5 @@
 // Building conditions: attributes, placement numbers, and what is left when one is discarded.
+#include "cxml/condition_reader.h"
 #include "support/loaded_map.h"
 
 #include <gtest/gtest.h>
@@ -259,7 +260,7 @@ TEST(ConditionTest, withoutMessagesDiscardingIsSilent) {
     ConditionalXml::ConditionMap map;
     ConditionalXml::FeatureClassRule rule(map);
     const auto document = parseDocument("<condition rulename='R'><rule type='Z'/></condition>");
-    EXPECT_EQ(Condition::build(selectNode(document, "/condition"), rule, nullptr), nullptr);
+    EXPECT_EQ(ConditionalXml::readCondition(selectNode(document, "/condition"), rule, {}), nullptr);
 }
 
 TEST(ConditionTest, faultsInNestedConditionsAreNotReported) {

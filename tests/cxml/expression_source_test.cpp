@@ -1,7 +1,7 @@
 // The Python source of a condition: how it is put together, what its "Generate" asks for, and how it is rewritten.
 #include "cxml/expression_source.h"
 
-#include "api/failures.h"
+#include "cxml/condition_reader.h"
 #include "cxml/dom.h"
 #include "support/loaded_map.h"
 
@@ -44,7 +44,7 @@ TEST_P(ExpressionSources, areAssembledAndRewritten) {
     ConditionalXml::Condition condition(owner);
     string error;
     try {
-        EXPECT_TRUE(condition.readExpressions(selectNode(document, "/condition")));
+        EXPECT_TRUE(ConditionalXml::readExpressions(condition, selectNode(document, "/condition"), {}));
     } catch (const std::runtime_error& failure) {  // what was read before the compiler saw it is there all the same
         error = failure.what();
     }
@@ -264,7 +264,7 @@ TEST(ExpressionSourceTest, knownFieldIsNotRegistered) {
     ConditionalXml::ConditionMap map;
     ConditionalXml::FeatureClassRule rule(map);
     rule.knownFields[memhost::bstr("DEPTH")] = 1;
-    const auto condition = ConditionalXml::Condition::build(selectNode(document, "/condition"), rule, nullptr);
+    const auto condition = ConditionalXml::readCondition(selectNode(document, "/condition"), rule, {});
     ASSERT_NE(condition, nullptr);
     EXPECT_EQ(condition->generateArguments.size(), 2U);
     EXPECT_EQ(textsOf(rule.referencedFields), (vector<string>{"COLOUR", "SYMBOL_C"}));

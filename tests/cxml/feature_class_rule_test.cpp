@@ -1,4 +1,5 @@
 // FeatureClassRule: names and their keys, subtype lists, merging and replacing, referenced fields.
+#include "cxml/class_reader.h"
 #include "support/loaded_map.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@ string map(std::string_view content) {
 
 std::shared_ptr<ConditionalXml::FeatureClassRule> loadInto(ConditionalXml::ConditionMap& loaded, const char* element) {
     const auto document = parseDocument(map(element));
-    return ConditionalXml::FeatureClassRule::load(selectNode(document, "/conditionMap/featureClass"), loaded, nullptr);
+    return ConditionalXml::readFeatureClass(selectNode(document, "/conditionMap/featureClass"), loaded, {});
 }
 
 vector<LONG> codes(const ConditionalXml::FeatureClassRule& rule) {

@@ -1,5 +1,6 @@
 // Evaluating attribute rules on rows: operands and their conversion, operand fields, missing fields, ranges.
 #include "rules/attribute_rules.h"
+#include "cxml/rule_reader.h"
 #include "memhost/table.h"
 #include "support/loaded_map.h"
 

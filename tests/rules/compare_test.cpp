@@ -83,13 +83,13 @@ CComVariant valueOf(VARTYPE type, int number) {
 struct Operators {
     ConditionalXml::ConditionMap map;
     ConditionalXml::FeatureClassRule owner{map};
-    ConditionalXml::CXAttributeRuleEqual equal{owner};
-    ConditionalXml::CXAttributeRuleNotEqual notEqual{owner};
-    ConditionalXml::CXAttributeRuleLt lt{owner};
-    ConditionalXml::CXAttributeRuleLte lte{owner};
-    ConditionalXml::CXAttributeRuleGt gt{owner};
-    ConditionalXml::CXAttributeRuleGte gte{owner};
-    ConditionalXml::CXAttributeRuleBetween between{owner};
+    ConditionalXml::CXAttributeRuleEqual equal{owner.ruleOwner()};
+    ConditionalXml::CXAttributeRuleNotEqual notEqual{owner.ruleOwner()};
+    ConditionalXml::CXAttributeRuleLt lt{owner.ruleOwner()};
+    ConditionalXml::CXAttributeRuleLte lte{owner.ruleOwner()};
+    ConditionalXml::CXAttributeRuleGt gt{owner.ruleOwner()};
+    ConditionalXml::CXAttributeRuleGte gte{owner.ruleOwner()};
+    ConditionalXml::CXAttributeRuleBetween between{owner.ruleOwner()};
 
     /// Which of E, L, LE, G, GE hold, as in "E LE GE".
     string holding(const VARIANT& a, const VARIANT& b) const {

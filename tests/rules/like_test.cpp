@@ -19,8 +19,8 @@ class LikeTest : public testing::Test {
 protected:
     ConditionalXml::ConditionMap map;
     ConditionalXml::FeatureClassRule owner{map};
-    ConditionalXml::CXAttributeRuleLike like{owner};
-    ConditionalXml::CXAttributeRuleNotLike notLike{owner};
+    ConditionalXml::CXAttributeRuleLike like{owner.ruleOwner()};
+    ConditionalXml::CXAttributeRuleNotLike notLike{owner.ruleOwner()};
 };
 
 /// A value of that type, zero where the type has values.

@@ -1,5 +1,6 @@
 // List attribute rules: a field of comma-separated codes against a set of codes.
 #include "rules/list_attribute_rules.h"
+#include "cxml/rule_reader.h"
 
 #include "memhost/table.h"
 #include "support/loaded_map.h"

@@ -1,6 +1,7 @@
 // What tests of query rules begin with.
 #pragma once
 
+#include "cxml/rule_reader.h"
 #include "memhost/query_filter.h"
 #include "memhost/table.h"
 #include "memhost/workspace.h"

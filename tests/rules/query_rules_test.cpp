@@ -1,5 +1,6 @@
 // Query rules: what they ask of other tables of the workspace, and what they make of the answers.
 #include "rules/query_rule_fixture.h"
+#include "symbolize/row_symbolization.h"
 
 #include <gtest/gtest.h>
 #include <typeinfo>
@@ -293,16 +294,15 @@ TEST_F(QueryRuleTest, fetchedValuesReachLaterRulesAndNestedConditions) {
     const auto boat = Table("BUOY").symbologyFields().field("CAT", VT_I4).row({nullptr, 0.0, 0.0, 0.0, 7}).build();
     workspace->add(datasetFeatureClass, boat);
     found = {2};
-    ConditionalXml::FeatureClassRule& rule = loaded.rule("BUOY");
+    ConditionalXml::RowSymbolization rows(loaded.rule("BUOY"));
     const auto row = boat->row(0);
-    EXPECT_TRUE(rule.symbolizeRow(row, -1, nullptr));
+    EXPECT_TRUE(rows.symbolize(row, -1, nullptr));
     EXPECT_EQ(describe(row->value("SYMBOL_C")), "\"OUTER\"");
     EXPECT_EQ(describe(row->value("Rotate_C")), "R8 1") << "the nested condition matched";
     EXPECT_EQ(lights->selects.back().where, "OWNER = 7");
     found = {};
     const auto again = boat->row(0);
-    EXPECT_FALSE(rule.symbolizeRow(again, -1, nullptr)) << "what a row fetched is gone with it";
-    rule.endRun();
+    EXPECT_FALSE(rows.symbolize(again, -1, nullptr)) << "what a row fetched is gone with it";
 }
 
 TEST_F(QueryRuleTest, tableThatDisappearsInMidRunIsFalse) {

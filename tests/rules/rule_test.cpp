@@ -1,5 +1,5 @@
 // The rule factory, and the reading of a rule's operands and field.
-#include "rules/rule.h"
+#include "cxml/rule_reader.h"
 #include "rules/attribute_rules.h"
 #include "rules/query_rules.h"
 #include "support/loaded_map.h"
@@ -63,7 +63,7 @@ TEST_F(RuleTest, baseHasNoFamilyYet) {
         using Rule::Rule;
         bool evaluate(ConditionalXml::RowValueMap&, IGPMessages*) override { return true; }
     };
-    EXPECT_EQ(Plain(owner).ruleType, '_');
+    EXPECT_EQ(Plain(owner.ruleOwner()).ruleType, '_');
 }
 
 TEST_F(RuleTest, typesThatMakeNoRule) {
@@ -242,7 +242,7 @@ struct AttributeRuleSlots : RuleSlots {
     virtual bool compare(const VARIANT&, const VARIANT&) const = 0;
 };
 struct QueryRuleSlots : RuleSlots {
-    virtual bool parse(IXMLDOMNode*) = 0;
+    virtual void parse(const ConditionalXml::QueryElement&) = 0;
 };
 
 /// A pointer to a virtual function names its slot; both platforms' compilers lay it out alike for such classes.

@@ -13,7 +13,7 @@ class CallingRule : public ConditionalXml::Rule {
 public:
     using Body = std::function<bool(ConditionalXml::RowValueMap&, IGPMessages*)>;
 
-    CallingRule(ConditionalXml::FeatureClassRule& owner, Body body) : Rule(owner), body_(std::move(body)) {}
+    CallingRule(ConditionalXml::FeatureClassRule& owner, Body body) : Rule(owner.ruleOwner()), body_(std::move(body)) {}
     bool evaluate(ConditionalXml::RowValueMap& values, IGPMessages* messages) override {
         return body_(values, messages);
     }

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "cxml/condition_map.h"
+#include "gdb/table_manager.h"
 #include "memhost/messages.h"
 #include "support/documents.h"
-#include "symbolize/table_manager.h"
 
 #include <memory>
 #include <stdexcept>

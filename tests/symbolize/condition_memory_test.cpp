@@ -3,8 +3,8 @@
 #include "cxml/condition_map.h"
 #include "memhost/table.h"
 #include "rules/attribute_rules.h"
-#include "rules/run_memory.h"
 #include "support/loaded_manager.h"
+#include "symbolize/run_memory.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ constexpr std::size_t rowsBefore = ConditionalXml::RunMemory::rowsBefore;
 class CountingRule : public ConditionalXml::CXAttributeRuleEqual {
 public:
     CountingRule(ConditionalXml::FeatureClassRule& owner, const char* field, const char* operand)
-        : CXAttributeRuleEqual(owner) {
+        : CXAttributeRuleEqual(owner.ruleOwner()) {
         fieldName = bstr(field);
         owner.registerReferencedField(fieldName);
         fieldSlot_ = owner.fieldNames->intern(fieldName);

@@ -5,9 +5,10 @@
 #include "memhost/messages.h"
 #include "memhost/table.h"
 #include "memhost/workspace.h"
-#include "rules/run_memory.h"
 #include "support/loaded_manager.h"
 #include "support/platform_hooks.h"
+#include "symbolize/run_memory.h"
+#include "symbolize/runs.h"
 
 #include <gtest/gtest.h>
 #include <algorithm>
@@ -196,9 +197,8 @@ private:
 /// One manager with its own copies of the tables.
 class Side {
 public:
-    Side(const string& document, bool remembers) : manager_(managerOf(document)) {
-        ruleOf(manager_, "RND").remembersAnswers = remembers;
-    }
+    Side(const string& document, bool remembers)
+        : manager_(managerOf(document)), answers_(remembers ? Answers::Remembered : Answers::Evaluated) {}
 
     void run(const vector<vector<Cell>>& rows, VARTYPE mixType, Arrays arrays = Arrays::Some) {
         Table builder("Rnd");
@@ -221,7 +221,11 @@ public:
         const auto workspace = make<Workspace>(workspaceFileSystem);
         workspace->add(datasetFeatureClass, table_);
         workspace->add(datasetTable, lights);
-        ended_ = end([&] { return manager_.symbolize(table_->featureClass(), nullptr, messages_); });
+        ended_ = end([&] {
+            return ConditionalXml::symbolizeFeatureClass(*SymbologyManagerAccess::currentMap(manager_),
+                                                         memhost::bstr("RND"), table_->featureClass(), nullptr,
+                                                         messages_, answers_);
+        });
     }
 
     /// Which rows have a symbol: '+', or '-'.
@@ -255,7 +259,10 @@ private:
         }
     }
 
+    using Answers = ConditionalXml::RowSymbolization::Answers;
+
     SymbologyManager manager_;
+    Answers answers_;
     string ended_;
     CComPtr<TableObject> table_;
     CComPtr<Messages> messages_ = make<Messages>();

@@ -2,6 +2,7 @@
 #include "memhost/messages.h"
 #include "memhost/table.h"
 #include "support/loaded_map.h"
+#include "symbolize/row_symbolization.h"
 
 #include <gtest/gtest.h>
 
@@ -29,9 +30,7 @@ protected:
         table = of;
         row = table->row(0);
         ConditionalXml::FeatureClassRule& rule = loaded->rule("BUOY");
-        const bool changed = rule.symbolizeRow(row, -1, messages);
-        rule.endRun();
-        return changed;
+        return ConditionalXml::RowSymbolization(rule).symbolize(row, -1, messages);
     }
     bool symbolizeBuoy() {
         return symbolize(Table("db.BOYLAT")

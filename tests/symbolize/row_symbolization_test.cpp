@@ -1,4 +1,5 @@
 // Symbolizing one row: which conditions decide, what is written, and what keeps a row from being symbolized.
+#include "symbolize/row_symbolization.h"
 #include "memhost/table.h"
 #include "memhost/workspace.h"
 #include "support/calling_rule.h"
@@ -49,24 +50,23 @@ protected:
         return symbolizeAgain(subtypeField);
     }
     bool symbolizeAgain(LONG subtypeField = -1) {
-        const bool changed = rule().symbolizeRow(row, subtypeField, messages);
+        ConditionalXml::RowSymbolization run(rule());
+        const bool changed = run.symbolize(row, subtypeField, messages);
         EXPECT_EQ(rule().changed, changed);
         EXPECT_EQ(rule().currentRow, row.p);
-        rule().endRun();
         return changed;
     }
     /// The text of the runtime_error that symbolizing the row throws; the table manager must be empty then.
     string thrown() {
+        ConditionalXml::RowSymbolization run(rule());
         try {
-            rule().symbolizeRow(row, -1, messages);
+            run.symbolize(row, -1, messages);
+            return "(nothing)";
         } catch (const std::runtime_error& error) {
             EXPECT_EQ(rule().tableManager->workspace.p, nullptr);
             EXPECT_TRUE(rule().tableManager->tables.empty());
-            rule().endRun();
             return error.what();
         }
-        rule().endRun();
-        return "(nothing)";
     }
     string value(std::string_view field) const { return describe(row->value(field)); }
 
@@ -422,17 +422,17 @@ TEST_F(RowSymbolizationTest, failedWritesNameTheirField) {
 TEST_F(RowSymbolizationTest, tableIsAttachedAnewAfterAFieldError) {
     load("<condition rulename='A'/>");
     symbolize({"A"});
+    ConditionalXml::RowSymbolization run(rule());
     {
         const FaultScope fault({.op = Op::RowPutValue});
         table = Table("a.Wreck").symbologyFields().row({}).row({}).build();
         row = table->row(0);
-        EXPECT_EQ(thrown(), "Failed to write value to SYMBOL_C!");
+        EXPECT_THROW(run.symbolize(row, -1, messages), std::runtime_error);
     }
     row = table->row(1);
-    EXPECT_TRUE(rule().symbolizeRow(row, -1, messages));
+    EXPECT_TRUE(run.symbolize(row, -1, messages));
     EXPECT_EQ(textsOf(rule().tableManager->tables), vector<string>{"A.WRECK"});
     EXPECT_NE(rule().tableManager->workspace.p, nullptr);
-    rule().endRun();
 }
 
 TEST_F(RowSymbolizationTest, exceptionOfOneConditionBecomesAMessage) {
@@ -451,7 +451,6 @@ TEST_F(RowSymbolizationTest, otherExceptionsLeaveTheRow) {
     CallingRule::enter(rule(), [](auto&, auto*) -> bool { throw CAtlException(E_OUTOFMEMORY); });
     EXPECT_THROW(symbolize({}), CAtlException);
     EXPECT_FALSE(row->isEdited());
-    rule().endRun();
 }
 
 TEST_F(RowSymbolizationTest, tableWhoseFieldsChange) {
@@ -460,15 +459,15 @@ TEST_F(RowSymbolizationTest, tableWhoseFieldsChange) {
         "</condition>");
     table = Table("x").symbologyFields().row({}).build();
     row = table->row(0);
-    EXPECT_TRUE(rule().symbolizeRow(row, -1, messages));
+    ConditionalXml::RowSymbolization run(rule());
+    EXPECT_TRUE(run.symbolize(row, -1, messages));
     EXPECT_EQ(value("SYMBOL_C"), "\"A\"");
     EXPECT_EQ(messages->messages().size(), 2U);
     messages->clear();
     table->addField("NEW", VT_I4);
-    EXPECT_TRUE(rule().symbolizeRow(row, -1, messages)) << "the row hands out other fields now";
+    EXPECT_TRUE(run.symbolize(row, -1, messages)) << "the row hands out other fields now";
     EXPECT_EQ(value("SYMBOL_C"), "\"B\"");
     EXPECT_TRUE(messages->entries().empty());
-    rule().endRun();
 }
 
 TEST_F(RowSymbolizationTest, rowsOfAnotherTableInTurn) {
@@ -478,14 +477,14 @@ TEST_F(RowSymbolizationTest, rowsOfAnotherTableInTurn) {
     const auto second = Table("b").field("F", VT_I4).symbologyFields().row({1}).build();
     const auto firstRow = first->row(0);
     const auto secondRow = second->row(0);
+    ConditionalXml::RowSymbolization run(rule());
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(rule().symbolizeRow(firstRow, -1, messages), i == 0);
-        EXPECT_EQ(rule().symbolizeRow(secondRow, -1, messages), i == 0);
+        EXPECT_EQ(run.symbolize(firstRow, -1, messages), i == 0);
+        EXPECT_EQ(run.symbolize(secondRow, -1, messages), i == 0);
     }
     EXPECT_EQ(describe(firstRow->value("SYMBOL_C")), "\"A\"");
     EXPECT_EQ(describe(secondRow->value("SYMBOL_C")), "\"A\"");
     EXPECT_EQ(textsOf(rule().tableManager->tables), (vector<string>{"A", "B"}));
-    rule().endRun();
 }
 
 TEST_F(RowSymbolizationTest, changedIsOfTheRowAtHand) {

@@ -1,10 +1,10 @@
 // What tests of runs begin with.
 #pragma once
 
+#include "gdb/table_manager.h"
 #include "memhost/messages.h"
 #include "memhost/table.h"
 #include "support/loaded_manager.h"
-#include "symbolize/table_manager.h"
 
 #include <gtest/gtest.h>
 

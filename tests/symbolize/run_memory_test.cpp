@@ -1,8 +1,8 @@
 // Runs while memory runs out, in a rule or in the host: nobody may take that for an answer.
 #include "api/faults.h"
+#include "gdb/table_manager.h"
 #include "support/calling_rule.h"
 #include "support/loaded_manager.h"
-#include "symbolize/table_manager.h"
 
 #include <gtest/gtest.h>
 #include <new>

@@ -1,5 +1,5 @@
 // Parts of the tool that are easier to look at from inside.
-#include "class_configurations.h"
+#include "configurations.h"
 #include "document.h"
 #include "layer_choice.h"
 #include "messages.h"
@@ -7,7 +7,7 @@
 #include "report.h"
 #include "services.h"
 #include "symbology/tarn_lib.h"
-#include "text.h"
+#include "tools/text/text.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -18,7 +18,6 @@
 
 namespace {
 
-using cxml::ClassConfigurations;
 using cxml::MessageKind;
 using cxml::MessageLog;
 
@@ -146,13 +145,20 @@ protected:
         std::ofstream(folder_ / "document.cxml", std::ios::binary) << text;
         return folder_ / "document.cxml";
     }
-    ClassConfigurations configurationsOf(const std::string& content) const {
+    std::shared_ptr<ConditionalXml::ConditionMap> mapOf(const std::string& content) const {
         cxml::Console console(cxml::Console::Bar::Never);
         cxml::Document document(console, write("<conditionMap name='m'>" + content + "</conditionMap>"),
                                 MessageLog::Keep::All);
         cxml::load(document);
         EXPECT_TRUE(document.loaded) << content;
-        return ClassConfigurations::read(document.dom);
+        return SymbologyManagerAccess::currentMap(document.manager);
+    }
+    bool configures(const std::string& content, const std::string& alias) const {
+        return cxml::findConfiguration(*mapOf(content), alias) != nullptr;
+    }
+    std::vector<std::string> resultFieldsOf(const std::string& content) const {
+        const auto map = mapOf(content);
+        return cxml::resultFields(*cxml::findConfiguration(*map, "X"));
     }
 
 private:
@@ -160,39 +166,47 @@ private:
 };
 
 TEST_F(Loading, ClassesAreFoundWithoutRegardToCase) {
-    const ClassConfigurations classes =
-        configurationsOf("<featureClass name='BoyLat'/><featureClass/><featureClass name='Ströme'/>");
-    EXPECT_NE(classes.find("BOYLAT"), nullptr);
-    EXPECT_NE(classes.find("boylat"), nullptr);
-    EXPECT_NE(classes.find("STRÖME"), nullptr);
-    EXPECT_EQ(classes.find("BOYSPP"), nullptr);
-    EXPECT_EQ(classes.find(""), nullptr) << "an element without a name makes no configuration";
+    const std::string classes = "<featureClass name='BoyLat'/><featureClass/><featureClass name='Ströme'/>";
+    EXPECT_TRUE(configures(classes, "BOYLAT"));
+    EXPECT_TRUE(configures(classes, "boylat"));
+    EXPECT_TRUE(configures(classes, "STRÖME"));
+    EXPECT_FALSE(configures(classes, "BOYSPP"));
+    EXPECT_FALSE(configures(classes, "")) << "an element without a name makes no configuration";
 }
 
-const char* const twoFields = "<condition type='2' field='A'/><condition type='2' field='B'/>";
+const std::string twoFields = "<condition type='2' field='A'/><condition type='2' field='B'/>";
+const std::string more = "<condition type='2' field='C'/>";
+
+std::string classX(const std::string& content, const std::string& name = "X") {
+    return "<featureClass name='" + name + "'>" + content + "</featureClass>";
+}
 
 TEST_F(Loading, RepeatedUpperCaseNameAddsAndAnyOtherReplaces) {
-    const std::string more = "<condition type='2' field='C'/>";
-    EXPECT_EQ(configurationsOf("<featureClass name='X'>" + std::string(twoFields) +
-                               "</featureClass><featureClass "
-                               "name='X'>" +
-                               more + "</featureClass>")
-                  .find("X")
-                  ->resultFields,
-              (std::vector<std::string>{"A", "B", "C"}));
-    EXPECT_EQ(configurationsOf("<featureClass name='x'>" + std::string(twoFields) +
-                               "</featureClass><featureClass "
-                               "name='x'>" +
-                               more + "</featureClass>")
-                  .find("X")
-                  ->resultFields,
-              (std::vector<std::string>{"C"}));
+    EXPECT_EQ(resultFieldsOf(classX(twoFields) + classX(more)), (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_EQ(resultFieldsOf(classX(twoFields, "x") + classX(more, "x")), (std::vector<std::string>{"C"}));
 }
 
 TEST_F(Loading, NewClassWithASubtypeWithoutNumberIsNoConfiguration) {
-    EXPECT_EQ(configurationsOf("<featureClass name='X'><subtype/></featureClass>").find("X"), nullptr);
-    EXPECT_NE(configurationsOf("<featureClass name='X'/><featureClass name='X'><subtype/></featureClass>").find("X"),
-              nullptr);
+    EXPECT_FALSE(configures(classX("<subtype/>"), "X"));
+    EXPECT_TRUE(configures(classX("") + classX("<subtype/>"), "X"));
+}
+
+TEST_F(Loading, ResultFieldsAreThoseOfConditionsThatAreKept) {
+    const auto nested = [](const char* field, const std::string& inner) {
+        return "<condition type='2' field='" + std::string(field) +
+               "'><rule type='A' operator='equal' field='F' value='1'>" + inner + "</rule></condition>";
+    };
+    EXPECT_EQ(resultFieldsOf(classX(nested("A", nested("B", more)) + "<condition type='2' field='D'/>")),
+              (std::vector<std::string>{"A", "B", "C", "D"}))
+        << "outer fields come first";
+    EXPECT_EQ(resultFieldsOf(classX("<subtype number='1'>" + more + "</subtype>" + twoFields)),
+              (std::vector<std::string>{"A", "B", "C"}))
+        << "any row's first";
+    EXPECT_EQ(resultFieldsOf(classX(twoFields) + classX(more + "<subtype/>")), (std::vector<std::string>{"A", "B"}))
+        << "an element that adds and has a subtype without number adds nothing";
+    EXPECT_EQ(resultFieldsOf(classX("<condition type='2' field='A' angle='west'/>" + more)),
+              (std::vector<std::string>{"C"}))
+        << "a condition that is discarded writes nothing";
 }
 
 TEST_F(Loading, EveryPrefixOfADocumentIsRefusedWithAReason) {

@@ -2,7 +2,7 @@
 #include "checks.h"
 #include "rules/attribute_rules.h"
 #include "rules/list_attribute_rules.h"
-#include "tools/cxml/text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <algorithm>
@@ -74,7 +74,7 @@ void checkCondition(const CheckedCondition& checked, Findings& findings) {
     if (bad != checked.rules.end())
         findings.add(checked.line, "condition-discarded",
                      fmt::format("{} is discarded: its rule in line {} makes no rule", checked.title(), bad->line));
-    if (!checked.isOfExpressionType()) return;
+    if (!checked.condition->callsExpression()) return;
     if (checked.condition->field.Length() == 0)
         findings.add(checked.line, "type2-without-field",
                      checked.title() + " is of type 2 and has no field: what Generate returns is written nowhere");

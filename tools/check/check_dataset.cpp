@@ -5,7 +5,7 @@
 #include "rules/attribute_rules.h"
 #include "rules/list_attribute_rules.h"
 #include "rules/query_rules.h"
-#include "tools/cxml/text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -54,7 +54,7 @@ public:
     void run() {
         needTarget(checked_.line, "SYMBOL_C");
         DocumentModel::forEachIn(checked_.conditions, [this](const CheckedCondition& condition) {
-            if (condition.isKept()) checkTargets(condition);
+            if (condition.isKept) checkTargets(condition);
             for (const CheckedRule& rule : condition.rules) checkOperands(rule);
         });
         forEachUnfetched(checked_, [this](const NameUse& use) {
@@ -102,7 +102,7 @@ private:
             {"Xoffset_C", condition.xoffset}, {"Yoffset_C", condition.yoffset}, {"Rotate_C", condition.angle}};
         for (const auto& [field, value] : placements)
             if (value != 0) needTarget(checked.line, field);  // a zero is never written
-        if (checked.isOfExpressionType() && condition.field.Length() != 0)
+        if (checked.condition->callsExpression() && condition.field.Length() != 0)
             needTarget(checked.line, toUtf8(condition.field));
     }
 
@@ -240,7 +240,7 @@ void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std:
     for (const CheckedClass& checked : model.classes())
         if (checked.isKept && !used.contains(&checked))
             findings.add(checked.line, "configuration-without-layer",
-                         fmt::format("the dataset has no layer for the featureClass '{}'", checked.name()));
+                         fmt::format("the dataset has no layer for the featureClass '{}'", checked.name));
 }
 
 }  // namespace cxml

@@ -2,7 +2,7 @@
 #include "checks.h"
 #include "host/python/source_description.h"
 #include "names.h"
-#include "tools/cxml/text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <algorithm>
@@ -56,7 +56,7 @@ public:
         const PythonSource python = embedded_host::describePythonSource(toUtf8(expression_.source), function);
         if (python.error)
             reportSyntax(*python.error);
-        else if (checked_.isOfExpressionType())
+        else if (checked_.condition->callsExpression())
             checkFunction(python);
     }
 

@@ -41,10 +41,10 @@ void checkOperands(const CheckedCondition& condition, Findings& findings) {
 
 // Whether evaluating the condition does nothing but choose symbol and placement.
 bool onlyChooses(const CheckedCondition& checked) {
-    if (checked.isOfExpressionType()) return false;
+    if (checked.condition->callsExpression()) return false;
     return std::ranges::all_of(checked.rules, [](const CheckedRule& rule) {
         return !rule.as<QueryRuleFetch>() && std::ranges::all_of(rule.nested, [](const CheckedCondition& nested) {
-            return !nested.isKept() || onlyChooses(nested);
+            return !nested.isKept || onlyChooses(nested);
         });
     });
 }
@@ -81,7 +81,7 @@ void report(const Replacements& replacements, Findings& findings) {
 void checkNested(const CheckedRule& rule, Findings& findings) {
     CheckedClass::List kept;
     for (const CheckedCondition& nested : rule.nested)
-        if (nested.isKept()) kept.push_back(&nested);
+        if (nested.isKept) kept.push_back(&nested);
     // What an expression raises ends the whole condition: what comes later replaces nothing then.
     if (!std::ranges::all_of(kept, [](const CheckedCondition* nested) { return onlyChooses(*nested); })) return;
     Replacements replacements;
@@ -98,7 +98,7 @@ void checkReach(const DocumentModel& model, Findings& findings) {
         for (const CheckedClass::List* list : checked.lists()) findReplaced(*list, replacements);
         report(replacements, findings);
         DocumentModel::forEachIn(checked.conditions, [&](const CheckedCondition& condition) {
-            if (!condition.isKept()) return;
+            if (!condition.isKept) return;
             checkOperands(condition, findings);
             for (const CheckedRule& rule : condition.rules) checkNested(rule, findings);
         });

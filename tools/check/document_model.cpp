@@ -1,23 +1,19 @@
 #include "document_model.h"
 
-#include "api/failures.h"
+#include "cxml/document_reader.h"
 #include "cxml/expression_file.h"
-#include "rules/attribute_rules.h"
-#include "rules/list_attribute_rules.h"
-#include "rules/query_rules.h"
-#include "tools/cxml/text.h"
+#include "text/text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
-#include <algorithm>
 #include <filesystem>
 
 namespace cxml {
 
 using ConditionalXml::attributesOf;
 using ConditionalXml::attributeText;
-using ConditionalXml::equalNames;
 using ConditionalXml::FeatureClassRule;
-using ConditionalXml::nodeText;
+using ConditionalXml::LibraryPiece;
 using ConditionalXml::view;
 
 LONG lineOf(IXMLDOMNode* element) {
@@ -33,11 +29,6 @@ std::optional<std::string> attributeOf(IXMLDOMNode* element, const OLECHAR* name
     return toUtf8(*text);
 }
 
-bool CheckedCondition::isKept() const {
-    return attributesAreGood &&
-           std::ranges::all_of(rules, [](const CheckedRule& rule) { return rule.rule != nullptr; });
-}
-
 std::string CheckedCondition::title() const {
     if (condition->rulename.Length() == 0) return "the condition";
     return fmt::format("the condition '{}'", toUtf8(condition->rulename));
@@ -47,10 +38,6 @@ std::vector<const CheckedClass::List*> CheckedClass::lists() const {
     std::vector<const List*> all{&defaults};
     for (const auto& [code, list] : subtypes) all.push_back(&list);
     return all;
-}
-
-std::string CheckedClass::name() const {
-    return toUtf8(rule->name);
 }
 
 namespace {
@@ -75,194 +62,161 @@ std::string shownPath(const std::string& path, const std::string& folder) {
 }  // namespace
 
 DocumentModel::DocumentModel(IXMLDOMDocument* document, Findings& findings) : findings_(findings) {
-    readLibrary(document);
-    forEachSelected(document, OLESTR("/conditionMap/featureClass"), [&](IXMLDOMNode* node) { readClass(node); });
+    // What Python says of the expressions is asked for by itself.
+    ConditionalXml::readDocument(map_, toPathBstr(findings.document()), document,
+                                 {nullptr, [](ConditionalXml::Condition&) {}, this});
 }
 
 const CheckedClass* DocumentModel::find(const std::string& alias) const {
-    const auto entry = byKey_.find(upperCase(toBstr(alias)));
-    return entry == byKey_.end() ? nullptr : entry->second;
+    const auto rule = map_.find(upperCase(toBstr(alias)));
+    return rule ? byRule_.at(rule.get()) : nullptr;
 }
 
-void DocumentModel::readLibrary(IXMLDOMDocument* document) {
-    forEachSelected(document, OLESTR("/conditionMap/functionLibrary/expression"),
-                    [&](IXMLDOMNode* node) { addInlinePiece(node); });
-    forEachSelected(document, OLESTR("/conditionMap/functionLibrary/expressionFile"),
-                    [&](IXMLDOMNode* node) { addFilePiece(node); });
+std::string DocumentModel::folder() const {
+    return toUtf8(ConditionalXml::folderOf(view(toPathBstr(findings_.document()))));
 }
 
-namespace {
-
-std::optional<CComBSTR> pieceName(IXMLDOMNode* node, Findings& findings) {
-    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(node);
-    std::optional<CComBSTR> name = attributes ? attributeText(attributes, OLESTR("name")) : std::nullopt;
-    if (!name)
-        findings.add(lineOf(node), "library-unnamed",
-                     "the piece of the function library has no attribute 'name': the document does not load");
-    return name;
-}
-
-}  // namespace
-
-void DocumentModel::addInlinePiece(IXMLDOMNode* node) {
-    const std::optional<CComBSTR> name = pieceName(node, findings_);
-    if (!name) return;
-    if (const auto earlier = library_.find(*name); earlier != library_.end())
-        findings_.add(lineOf(node), "library-duplicate",
-                      fmt::format("the library piece {} replaces the one in line {}", quotedText(*name),
-                                  earlier->second.place.line));
-    const CComBSTR text = nodeText(node);
-    library_[*name] = {WideString(view(text)) + OLESTR("\\n"), {findings_.document(), textLineOf(node)}};
-}
-
-void DocumentModel::addFilePiece(IXMLDOMNode* node) {
-    const std::optional<CComBSTR> name = pieceName(node, findings_);
-    if (!name) return;
-    if (library_.contains(*name)) {
+void DocumentModel::findDuplicate(IXMLDOMNode* element, const LibraryPiece& piece) {
+    if (piece.file)
         findings_.add(
-            lineOf(node), "library-duplicate",
-            fmt::format("there is a library piece {} already: the document does not load", quotedText(*name)));
-        return;
-    }
-    const CComBSTR path = nodeText(node);
-    const CComBSTR folder = ConditionalXml::folderOf(view(toPathBstr(findings_.document())));
-    std::set<CComBSTR, ConditionalXml::BstrLess> folders;
-    if (folder.Length() != 0) folders.insert(folder);
-    const ConditionalXml::ExpressionFile file = ConditionalXml::readExpressionFile(view(path), folders);
-    if (!file.content) {
-        findings_.add(lineOf(node), "library-file",
-                      fmt::format("the expression file {} {}: the document does not load", quotedText(path),
-                                  file.refusal ? file.refusal : "cannot be opened"));
-        return;
-    }
-    const CComBSTR text = ConditionalXml::widen(*file.content + '\n');
-    library_[*name] = {WideString(view(text)), {shownPath(toUtf8(path), toUtf8(folder)), 1}};
+            lineOf(element), "library-duplicate",
+            fmt::format("there is a library piece {} already: the document does not load", quotedText(*piece.name)));
+    else
+        findings_.add(lineOf(element), "library-duplicate",
+                      fmt::format("the library piece {} replaces the one in line {}", quotedText(*piece.name),
+                                  library_.at(*piece.name).place.line));
 }
 
-void DocumentModel::readClass(IXMLDOMNode* node) {
-    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(node);
-    const auto name = attributes ? attributeText(attributes, OLESTR("name")) : std::nullopt;
-    if (!name) {
-        findings_.add(lineOf(node), "class-unnamed", "the featureClass has no attribute 'name': nothing of it is used");
+void DocumentModel::onLibraryPiece(IXMLDOMNode* element, const LibraryPiece& piece) {
+    if (!piece.name) {
+        findings_.add(lineOf(element), "library-unnamed",
+                      "the piece of the function library has no attribute 'name': the document does not load");
         return;
     }
-    // As loading does: only a name that is written in upper case is found and merged into.
-    if (const auto existing = byKey_.find(*name); existing != byKey_.end()) {
-        CheckedClass& target = *existing->second;
-        const bool complete = readSubtypes(node, target);
-        const CheckedClass::List loaded = readConditions(node, target);
-        if (complete) target.defaults.insert(target.defaults.end(), loaded.begin(), loaded.end());
+    if (piece.isTaken) findDuplicate(element, piece);
+    if (!piece.source) {
+        if (piece.isTaken) return;
+        findings_.add(lineOf(element), "library-file",
+                      fmt::format("the expression file {} {}: the document does not load", quotedText(piece.text),
+                                  piece.file->refusal ? piece.file->refusal : "cannot be opened"));
         return;
     }
-    CheckedClass& created = classes_.emplace_back();
-    created.line = lineOf(node);
-    created.rule = std::make_shared<FeatureClassRule>(map_);
-    created.rule->name = *name;
-    created.isKept = readSubtypes(node, created);
-    created.defaults = readConditions(node, created);
-    if (!created.isKept) return;
-    CheckedClass*& place = byKey_[upperCase(*name)];
-    if (place) {
-        place->isKept = false;
+    Place place{findings_.document(), textLineOf(element)};
+    if (piece.file) place = {shownPath(toUtf8(piece.text), folder()), 1};
+    library_[*piece.name] = {WideString(*piece.source), std::move(place)};
+}
+
+void DocumentModel::onUnnamedClass(IXMLDOMNode* element) {
+    findings_.add(lineOf(element), "class-unnamed", "the featureClass has no attribute 'name': nothing of it is used");
+}
+
+void DocumentModel::beginClass(IXMLDOMNode* element, const CComBSTR& name, FeatureClassRule& rule) {
+    CheckedClass*& checked = byRule_[&rule];
+    if (!checked) {
+        checked = &classes_.emplace_back();
+        checked->line = lineOf(element);
+        checked->name = toUtf8(name);
+    }
+    class_ = checked;
+    list_.clear();
+    defaultsAreKept_ = false;
+}
+
+void DocumentModel::endClass(FeatureClassRule& /*rule*/, bool isKept, const FeatureClassRule* replaced) {
+    if (defaultsAreKept_) class_->defaults.insert(class_->defaults.end(), list_.begin(), list_.end());
+    class_->isKept = isKept;
+    if (!replaced) return;
+    CheckedClass& earlier = *byRule_.at(replaced);
+    earlier.isKept = false;
+    findings_.add(class_->line, "class-replaced",
+                  fmt::format("the featureClass '{}' replaces the one in line {}; only a name in upper case adds to an "
+                              "earlier one",
+                              class_->name, earlier.line));
+}
+
+void DocumentModel::beginSubtype(IXMLDOMNode* element, const std::optional<CComBSTR>& number,
+                                 const std::set<LONG>& codes) {
+    list_.clear();
+    if (!number)
+        findings_.add(lineOf(element), "subtype-number",
+                      fmt::format("the subtype has no attribute 'number': the featureClass '{}' is not configured by "
+                                  "this element",
+                                  class_->name));
+    else if (codes.empty())
         findings_.add(
-            created.line, "class-replaced",
-            fmt::format("the featureClass {} replaces the one in line {}; only a name in upper case adds to an "
-                        "earlier one",
-                        quotedText(*name), place->line));
+            lineOf(element), "subtype-number",
+            fmt::format("no row can reach the subtype's conditions: its number {} holds no code", quotedText(*number)));
+}
+
+void DocumentModel::endSubtype(const std::set<LONG>& codes, bool isKept) {
+    if (!isKept) return;
+    for (const LONG code : codes) {
+        CheckedClass::List& list = class_->subtypes[code];
+        list.insert(list.end(), list_.begin(), list_.end());
     }
-    place = &created;
 }
 
-bool DocumentModel::readSubtypes(IXMLDOMNode* node, CheckedClass& target) {
-    bool complete = true;
-    forEachSelected(node, OLESTR("subtype"), [&](IXMLDOMNode* subtype) {
-        const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(subtype);
-        const auto number = attributes ? attributeText(attributes, OLESTR("number")) : std::nullopt;
-        const std::set<LONG> codes = number ? ConditionalXml::subtypeCodes(view(*number)) : std::set<LONG>();
-        if (!number)
-            findings_.add(
-                lineOf(subtype), "subtype-number",
-                fmt::format("the subtype has no attribute 'number': the featureClass '{}' is not configured by "
-                            "this element",
-                            target.name()));
-        else if (codes.empty())
-            findings_.add(lineOf(subtype), "subtype-number",
-                          fmt::format("no row can reach the subtype's conditions: its number {} holds no code",
-                                      quotedText(*number)));
-        complete = complete && number;
-        const CheckedClass::List loaded = readConditions(subtype, target);
-        if (!complete) return;
-        for (const LONG code : codes) {
-            CheckedClass::List& list = target.subtypes[code];
-            list.insert(list.end(), loaded.begin(), loaded.end());
-        }
-    });
-    return complete;
+void DocumentModel::beginDefaults(bool isKept) {
+    list_.clear();
+    defaultsAreKept_ = isKept;
 }
 
-CheckedClass::List DocumentModel::readConditions(IXMLDOMNode* node, CheckedClass& target) {
-    CheckedClass::List kept;
-    forEachSelected(node, OLESTR("condition"), [&](IXMLDOMNode* element) {
-        CheckedCondition& condition = target.conditions.emplace_back(readCondition(element, *target.rule));
-        if (condition.isKept()) kept.push_back(&condition);
-    });
-    return kept;
+void DocumentModel::beginCondition(IXMLDOMNode* element) {
+    openConditions_.emplace_back().line = lineOf(element);
 }
 
-CheckedCondition DocumentModel::readCondition(IXMLDOMNode* node, FeatureClassRule& owner) {
-    CheckedCondition result;
-    result.element = node;
-    result.line = lineOf(node);
-    result.condition = std::make_shared<ConditionalXml::Condition>(owner);
-    if (const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(node); attributes)
-        result.attributesAreGood = result.condition->readAttributes(attributes);
-    forEachSelected(node, OLESTR("rule"), [&](IXMLDOMNode* rule) { result.rules.push_back(readRule(rule, owner)); });
-    result.expression = readExpression(node);
-    return result;
+void DocumentModel::endCondition(const std::shared_ptr<ConditionalXml::Condition>& condition, bool attributesAreGood,
+                                 bool isKept) {
+    CheckedCondition checked = std::move(openConditions_.back());
+    openConditions_.pop_back();
+    checked.condition = condition;
+    checked.attributesAreGood = attributesAreGood;
+    checked.isKept = isKept;
+    if (!openRules_.empty()) {
+        openRules_.back().nested.push_back(std::move(checked));
+        return;
+    }
+    const CheckedCondition& stored = class_->conditions.emplace_back(std::move(checked));
+    if (isKept) list_.push_back(&stored);
 }
 
-CheckedRule DocumentModel::readRule(IXMLDOMNode* node, FeatureClassRule& owner) {
-    CheckedRule result;
-    result.element = node;
-    result.line = lineOf(node);
-    const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(node);
-    const auto type = attributes ? attributeText(attributes, OLESTR("type")) : std::nullopt;
-    // The families' own factories: createRule() would compile the expressions of nested conditions.
-    if (type && equalNames(*type, OLESTR("A"))) result.rule = createAttributeRule(node, owner, nullptr);
-    if (type && equalNames(*type, OLESTR("L"))) result.rule = createListAttributeRule(node, owner, nullptr);
-    if (type && equalNames(*type, OLESTR("Q"))) result.rule = createQueryRule(node, owner, nullptr);
-    forEachSelected(node, OLESTR("condition"),
-                    [&](IXMLDOMNode* nested) { result.nested.push_back(readCondition(nested, owner)); });
-    return result;
+void DocumentModel::beginRule(IXMLDOMNode* element) {
+    CheckedRule& rule = openRules_.emplace_back();
+    rule.element = element;
+    rule.line = lineOf(element);
 }
 
-CheckedExpression DocumentModel::readExpression(IXMLDOMNode* condition) {
-    CheckedExpression result;
-    ConditionalXml::ExpressionSource source;
-    forEachSelected(condition, OLESTR("expression"), [&](IXMLDOMNode* node) {
-        if (result.line == 0) result.line = lineOf(node);
-        const CComBSTR text = nodeText(node);
-        const Place place{findings_.document(), textLineOf(node)};
-        source.addExpression(view(text));
-        result.lines.add(view(text), place);
-        const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(node);
-        const auto library = attributes ? attributeText(attributes, OLESTR("library")) : std::nullopt;
-        if (!library) return;
-        const auto piece = library_.find(*library);
-        if (piece == library_.end()) {
-            findings_.add(lineOf(node), "library-unknown",
-                          fmt::format("the function library has no piece {}", quotedText(*library)));
-            return;
-        }
-        source.addLibrary(piece->second.text);
-        result.lines.add(OLESTR("\n"), place);
-        result.lines.add(piece->second.text, piece->second.place);
-    });
-    if (result.line == 0) return result;
-    result.escapesResolved = source.mentionsGenerate();
-    result.arguments = source.takeArguments();
-    result.source = source.finish();
-    return result;
+void DocumentModel::onRule(const std::shared_ptr<ConditionalXml::Rule>& rule) {
+    openRules_.back().rule = rule;
+}
+
+void DocumentModel::endRule() {
+    openConditions_.back().rules.push_back(std::move(openRules_.back()));
+    openRules_.pop_back();
+}
+
+void DocumentModel::onExpression(IXMLDOMNode* element, WideView text, const std::optional<CComBSTR>& library,
+                                 const std::optional<WideView>& piece) {
+    CheckedExpression& expression = openConditions_.back().expression;
+    if (expression.line == 0) expression.line = lineOf(element);
+    const Place place{findings_.document(), textLineOf(element)};
+    expression.lines.add(text, place);
+    if (!library) return;
+    if (!piece) {
+        findings_.add(lineOf(element), "library-unknown",
+                      fmt::format("the function library has no piece {}", quotedText(*library)));
+        return;
+    }
+    expression.lines.add(OLESTR("\n"), place);
+    expression.lines.add(*piece, library_.at(*library).place);
+}
+
+void DocumentModel::onExpressionSource(const std::vector<ConditionalXml::ExpressionSource::Argument>& arguments,
+                                       WideView source, bool escapesResolved) {
+    CheckedExpression& expression = openConditions_.back().expression;
+    expression.arguments = arguments;
+    expression.source = source;
+    expression.escapesResolved = escapesResolved;
 }
 
 }  // namespace cxml

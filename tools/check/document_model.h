@@ -1,11 +1,11 @@
-// DocumentModel: a document as a check looks at it. Classes, conditions and rules of the library itself, made as
-// loading makes them, with the elements they come from; other than loading it goes on after a failure and keeps what
-// loading discards. Expressions are assembled and not compiled.
+// DocumentModel: a document as a check looks at it: classes, conditions and rules as the library's own reader makes
+// them, with the elements they come from, and what the reader refuses or discards. Expressions are assembled and not
+// compiled.
 #pragma once
 
 #include "cxml/condition_map.h"
 #include "cxml/dom.h"
-#include "cxml/expression_source.h"
+#include "cxml/load_observer.h"
 #include "finding.h"
 #include "source_lines.h"
 
@@ -42,16 +42,13 @@ struct CheckedExpression {
 };
 
 struct CheckedCondition {
-    CComPtr<IXMLDOMNode> element;
     LONG line = 0;
-    std::shared_ptr<ConditionalXml::Condition> condition;  // its attributes; rules and expressions are here
+    std::shared_ptr<ConditionalXml::Condition> condition;  // as far as it could be read
     bool attributesAreGood = true;
+    bool isKept = true;  // by loading
     std::vector<CheckedRule> rules;
     CheckedExpression expression;
 
-    /// Whether loading keeps it.
-    bool isKept() const;
-    bool isOfExpressionType() const { return condition->type == 2; }
     /// "the condition 'BOYLAT13'" or "the condition".
     std::string title() const;
 };
@@ -61,7 +58,7 @@ struct CheckedClass {
     using List = std::vector<const CheckedCondition*>;
 
     LONG line = 0;
-    std::shared_ptr<ConditionalXml::FeatureClassRule> rule;
+    std::string name;                         // as written
     bool isKept = true;                       // not rejected and not replaced by a later one
     std::deque<CheckedCondition> conditions;  // all, document order
     List defaults;                            // of the kept ones
@@ -69,14 +66,15 @@ struct CheckedClass {
 
     /// The default list, then those of the subtypes.
     std::vector<const List*> lists() const;
-    std::string name() const;
 };
 
 /// What is wrong with the library, the classes and the subtypes is found while the document is read.
-class DocumentModel {
+class DocumentModel : private ConditionalXml::LoadObserver {
 public:
-    /// \param path of the document, as the library got it.
+    /// \param findings has the path of the document, as the library got it.
     DocumentModel(IXMLDOMDocument* document, Findings& findings);
+    DocumentModel(const DocumentModel&) = delete;
+    DocumentModel& operator=(const DocumentModel&) = delete;
 
     const std::deque<CheckedClass>& classes() const noexcept { return classes_; }
     /// The configuration of a class with this alias name; null when there is none.
@@ -96,26 +94,47 @@ public:
     }
 
 private:
-    struct LibraryPiece {
+    // The source of a library piece, and where it begins.
+    struct Piece {
         WideString text;
         Place place;
     };
 
-    void readLibrary(IXMLDOMDocument* document);
-    void addInlinePiece(IXMLDOMNode* node);
-    void addFilePiece(IXMLDOMNode* node);
-    void readClass(IXMLDOMNode* node);
-    bool readSubtypes(IXMLDOMNode* node, CheckedClass& target);
-    CheckedClass::List readConditions(IXMLDOMNode* node, CheckedClass& target);
-    CheckedCondition readCondition(IXMLDOMNode* node, ConditionalXml::FeatureClassRule& owner);
-    CheckedRule readRule(IXMLDOMNode* node, ConditionalXml::FeatureClassRule& owner);
-    CheckedExpression readExpression(IXMLDOMNode* condition);
+    void onLibraryPiece(IXMLDOMNode* element, const ConditionalXml::LibraryPiece& piece) override;
+    void onUnnamedClass(IXMLDOMNode* element) override;
+    void beginClass(IXMLDOMNode* element, const CComBSTR& name, ConditionalXml::FeatureClassRule& rule) override;
+    void endClass(ConditionalXml::FeatureClassRule& rule, bool isKept,
+                  const ConditionalXml::FeatureClassRule* replaced) override;
+    void beginSubtype(IXMLDOMNode* element, const std::optional<CComBSTR>& number,
+                      const std::set<LONG>& codes) override;
+    void endSubtype(const std::set<LONG>& codes, bool isKept) override;
+    void beginDefaults(bool isKept) override;
+    void beginCondition(IXMLDOMNode* element) override;
+    void endCondition(const std::shared_ptr<ConditionalXml::Condition>& condition, bool attributesAreGood,
+                      bool isKept) override;
+    void beginRule(IXMLDOMNode* element) override;
+    void onRule(const std::shared_ptr<ConditionalXml::Rule>& rule) override;
+    void endRule() override;
+    void onExpression(IXMLDOMNode* element, WideView text, const std::optional<CComBSTR>& library,
+                      const std::optional<WideView>& piece) override;
+    void onExpressionSource(const std::vector<ConditionalXml::ExpressionSource::Argument>& arguments, WideView source,
+                            bool escapesResolved) override;
+
+    std::string folder() const;
+    void findDuplicate(IXMLDOMNode* element, const ConditionalXml::LibraryPiece& piece);
 
     Findings& findings_;
-    ConditionalXml::ConditionMap map_;  // whose configurations are those of classes_
-    std::map<CComBSTR, LibraryPiece, ConditionalXml::BstrLess> library_;
+    ConditionalXml::ConditionMap map_;
+    std::map<CComBSTR, Piece, ConditionalXml::BstrLess> library_;
     std::deque<CheckedClass> classes_;
-    std::map<CComBSTR, CheckedClass*, ConditionalXml::BstrLess> byKey_;
+    std::map<const ConditionalXml::FeatureClassRule*, CheckedClass*> byRule_;
+
+    // What is being read: the class, its conditions that belong to one list, and what is nested in each other.
+    CheckedClass* class_ = nullptr;
+    CheckedClass::List list_;
+    bool defaultsAreKept_ = true;
+    std::vector<CheckedCondition> openConditions_;
+    std::vector<CheckedRule> openRules_;
 };
 
 /// The line of an element's start tag.

@@ -2,7 +2,7 @@
 
 #include "checks.h"
 #include "rules/query_rules.h"
-#include "tools/cxml/text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <algorithm>
@@ -28,9 +28,9 @@ public:
         for (const CheckedRule& rule : checked.rules) {
             visit(rule);
             for (const CheckedCondition& nested : rule.nested)
-                if (nested.isKept()) visit(nested);
+                if (nested.isKept) visit(nested);
         }
-        if (!checked.isOfExpressionType()) return;
+        if (!checked.condition->callsExpression()) return;
         for (const ExpressionSource::Argument& argument : checked.expression.arguments)
             if (isFieldName(argument))
                 use(checked.expression.line, true, "the argument", toBstr(toUtf8(argument.name)));

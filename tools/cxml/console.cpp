@@ -1,6 +1,6 @@
 #include "console.h"
 
-#include "text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <unistd.h>

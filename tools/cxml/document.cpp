@@ -1,7 +1,7 @@
 #include "document.h"
 
 #include "host/velcore/class_registry.h"
-#include "text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <memory>

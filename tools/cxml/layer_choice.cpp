@@ -75,9 +75,9 @@ const LayerInfo& findLayer(const std::vector<LayerInfo>& available, const std::s
 }
 
 std::vector<LayerInfo> chooseLayers(std::vector<LayerInfo> available, const std::vector<std::string>& names,
-                                    const ClassConfigurations& configurations, const std::string& dataset) {
+                                    const ConditionalXml::ConditionMap& map, const std::string& dataset) {
     if (names.empty()) {
-        std::erase_if(available, [&](const LayerInfo& layer) { return !configurations.find(layer.alias); });
+        std::erase_if(available, [&](const LayerInfo& layer) { return !findConfiguration(map, layer.alias); });
         return available;
     }
     std::vector<LayerInfo> chosen;

@@ -1,7 +1,7 @@
 // Which layers of a dataset a command runs over.
 #pragma once
 
-#include "class_configurations.h"
+#include "configurations.h"
 #include "host/gdal/gdal_workspace.h"
 
 #include <string>
@@ -14,8 +14,7 @@ namespace cxml {
 /// \throws embedded_host::HostError that names the first unknown layer and says which there are.
 std::vector<embedded_host::LayerInfo> chooseLayers(std::vector<embedded_host::LayerInfo> available,
                                                    const std::vector<std::string>& names,
-                                                   const ClassConfigurations& configurations,
-                                                   const std::string& dataset);
+                                                   const ConditionalXml::ConditionMap& map, const std::string& dataset);
 
 /// The layer with this name. \throws embedded_host::HostError that says which there are.
 const embedded_host::LayerInfo& findLayer(const std::vector<embedded_host::LayerInfo>& available,

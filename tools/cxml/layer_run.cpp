@@ -4,7 +4,7 @@
 #include "layer_choice.h"
 #include "out_of_memory.h"
 #include "report.h"
-#include "text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <iostream>
@@ -144,19 +144,19 @@ ExitStatus LayerCommand::runAll() {
 
 // Everything that can be refused is refused here, before a layer changes.
 std::vector<LayerInfo> LayerCommand::prepareLayers(GdalWorkspace& workspace) {
-    const ClassConfigurations configurations = ClassConfigurations::read(document_.dom);
+    const ConditionalXml::ConditionMap& map = *SymbologyManagerAccess::currentMap(document_.manager);
     document_.dom.Release();
     std::vector<std::string> names;
     names.reserve(arguments_.layers.size());
     for (const std::string& name : arguments_.layers) names.push_back(workspace.layerName(name));
     const std::vector<LayerInfo> available = workspace.layers();
-    std::vector<LayerInfo> layers = chooseLayers(available, names, configurations, workspace.name());
+    std::vector<LayerInfo> layers = chooseLayers(available, names, map, workspace.name());
     if (layers.empty())
         console_.complain(fmt::format("{}: no layer has a configuration in {}", workspace.name(), document_.path));
     chooseSubtypeFields(workspace, available, layers);
     for (const LayerInfo& layer : layers) openLayer(workspace, layer);
     for (const LayerInfo& layer : layers) {
-        const ClassConfiguration* configuration = configurations.find(layer.alias);
+        const auto configuration = findConfiguration(map, layer.alias);
         if (work_.prepare && configuration && !stopped()) work_.prepare(workspace, layer.name, *configuration);
     }
     return layers;

@@ -1,7 +1,7 @@
 // Running an operation of the library over layers of a dataset, each layer in one transaction.
 #pragma once
 
-#include "class_configurations.h"
+#include "configurations.h"
 #include "exit_status.h"
 #include "host/gdal/gdal_workspace.h"
 #include "services.h"
@@ -30,7 +30,9 @@ struct LayerArguments {
 struct LayerWork {
     SubtypeFields subtypeFields;
     /// Before the first run, for each layer that the document configures and that will run; may be empty.
-    std::function<void(embedded_host::GdalWorkspace&, const std::string& layer, const ClassConfiguration&)> prepare;
+    std::function<void(embedded_host::GdalWorkspace&, const std::string& layer,
+                       const ConditionalXml::FeatureClassRule&)>
+        prepare;
     /// Which rows; may be empty or give null: all rows.
     std::function<CComPtr<ISelectionSet>(embedded_host::GdalWorkspace&, const std::string& layer)> select;
     /// The run itself; false when it failed. Exceptions of the library may leave it.

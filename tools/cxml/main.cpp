@@ -3,7 +3,7 @@
 #include "document.h"
 #include "interrupt.h"
 #include "out_of_memory.h"
-#include "text.h"
+#include "tools/text/text.h"
 #include "watched_process.h"
 
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
 #include "messages.h"
 
-#include "text.h"
+#include "tools/text/text.h"
 
 #include <atomic>
 #include <new>

@@ -2,7 +2,7 @@
 
 #include "host/gdal/gdal_workspace.h"
 #include "host/gdal/new_file.h"
-#include "text.h"
+#include "tools/text/text.h"
 #include "watched_process.h"
 
 #include <unistd.h>

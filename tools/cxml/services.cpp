@@ -2,7 +2,7 @@
 
 #include "host/host_error.h"
 #include "host/tarnlib/event_sink.h"
-#include "text.h"
+#include "tools/text/text.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>

@@ -22,12 +22,13 @@ struct Arguments : LayerArguments {
     bool addFields = false;
 };
 
-void addTargetFields(GdalWorkspace& workspace, const std::string& layer, const ClassConfiguration& configuration) {
+void addTargetFields(GdalWorkspace& workspace, const std::string& layer,
+                     const ConditionalXml::FeatureClassRule& configuration) {
     std::vector<FieldRequest> fields{{"SYMBOL_C", FieldKind::Text},
                                      {"Xoffset_C", FieldKind::Real},
                                      {"Yoffset_C", FieldKind::Real},
                                      {"Rotate_C", FieldKind::Real}};
-    for (const std::string& field : configuration.resultFields) fields.push_back({field, FieldKind::Text});
+    for (const std::string& field : resultFields(configuration)) fields.push_back({field, FieldKind::Text});
     workspace.addFields(layer, fields);
 }
 

@@ -1,6 +1,6 @@
 #include "unread_nodes.h"
 
-#include "text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <map>

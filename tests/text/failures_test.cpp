@@ -1,5 +1,6 @@
 // How failures become texts, and the entries of the event log.
-#include "api/failures.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 #include "memhost/messages.h"
 #include "support/event_log.h"

@@ -1,7 +1,7 @@
 // RunMemory: the remembered answers of a run.
 #pragma once
 
-#include "rules/condition_memory.h"
+#include "symbolize/condition_memory.h"
 
 #include <optional>
 #include <unordered_map>

@@ -1,7 +1,7 @@
 // Names of fields and the order that the whole library keeps them in.
 #pragma once
 
-#include "api/failures.h"
+#include "text/failures.h"
 
 #include <map>
 #include <optional>

@@ -1,5 +1,5 @@
 // CXTableManager: opening tables once, attaching the table of a row, and letting go of everything.
-#include "symbolize/table_manager.h"
+#include "gdb/table_manager.h"
 
 #include "memhost/table.h"
 #include "memhost/workspace.h"

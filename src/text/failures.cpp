@@ -1,7 +1,8 @@
 // How failures become texts, and where the texts go.
-#include "api/failures.h"
+#include "text/failures.h"
 
 #include "symbology/tarn_lib.h"
+#include "text/text.h"
 
 #include <charconv>
 #include <stdexcept>
@@ -34,35 +35,6 @@ void addError(IGPMessages* messages, std::string_view text) {
 
 void addMessage(IGPMessages* messages, std::string_view text) {
     if (messages) messages->AddMessage(widen(text));
-}
-
-std::string narrow(WideView text) {
-    if (text.empty()) return {};
-    const int units = static_cast<int>(text.size());
-    const int bytes = WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
-    std::string result(static_cast<std::size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), units, result.data(), bytes, nullptr, nullptr);
-    return result;
-}
-
-CComBSTR widen(std::string_view text) {
-    if (text.empty()) return makeBstr({});
-    const int bytes = static_cast<int>(text.size());
-    const int units = MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), bytes, nullptr, 0);
-    WideString result(static_cast<std::size_t>(units), OLESTR('\0'));
-    MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), bytes, result.data(), units);
-    return makeBstr(result);
-}
-
-CComBSTR makeBstr(WideView text) {
-    CComBSTR result;
-    result.Attach(SysAllocStringLen(text.empty() ? OLESTR("") : text.data(), static_cast<UINT>(text.size())));
-    if (!result) AtlThrow(E_OUTOFMEMORY);
-    return result;
-}
-
-std::string quoted(std::string_view lead, WideView item) {
-    return std::string(lead) + narrow(item) + "'!";
 }
 
 void LogComFailure(const OLECHAR* function, HRESULT status, const OLECHAR* sourceFile, ULONG line) noexcept {

@@ -1,16 +1,11 @@
-#include "rules/row_binding.h"
+#include "symbolize/row_binding.h"
 
-#include "api/failures.h"
 #include "cxml/feature_class_rule.h"
+#include "cxml/target_fields.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 namespace ConditionalXml {
-
-namespace {
-
-constexpr const OLECHAR* symbolField = OLESTR("SYMBOL_C");
-constexpr const OLECHAR* placementFields[] = {OLESTR("Xoffset_C"), OLESTR("Yoffset_C"), OLESTR("Rotate_C")};
-
-}  // namespace
 
 RowBinding::RowBinding(FeatureClassRule& owner) : values(owner.fieldNames), owner_(owner) {}
 
@@ -23,9 +18,8 @@ bool RowBinding::bindTargets(IFields* fields) {
         release();
         return false;
     }
-    bindTarget(xoffset, placementFields[0]);
-    bindTarget(yoffset, placementFields[1]);
-    bindTarget(angle, placementFields[2]);
+    for (std::size_t i = 0; i < std::size(ConditionalXml::placements); ++i)
+        bindTarget(placements[i], ConditionalXml::placements[i].field);
     return true;
 }
 
@@ -56,8 +50,8 @@ bool RowBinding::bindColumns() {
 }
 
 bool RowBinding::isReported(const CComBSTR& name) const {
-    for (const OLECHAR* placement : placementFields)
-        if (equalNames(name, placement)) return false;
+    for (const Placement& placement : ConditionalXml::placements)
+        if (equalNames(name, placement.field)) return false;
     WideString bare(view(name));
     for (std::size_t at = bare.find(OLESTR("[]")); at != WideString::npos; at = bare.find(OLESTR("[]"), at))
         bare.erase(at, 2);
@@ -69,7 +63,8 @@ bool RowBinding::isReported(const CComBSTR& name) const {
 void RowBinding::release() noexcept {
     fields_.Release();
     columnsBound_ = false;
-    symbol = xoffset = yoffset = angle = Target{};
+    symbol = Target{};
+    placements.fill(Target{});
     values.clear();
     memory.forget();
 }

@@ -2,8 +2,8 @@
 // may include this header.
 #pragma once
 
-#include "rules/field_names.h"
 #include "symbology/host_interfaces.h"
+#include "text/field_names.h"
 
 #include <map>
 

@@ -1,4 +1,4 @@
-#include "text.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <algorithm>

@@ -1,10 +1,12 @@
 // RowBinding: what symbolizing the rows of a run needs to know about their fields, and the storage of their values.
 #pragma once
 
+#include "cxml/target_fields.h"
 #include "rules/row_value_map.h"
-#include "rules/run_memory.h"
+#include "symbolize/run_memory.h"
 #include "symbology/host_interfaces.h"
 
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -45,9 +47,7 @@ public:
     const std::vector<Column>& columns() const noexcept { return columns_; }
 
     Target symbol;
-    Target xoffset;
-    Target yoffset;
-    Target angle;
+    std::array<Target, std::size(ConditionalXml::placements)> placements;  // as in ConditionalXml::placements
     RowValueMap values;
     RunMemory memory;  // of rows with the bound columns
 

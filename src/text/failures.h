@@ -1,4 +1,4 @@
-// How failures travel and where they are reported. Every folder of the library may include this header.
+// How failures travel and where they are reported.
 //
 // A failed allocation is CAtlException(E_OUTOFMEMORY): the text and variant owners raise it themselves, checked() does
 // for what is called, and the exported class for the standard library's. It is never a row's or a document's failure. A
@@ -26,23 +26,6 @@ inline HRESULT checked(HRESULT status) {
 void addError(IGPMessages* messages, std::string_view text);
 /// Adds a plain message; nothing happens without a collection. The collection's answer is ignored.
 void addMessage(IGPMessages* messages, std::string_view text);
-
-/// Converts to the thread's ANSI code page; what it lacks becomes its replacement character.
-std::string narrow(WideView text);
-std::string narrow(const OLECHAR* text) = delete;  // a BSTR may hold zeros: say view(...)
-/// Converts from the thread's ANSI code page.
-CComBSTR widen(std::string_view text);
-
-/// The text of a BSTR, null included, embedded zeros included; valid as long as the BSTR.
-inline WideView view(BSTR text) noexcept {
-    return {text, SysStringLen(text)};
-}
-
-/// A copy of `text` that owns its characters, zeros included; the empty text gives an allocated empty BSTR.
-CComBSTR makeBstr(WideView text);
-
-/// "lead 'item'!" when `lead` ends with the opening quote.
-std::string quoted(std::string_view lead, WideView item);
 
 /// Writes one entry to the host's diagnostic event log when it is enabled; never throws.
 /// \param function the reporting function's qualified name; \param sourceFile may be null or empty;

@@ -1,7 +1,8 @@
-#include "symbolize/table_manager.h"
+#include "gdb/table_manager.h"
 
-#include "api/failures.h"
 #include "gdb/workspace_utilities.h"
+#include "text/failures.h"
+#include "text/text.h"
 
 namespace ConditionalXml {
 
@@ -29,9 +30,7 @@ void CXTableManager::attach(IRow* row) {
     if (SUCCEEDED(checked(dataset->get_Workspace(&owner))) && owner.p != workspace.p) workspace = std::move(owner);
     CComBSTR name;
     if (FAILED(checked(dataset->get_Name(&name)))) return;
-    CComBSTR key = name;
-    if (key.Length() != 0) CharUpperBuffW(key.m_str, key.Length());
-    tables[key] = table;
+    tables[upperCased(name)] = table;
     attached_ = std::move(table);
     attachedName_ = std::move(name);
 }

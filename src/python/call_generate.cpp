@@ -1,11 +1,10 @@
-// Calling a condition's "Generate" with the values of a row, and writing what it returns.
-#include "cxml/condition.h"
+// Executing an expression and calling its "Generate".
+#include "python/expression.h"
 
-#include "api/failures.h"
-#include "cxml/feature_class_rule.h"
 #include "python/get_gil.h"
 #include "python/py_ref.h"
 #include "python/python_error.h"
+#include "text/text.h"
 
 #include <algorithm>
 #include <iterator>
@@ -151,29 +150,29 @@ PyObject* usualNames(PyObject* moduleKey) {
 /// The code, executed in a new module: nothing of an earlier call is to be seen in it. The module is made here and not
 /// looked up by its name afterwards, because the name is everyone's: while the code waits for something, another
 /// thread may execute another document's.
-PyRef executeModule(const Condition& condition) {
+PyRef executeModule(PyObject* code) {
     const PyRef name(PyUnicode_FromString(moduleName));
     PyObject* const usual = name ? usualNames(name.get()) : nullptr;
     PyRef module(usual ? PyModule_NewObject(name.get()) : nullptr);
-    if (!module) reportPythonError(condition);
+    if (!module) throwPythonError();
     PyObject* const names = PyModule_GetDict(module.get());
     if (PyDict_Update(names, usual) != 0 || PyDict_SetItemString(names, "__builtins__", PyEval_GetBuiltins()) != 0 ||
         !enterModule(name.get(), module.get()))
-        reportPythonError(condition);
-    const PyRef executed(PyEval_EvalCode(condition.compiledExpression.get(), names, names));
+        throwPythonError();
+    const PyRef executed(PyEval_EvalCode(code, names, names));
     if (!executed) {
         leaveModule(name.get(), module.get());
-        reportPythonError(condition);
+        throwPythonError();
     }
     return module;
 }
 
 /// The function. It is owned: what it runs may take it out of the module.
-PyRef findGenerate(const Condition& condition, const PyRef& module) {
+PyRef findGenerate(const PyRef& module) {
     PyRef function = PyRef::borrow(PyDict_GetItemString(PyModule_GetDict(module.get()), "Generate"));
     if (function) return function;
     PyErr_SetString(PyExc_AttributeError, "the expression does not define the function 'Generate'");
-    reportPythonError(condition);
+    throwPythonError();
 }
 
 /// Whether it is one of the 1,024 surrogates from `first` on.
@@ -210,73 +209,44 @@ CComBSTR acceptedText(PyObject* text) {
     return makeBstr(WideView(accepted, length));
 }
 
-/// Tells the debugger about a result that is not accepted. \return false: there is none.
-bool refuse(const char* why, const Condition& condition) {
-    const std::string text = why + narrow(condition.expressionText);
-    OutputDebugStringA(text.c_str());
-    return false;
+/// The arguments for "Generate"; null when one of them has no value or none that Python can be given.
+PyRef makeArguments(std::span<const Expression::Argument> arguments, std::string& buffer) {
+    PyRef tuple(PyTuple_New(std::ssize(arguments)));
+    if (!tuple) throwPythonError();
+    Py_ssize_t position = 0;
+    for (const Expression::Argument& argument : arguments) {
+        if (argument.values.empty()) return {};
+        PyRef value =
+            argument.isList ? toPythonList(argument.values, buffer) : toPython(argument.values.front(), buffer);
+        if (!value) {
+            PyErr_Clear();
+            return {};
+        }
+        PyTuple_SetItem(tuple.get(), position++, value.release());
+    }
+    return tuple;
 }
 
 }  // namespace
 
-bool Condition::callGenerate(const RowValueMap& rowValues) {
-    const PyRef module = executeModule(*this);
-    const PyRef function = findGenerate(*this, module);
-    const PyRef arguments(PyTuple_New(static_cast<Py_ssize_t>(generateArguments.size())));
-    if (!arguments) reportPythonError(*this);
-    for (std::size_t i = 0; i < generateArguments.size(); ++i) {
-        const FieldNames::Slot slot = argumentSlots_[i];
-        if (!rowValues.contains(slot)) return false;
-        PyRef argument = generateArguments[i].second ? toPythonList(rowValues.values(slot), argumentText_)
-                                                     : toPython(*rowValues.first(slot), argumentText_);
-        if (!argument) {
-            PyErr_Clear();
-            return false;
-        }
-        PyTuple_SetItem(arguments.get(), static_cast<Py_ssize_t>(i), argument.release());
-    }
-    const PyRef result(PyObject_CallObject(function.get(), arguments.get()));
-    if (!result) reportPythonError(*this);
-    if (result.get() != Py_None && !PyUnicode_Check(result.get()))
-        return refuse("Unexpected return type from python function:\n", *this);
-    CComBSTR accepted = result.get() == Py_None ? makeBstr({}) : acceptedText(result.get());
-    if (!accepted) {
-        PyErr_Clear();
-        return refuse("Failed to convert return value to unicode string from python function:\n", *this);
-    }
-    generatedValue = std::move(accepted);
-    longestGenerated = std::max(longestGenerated, generatedValue.Length());
-    return true;
-}
-
-void Condition::writeGenerated() const {
-    IRow* const row = featureClassRule->currentRow;
-    CComPtr<IFields> fields;
-    LONG position = -1;
-    if (FAILED(checked(row->get_Fields(&fields))) || !fields || FAILED(checked(fields->FindField(field, &position))) ||
-        position < 0)
-        return;
-    CComVariant current;
-    checked(row->get_Value(position, &current));
-    if (current.vt == VT_BSTR && VarBstrCmp(generatedValue, current.bstrVal, LOCALE_USER_DEFAULT, 0) == VARCMP_EQ)
-        return;
-    VARIANT value;  // borrows the text: put_Value copies what it keeps
-    VariantInit(&value);
-    value.vt = VT_NULL;
-    if (generatedValue.Length() != 0) {
-        value.vt = VT_BSTR;
-        value.bstrVal = generatedValue;
-    }
-    checked(row->put_Value(position, value));
-    featureClassRule->changed = true;
-}
-
-bool Condition::generate(const RowValueMap& rowValues) {
-    if (!compiledExpression) return false;
+Expression::Outcome Expression::call(std::span<const Argument> arguments,
+                                     const std::function<void(CComBSTR&& text)>& accepted) {
     const GetGIL lock;
-    if (!callGenerate(rowValues)) return false;
-    writeGenerated();
-    return true;
+    const PyRef module = executeModule(code_);
+    const PyRef function = findGenerate(module);
+    const PyRef tuple = makeArguments(arguments, argumentText_);
+    if (!tuple) return Outcome::NoArgument;
+    const PyRef result(PyObject_CallObject(function.get(), tuple.get()));
+    if (!result) throwPythonError();
+    if (result.get() != Py_None && !PyUnicode_Check(result.get())) return Outcome::NotText;
+    CComBSTR text = result.get() == Py_None ? makeBstr({}) : acceptedText(result.get());
+    if (!text) {
+        PyErr_Clear();
+        return Outcome::NotCopied;
+    }
+    longestGenerated = std::max(longestGenerated, text.Length());
+    accepted(std::move(text));
+    return Outcome::Accepted;
 }
 
 }  // namespace ConditionalXml

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "rules/row_value_map.h"
-#include "rules/value_table.h"
+#include "symbolize/value_table.h"
 
 #include <bit>
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "rules/value_table.h"
+#include "symbolize/value_table.h"
 
-#include "api/failures.h"
+#include "text/text.h"
 
 #include <bit>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "rules/condition_memory.h"
+#include "symbolize/condition_memory.h"
 
 #include "cxml/condition.h"
 
@@ -78,11 +78,10 @@ ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> con
 }
 
 void ConditionMemory::collect(const std::vector<std::size_t>& leading) {
-    constexpr LONG expressionType = 2;
     unsettled_.resize(positions_ * words_);
     for (std::size_t i = 0; i < conditions_.size(); ++i) {
         const Condition& condition = *conditions_[i];
-        if (leading[i] < condition.rules.size() || condition.type == expressionType) set(open_, i);
+        if (leading[i] < condition.rules.size() || condition.callsExpression()) set(open_, i);
         if (condition.rulename.Length() != 0) set(named_, i);
         for (std::size_t position = 0; position < leading[i]; ++position) {
             CXAttributeRule* const rule = asSingleFieldRule(*condition.rules[position]);

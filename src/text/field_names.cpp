@@ -1,4 +1,4 @@
-#include "rules/field_names.h"
+#include "text/field_names.h"
 
 namespace ConditionalXml {
 

@@ -1,4 +1,4 @@
-#include "rules/run_memory.h"
+#include "symbolize/run_memory.h"
 
 namespace ConditionalXml {
 

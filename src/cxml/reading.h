@@ -1,0 +1,34 @@
+// Reading: how a document is read. What all readers here are handed.
+#pragma once
+
+#include "cxml/load_observer.h"
+#include "symbology/host_interfaces.h"
+
+#include <functional>
+#include <utility>
+
+namespace ConditionalXml {
+
+/// Compiles the `expressionText` of a condition that was read. \throws std::runtime_error to end the loading
+using ExpressionCompiler = std::function<void(Condition&)>;
+
+/// The compiler that leaves expressions for Python to compile: what runs need.
+void compileWithPython(Condition& condition);
+
+struct Reading {
+    IGPMessages* messages = nullptr;                 // may be null
+    ExpressionCompiler compile = compileWithPython;  // never empty
+    LoadObserver* observer = nullptr;                // may be null
+
+    /// Whether what is refused or discarded is looked into.
+    bool goesOn() const noexcept { return observer != nullptr; }
+    /// Tells the observer, if there is one.
+    template <class... Parameters, class... Arguments>
+    void tell(void (LoadObserver::*event)(Parameters...), Arguments&&... arguments) const {
+        if (observer) (observer->*event)(std::forward<Arguments>(arguments)...);
+    }
+    /// The same without messages.
+    Reading silent() const { return {nullptr, compile, observer}; }
+};
+
+}  // namespace ConditionalXml

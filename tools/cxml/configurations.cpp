@@ -1,0 +1,36 @@
+#include "configurations.h"
+
+#include "tools/text/text.h"
+
+#include <algorithm>
+
+namespace cxml {
+namespace {
+
+using ConditionList = std::vector<std::shared_ptr<ConditionalXml::Condition>>;
+
+void addFieldsOf(const ConditionList& conditions, std::vector<std::string>& fields) {
+    for (const auto& condition : conditions) {
+        if (condition->callsExpression() && condition->field.Length() != 0) {
+            std::string field = toUtf8(condition->field);
+            if (std::ranges::find(fields, field) == fields.end()) fields.push_back(std::move(field));
+        }
+        for (const auto& rule : condition->rules) addFieldsOf(rule->nestedConditions, fields);
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<ConditionalXml::FeatureClassRule> findConfiguration(const ConditionalXml::ConditionMap& map,
+                                                                    const std::string& alias) {
+    return map.find(upperCase(toBstr(alias)));
+}
+
+std::vector<std::string> resultFields(const ConditionalXml::FeatureClassRule& configuration) {
+    std::vector<std::string> fields;
+    addFieldsOf(configuration.defaultConditions, fields);
+    for (const auto& [code, conditions] : configuration.subtypeConditions) addFieldsOf(conditions, fields);
+    return fields;
+}
+
+}  // namespace cxml
