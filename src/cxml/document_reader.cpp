@@ -48,14 +48,15 @@ private:
     }
 
     /// The name of a piece of the library; its absence is reported with the element's place in the document.
-    std::optional<CComBSTR> pieceName(IXMLDOMNode* element, const char* xpath) {
+    std::optional<CComBSTR> pieceName(IXMLDOMNode* element, const char* xpath) const {
         std::optional<CComBSTR> name = attributeText(element, OLESTR("name"));
         if (!name) addError(reading_.messages, "Failed to get name attribute for " + std::string(xpath) + " node!");
         return name;
     }
 
     bool readInline(IXMLDOMNode* element) {
-        LibraryPiece piece{pieceName(element, "/conditionMap/functionLibrary/expression"), CComBSTR(), nullptr, false};
+        LibraryPiece piece{
+            pieceName(element, "/conditionMap/functionLibrary/expression"), CComBSTR(), nullptr, false, {}};
         if (piece.name) {
             piece.text = nodeText(element);
             // A backslash and the letter n, not a line feed: the condition that uses the piece resolves it.
@@ -69,8 +70,8 @@ private:
 
     bool readFile(IXMLDOMNode* element) {
         const ExpressionFile none;
-        LibraryPiece piece{pieceName(element, "/conditionMap/functionLibrary/expressionFile"), CComBSTR(), &none,
-                           false};
+        LibraryPiece piece{
+            pieceName(element, "/conditionMap/functionLibrary/expressionFile"), CComBSTR(), &none, false, {}};
         if (!piece.name) {
             reading_.tell(&LoadObserver::onLibraryPiece, element, piece);
             return false;
@@ -97,7 +98,7 @@ private:
         piece.source = view(place);
     }
 
-    void reportUnread(const CComBSTR& path, const ExpressionFile& file) {
+    void reportUnread(const CComBSTR& path, const ExpressionFile& file) const {
         addError(reading_.messages, quoted("Failed to open CXML expression file: '", view(path)));
         if (file.refusal)
             addError(reading_.messages, "CXML expression file '" + narrow(view(path)) + "' " + file.refusal + "!");

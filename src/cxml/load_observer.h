@@ -17,11 +17,11 @@ class Rule;
 
 /// A piece of the function library.
 struct LibraryPiece {
-    std::optional<CComBSTR> name;      // without one the document does not load
-    CComBSTR text;                     // of an inline piece its source, else the path as written
-    const ExpressionFile* file;        // what reading the file gave; null for an inline piece
-    bool isTaken;                      // an earlier piece has the name: a file may not take it
-    std::optional<WideView> source{};  // what expressions get; nothing when the piece is refused
+    std::optional<CComBSTR> name;    // without one the document does not load
+    CComBSTR text;                   // of an inline piece its source, else the path as written
+    const ExpressionFile* file;      // what reading the file gave; null for an inline piece
+    bool isTaken;                    // an earlier piece has the name: a file may not take it
+    std::optional<WideView> source;  // what expressions get; nothing when the piece is refused
 };
 
 /// Is told of each element in document order, with what it became, while a document is read. With an observer reading

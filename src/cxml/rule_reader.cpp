@@ -71,13 +71,13 @@ void reportOperator(const CComBSTR& keyword, const char* family, const Reading& 
 using MakeFromKeyword = std::shared_ptr<CXAttributeRule> (*)(const CComBSTR&, const RuleOwner&);
 
 /// A rule over a field, with its operands. Its operator is written in any case.
-template <MakeFromKeyword make>
+template <MakeFromKeyword Make>
 std::shared_ptr<Rule> readFieldRule(IXMLDOMNode* element, const char* family, FeatureClassRule& owner,
                                     const Reading& reading) {
     std::optional<CComBSTR> keyword = attributeText(element, OLESTR("operator"));
     if (!keyword) return nullptr;
     if (keyword->Length() != 0) CharLowerBuffW(keyword->m_str, keyword->Length());
-    const std::shared_ptr<CXAttributeRule> rule = make(*keyword, owner.ruleOwner());
+    const std::shared_ptr<CXAttributeRule> rule = Make(*keyword, owner.ruleOwner());
     if (!rule) {
         reportOperator(*keyword, family, reading);
         return nullptr;
@@ -103,7 +103,10 @@ bool readQuery(QueryElement& read, IXMLDOMNode* element, FeatureClassRule& owner
     read.table = attributeText(element, OLESTR("table"));
     CComPtr<IXMLDOMNode> query;
     if (FAILED(checked(element->selectSingleNode(CComBSTR(OLESTR("query")), &query)))) return false;
-    if (query && !(read.query = tryNodeText(query))) return false;
+    if (query) {
+        read.query = tryNodeText(query);
+        if (!read.query) return false;
+    }
     const CComPtr<IXMLDOMNodeList> params = selectNodes(element, OLESTR("params/param"));
     if (!params) return false;
     return forEachNode(params, [&](IXMLDOMNode* param) {

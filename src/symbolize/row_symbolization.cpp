@@ -5,6 +5,7 @@
 #include "text/failures.h"
 #include "text/text.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 
@@ -37,15 +38,14 @@ bool RowSymbolization::symbolize(IRow* row, LONG subtypeField, IGPMessages* mess
 /// Reads the referenced fields of the row. \return false when a value cannot be read.
 bool RowSymbolization::readValues(IRow* row, IGPMessages* messages) {
     binding_.values.clear();
-    for (const RowBinding::Column& column : binding_.columns()) {
-        if (column.position >= 0) {
-            if (FAILED(checked(row->get_Value(column.position, &binding_.values.append(column.slot))))) return false;
-        } else if (column.reported && messages) {
+    return std::ranges::all_of(binding_.columns(), [&](const RowBinding::Column& column) {
+        if (column.position >= 0)
+            return SUCCEEDED(checked(row->get_Value(column.position, &binding_.values.append(column.slot))));
+        if (column.reported && messages)
             addMessage(messages, "Field '" + narrow(view(column.name)) + "' referenced in CXML does not exist on " +
                                      narrow(view(rule_.tableManager->attachedName())) + ".");
-        }
-    }
-    return true;
+        return true;
+    });
 }
 
 /// The conditions for the row's subtype, the default ones when there are none. Null when the subtype cannot be read.
