@@ -3,6 +3,7 @@
 
 #include "host/gdal/errors.h"
 #include "host/gdal/gdal_table.h"
+#include "host/gdal/s57_records.h"
 #include "host/gdal/sqlite_statement.h"
 #include "host/gdal/text.h"
 
@@ -40,11 +41,6 @@ void registerDrivers() {
     const OGRSpatialReference first;
 }
 
-bool isCell(const std::string& name) {
-    constexpr std::array drivers{"S57", static_cast<const char*>(nullptr)};
-    return GDALIdentifyDriverEx(name.c_str(), GDAL_OF_VECTOR, drivers.data(), nullptr) != nullptr;
-}
-
 // As a shell reads it.
 std::string shellWord(const std::string& text) {
     constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+./:@%,=";
@@ -72,7 +68,8 @@ private:
 // Null with what was said when anything went wrong: a dataset that was read in part would seem to lack the rest.
 std::unique_ptr<GDALDataset> tryToOpen(const std::string& name, Dataset::Access access, std::string& failure) {
     const GdalErrors errors;
-    if (access == Dataset::Access::Update && isCell(name))
+    // Not left to GDAL: what it takes for a cell differs between its releases.
+    if (access == Dataset::Access::Update && beginsAsCell(name))
         throw HostError(name +
                         ": an S-57 cell, whose rows cannot be written; import it into a GeoPackage: cxml import " +
                         shellWord(name) + " chart.gpkg");

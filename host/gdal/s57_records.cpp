@@ -83,7 +83,22 @@ std::string expanded(std::string_view formats) {
     return all;
 }
 
+struct FileCloser {
+    void operator()(VSILFILE* file) const noexcept { VSIFCloseL(file); }
+};
+
 }  // namespace
+
+bool beginsAsCell(const std::string& path) {
+    const std::unique_ptr<VSILFILE, FileCloser> file(VSIFOpenL(path.c_str(), "rb"));
+    if (!file) return false;
+    std::array<char, 4096> bytes{};  // directories have some hundred
+    const std::string_view begin(bytes.data(), VSIFReadL(bytes.data(), 1, bytes.size(), file.get()));
+    if (begin.size() < leaderSize || !isDigits(begin.substr(0, 5)) || begin[6] != 'L') return false;
+    // Where a tag has letters, what stands between the tags are digits.
+    const std::string_view directory = begin.substr(leaderSize);
+    return directory.substr(0, directory.find(fieldEnd)).find("DSID") != std::string_view::npos;
+}
 
 const std::string_view* S57Record::find(std::string_view tag) const noexcept {
     const auto found = std::ranges::find(fields, tag, &S57Field::tag);

@@ -42,6 +42,10 @@ private:
     std::string_view rest_;
 };
 
+/// Whether the file begins as a cell or an update does: with the leader and directory of a description that has a DSID.
+/// Nothing is said of the rest, which may be missing; false, too, when it cannot be read.
+bool beginsAsCell(const std::string& path);
+
 /// A file in memory, record by record.
 class S57File {
 public:

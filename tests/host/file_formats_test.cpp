@@ -4,6 +4,10 @@
 #include <gdal_priv.h>
 #include <ogrsf_frmts.h>
 
+#include <array>
+#include <fstream>
+#include <iterator>
+
 namespace host_test {
 namespace {
 
@@ -12,7 +16,7 @@ protected:
     void write(const std::string& name, const std::string& text) {
         path_ = folder_.file(name);
         FILE* file = std::fopen(path_.c_str(), "w");
-        std::fputs(text.c_str(), file);
+        std::fwrite(text.data(), 1, text.size(), file);
         std::fclose(file);
     }
 };
@@ -89,16 +93,51 @@ TEST_F(FileFormats, ACommandInAMessageQuotesTheName) {
     }
 }
 
+// The first bytes of a file of the harbour's cell, as many as there are without a number.
+std::string harbourBytes(const std::string& extension, std::size_t count = std::string::npos) {
+    std::ifstream from(HARBOUR_CELL "/XX5MERRW." + extension, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(from), std::istreambuf_iterator<char>()};
+    return bytes.substr(0, count);
+}
+
+std::string withTag(std::string bytes, const std::string& tag) {
+    for (std::size_t at = 0; (at = bytes.find("DSID", at)) != std::string::npos;) bytes.replace(at, tag.size(), tag);
+    return bytes;
+}
+
 TEST_F(FileFormats, ACellIsToBeImported) {
-    write("cell.000", "015763LE1 0900201 ! 3404 not much of a cell, but it has a DSID");
-    try {
-        GdalWorkspace::open(path_, Access::Update);
-        ADD_FAILURE();
-    } catch (const HostError& error) {
-        EXPECT_EQ(error.what(), path_ +
-                                    ": an S-57 cell, whose rows cannot be written; import it into a GeoPackage: "
-                                    "cxml import " +
-                                    path_ + " chart.gpkg");
+    struct File {
+        const char* what;
+        std::string bytes;
+        bool isCell;
+    };
+    const std::array files{
+        File{"a cell", harbourBytes("000"), true},
+        File{"an update", harbourBytes("001"), true},
+        File{"a cell that ends in its first record", harbourBytes("000", 300), true},
+        File{"a cell that ends in its directory", harbourBytes("000", 60), true},
+        File{"a cell that ends before its directory tells", harbourBytes("000", 40), false},
+        File{"a leader", harbourBytes("000", 24), false},
+        File{"less than a leader", harbourBytes("000", 23), false},
+        File{"records of something else", withTag(harbourBytes("000"), "CATD"), false},
+        File{"a text", "015763 buoys, whose DSID is not known, and nothing else", false},
+        File{"a text with the leader's letter", "Buoys L: whose DSID is not known, and nothing else", false},
+        File{"data that name it", harbourBytes("000", 24) + '\x1e' + "DSID", false},
+        File{"nothing", "", false},
+    };
+    for (const File& file : files) {
+        SCOPED_TRACE(file.what);
+        write("cell.000", file.bytes);
+        try {
+            GdalWorkspace::open(path_, Access::Update);
+            ADD_FAILURE();
+        } catch (const HostError& error) {
+            const std::string told = path_ +
+                                     ": an S-57 cell, whose rows cannot be written; import it into a GeoPackage: "
+                                     "cxml import " +
+                                     path_ + " chart.gpkg";
+            EXPECT_EQ(error.what() == told, file.isCell) << error.what();
+        }
     }
 }
 
