@@ -17,6 +17,8 @@ class OtherProgram {
 public:
     explicit OtherProgram(const std::string& dataset) {
         if (sqlite3_open(dataset.c_str(), &connection_) != SQLITE_OK) throw std::runtime_error(dataset);
+        // Even a transaction that has written nothing needs a moment without readers to commit.
+        sqlite3_busy_timeout(connection_, 30'000);
     }
     ~OtherProgram() { sqlite3_close(connection_); }
     OtherProgram(const OtherProgram&) = delete;
