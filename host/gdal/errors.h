@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/gdal/gdal_workspace.h"
+#include "host/library_call.h"
 
 #include <new>
 #include <string>
@@ -22,7 +23,8 @@ private:
 /// One of GDAL's messages as one line, which is cut where it quotes a long statement.
 std::string shortLine(std::string_view text);
 
-/// Collects what GDAL says on this thread while it lives, so that nothing goes to standard error.
+/// Collects what GDAL says on this thread while it lives, so that nothing goes to standard error. Lives only where GDAL
+/// is called, and no expression.
 class GdalErrors {
 public:
     GdalErrors();
@@ -37,6 +39,7 @@ public:
 private:
     static void collect(int kind, int number, const char* message) noexcept;
 
+    LibraryCall call_{"GDAL"};
     std::string failures_;
     std::string warnings_;
 };

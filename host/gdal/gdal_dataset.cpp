@@ -33,6 +33,7 @@ bool isSqliteFile(GDALDataset& gdal) {
 }
 
 void registerDrivers() {
+    const LibraryCall call("GDAL");
     // SQLite counts the memory that it uses, under a lock. Nobody asks for that, and it makes updates a tenth slower.
     // The setting is refused, which does no harm, once the process uses SQLite.
     sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);

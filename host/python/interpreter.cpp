@@ -1,6 +1,7 @@
 #include "host/python/interpreter.h"
 
 #include "host/host_error.h"
+#include "host/library_call.h"
 
 #include <Python.h>
 #include <filesystem>
@@ -37,6 +38,7 @@ std::string pythonHome() {
 }  // namespace
 
 PythonInterpreter::PythonInterpreter(const PythonOptions& options) {
+    const LibraryCall call("Python");
     if (PySys_AddAuditHook(refuseFork, nullptr) != 0) throw HostError("cannot start Python: out of memory");
     // UTF-8 whatever the locale, as all narrow text of the host.
     PyPreConfig encoding;

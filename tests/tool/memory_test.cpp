@@ -1,6 +1,7 @@
 // Short of memory: a run that is as with enough of it, or a line, and layers as they were.
 #include "tool_test.h"
 
+#include <csignal>
 #include <filesystem>
 #include <string>
 
@@ -38,7 +39,8 @@ protected:
     std::string dataset;
 };
 
-// Every step of 128 KB below what it needs, then coarser ones: down to where it does not start.
+// Every step of 128 KB below what it needs, then coarser ones: down to where it does not start. GDAL and Python may
+// crash where there is no memory; they did so while they start, when nobody has touched the dataset.
 TEST_P(Memory, ThatEndsLeavesTheLayerAsItWas) {
     unsigned long enough = 4096 * mebibyte;
     const Outcome intact = run(enough);
@@ -48,17 +50,24 @@ TEST_P(Memory, ThatEndsLeavesTheLayerAsItWas) {
     ASSERT_NE(before, after);
     for (unsigned long step = enough / 2; step >= mebibyte / 2; step /= 2)
         if (run(enough - step).status == 0) enough -= step;
+    const std::string untouched = readFile(fresh);
     int refused = 0;
+    int crashed = 0;
     for (unsigned long less = 0, step = mebibyte / 8; less < enough * 3 / 4; less += step) {
         if (less >= 3 * mebibyte) step = less / 3;
         const Outcome outcome = run(enough - less);
         SCOPED_TRACE(std::to_string(less) + " bytes less: " + outcome.out + outcome.err);
         if (outcome.status > 2 && cxml({"--version"}, within(enough - less)).status != 0) break;  // it does not start
+        const bool touched = std::filesystem::exists(dataset + "-journal") || readFile(dataset) != untouched;
         const std::string rows = rowsOf(dataset);
         // Python that finds no memory is the expression's failure, which is said.
         if (outcome.err.find("error processing Python") != std::string::npos) continue;
         if (outcome.status == 0) {
             EXPECT_EQ(rows, after);
+            continue;
+        }
+        if (outcome.signalled && outcome.status == 128 + SIGSEGV && outcome.out.empty() && !touched) {
+            ++crashed;
             continue;
         }
         ++refused;
@@ -68,6 +77,7 @@ TEST_P(Memory, ThatEndsLeavesTheLayerAsItWas) {
         EXPECT_EQ(rows, before);
     }
     EXPECT_GT(refused, 5);
+    EXPECT_LT(crashed, refused);
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, Memory, testing::Values("symbolize", "reset"),

@@ -2,12 +2,14 @@
 
 #include "host/gdal/gdal_workspace.h"
 #include "host/gdal/new_file.h"
+#include "host/library_call.h"
 #include "tools/text/text.h"
 #include "watched_process.h"
 
 #include <unistd.h>
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -41,10 +43,31 @@ constexpr const char* outOfMemory = "cxml: out of memory\n";
     giveUp("\n");
 }
 
+// GDAL and Python do not always say through a handler that they give up, but on standard error. Whoever else aborts,
+// an expression, too, ends by the signal. Only what a signal handler may do.
+void aborted(int signal, siginfo_t* sender, void* /*context*/) {
+    const bool byItself = sender->si_code == SI_TKILL && sender->si_pid == getpid();
+    if (const char* const library = embedded_host::LibraryCall::current(); library && byItself) {
+        write("cxml: ");
+        write(library);
+        giveUp(" gave up\n");
+    }
+    raise(signal);  // on return, and not caught again
+}
+
+void catchAborts() {
+    struct sigaction onAbort{};
+    onAbort.sa_sigaction = aborted;
+    onAbort.sa_flags = SA_SIGINFO | static_cast<int>(SA_RESETHAND);
+    sigemptyset(&onAbort.sa_mask);
+    sigaction(SIGABRT, &onAbort, nullptr);
+}
+
 std::terminate_handler usualEnd = nullptr;
 
 [[noreturn]] void terminated() noexcept {
     if (std::current_exception() && isOutOfMemory()) giveUp(outOfMemory);
+    std::signal(SIGABRT, SIG_DFL);  // it is this program that gives up
     usualEnd();
     std::abort();
 }
@@ -63,6 +86,7 @@ void installLastResorts() {
     const CComBSTR first(OLESTR("first"));
     usualEnd = std::set_terminate(terminated);
     embedded_host::onFatalError(endOfGdal);
+    catchAborts();
 }
 
 bool isOutOfMemory() noexcept {

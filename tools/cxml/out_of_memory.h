@@ -3,8 +3,9 @@
 
 namespace cxml {
 
-/// From now on libraries that cannot go on without memory, and exceptions about it that meet a noexcept, end the
-/// process at once, with a line and status 1. What is not committed is rolled back by whoever opens the dataset next.
+/// From now on libraries that cannot go on without memory, also those that abort within a LibraryCall, and exceptions
+/// about it that meet a noexcept, end the process at once, with a line and status 1. What is not committed is rolled
+/// back by whoever opens the dataset next.
 void installLastResorts();
 
 /// Whether the exception that is being handled tells of memory that ran out.

@@ -1,0 +1,25 @@
+// Libraries that abort the process when they cannot go on.
+#pragma once
+
+namespace embedded_host {
+
+/// While one lives, its thread is in a library that may abort, as a rule because it finds no memory; code of users,
+/// such as that of expressions, does not run on the thread.
+class LibraryCall {
+public:
+    /// \param library its name, a literal.
+    explicit LibraryCall(const char* library) noexcept : outer_(current_) { current_ = library; }
+    ~LibraryCall() { current_ = outer_; }
+    LibraryCall(const LibraryCall&) = delete;
+    LibraryCall& operator=(const LibraryCall&) = delete;
+
+    /// The library that the calling thread is in; null in none. May be asked in a signal handler.
+    static const char* current() noexcept { return current_; }
+
+private:
+    static inline thread_local const char* current_ = nullptr;
+
+    const char* outer_;
+};
+
+}  // namespace embedded_host
