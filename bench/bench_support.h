@@ -1,7 +1,7 @@
 // What the benchmarks share: a folder for their files, processor time, and giving up.
 #pragma once
 
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 #include "symbology/symbology_manager.h"
 
 #include <benchmark/benchmark.h>

@@ -4,7 +4,7 @@
 
 #include "cxml/condition.h"
 #include "cxml/condition_map.h"
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 #include "host/python/interpreter.h"
 #include "memhost/table.h"
 #include "python/get_gil.h"

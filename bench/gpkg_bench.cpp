@@ -2,7 +2,7 @@
 #include "bench_support.h"
 #include "workload.h"
 
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 #include "symbology/symbology_manager.h"
 
 #include <benchmark/benchmark.h>

@@ -2,7 +2,7 @@
 // through the database library. The queried text or number is another one in every row; it is indexed for both.
 #include "bench_support.h"
 
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 #include "memhost/text.h"
 
 #include <fmt/format.h>

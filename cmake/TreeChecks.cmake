@@ -15,8 +15,8 @@ file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
      "${CMAKE_SOURCE_DIR}/platform/*.h" "${CMAKE_SOURCE_DIR}/include/*.h" "${CMAKE_SOURCE_DIR}/src/*.h"
      "${CMAKE_SOURCE_DIR}/host/*.h")
 set(host_headers ${headers})
-list(FILTER headers EXCLUDE REGEX "${behind_the_door}|^src/python/|^host/gdal/")
-list(FILTER host_headers INCLUDE REGEX "^host/gdal/")
+list(FILTER headers EXCLUDE REGEX "${behind_the_door}|^src/python/|^host/geodatabase/")
+list(FILTER host_headers INCLUDE REGEX "^host/geodatabase/")
 file(GLOB_RECURSE tool_headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
      "${CMAKE_SOURCE_DIR}/tools/*.h")
 

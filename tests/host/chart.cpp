@@ -1,7 +1,7 @@
 // Charts for the host's tests.
 #include "host/chart.h"
 
-#include "host/gdal/text.h"
+#include "host/geodatabase/base/text.h"
 #include "host/velcore/class_registry.h"
 #include "support/leak_check.h"
 

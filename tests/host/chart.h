@@ -1,7 +1,7 @@
 // Charts for the host's tests: small datasets made through GDAL in a temporary folder, and short words for COM calls.
 #pragma once
 
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 
 #include <gtest/gtest.h>
 #include <initializer_list>

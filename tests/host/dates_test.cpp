@@ -1,6 +1,6 @@
 // Dates between ISO 8601 and DATE.
-#include "host/gdal/dates.h"
-#include "host/gdal/errors.h"
+#include "host/geodatabase/base/dates.h"
+#include "host/geodatabase/base/errors.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Triggers that are set aside while rows are written, and those that are not.
 #include "host/chart.h"
-#include "host/gdal/sqlite_triggers.h"
+#include "host/geodatabase/sqlite/sqlite_triggers.h"
 
 #include <sqlite3.h>
 

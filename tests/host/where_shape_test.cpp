@@ -1,5 +1,5 @@
 // Shapes of where clauses: what is taken out, what is left alone, and that a selection answers as the clause itself.
-#include "host/gdal/where_shape.h"
+#include "host/geodatabase/sqlite/where_shape.h"
 
 #include "host/chart.h"
 

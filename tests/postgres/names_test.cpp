@@ -1,7 +1,7 @@
 // Connection strings and names of tables: what is read out of them, and what is refused.
-#include "host/gdal/errors.h"
-#include "host/gdal/postgres/pg_names.h"
-#include "host/gdal/postgres/pg_values.h"
+#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/postgres/pg_names.h"
+#include "host/geodatabase/postgres/pg_values.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Rows on a real server: values of every type, cursors over many blocks, questions in the middle of a run.
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 #include "postgres/database.h"
 
 #include <algorithm>

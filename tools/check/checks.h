@@ -2,7 +2,7 @@
 #pragma once
 
 #include "document_model.h"
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 
 namespace cxml {
 

@@ -1,6 +1,6 @@
 // cxml check: what loading a document says, what in it nothing reads, and what a run would trip over.
 #include "commands.h"
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 #include "host/host_error.h"
 #include "interrupt.h"
 #include "out_of_memory.h"

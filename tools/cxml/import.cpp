@@ -1,7 +1,7 @@
 // cxml import: S-57 cells into a GeoPackage.
 #include "commands.h"
 #include "console.h"
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 #include "interrupt.h"
 
 #include <fmt/format.h>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "configurations.h"
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 
 #include <string>
 #include <vector>

@@ -3,7 +3,7 @@
 
 #include "configurations.h"
 #include "exit_status.h"
-#include "host/gdal/gdal_workspace.h"
+#include "host/geodatabase/gdal_workspace.h"
 #include "services.h"
 #include "subtype_fields.h"
 #include "symbology/symbology_manager.h"

@@ -1,7 +1,7 @@
 #include "out_of_memory.h"
 
-#include "host/gdal/gdal_workspace.h"
-#include "host/gdal/new_file.h"
+#include "host/geodatabase/gdal_workspace.h"
+#include "host/geodatabase/s57/new_file.h"
 #include "host/library_call.h"
 #include "tools/text/text.h"
 #include "watched_process.h"

@@ -1,0 +1,42 @@
+// A table of any other dataset, read through GDAL's features and written with SQL.
+#pragma once
+
+#include "host/geodatabase/gdal/gdal_table.h"
+
+#include <memory>
+#include <string>
+
+class OGRFeature;
+
+namespace embedded_host {
+
+/// Reads in blocks of object ids that were settled first, so that nothing else that uses the layer can disturb a
+/// reader.
+class OgrTable final : public GdalTable {
+public:
+    OgrTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer);
+
+    ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) override;
+    ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
+    std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
+    bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
+    bool update(ObjectId id, const ColumnSet& columns, const Cells& cells) override;
+
+    /// Calls `visit` with the features of a range of ids, in no order; `columns` null reads no field at all.
+    template <class Visit>
+    void visitBlock(const ObjectId* first, const ObjectId* last, const std::string& where, const ColumnSet* columns,
+                    Visit&& visit);
+    /// Fills the columns from a feature.
+    static void readFeature(const OGRFeature& feature, const TableSchema& schema, const ColumnSet& columns,
+                            Cells& cells);
+
+private:
+    class Reading;
+    std::string literal(const Column& column, const Cell& cell) const;
+    // Column by column, what a statement says of the new value.
+    using Say = std::string (*)(const std::string& column, const std::string& value);
+    std::string each(const ColumnSet& columns, const Cells& cells, const char* separator, Say say) const;
+    bool isStored(ObjectId id, const ColumnSet& columns, const Cells& cells) const;
+};
+
+}  // namespace embedded_host

@@ -1,0 +1,160 @@
+// The update cursor.
+#include "host/geodatabase/objects/cursor.h"
+
+#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/text.h"
+#include "host/velcore/query_filter.h"
+
+#include <algorithm>
+#include <iterator>
+#include <numeric>
+#include <utility>
+
+namespace embedded_host {
+
+namespace {
+
+constexpr std::int64_t rowsPerProgress = 4096;
+
+void check(HRESULT hr) {
+    if (FAILED(hr)) throw StatusError(hr, "the query filter cannot be read");
+}
+
+LONG fieldCountOf(IQueryFilterSource& source) {
+    LONG count = 0;
+    check(source.get_FieldCount(&count));
+    return count;
+}
+
+ColumnSet namedColumns(const TableSchema& schema, IQueryFilterSource& filter) {
+    ColumnSet columns;
+    for (LONG i = 0, count = fieldCountOf(filter); i < count; ++i) {
+        CComBSTR name;
+        check(filter.get_FieldName(i, &name));
+        if (const LONG position = schema.find(viewOf(name)); position >= 0)
+            columns.push_back(static_cast<std::size_t>(position));
+    }
+    std::ranges::sort(columns);
+    columns.erase(std::ranges::unique(columns).begin(), columns.end());
+    return columns;
+}
+
+CComQIPtr<IQueryFilterSource> sourceOf(IQueryFilter* filter) {
+    CComQIPtr<IQueryFilterSource> source(static_cast<IUnknown*>(filter));
+    if (!source) throw StatusError(E_NOINTERFACE, "the query filter is not one of this host's");
+    return source;
+}
+
+std::string whereClauseOf(IQueryFilterSource& source) {
+    CComBSTR where;
+    check(source.get_WhereClause(&where));
+    return toUtf8(viewOf(where));
+}
+
+}  // namespace
+
+ColumnSet allColumns(const TableSchema& schema) {
+    ColumnSet columns(schema.columns.size());
+    std::iota(columns.begin(), columns.end(), std::size_t{0});
+    return columns;
+}
+
+SelectionRequest readSelectionRequest(IQueryFilter* filter) {
+    if (!filter) return {};
+    const CComQIPtr<IQueryFilterSource> source = sourceOf(filter);
+    return {.where = whereClauseOf(*source), .namesFields = fieldCountOf(*source) != 0};
+}
+
+FilterContent readFilter(const TableSchema& schema, IQueryFilter* filter) {
+    FilterContent content;
+    if (!filter) return {allColumns(schema), {}};
+    const CComQIPtr<IQueryFilterSource> source = sourceOf(filter);
+    content.columns = fieldCountOf(*source) == 0 ? allColumns(schema) : namedColumns(schema, *source);
+    content.where = whereClauseOf(*source);
+    return content;
+}
+
+Cursor::Cursor(std::shared_ptr<RowSource> source, ColumnSet columns, SharedIds ids, bool recycling)
+    : source_(std::move(source)),
+      columns_(std::move(columns)),
+      recycling_(recycling),
+      reader_(source_->table->read(columns_, std::move(ids))) {}
+
+Cursor::~Cursor() {
+    source_->monitor = nullptr;
+}
+
+void Cursor::note(const std::exception& failure) {
+    if (source_->monitor && source_->monitor->failure.empty()) source_->monitor->failure = failure.what();
+}
+
+void Cursor::checkStop() const {
+    const RunMonitor* monitor = source_->monitor;
+    if (monitor && monitor->stop && monitor->stop->load(std::memory_order_relaxed))
+        throw StatusError(E_ABORT, source_->table->title() + ": stopped");
+}
+
+void Cursor::readMissedColumns() {
+    if (source_->missed.empty()) return;
+    ColumnSet all;
+    std::ranges::set_union(columns_, source_->missed, std::back_inserter(all));
+    source_->missed.clear();
+    columns_ = std::move(all);
+    reader_->setColumns(columns_);
+}
+
+Row& Cursor::rowToFill() {
+    if (!row_ || (!recycling_ && !row_->isFree())) row_ = new Row(source_);
+    return *row_;
+}
+
+void Cursor::countRow() {
+    RunMonitor* monitor = source_->monitor;
+    if (!monitor) return;
+    ++monitor->rows;
+    if (monitor->rows % rowsPerProgress == 0 && monitor->onProgress) monitor->onProgress(monitor->rows);
+}
+
+HRESULT Cursor::NextRow(IRow** row) {
+    if (!row) return E_POINTER;
+    *row = nullptr;
+    return atBoundary([&] {
+        if (atEnd_) return S_FALSE;
+        checkStop();
+        try {
+            readMissedColumns();
+            Row& next = rowToFill();
+            ObjectId id = 0;
+            atEnd_ = !reader_->next(id, next.startFilling());
+            if (atEnd_) return S_FALSE;
+            next.finishFilling(id);
+            if (source_->monitor && source_->monitor->onRow) source_->monitor->onRow(&next);
+        } catch (const HostError& error) {
+            note(error);
+            atEnd_ = true;
+            throw;
+        }
+        countRow();
+        row_->AddRef();
+        *row = row_;
+        return S_OK;
+    });
+}
+
+HRESULT Cursor::UpdateRow(IRow* row) {
+    if (!row) return E_POINTER;
+    return atBoundary([&] {
+        const CComQIPtr<IHostRow> own(static_cast<IUnknown*>(row));
+        if (!own || own->hostRow()->source() != source_)
+            throw StatusError(E_INVALIDARG, source_->table->title() + ": the row is not one of this cursor's");
+        try {
+            if (own->hostRow()->write() && source_->monitor) ++source_->monitor->changed;
+        } catch (const std::exception& error) {
+            note(error);
+            throw;
+        }
+        return S_OK;
+    });
+}
+
+}  // namespace embedded_host

@@ -1,0 +1,17 @@
+// The workspace object: a dataset as the library sees it.
+#pragma once
+
+#include "host/geodatabase/objects/live_objects.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace embedded_host {
+
+class Dataset;
+
+/// The dataset's workspace object, the same for everyone while anyone holds it.
+CComPtr<IWorkspace> workspaceOf(Dataset& dataset);
+
+}  // namespace embedded_host
