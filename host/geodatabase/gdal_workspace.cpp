@@ -1,9 +1,10 @@
 // GdalWorkspace: what the tools do with a dataset.
 #include "host/geodatabase/gdal_workspace.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/status_error.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/gdal/gdal_dataset.h"
+#include "host/geodatabase/objects/cell_variant.h"
 #include "host/geodatabase/objects/feature_class.h"
 #include "host/geodatabase/objects/selection.h"
 #include "host/geodatabase/objects/workspace_object.h"
@@ -138,12 +139,13 @@ private:
     std::shared_ptr<Dataset> dataset_;
 };
 
-}  // namespace
-
-std::shared_ptr<Dataset> openDataset(const std::string& name, Dataset::Access access, const WorkspaceOptions& options) {
+// Opens what `name` stands for.
+std::shared_ptr<Dataset> openDataset(const std::string& name, Access access, const WorkspaceOptions& options) {
     if (isPostgresName(name)) return std::make_shared<PgDataset>(name, access, options);
     return std::make_shared<GdalDataset>(name, access, options);
 }
+
+}  // namespace
 
 std::shared_ptr<GdalWorkspace> GdalWorkspace::open(const std::string& dataset, Access access,
                                                    const WorkspaceOptions& options) {

@@ -2,6 +2,7 @@
 #include "host/chart.h"
 
 #include "host/geodatabase/base/text.h"
+#include "host/geodatabase/objects/live_objects.h"
 #include "host/velcore/class_registry.h"
 #include "support/leak_check.h"
 

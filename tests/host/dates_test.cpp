@@ -1,6 +1,7 @@
 // Dates between ISO 8601 and DATE.
-#include "host/geodatabase/base/dates.h"
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/objects/dates.h"
+
+#include "host/geodatabase/base/status_error.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // UTF-8 and UTF-16.
 #include "host/geodatabase/base/text.h"
 #include "host/chart.h"
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/status_error.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Row values: the variant type of each column, and what put_Value makes of what it is given.
 #include "host/chart.h"
-#include "host/geodatabase/base/cell.h"
+#include "host/geodatabase/objects/cell_variant.h"
 
 #include <cmath>
 #include <limits>

@@ -1,5 +1,5 @@
 // Connection strings and names of tables: what is read out of them, and what is refused.
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/status_error.h"
 #include "host/geodatabase/postgres/pg_names.h"
 #include "host/geodatabase/postgres/pg_values.h"
 

@@ -1,7 +1,6 @@
 // The library's name search and openings over a real server: every way that they take, and every step that fails.
 #include "gdb/workspace_utilities.h"
 #include "host/com_object.h"
-#include "host/geodatabase/base/errors.h"
 #include "host/geodatabase/objects/live_objects.h"
 #include "postgres/database.h"
 #include "support/event_log.h"

@@ -1,5 +1,5 @@
 // Who is said to have given up when something aborts the process.
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/gdal_errors.h"
 #include "host/library_call.h"
 #include "out_of_memory.h"
 

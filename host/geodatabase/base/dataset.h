@@ -1,7 +1,11 @@
 // An open dataset with its transaction, shared by the objects that work on it.
 #pragma once
 
-#include "host/geodatabase/gdal_workspace.h"
+#include "host/geodatabase/base/database_server.h"
+#include "host/geodatabase/base/field_request.h"
+#include "host/geodatabase/base/run_monitor.h"
+#include "host/geodatabase/base/workspace_options.h"
+#include "symbology/host_interfaces.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,28 +18,9 @@ namespace embedded_host {
 
 class Table;
 
-/// The parts of a table's name on a server; what was not given is empty.
-struct TableName {
-    std::string database;
-    std::string owner;
-    std::string table;
-};
-
-/// What a dataset on a database server knows besides. All of it may throw HostError.
-class DatabaseServer {
-public:
-    virtual std::string connectedDatabase() = 0;
-    virtual std::string connectedUser() = 0;
-    virtual TableName parseName(const std::string& name) const = 0;
-    virtual std::string qualifiedName(const TableName& name) const = 0;
-
-protected:
-    ~DatabaseServer() = default;
-};
-
 class Dataset : public std::enable_shared_from_this<Dataset> {
 public:
-    using Access = GdalWorkspace::Access;
+    using Access = embedded_host::Access;
 
     struct Entry {
         std::string name;
@@ -86,8 +71,5 @@ private:
     std::string name_;
     Access access_;
 };
-
-/// Opens what `name` stands for. \throws HostError
-std::shared_ptr<Dataset> openDataset(const std::string& name, Dataset::Access access, const WorkspaceOptions& options);
 
 }  // namespace embedded_host

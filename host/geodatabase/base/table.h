@@ -2,14 +2,11 @@
 #pragma once
 
 #include "host/geodatabase/base/cell.h"
-#include "host/geodatabase/gdal_workspace.h"
+#include "host/geodatabase/base/table_schema.h"
+#include "symbology/host_interfaces.h"
 
-#include <functional>
 #include <memory>
-#include <optional>
-#include <span>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -19,30 +16,6 @@ class Dataset;
 
 using ObjectIds = std::vector<ObjectId>;
 using SharedIds = std::shared_ptr<const ObjectIds>;
-
-/// Hashes names, so that looking one up takes no copy of it.
-struct NameHash {
-    using is_transparent = void;
-    std::size_t operator()(WideView name) const noexcept { return std::hash<WideView>{}(name); }
-};
-using NamePositions = std::unordered_map<WideString, LONG, NameHash, std::equal_to<>>;
-
-/// The fields of a table as they were at one time. The key has the position after the last field.
-struct TableSchema {
-    std::vector<Column> columns;  // the table's fields, then the key
-    NamePositions positions;
-    NamePositions positionsByUpperCase;
-
-    TableSchema(std::vector<Column> fields, const std::string& keyName);
-
-    std::size_t fieldCount() const noexcept { return columns.size() - 1; }
-    std::size_t keyPosition() const noexcept { return columns.size() - 1; }
-    /// The exact name first, then the name without regard to case; -1 when there is none.
-    LONG find(WideView name) const;
-};
-
-/// Which columns of a row: positions of a schema, ascending.
-using ColumnSet = std::vector<std::size_t>;
 
 /// Rows in ascending object id. No change made while it reads makes it give a row twice or miss one.
 class RowReader {

@@ -1,11 +1,12 @@
 // Opening, closing and transactions of a dataset that GDAL opens.
 #include "host/geodatabase/gdal/gdal_dataset.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/gdal_errors.h"
+#include "host/geodatabase/base/status_error.h"
+#include "host/geodatabase/base/text.h"
 #include "host/geodatabase/gdal/gdal_table.h"
 #include "host/geodatabase/s57/s57_records.h"
 #include "host/geodatabase/sqlite/sqlite_statement.h"
-#include "host/geodatabase/base/text.h"
 
 #include <gdal_priv.h>
 #include <ogrsf_frmts.h>

@@ -1,7 +1,7 @@
 // A table of any dataset, read through GDAL's features and written with SQL.
 #include "host/geodatabase/gdal/ogr_table.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/gdal_errors.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/gdal/feature_values.h"
 #include "host/geodatabase/sqlite/sqlite_statement.h"

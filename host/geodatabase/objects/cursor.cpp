@@ -1,13 +1,12 @@
 // The update cursor.
 #include "host/geodatabase/objects/cursor.h"
 
-#include "host/geodatabase/base/errors.h"
 #include "host/geodatabase/base/text.h"
+#include "host/geodatabase/objects/boundary.h"
 #include "host/velcore/query_filter.h"
 
 #include <algorithm>
 #include <iterator>
-#include <numeric>
 #include <utility>
 
 namespace embedded_host {
@@ -52,12 +51,6 @@ std::string whereClauseOf(IQueryFilterSource& source) {
 }
 
 }  // namespace
-
-ColumnSet allColumns(const TableSchema& schema) {
-    ColumnSet columns(schema.columns.size());
-    std::iota(columns.begin(), columns.end(), std::size_t{0});
-    return columns;
-}
 
 SelectionRequest readSelectionRequest(IQueryFilter* filter) {
     if (!filter) return {};

@@ -13,8 +13,6 @@ struct FilterContent {
     std::string where;
 };
 
-ColumnSet allColumns(const TableSchema& schema);
-
 /// What a selection asks for: which rows, and whether it says that fields of them are going to be read.
 struct SelectionRequest {
     std::string where;

@@ -2,8 +2,8 @@
 #include "host/geodatabase/objects/feature_class.h"
 
 #include "host/geodatabase/base/dataset.h"
-#include "host/geodatabase/base/errors.h"
 #include "host/geodatabase/base/text.h"
+#include "host/geodatabase/objects/boundary.h"
 #include "host/geodatabase/objects/cursor.h"
 #include "host/geodatabase/objects/selection.h"
 #include "host/geodatabase/objects/workspace_object.h"

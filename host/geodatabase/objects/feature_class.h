@@ -1,16 +1,23 @@
 // The feature class object: a table of a dataset, spatial or not, as the library sees it.
 #pragma once
 
+#include "host/com_object.h"
 #include "host/geodatabase/base/table.h"
 #include "host/geodatabase/objects/fields.h"
 #include "host/geodatabase/objects/live_objects.h"
 #include "host/geodatabase/objects/row.h"
+#include "symbology/host_interfaces.h"
 
 #include <memory>
 #include <optional>
 #include <string>
 
 namespace embedded_host {
+
+template <>
+struct ExtendedInterface<IFeatureClass> {
+    using Type = IObjectClass;
+};
 
 class FeatureClass final : public ComObject<HostCounter, IFeatureClass, ITable, IDataset, ISubtypes> {
 public:

@@ -1,18 +1,12 @@
 // IFields over a table's schema.
 #include "host/geodatabase/objects/fields.h"
 
-#include "host/geodatabase/base/errors.h"
 #include "host/geodatabase/base/text.h"
+#include "host/geodatabase/objects/boundary.h"
 
 #include <utility>
 
 namespace embedded_host {
-
-std::atomic<std::size_t> HostCounter::live{0};
-
-std::size_t liveObjects() {
-    return HostCounter::live.load(std::memory_order_relaxed);
-}
 
 Fields::Fields(std::shared_ptr<const TableSchema> schema) : schema_(std::move(schema)) {}
 

@@ -1,8 +1,12 @@
 // IFields over a table's schema.
 #pragma once
 
-#include "host/geodatabase/base/table.h"
+#include "host/com_object.h"
+#include "host/geodatabase/base/table_schema.h"
 #include "host/geodatabase/objects/live_objects.h"
+#include "symbology/host_interfaces.h"
+
+#include <memory>
 
 namespace embedded_host {
 

@@ -1,26 +1,17 @@
-// Counts the COM objects of the host over GDAL.
+// Counts the COM objects of the geodatabase.
 #pragma once
 
-#include "host/com_object.h"
-#include "symbology/host_interfaces.h"
+#include <atomic>
+#include <cstddef>
 
 namespace embedded_host {
 
+/// The counter of ComObject for the geodatabase's objects.
 struct HostCounter {
     static std::atomic<std::size_t> live;
 };
 
-template <>
-struct ExtendedInterface<IRow> {
-    using Type = IRowBuffer;
-};
-template <>
-struct ExtendedInterface<IFeatureClass> {
-    using Type = IObjectClass;
-};
-template <>
-struct ExtendedInterface<ISelectionSet2> {
-    using Type = ISelectionSet;
-};
+/// COM objects of the geodatabase that are alive. For tests.
+std::size_t liveObjects();
 
 }  // namespace embedded_host

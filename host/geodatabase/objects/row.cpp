@@ -1,7 +1,8 @@
 // A row of a table.
 #include "host/geodatabase/objects/row.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/objects/boundary.h"
+#include "host/geodatabase/objects/cell_variant.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,8 +1,11 @@
 // A row of a table.
 #pragma once
 
+#include "host/com_object.h"
+#include "host/geodatabase/base/run_monitor.h"
 #include "host/geodatabase/base/table.h"
 #include "host/geodatabase/objects/live_objects.h"
+#include "symbology/host_interfaces.h"
 
 #include <memory>
 
@@ -29,6 +32,11 @@ struct RowSource {
     std::shared_ptr<ColumnSet> asked;
     // Null when nobody watches, and after the cursor's end: rows may live longer.
     RunMonitor* monitor = nullptr;
+};
+
+template <>
+struct ExtendedInterface<IRow> {
+    using Type = IRowBuffer;
 };
 
 class Row final : public ComObject<HostCounter, IRow, IHostRow> {

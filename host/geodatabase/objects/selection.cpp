@@ -1,7 +1,7 @@
 // Selection sets and their ids.
 #include "host/geodatabase/objects/selection.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/objects/boundary.h"
 
 #include <climits>
 #include <utility>

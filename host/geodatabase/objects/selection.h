@@ -1,11 +1,18 @@
 // Selection sets and their ids.
 #pragma once
 
+#include "host/com_object.h"
 #include "host/geodatabase/base/table.h"
 #include "host/geodatabase/objects/feature_class.h"
 #include "host/geodatabase/objects/live_objects.h"
+#include "symbology/host_interfaces.h"
 
 namespace embedded_host {
+
+template <>
+struct ExtendedInterface<ISelectionSet2> {
+    using Type = ISelectionSet;
+};
 
 class SelectionSet final : public ComObject<HostCounter, ISelectionSet2> {
 public:

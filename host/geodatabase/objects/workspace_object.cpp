@@ -1,13 +1,19 @@
 // The workspace object.
 #include "host/geodatabase/objects/workspace_object.h"
 
+#include "host/com_object.h"
 #include "host/geodatabase/base/dataset.h"
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/table.h"
 #include "host/geodatabase/base/text.h"
+#include "host/geodatabase/objects/boundary.h"
 #include "host/geodatabase/objects/feature_class.h"
+#include "host/geodatabase/objects/live_objects.h"
 
+#include <memory>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace embedded_host {
 

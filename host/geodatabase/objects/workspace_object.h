@@ -1,11 +1,7 @@
 // The workspace object: a dataset as the library sees it.
 #pragma once
 
-#include "host/geodatabase/objects/live_objects.h"
-
-#include <memory>
-#include <string>
-#include <vector>
+#include "symbology/host_interfaces.h"
 
 namespace embedded_host {
 

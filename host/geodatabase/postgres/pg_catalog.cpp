@@ -1,7 +1,7 @@
 // What a PostgreSQL server's catalog tells about tables.
 #include "host/geodatabase/postgres/pg_catalog.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/status_error.h"
 #include "host/geodatabase/base/text.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // What a PostgreSQL server's catalog tells about tables.
 #pragma once
 
-#include "host/geodatabase/base/cell.h"
+#include "host/geodatabase/base/column.h"
 #include "host/geodatabase/postgres/pg_connection.h"
 #include "host/geodatabase/postgres/pg_names.h"
 #include "host/geodatabase/postgres/pg_values.h"

@@ -1,7 +1,7 @@
 // A database on a PostgreSQL server: settings, names and transactions.
 #include "host/geodatabase/postgres/pg_dataset.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/status_error.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/postgres/pg_table.h"
 

@@ -1,7 +1,7 @@
 // Connection strings and names of tables on a PostgreSQL server.
 #include "host/geodatabase/postgres/pg_names.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/status_error.h"
 #include "host/geodatabase/base/text.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // Connection strings and names of tables on a PostgreSQL server.
 #pragma once
 
-#include "host/geodatabase/base/dataset.h"
+#include "host/geodatabase/base/database_server.h"
 
 #include <string>
 #include <string_view>

@@ -1,7 +1,6 @@
 // A table of a database on a PostgreSQL server.
 #include "host/geodatabase/postgres/pg_table.h"
 
-#include "host/geodatabase/base/errors.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/postgres/pg_reader.h"
 

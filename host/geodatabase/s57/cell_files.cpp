@@ -1,7 +1,7 @@
 // The row of updates of a base cell.
 #include "host/geodatabase/s57/cell_files.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/gdal_errors.h"
 #include "host/geodatabase/s57/cell_records.h"
 
 #include <cpl_string.h>

@@ -1,11 +1,11 @@
 // A cell as it lies on disk: its base file and the row of its updates.
 #pragma once
 
+#include "host/geodatabase/s57/national_change.h"
 #include "host/geodatabase/s57/s57_records.h"
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,13 +20,6 @@ struct CellIdentification {
     std::string applied;  // yyyymmdd, may be empty
     std::string issued;
     std::uint32_t agency = 0;
-};
-
-/// A national text of a feature that an update changed; GDAL's reader passes over these.
-struct NationalChange {
-    std::uint32_t feature = 0;         // RCID
-    const char* attribute = nullptr;   // its acronym
-    std::optional<std::string> value;  // UTF-8; none: taken away
 };
 
 /// A base cell with its updates in order, all of them read and found to fit.

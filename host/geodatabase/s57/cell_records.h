@@ -1,7 +1,7 @@
 // The records of a cell while its updates are applied: as much of them as shows whether every instruction fits.
 #pragma once
 
-#include "host/geodatabase/s57/cell_files.h"
+#include "host/geodatabase/s57/national_change.h"
 #include "host/geodatabase/s57/s57_records.h"
 
 #include <array>

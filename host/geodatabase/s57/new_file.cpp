@@ -1,7 +1,7 @@
 // Folders with names of their own, and renaming that never replaces a file.
 #include "host/geodatabase/s57/new_file.h"
 
-#include "host/geodatabase/gdal_workspace.h"
+#include "host/host_error.h"
 
 #include <unistd.h>
 #include <cerrno>

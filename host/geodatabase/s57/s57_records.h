@@ -2,7 +2,7 @@
 // says nothing of the rest; here a file is whole or it is refused.
 #pragma once
 
-#include "host/geodatabase/gdal_workspace.h"
+#include "host/host_error.h"
 
 #include <cstdint>
 #include <string>

@@ -1,8 +1,6 @@
 // Prepared statements on the SQLite connection that GDAL has open.
 #include "host/geodatabase/sqlite/sqlite_statement.h"
 
-#include "host/geodatabase/base/errors.h"
-
 #include <sqlite3.h>
 
 #include <algorithm>

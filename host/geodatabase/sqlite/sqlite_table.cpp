@@ -1,7 +1,7 @@
 // A table of an SQLite file, read and written through statements of its own.
 #include "host/geodatabase/sqlite/sqlite_table.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/gdal_errors.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/sqlite/sqlite_triggers.h"
 

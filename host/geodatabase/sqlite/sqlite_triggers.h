@@ -1,7 +1,7 @@
 // Triggers that an update of a table fires for nothing.
 #pragma once
 
-#include "host/geodatabase/base/table.h"
+#include "host/geodatabase/base/table_schema.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // Dates and times between ISO 8601 texts and DATE.
-#include "host/geodatabase/base/dates.h"
+#include "host/geodatabase/objects/dates.h"
 
-#include "host/geodatabase/base/errors.h"
+#include "host/geodatabase/base/status_error.h"
 
 #include <ogr_core.h>
 

@@ -1,12 +1,11 @@
-// GDAL's messages and COM's error object.
-#include "host/geodatabase/base/errors.h"
+// GDAL's messages.
+#include "host/geodatabase/base/gdal_errors.h"
 
-#include "host/geodatabase/base/text.h"
+#include "host/geodatabase/base/fatal_errors.h"
 
 #include <cpl_error.h>
 
 #include <algorithm>
-#include <atomic>
 
 namespace embedded_host {
 
@@ -24,8 +23,6 @@ void append(std::string& all, std::string_view message) {
     all += shortLine(message);
 }
 
-std::atomic<void (*)(const char*) noexcept> fatalErrorHandler = nullptr;
-
 }  // namespace
 
 std::string shortLine(std::string_view text) {
@@ -35,19 +32,6 @@ std::string shortLine(std::string_view text) {
     std::string line(text.substr(0, end));
     std::ranges::replace(line, '\n', ' ');
     return line;
-}
-
-void tellOfFatalError(const char* message) noexcept {
-    if (auto* const handler = fatalErrorHandler.load()) handler(message ? message : "");
-}
-
-void onFatalError(void (*handler)(const char* message) noexcept) noexcept {
-    fatalErrorHandler = handler;
-    // For errors outside of any GdalErrors; what is no end of the process goes the usual way.
-    CPLSetErrorHandler([](CPLErr kind, CPLErrorNum number, const char* message) {
-        if (kind == CE_Fatal) tellOfFatalError(message);
-        CPLDefaultErrorHandler(kind, number, message);
-    });
 }
 
 void GdalErrors::collect(int kind, int /*number*/, const char* message) noexcept {
@@ -75,20 +59,6 @@ GdalErrors::~GdalErrors() {
 std::string GdalErrors::text(std::string_view otherwise) const {
     if (!failures_.empty()) return failures_;
     return warnings_.empty() ? std::string(otherwise) : warnings_;
-}
-
-void setErrorInfo(std::string_view text) noexcept {
-    try {
-        CComBSTR description;
-        description.Attach(toBstr(text));
-        CComPtr<ICreateErrorInfo> created;
-        if (FAILED(CreateErrorInfo(&created))) return;
-        if (FAILED(created->SetDescription(description))) return;
-        const CComQIPtr<IErrorInfo> info(static_cast<IUnknown*>(created.p));
-        SetErrorInfo(0, info);
-    } catch (...) {
-        SetErrorInfo(0, nullptr);  // no text is better than that of an earlier failure
-    }
 }
 
 }  // namespace embedded_host

@@ -1,7 +1,8 @@
 // Dates and times between ISO 8601 texts and DATE.
 #pragma once
 
-#include "host/geodatabase/base/cell.h"
+#include "host/geodatabase/base/column.h"
+#include "platform/platform.h"
 
 #include <string>
 
