@@ -4,6 +4,7 @@
 #include "host/geodatabase/base/gdal_errors.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/gdal/feature_values.h"
+#include "host/geodatabase/gdal/layer_description.h"
 #include "host/geodatabase/sqlite/sqlite_statement.h"
 
 #include <ogrsf_frmts.h>
@@ -81,27 +82,27 @@ private:
 class OgrTable::Reading {
 public:
     Reading(const OgrTable& table, const std::string& filter, const ColumnSet* columns)
-        : table_(table), clause_(table.dataset().clauseGuard(), ClauseGuard::Phase::Running) {
+        : table_(table), clause_(table.dataset_.clauseGuard(), ClauseGuard::Phase::Running) {
         table_.checkClause(filter);
         ignoreUnused(columns, filter);
-        if (table.layer().SetAttributeFilter(filter.empty() ? nullptr : filter.c_str()) != OGRERR_NONE) {
+        if (table.layer_.SetAttributeFilter(filter.empty() ? nullptr : filter.c_str()) != OGRERR_NONE) {
             const std::string why = errors_.text("it is not understood");
             restore();
             table_.fail("where clause \"" + filter + "\": " + why);
         }
-        table.layer().ResetReading();
+        table.layer_.ResetReading();
     }
     ~Reading() { restore(); }
     Reading(const Reading&) = delete;
     Reading& operator=(const Reading&) = delete;
 
     OGRFeatureUniquePtr next() {
-        OGRFeatureUniquePtr feature(table_.layer().GetNextFeature());
+        OGRFeatureUniquePtr feature(table_.layer_.GetNextFeature());
         check();
         return feature;
     }
     OGRFeatureUniquePtr get(ObjectId id) {
-        OGRFeatureUniquePtr feature(table_.layer().GetFeature(id));
+        OGRFeatureUniquePtr feature(table_.layer_.GetFeature(id));
         if (!feature) return feature;  // some drivers call a missing row an error
         check();
         return feature;
@@ -111,15 +112,15 @@ private:
     void check() const {
         if (!errors_.any()) return;
         const std::string text = "cannot be read: " + errors_.text({});
-        sqlite3* const connection = table_.dataset().sqlite();
+        sqlite3* const connection = table_.dataset_.sqlite();
         if (!connection || !SqliteError(connection).isStatements())
-            table_.dataset().noteFailure(table_.title() + ": " + text);
+            table_.dataset_.noteFailure(table_.title() + ": " + text);
         table_.fail(text);
     }
     void ignoreUnused(const ColumnSet* columns, const std::string& filter) {
-        if (!table_.layer().TestCapability(OLCIgnoreFields)) return;
+        if (!table_.layer_.TestCapability(OLCIgnoreFields)) return;
         // GDAL's own evaluation of a filter needs the fields that it names.
-        const bool filterNeedsFields = !filter.empty() && !table_.dataset().hasSql();
+        const bool filterNeedsFields = !filter.empty() && !table_.dataset_.hasSql();
         const std::shared_ptr<const TableSchema> schema = table_.schema();
         std::vector<const char*> ignored;
         for (std::size_t i = 0; i < schema->fieldCount() && !filterNeedsFields; ++i)
@@ -128,12 +129,12 @@ private:
         ignored.push_back("OGR_GEOMETRY");
         ignored.push_back("OGR_STYLE");
         ignored.push_back(nullptr);
-        table_.layer().SetIgnoredFields(ignored.data());
+        table_.layer_.SetIgnoredFields(ignored.data());
     }
     void restore() noexcept {
-        table_.layer().SetAttributeFilter(nullptr);
-        if (table_.layer().TestCapability(OLCIgnoreFields)) table_.layer().SetIgnoredFields(nullptr);
-        table_.layer().ResetReading();
+        table_.layer_.SetAttributeFilter(nullptr);
+        if (table_.layer_.TestCapability(OLCIgnoreFields)) table_.layer_.SetIgnoredFields(nullptr);
+        table_.layer_.ResetReading();
     }
 
     GdalErrors errors_;
@@ -141,18 +142,28 @@ private:
     ClauseScope clause_;
 };
 
-OgrTable::OgrTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer) : GdalTable(dataset, layer) {}
+OgrTable::OgrTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer)
+    : Table(dataset, describe(layer)), dataset_(*dataset), layer_(layer) {}
+
+void OgrTable::refresh() {
+    setSchema(schemaOf(layer_));
+}
+
+std::string OgrTable::keySql() const {
+    const std::shared_ptr<const TableSchema> current = schema();
+    return quotedName(current->columns[current->keyPosition()].name);
+}
 
 template <class Visit>
 void OgrTable::visitBlock(const ObjectId* first, const ObjectId* last, const std::string& where,
                           const ColumnSet* columns, Visit&& visit) {
-    if (!dataset().hasSql()) {
+    if (!dataset_.hasSql()) {
         Reading reading(*this, {}, columns);
         for (; first != last; ++first)
             if (OGRFeatureUniquePtr feature = reading.get(*first)) visit(std::move(feature));
         return;
     }
-    std::string filter = quotedName(keyName()) + " IN (" + idList(first, last) + ")";
+    std::string filter = keySql() + " IN (" + idList(first, last) + ")";
     if (!where.empty()) filter = "(" + where + "\n) AND " + filter;
     Reading reading(*this, filter, columns);
     while (OGRFeatureUniquePtr feature = reading.next()) visit(std::move(feature));
@@ -169,7 +180,7 @@ ObjectIds OgrTable::select(const std::string& where, bool onlyOne, const ColumnS
 
 ObjectIds OgrTable::restrict(const ObjectIds& ids, const std::string& where) {
     ObjectIds kept;
-    if (!dataset().hasSql() && !where.empty()) {
+    if (!dataset_.hasSql() && !where.empty()) {
         const ObjectIds matching = select(where, false, {});
         std::ranges::set_intersection(ids, matching, std::back_inserter(kept));
         return kept;
@@ -244,10 +255,10 @@ std::string OgrTable::each(const ColumnSet& columns, const Cells& cells, const c
 
 // SQLite compares a value with a column as it would store it there. Other databases are not asked.
 bool OgrTable::isStored(ObjectId id, const ColumnSet& columns, const Cells& cells) const {
-    if (!dataset().sqlite()) return false;
-    SqliteStatement row(dataset().sqlite(),
-                        "SELECT 1 FROM " + quotedName(name()) + " WHERE " + quotedName(keyName()) + " = " +
-                            std::to_string(id) + " AND " +
+    if (!dataset_.sqlite()) return false;
+    SqliteStatement row(dataset_.sqlite(),
+                        "SELECT 1 FROM " + quotedName(name()) + " WHERE " + keySql() + " = " + std::to_string(id) +
+                            " AND " +
                             each(columns, cells, " AND ", [](const std::string& column, const std::string& value) {
                                 return column + " IS " + value + " COLLATE BINARY";
                             }));
@@ -258,16 +269,16 @@ bool OgrTable::update(ObjectId id, const ColumnSet& columns, const Cells& cells)
     checkWritable();
     try {
         if (isStored(id, columns, cells)) return false;
-        executeSql(dataset().gdal(), "UPDATE " + quotedName(name()) + " SET " +
-                                         each(columns, cells, ", ",
-                                              [](const std::string& column, const std::string& value) {
-                                                  return column + " = " + value;
-                                              }) +
-                                         " WHERE " + quotedName(keyName()) + " = " + std::to_string(id));
+        executeSql(dataset_.gdal(), "UPDATE " + quotedName(name()) + " SET " +
+                                        each(columns, cells, ", ",
+                                             [](const std::string& column, const std::string& value) {
+                                                 return column + " = " + value;
+                                             }) +
+                                        " WHERE " + keySql() + " = " + std::to_string(id));
     } catch (const HostError& error) {
         fail("row " + std::to_string(id) + " cannot be written: " + error.what());
     }
-    dataset().noteChange(name());
+    dataset_.noteChange(name());
     return true;
 }
 

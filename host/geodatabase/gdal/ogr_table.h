@@ -1,7 +1,8 @@
 // A table of any other dataset, read through GDAL's features and written with SQL.
 #pragma once
 
-#include "host/geodatabase/gdal/gdal_table.h"
+#include "host/geodatabase/base/table.h"
+#include "host/geodatabase/gdal/gdal_dataset.h"
 
 #include <memory>
 #include <string>
@@ -12,10 +13,11 @@ namespace embedded_host {
 
 /// Reads in blocks of object ids that were settled first, so that nothing else that uses the layer can disturb a
 /// reader.
-class OgrTable final : public GdalTable {
+class OgrTable final : public Table {
 public:
     OgrTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer);
 
+    void refresh() override;
     ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) override;
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
@@ -37,6 +39,11 @@ private:
     using Say = std::string (*)(const std::string& column, const std::string& value);
     std::string each(const ColumnSet& columns, const Cells& cells, const char* separator, Say say) const;
     bool isStored(ObjectId id, const ColumnSet& columns, const Cells& cells) const;
+    // As SQL and GDAL's filters write the key.
+    std::string keySql() const;
+
+    GdalDataset& dataset_;  // kept alive by the base
+    OGRLayer& layer_;
 };
 
 }  // namespace embedded_host

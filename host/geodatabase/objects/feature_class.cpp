@@ -5,6 +5,7 @@
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/objects/boundary.h"
 #include "host/geodatabase/objects/cursor.h"
+#include "host/geodatabase/objects/filter_content.h"
 #include "host/geodatabase/objects/selection.h"
 #include "host/geodatabase/objects/workspace_object.h"
 

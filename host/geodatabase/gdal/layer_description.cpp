@@ -1,8 +1,5 @@
-// Tables as GDAL describes them.
-#include "host/geodatabase/gdal/gdal_table.h"
-
-#include "host/geodatabase/gdal/ogr_table.h"
-#include "host/geodatabase/sqlite/sqlite_table.h"
+// Names, titles and fields of layers.
+#include "host/geodatabase/gdal/layer_description.h"
 
 #include <ogrsf_frmts.h>
 
@@ -11,11 +8,11 @@
 
 namespace embedded_host {
 
+namespace {
+
 bool isSpatial(OGRLayer& layer) {
     return layer.GetLayerDefn()->GetGeomFieldCount() > 0;
 }
-
-namespace {
 
 ColumnType typeOf(const OGRFieldDefn& field) {
     switch (field.GetType()) {
@@ -52,10 +49,17 @@ std::string metadataItem(OGRLayer& layer, const char* item) {
     return value ? value : "";
 }
 
+std::string aliasOf(OGRLayer& layer) {
+    const std::string identifier = metadataItem(layer, "IDENTIFIER");
+    return identifier.empty() ? layer.GetName() : identifier;
+}
+
 std::string keyOf(OGRLayer& layer) {
     const char* key = layer.GetFIDColumn();
     return *key ? key : "FID";
 }
+
+}  // namespace
 
 std::shared_ptr<const TableSchema> schemaOf(OGRLayer& layer) {
     const OGRFeatureDefn& definition = *layer.GetLayerDefn();
@@ -72,23 +76,8 @@ TableDescription describe(OGRLayer& layer) {
             isSpatial(layer), schemaOf(layer)};
 }
 
-}  // namespace
-
-std::string aliasOf(OGRLayer& layer) {
-    const std::string identifier = metadataItem(layer, "IDENTIFIER");
-    return identifier.empty() ? layer.GetName() : identifier;
-}
-
-GdalTable::GdalTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer)
-    : Table(dataset, describe(layer)), dataset_(*dataset), layer_(layer), keyName_(keyOf(layer)) {}
-
-void GdalTable::refresh() {
-    setSchema(schemaOf(layer_));
-}
-
-std::shared_ptr<Table> makeTable(const std::shared_ptr<GdalDataset>& dataset, OGRLayer& layer) {
-    if (SqliteTable::suits(*dataset, layer)) return std::make_shared<SqliteTable>(dataset, layer);
-    return std::make_shared<OgrTable>(dataset, layer);
+Dataset::Entry entryOf(OGRLayer& layer) {
+    return {layer.GetName(), aliasOf(layer), isSpatial(layer)};
 }
 
 }  // namespace embedded_host
