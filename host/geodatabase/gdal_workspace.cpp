@@ -1,6 +1,7 @@
 // GdalWorkspace: what the tools do with a dataset.
 #include "host/geodatabase/gdal_workspace.h"
 
+#include "host/geodatabase/base/sort_unique.h"
 #include "host/geodatabase/base/status_error.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/gdal/gdal_dataset.h"
@@ -79,8 +80,7 @@ public:
         for (const std::string& field : fields)
             if (const LONG position = schema->find(toWide(field)); position >= 0)
                 columns.push_back(static_cast<std::size_t>(position));
-        std::ranges::sort(columns);
-        columns.erase(std::ranges::unique(columns).begin(), columns.end());
+        sortUnique(columns);
         for (const std::size_t column : columns) found.emplace_back(schema->columns[column].name, RowList());
         const std::unique_ptr<RowReader> reader = table->read(columns, nullptr);
         Cells cells(schema->columns.size());
@@ -125,8 +125,7 @@ private:
     }
 
     static ObjectIds ascending(ObjectIds ids) {
-        std::ranges::sort(ids);
-        ids.erase(std::ranges::unique(ids).begin(), ids.end());
+        sortUnique(ids);
         return ids;
     }
 

@@ -91,7 +91,7 @@ LIBRARIES = [
     ("libxml2", re.compile(r"^libxml/"), ("platform/portable/",)),
     ("GDAL", re.compile(r"^(gdal|ogr|cpl_|vrt|gnm)\w*\.h$"), ("host/", "tests/host/")),
     ("libpq", re.compile(r"^libpq"), ("host/geodatabase/postgres/", "tests/postgres/")),
-    ("SQLite", re.compile(r"^sqlite3"), ("host/", "tests/host/", "tests/tool/", "bench/")),
+    ("SQLite", re.compile(r"^sqlite3"), ("host/geodatabase/", "tests/host/", "tests/tool/", "bench/", "fuzz/")),
     ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("src/python/", "host/python/", "tests/python/")),
     ("Windows", re.compile(r"^(windows|windef|winbase|winnls|ole\w*|oa\w+|objbase|unknwn|msxml\w*|comdef\w*|atl\w+)\.h$",
                            re.IGNORECASE), ("platform/", "tests/platform/differential/")),

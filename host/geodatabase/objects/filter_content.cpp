@@ -1,11 +1,10 @@
 // Reading query filters.
 #include "host/geodatabase/objects/filter_content.h"
 
+#include "host/geodatabase/base/sort_unique.h"
 #include "host/geodatabase/base/status_error.h"
 #include "host/geodatabase/base/text.h"
 #include "host/velcore/query_filter.h"
-
-#include <algorithm>
 
 namespace embedded_host {
 
@@ -29,8 +28,7 @@ ColumnSet namedColumns(const TableSchema& schema, IQueryFilterSource& filter) {
         if (const LONG position = schema.find(viewOf(name)); position >= 0)
             columns.push_back(static_cast<std::size_t>(position));
     }
-    std::ranges::sort(columns);
-    columns.erase(std::ranges::unique(columns).begin(), columns.end());
+    sortUnique(columns);
     return columns;
 }
 
