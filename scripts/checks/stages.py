@@ -183,6 +183,7 @@ STAGES = {
     "dev": suite("dev"),
     "release": release,
     "asan-ubsan": suite("asan-ubsan"),
+    "tsan": suite("tsan"),
     "style": style,
     "format": formatting,
     "windows": windows("windows", "zip"),
