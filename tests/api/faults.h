@@ -74,8 +74,8 @@ private:
                                       .build();
 };
 
-/// What must not be missing of a kept condition: its rules, what they compare with, and what the queries among them
-/// ask and fetch.
+/// What must not be missing of a kept condition: its rules, what they compare with, what the queries among them ask and
+/// fetch, and its expression.
 inline string signatureOf(const ConditionalXml::Condition& condition) {
     string text = std::to_string(condition.rules.size()) + " rules";
     for (const auto& rule : condition.rules) {
@@ -88,6 +88,7 @@ inline string signatureOf(const ConditionalXml::Condition& condition) {
         if (const auto* fetch = dynamic_cast<const ConditionalXml::QueryRuleFetch*>(rule.get()))
             text += fetch->fetchFields.empty() ? ", no field" : ", fields";  // one that cannot be read is left out
     }
+    if (!condition.expressionText.empty()) text += ", an expression";
     return text;
 }
 

@@ -122,10 +122,17 @@ TEST_F(TableManagerTest, attachTakesTheWorkspaceAndTheUpperCaseName) {
     EXPECT_EQ(memhost::utf8(manager.attachedName().m_str), "Boylat");
 }
 
-TEST_F(TableManagerTest, attachBeyondAscii) {
-    const auto table = Table("s\xC3\xB8kort").row({}).build();
-    manager.attach(table->row(0));
-    EXPECT_EQ(textsOf(manager.tables), vector<string>{"S\xC3\x98KORT"});
+TEST_F(TableManagerTest, attachedNamesInUpperCase) {
+    const struct {
+        const char* name;
+        const char* key;
+    } rows[] = {{"w", "W"}, {"wk", "WK"}, {"s\xC3\xB8kort", "S\xC3\x98KORT"}};
+    for (const auto& row : rows) {
+        manager.reset();
+        const auto table = Table(row.name).row({}).build();
+        manager.attach(table->row(0));
+        EXPECT_EQ(textsOf(manager.tables), vector<string>{row.key});
+    }
 }
 
 TEST_F(TableManagerTest, attachReplacesATableOfTheSameName) {
