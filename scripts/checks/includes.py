@@ -12,6 +12,9 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 PLATFORM = {"include", "platform"}
 TEXT = PLATFORM | {"src/text"}
 RULES = TEXT | {"src/gdb", "src/python", "src/rules"}
+GEODATABASE = PLATFORM | {"host", "host/geodatabase/base"}
+# The host as others see it.
+HOST = {"host", "host/velcore", "host/tarnlib", "host/python", "host/geodatabase", "host/geodatabase/base"}
 ARROWS = {
     "platform": set(),
     "include": {"platform"},
@@ -22,20 +25,32 @@ ARROWS = {
     "src/cxml": RULES,
     "src/symbolize": RULES | {"src/cxml"},
     "src/api": RULES | {"src/cxml", "src/symbolize"},
-    "host": PLATFORM,
+    "host": PLATFORM,  # what all of it shares
+    "host/velcore": PLATFORM | {"host"},
+    "host/tarnlib": PLATFORM | {"host"},
+    "host/python": PLATFORM | {"host"},
+    "host/geodatabase/base": PLATFORM | {"host"},
+    "host/geodatabase/s57": GEODATABASE,
+    "host/geodatabase/sqlite": GEODATABASE,
+    "host/geodatabase/postgres": GEODATABASE,
+    "host/geodatabase/gdal": GEODATABASE | {"host/geodatabase/sqlite", "host/geodatabase/s57"},
+    "host/geodatabase/objects": GEODATABASE | {"host/velcore"},
+    "host/geodatabase": GEODATABASE | {f"host/geodatabase/{part}" for part in ("s57", "postgres", "gdal", "objects")},
     "tools/text": PLATFORM,
     # The tools look at documents with the library's own parts.
-    "tools/check": RULES | {"src/cxml", "host", "tools/text"},
-    "tools/cxml": RULES | {"src/cxml", "host", "tools/text", "tools/check"},
+    "tools/check": RULES | HOST | {"src/cxml", "tools/text"},
+    "tools/cxml": RULES | HOST | {"src/cxml", "tools/text", "tools/check"},
 }
 
 
 def folder_of(path):
     """The folder as ARROWS names it; None for tests, fuzzers and benchmarks, which may look everywhere."""
     parts = path.parts
+    if parts[0] == "host":
+        return "/".join(parts[:-1])
     if parts[0] in ("src", "tools") and len(parts) > 2:
         return "/".join(parts[:2])
-    return parts[0] if parts[0] in ("platform", "include", "host") else None
+    return parts[0] if parts[0] in ("platform", "include") else None
 
 
 def includes_of(root, path):

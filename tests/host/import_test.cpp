@@ -1,7 +1,7 @@
 // The import of S-57 cells: the harbour's, which the build makes. Real cells are not part of this tree:
 // SYMBOLOGY_SAMPLE_CELLS names their folder, else they are looked for beside the checkout.
 #include "host/chart.h"
-#include "host/geodatabase/s57/import_cells.h"
+#include "host/geodatabase/import_cells.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // cxml import: S-57 cells into a GeoPackage.
 #include "commands.h"
 #include "console.h"
-#include "host/geodatabase/s57/import_cells.h"
+#include "host/geodatabase/import_cells.h"
 #include "host/host_error.h"
 #include "interrupt.h"
 

@@ -1,7 +1,7 @@
 #include "out_of_memory.h"
 
 #include "host/geodatabase/base/fatal_errors.h"
-#include "host/geodatabase/s57/new_file.h"
+#include "host/geodatabase/new_file.h"
 #include "host/library_call.h"
 #include "tools/text/text.h"
 #include "watched_process.h"

@@ -1,13 +1,13 @@
 // Imports S-57 cells into a GeoPackage: the files are read and found to be whole, then GDAL's vector translator copies
 // them.
-#include "host/geodatabase/s57/import_cells.h"
+#include "host/geodatabase/import_cells.h"
 
 #include "host/geodatabase/base/fatal_errors.h"
 #include "host/geodatabase/base/gdal_errors.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/gdal_workspace.h"
 #include "host/geodatabase/s57/cell_files.h"
-#include "host/geodatabase/s57/new_file.h"
+#include "host/geodatabase/new_file.h"
 
 #include <cpl_error.h>
 #include <cpl_vsi.h>

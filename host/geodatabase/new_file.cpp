@@ -1,5 +1,5 @@
 // Folders with names of their own, and renaming that never replaces a file.
-#include "host/geodatabase/s57/new_file.h"
+#include "host/geodatabase/new_file.h"
 
 #include "host/host_error.h"
 
