@@ -6,8 +6,8 @@
 #include "host/geodatabase/base/gdal_errors.h"
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/gdal_workspace.h"
-#include "host/geodatabase/s57/cell_files.h"
 #include "host/geodatabase/new_file.h"
+#include "host/geodatabase/s57/cell_files.h"
 
 #include <cpl_error.h>
 #include <cpl_vsi.h>
