@@ -8,18 +8,18 @@ namespace embedded_host {
 class LibraryCall {
 public:
     /// \param library its name, a literal.
-    explicit LibraryCall(const char* library) noexcept : outer_(current_) { current_ = library; }
-    ~LibraryCall() { current_ = outer_; }
+    explicit LibraryCall(const char* library) noexcept { innermost = library; }
+    ~LibraryCall() { innermost = outer_; }
     LibraryCall(const LibraryCall&) = delete;
     LibraryCall& operator=(const LibraryCall&) = delete;
 
     /// The library that the calling thread is in; null in none. May be asked in a signal handler.
-    static const char* current() noexcept { return current_; }
+    static const char* current() noexcept { return innermost; }
 
 private:
-    static inline thread_local const char* current_ = nullptr;
+    static inline thread_local const char* innermost = nullptr;
 
-    const char* outer_;
+    const char* outer_ = innermost;
 };
 
 }  // namespace embedded_host
