@@ -120,8 +120,8 @@ TEST_F(FileFormats, ACellIsToBeImported) {
         File{"a leader", harbourBytes("000", 24), false},
         File{"less than a leader", harbourBytes("000", 23), false},
         File{"records of something else", withTag(harbourBytes("000"), "CATD"), false},
-        File{"a text", "015763 buoys, whose DSID is not known, and nothing else", false},
-        File{"a text with the leader's letter", "Buoys L: whose DSID is not known, and nothing else", false},
+        File{"a text", "015763 buoys and beacons, whose DSID is not known", false},
+        File{"a text with the leader's letter", "Buoys Lights Beacons, whose DSID is not known", false},
         File{"data that name it", harbourBytes("000", 24) + '\x1e' + "DSID", false},
         File{"nothing", "", false},
     };
