@@ -13,7 +13,6 @@ public:
     explicit ListAttributeRule(const RuleOwner& owner) : CXAttributeRule(owner, 'L') {}
 
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override = 0;
-    VARTYPE operandType(VARTYPE /*fieldType*/) const noexcept override { return VT_I4; }
 
     /// The distinct codes of the row evaluated last, ascending.
     std::vector<LONG> listItems;

@@ -56,8 +56,6 @@ public:
     bool evaluate(RowValueMap& rowValues, IGPMessages* messages) override;
     /// Compares the row's value with one operand; equality unless a class says otherwise.
     virtual bool compare(const VARIANT& fieldValue, const VARIANT& operand) const;
-    /// The type that operands take when the field's values are of `fieldType`.
-    virtual VARTYPE operandType(VARTYPE fieldType) const noexcept { return fieldType; }
 
     /// The field that the rule tests, and the number of its name.
     void setField(CComBSTR name, FieldNames::Slot slot);

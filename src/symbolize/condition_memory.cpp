@@ -10,7 +10,6 @@ namespace ConditionalXml {
 namespace {
 
 constexpr std::size_t wordBits = 64;
-constexpr std::size_t mostPositions = 8;
 constexpr std::size_t mostValues = 8192;  // to remember of a field
 
 /// The rule when its answer depends on the row's value of one field and on nothing else; else null.
@@ -19,77 +18,51 @@ CXAttributeRule* asSingleFieldRule(Rule& rule) noexcept {
     return attribute && attribute->valueFieldName.Length() == 0 ? attribute : nullptr;
 }
 
-/// How many of the condition's rules, from the first on, can be remembered.
-std::size_t leadingRules(const Condition& condition, const std::vector<bool>& usable) {
-    const auto isRemembered = [&](const std::shared_ptr<Rule>& rule) {
-        const CXAttributeRule* single = asSingleFieldRule(*rule);
-        return single && rule->nestedConditions.empty() && single->fieldSlot() < usable.size() &&
-               usable[single->fieldSlot()];
-    };
-    const auto end = std::ranges::find_if_not(condition.rules, isRemembered);
-    return std::min<std::size_t>(static_cast<std::size_t>(end - condition.rules.begin()), mostPositions);
-}
-
 /// Whether evaluating the rule for values of the type leaves its operands as they are.
 bool isSettled(const CXAttributeRule& rule, VARTYPE fieldType) {
-    const VARTYPE type = rule.operandType(fieldType);
-    return std::ranges::all_of(rule.values,
-                               [&](const CComVariant& operand) { return operand.vt == VT_NULL || operand.vt == type; });
+    const VARTYPE type = rule.ruleType == 'L' ? VARTYPE{VT_I4} : fieldType;
+    return fieldType != VT_EMPTY && std::ranges::all_of(rule.values, [&](const CComVariant& operand) {
+               return operand.vt == VT_NULL || operand.vt == type;
+           });
 }
-
-/// Has a rule use other operands while it lives.
-class OperandScope {
-public:
-    OperandScope(CXAttributeRule& rule, std::vector<CComVariant>& operands) : rule_(rule), operands_(operands) {
-        rule_.values.swap(operands_);
-    }
-    ~OperandScope() { rule_.values.swap(operands_); }
-    OperandScope(const OperandScope&) = delete;
-    OperandScope& operator=(const OperandScope&) = delete;
-
-private:
-    CXAttributeRule& rule_;
-    std::vector<CComVariant>& operands_;
-};
 
 }  // namespace
 
 ConditionMemory::ConditionMemory(std::span<const std::shared_ptr<Condition>> conditions,
-                                 const std::vector<bool>& usable)
+                                 const std::vector<bool>& usable, const std::vector<VARTYPE>& types)
     : conditions_(conditions),
       words_((conditions.size() + wordBits - 1) / wordBits),
       open_(words_),
       named_(words_),
       all_(words_, ~std::uint64_t{0}),
-      held_(words_) {
+      held_(words_),
+      answer_(words_) {
     if (const std::size_t rest = conditions_.size() % wordBits; rest != 0) all_.back() = (std::uint64_t{1} << rest) - 1;
-    std::vector<std::size_t> leading;
-    leading.reserve(conditions_.size());
-    for (const std::shared_ptr<Condition>& condition : conditions_) {
-        leading.push_back(leadingRules(*condition, usable));
-        positions_ = std::max(positions_, leading.back());
-    }
-    collect(leading);
-    settledUpTo_.resize(unsettled_.size());  // nothing is settled yet
-    failed_.resize(positions_ * words_);
-    answer_.resize((1 + positions_) * words_);
     constexpr std::size_t budget = 262144;  // words per field: 2 MB
-    capacity_ = std::min(mostValues, budget / std::max<std::size_t>(answer_.size(), 1));
+    capacity_ = std::min(mostValues, budget / std::max<std::size_t>(words_, 1));
+    for (std::size_t i = 0; i < conditions_.size(); ++i) collect(i, usable, types);
 }
 
-void ConditionMemory::collect(const std::vector<std::size_t>& leading) {
-    unsettled_.resize(positions_ * words_);
-    for (std::size_t i = 0; i < conditions_.size(); ++i) {
-        const Condition& condition = *conditions_[i];
-        if (leading[i] < condition.rules.size() || condition.callsExpression()) set(open_, i);
-        if (condition.rulename.Length() != 0) set(named_, i);
-        for (std::size_t position = 0; position < leading[i]; ++position) {
-            CXAttributeRule* const rule = asSingleFieldRule(*condition.rules[position]);
-            Field& field = fieldOf(rule->fieldSlot());
-            field.rules.push_back({.rule = rule, .operands = rule->values, .position = position, .condition = i});
-            set(field.concerned, i);
-            unsettled_[position * words_ + i / wordBits] |= std::uint64_t{1} << (i % wordBits);
+void ConditionMemory::collect(std::size_t index, const std::vector<bool>& usable, const std::vector<VARTYPE>& types) {
+    const Condition& condition = *conditions_[index];
+    if (condition.rulename.Length() != 0) set(named_, index);
+    if (condition.callsExpression()) set(open_, index);
+    bool allSettled = true;
+    for (const std::shared_ptr<Rule>& rule : condition.rules) {
+        CXAttributeRule* const single = asSingleFieldRule(*rule);
+        if (!single || !rule->nestedConditions.empty() || single->fieldSlot() >= usable.size() ||
+            !usable[single->fieldSlot()])
+            return set(open_, index);
+        // Behind one that is not settled, too: other lists may have the condition, and remember more of it.
+        Field& field = fieldOf(single->fieldSlot());
+        allSettled = allSettled && isSettled(*single, types[field.slot]);
+        if (!allSettled) {
+            isComplete_ = false;
+            set(open_, index);
+            continue;
         }
+        field.rules.push_back({single, index});
+        set(field.concerned, index);
     }
 }
 
@@ -103,16 +76,14 @@ const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::v
     if (++rows_ == rowsBeforeOrder)
         std::ranges::sort(fields_, {}, [](const Field& field) { return field.answers.size(); });
     held_ = all_;
-    if (!settled_) std::ranges::fill(failed_, 0);
     for (Field& field : fields_) {
         const VARIANT& value = *values.first(field.slot);
-        if (!keepsType(value, types[field.slot])) return &field.slot;
+        if (!ValueTable::keepsType(value, types[field.slot])) return &field.slot;
         if (!isConcerned(field)) continue;
         const std::uint64_t* const failures = failuresOf(field, value, values);
         if (!failures) return &field.slot;
-        drop(failures);
+        for (std::size_t word = 0; word < words_; ++word) held_[word] &= ~failures[word];
     }
-    if (!settled_) settleReached(values, types);
     return nullptr;
 }
 
@@ -121,48 +92,6 @@ bool ConditionMemory::isConcerned(const Field& field) const noexcept {
     for (std::size_t word = 0; word < words_; ++word)
         if ((held_[word] & field.concerned[word]) != 0) return true;
     return false;
-}
-
-/// Whether a field's values are of one type still; the first one that is not NULL decides which.
-bool ConditionMemory::keepsType(const VARIANT& value, VARTYPE& type) noexcept {
-    if (value.vt == VT_NULL) return true;
-    if (type == VT_EMPTY && ValueTable::knows(value.vt)) type = value.vt;
-    return type != VT_EMPTY && value.vt == type;
-}
-
-/// Drops the conditions of which nothing else matters.
-void ConditionMemory::drop(const std::uint64_t* failures) noexcept {
-    if (settled_) {  // it is all the same which rule fails
-        for (std::size_t word = 0; word < words_; ++word) held_[word] &= ~failures[word];
-        return;
-    }
-    for (std::size_t at = 0, word = 0; at < failed_.size(); ++at) {
-        const std::uint64_t fails = failures[words_ + at];
-        failed_[at] |= fails;
-        held_[word] &= ~(fails & settledUpTo_[at]);  // it fails before it comes to a rule that is not settled
-        if (++word == words_) word = 0;
-    }
-}
-
-/// Goes from position to position as plain evaluation does, to evaluate what it would evaluate for the first time.
-void ConditionMemory::settleReached(RowValueMap& values, const std::vector<VARTYPE>& types) {
-    bool evaluated = false;
-    for (std::size_t position = 0; position < positions_; ++position)
-        for (std::size_t word = 0; word < words_; ++word) {
-            const std::size_t at = position * words_ + word;
-            if (const std::uint64_t reached = held_[word] & unsettled_[at]; reached != 0) {
-                settle(position, word, reached, values, types);
-                evaluated = true;
-            }
-            held_[word] &= ~failed_[at];
-        }
-    if (evaluated) findSettled();
-}
-
-void ConditionMemory::findSettled() {
-    settled_ = std::ranges::all_of(unsettled_, [](std::uint64_t word) { return word == 0; });
-    for (std::size_t at = 0; at < unsettled_.size(); ++at)
-        settledUpTo_[at] = ~unsettled_[at] & (at < words_ ? ~std::uint64_t{0} : settledUpTo_[at - words_]);
 }
 
 /// The remembered answers for a value; null when the field's values come too seldom twice.
@@ -184,14 +113,8 @@ const std::uint64_t* ConditionMemory::failuresOf(Field& field, const VARIANT& va
 /// Asks all rules of the field for the row's value.
 void ConditionMemory::answer(Field& field, RowValueMap& values) {
     std::ranges::fill(answer_, 0);
-    for (Remembered& remembered : field.rules) {
-        const OperandScope scope(*remembered.rule, remembered.operands);
-        if (remembered.rule->evaluate(values, nullptr)) continue;
-        const std::size_t word = remembered.condition / wordBits;
-        const std::uint64_t bit = std::uint64_t{1} << (remembered.condition % wordBits);
-        answer_[word] |= bit;
-        answer_[(1 + remembered.position) * words_ + word] |= bit;
-    }
+    for (const Remembered& remembered : field.rules)
+        if (!remembered.rule->evaluate(values, nullptr)) set(answer_, remembered.condition);
 }
 
 /// The number of the field's answer_, which is a new one unless a value before had the same.
@@ -208,19 +131,6 @@ ValueTable::Number ConditionMemory::remember(Field& field) const {
     field.failures.insert(field.failures.end(), answer_.begin(), answer_.end());
     field.known.emplace(hash, number);
     return number;
-}
-
-/// Evaluates rules that the row reaches, for what that does to their operands.
-void ConditionMemory::settle(std::size_t position, std::size_t word, std::uint64_t reached, RowValueMap& values,
-                             const std::vector<VARTYPE>& types) {
-    for (; reached != 0; reached &= reached - 1) {
-        const auto bit = static_cast<std::size_t>(std::countr_zero(reached));
-        auto& rule = static_cast<CXAttributeRule&>(*conditions_[word * wordBits + bit]->rules[position]);
-        rule.evaluate(values, nullptr);
-        const VARTYPE type = types[rule.fieldSlot()];
-        if (type != VT_EMPTY && isSettled(rule, type))
-            unsettled_[position * words_ + word] &= ~(std::uint64_t{1} << bit);
-    }
 }
 
 void ConditionMemory::take(std::size_t condition, BSTR& ruleName, const Condition*& matched) const {

@@ -19,12 +19,11 @@ class CXAttributeRule;
 /// The conditions of one list, decided by remembered answers.
 ///
 /// A rule over one field gives the same answer for the same value. So its answers are kept by value, for all rules over
-/// a field together, one bit each; the conditions that a row satisfies are then found by combining the bits of its
-/// values. Only the leading rules of a condition are remembered, up to the first one that asks for more than a value of
-/// the row (a second field, another table, nested conditions).
-///
-/// Nobody can tell: a rule that a row reaches for the first time is evaluated as ever, until its operands have taken
-/// the type of the field; answers that are made ahead are made with copies of the operands.
+/// a field together, one bit for each condition; the conditions that a row satisfies are then found by combining the
+/// bits of its values. Only the leading rules of a condition are remembered, up to the first one that asks for more
+/// than a value of the row (a second field, another table, nested conditions) or that is not settled: whose operands
+/// plain evaluation has yet to give the type of the field. Remembered rules can be asked in any order, and by whom:
+/// nothing changes by it. All else is left to plain evaluation.
 class ConditionMemory {
 public:
     using Slot = FieldNames::Slot;
@@ -34,7 +33,12 @@ public:
 
     /// \param conditions must outlive the memory.
     /// \param usable by slot, whether every row of the run has one value under the name.
-    ConditionMemory(std::span<const std::shared_ptr<Condition>> conditions, const std::vector<bool>& usable);
+    /// \param types by slot, the type of the values so far; VT_EMPTY when there was none but NULL.
+    ConditionMemory(std::span<const std::shared_ptr<Condition>> conditions, const std::vector<bool>& usable,
+                    const std::vector<VARTYPE>& types);
+
+    /// Whether a rule was left out that may be settled by now.
+    bool isComplete() const noexcept { return isComplete_; }
 
     /// Finds the conditions whose remembered rules the row satisfies.
     /// \param types by slot, the type that the values of a field have had so far, VT_EMPTY before the first.
@@ -54,11 +58,9 @@ public:
 private:
     using Bits = std::vector<std::uint64_t>;
 
-    /// A rule and its operands as they were when the memory was made, converted by the answers made since.
+    /// A rule, and the condition that fails with it.
     struct Remembered {
         CXAttributeRule* rule;
-        std::vector<CComVariant> operands;
-        std::size_t position;
         std::size_t condition;
     };
 
@@ -66,28 +68,21 @@ private:
         Field(Slot itsSlot, std::size_t words) : slot(itsSlot), concerned(words) {}
 
         Slot slot;
-        std::vector<Remembered> rules;
-        Bits concerned;      // conditions with a rule over the field
-        ValueTable answers;  // of each value: which of the answers below
-        // Of each answer, by condition: whether any of its rules over the field fails; then the same by position.
-        Bits failures;
+        std::vector<Remembered> rules;  // none while all over the field are yet to be settled
+        Bits concerned;                 // conditions with a remembered rule over the field
+        ValueTable answers;             // of each value: which of the answers below
+        Bits failures;                  // of each answer: the conditions of which a rule over the field fails
         // The answers that were given before: rules tell far fewer apart than there are values.
         std::unordered_multimap<std::uint64_t, ValueTable::Number> known;
         std::size_t lookups = 0;
     };
 
-    void collect(const std::vector<std::size_t>& leading);
-    static bool keepsType(const VARIANT& value, VARTYPE& type) noexcept;
+    void collect(std::size_t index, const std::vector<bool>& usable, const std::vector<VARTYPE>& types);
     bool isConcerned(const Field& field) const noexcept;
-    void findSettled();
-    void drop(const std::uint64_t* failures) noexcept;
-    void settleReached(RowValueMap& values, const std::vector<VARTYPE>& types);
     Field& fieldOf(Slot slot);
     const std::uint64_t* failuresOf(Field& field, const VARIANT& value, RowValueMap& values);
     void answer(Field& field, RowValueMap& values);
     ValueTable::Number remember(Field& field) const;
-    void settle(std::size_t position, std::size_t word, std::uint64_t reached, RowValueMap& values,
-                const std::vector<VARTYPE>& types);
     void takeLast(BSTR& ruleName, const Condition*& matched) const;
     void take(std::size_t condition, BSTR& ruleName, const Condition*& matched) const;
 
@@ -108,19 +103,15 @@ private:
 
     std::span<const std::shared_ptr<Condition>> conditions_;
     std::size_t words_;
-    std::size_t positions_ = 0;
-    std::size_t capacity_ = 0;  // answers to remember of a field
-    Bits open_;                 // conditions that remembered answers do not decide
-    Bits named_;                // conditions with a rule name
-    Bits unsettled_;            // by position: rules whose operands rows may still convert
-    Bits settledUpTo_;          // by position: conditions whose rules up to there are settled
-    bool settled_ = false;      // all are
-    std::size_t rows_ = 0;      // that were asked for
-    Bits all_;                  // every condition
+    std::size_t capacity_;  // answers to remember of a field
+    bool isComplete_ = true;
+    Bits open_;             // conditions that remembered answers do not decide
+    Bits named_;            // conditions with a rule name
+    std::size_t rows_ = 0;  // that were asked for
+    Bits all_;              // every condition
     std::vector<Field> fields_;
 
-    Bits held_;    // of the row: conditions of which no remembered rule is known to fail; in the end, those that hold
-    Bits failed_;  // of the row: by position, rules that fail
+    Bits held_;    // of the row: conditions of which no remembered rule fails
     Bits answer_;  // of a field, for the row's value
 };
 

@@ -9,20 +9,32 @@ void RunMemory::begin(std::vector<bool> usable) {
 }
 
 const ConditionMemory* RunMemory::select(const ConditionList& conditions, RowValueMap& values) {
-    if (++rows_ <= rowsBefore) return nullptr;
+    if (++rows_ <= rowsBefore) {
+        learnTypes(values);
+        return nullptr;
+    }
+    if (rows_ == nextLook_) {  // by now, rows may have settled what was left out
+        nextLook_ *= 2;
+        std::erase_if(memories_, [](const auto& entry) { return !entry.second.isComplete(); });
+    }
     auto known = memories_.find(&conditions);
-    if (known == memories_.end()) known = memories_.try_emplace(&conditions, conditions, usable_).first;
+    if (known == memories_.end()) known = memories_.try_emplace(&conditions, conditions, usable_, types_).first;
     const Slot* const unfit = known->second.select(values, types_);
     if (!unfit) return &known->second;
     usable_[*unfit] = false;
     memories_.clear();  // the next row begins anew with what the rules have become
-    types_.assign(types_.size(), VT_EMPTY);
     return nullptr;
+}
+
+void RunMemory::learnTypes(const RowValueMap& values) {
+    for (Slot slot = 0; slot < usable_.size(); ++slot)
+        if (usable_[slot]) usable_[slot] = ValueTable::keepsType(*values.first(slot), types_[slot]);
 }
 
 void RunMemory::forget() noexcept {
     memories_.clear();
     rows_ = 0;
+    nextLook_ = 2 * rowsBefore;
 }
 
 }  // namespace ConditionalXml

@@ -9,7 +9,8 @@
 namespace ConditionalXml {
 
 /// One ConditionMemory for each list of conditions that rows of a run are decided by. All of them agree on what cannot
-/// be remembered, because lists share conditions.
+/// be remembered, because lists share conditions. What rows had yet to settle is looked at again after 64, 128, 256 and
+/// so on: rules that few rows come to are remembered late, and nothing is looked at often.
 class RunMemory {
 public:
     using Slot = FieldNames::Slot;
@@ -28,9 +29,12 @@ public:
     void forget() noexcept;
 
 private:
+    void learnTypes(const RowValueMap& values);
+
     std::vector<bool> usable_;
-    std::vector<VARTYPE> types_;  // by slot, of the values so far; VT_EMPTY before the first
+    std::vector<VARTYPE> types_;  // by slot, of the values so far; VT_EMPTY before the first that is not NULL
     std::size_t rows_ = 0;
+    std::size_t nextLook_ = 2 * rowsBefore;  // the row at which memories that left something out are made anew
     std::unordered_map<const ConditionList*, ConditionMemory> memories_;
 };
 

@@ -22,6 +22,12 @@ bool ValueTable::knows(VARTYPE type) noexcept {
     }
 }
 
+bool ValueTable::keepsType(const VARIANT& value, VARTYPE& type) noexcept {
+    if (value.vt == VT_NULL) return true;
+    if (type == VT_EMPTY && knows(value.vt)) type = value.vt;
+    return type != VT_EMPTY && value.vt == type;
+}
+
 std::uint64_t ValueTable::keyOf(const VARIANT& value) noexcept {
     switch (value.vt) {
         case VT_I2:

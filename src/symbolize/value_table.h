@@ -19,6 +19,9 @@ public:
 
     /// Whether values of the type can have numbers.
     static bool knows(VARTYPE type) noexcept;
+    /// Whether a field's values are of one such type still.
+    /// \param type of those before, VT_EMPTY when there was none but NULL; the first other value decides it.
+    static bool keepsType(const VARIANT& value, VARTYPE& type) noexcept;
 
     /// The number of NULL or of a value of a known type; none when it has none.
     Number find(const VARIANT& value) const noexcept;
