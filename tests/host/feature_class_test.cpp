@@ -164,6 +164,16 @@ TEST_F(FeatureClasses, LaterRowsByIdHaveEveryFieldWhateverTheEarlierWereAskedFor
     EXPECT_EQ(value(second, "ratio"), "R8:4.5");
 }
 
+TEST_F(FeatureClasses, FieldThatTakesTheKeysFormerPlaceIsReadAsItself) {
+    open(4);
+    const CComPtr<ITable> table = openTable();
+    for (const ObjectId id : {1, 4})
+        EXPECT_EQ(value(rowOf(table, id), "fid"), "I8:" + std::to_string(id)) << "the key, and nothing else";
+    EXPECT_EQ(workspace_->addFields("BOYLAT", {{"Rotate_C", FieldKind::Real}}), 1U);
+    for (const ObjectId id : {1, 4}) EXPECT_EQ(value(rowOf(table, id), "Rotate_C"), "NULL") << id;
+    EXPECT_EQ(value(rowOf(table, 4), "fid"), "I8:4");
+}
+
 TEST_F(FeatureClasses, RowsThatASelectionReadAheadAreTheRowsOfTheTable) {
     open(4);
     const CComPtr<ITable> table = openTable();

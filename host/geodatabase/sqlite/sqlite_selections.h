@@ -31,6 +31,11 @@ public:
     /// transaction nobody but this connection can have changed it. Null when it has to be read.
     const Cells* findAhead(ObjectId id, const ColumnSet& columns) const;
     void forgetAhead() noexcept { ahead_.count = 0; }
+    /// After the table's columns have changed.
+    void forgetStatements() noexcept {
+        forgetAhead();
+        selections_.clear();
+    }
 
 private:
     // A statement that selects, and the shape of the clauses that it is for.

@@ -50,6 +50,10 @@ SqliteTable::~SqliteTable() = default;
 void SqliteTable::refresh() {
     setSchema(readSchema_());
     rows_.setSchema(schema());
+    // Statements are known by the columns' positions, which have changed.
+    fetches_.clear();
+    selections_.forgetStatements();
+    updates_.forgetStatements();
 }
 
 ObjectIds SqliteTable::select(const std::string& where, bool onlyOne, const ColumnSet& ahead) {

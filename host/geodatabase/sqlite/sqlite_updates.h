@@ -25,6 +25,12 @@ public:
     /// an update of this table. \param state is brought up to date if so.
     bool isUnchangedAfter(ObjectId id, SqliteConnection::State& state) const;
 
+    /// After the table's columns have changed.
+    void forgetStatements() noexcept {
+        updates_.clear();
+        comparisons_.clear();
+    }
+
 private:
     void readTriggers();
     SqliteStatement& statementFor(const ColumnSet& columns);
