@@ -46,6 +46,7 @@ symbology_test(library_tests
     rules/where_template_test.cpp
     support/operator_new.cpp
     symbolize/condition_memory_test.cpp
+    symbolize/evaluation_observer_test.cpp
     symbolize/random_documents_test.cpp
     symbolize/reference_model.cpp
     symbolize/remembered_answers_test.cpp
@@ -54,6 +55,7 @@ symbology_test(library_tests
     symbolize/run_memory_test.cpp
     symbolize/runs_test.cpp
     symbolize/single_row_test.cpp
+    symbolize/value_table_test.cpp
     text/failures_test.cpp
     ${library_tests_expressions}
     ${library_tests_dom}

@@ -1,7 +1,7 @@
 // The Python of a condition: compiling it, calling it with the values of a row, and writing what it returns.
 #include "cxml/condition.h"
 
-#include "cxml/feature_class_rule.h"
+#include "cxml/evaluation_observer.h"
 #include "text/failures.h"
 #include "text/text.h"
 
@@ -30,6 +30,8 @@ void Condition::compileExpression() try {
 
 bool Condition::generate(const RowValueMap& rowValues) try {
     if (!compiledExpression) return false;
+    EvaluationObserver* const observer = featureClassRule->observer;
+    if (observer) observer->beginGenerate(*this, rowValues);
     arguments_.clear();
     for (std::size_t i = 0; i < generateArguments.size(); ++i)
         arguments_.push_back({rowValues.values(argumentSlots_[i]), generateArguments[i].second});
@@ -40,6 +42,7 @@ bool Condition::generate(const RowValueMap& rowValues) try {
     if (outcome == Expression::Outcome::NotText) refuse("Unexpected return type from python function:\n");
     if (outcome == Expression::Outcome::NotCopied)
         refuse("Failed to convert return value to unicode string from python function:\n");
+    if (observer) observer->endGenerate(*this, outcome);
     return outcome == Expression::Outcome::Accepted;
 } catch (const PythonError& error) {
     reportPythonError(error);
@@ -69,8 +72,10 @@ void Condition::writeGenerated() const {
         value.vt = VT_BSTR;
         value.bstrVal = generatedValue;
     }
-    checked(row->put_Value(position, value));
+    const HRESULT status = checked(row->put_Value(position, value));
     featureClassRule->changed = true;
+    if (EvaluationObserver* const observer = featureClassRule->observer)
+        observer->onPut(view(field), current, value, status);
 }
 
 }  // namespace ConditionalXml

@@ -11,6 +11,7 @@
 namespace ConditionalXml {
 
 class CXTableManager;
+class EvaluationObserver;
 
 /// The conditions of one feature class, for rows of any subtype and per subtype, and the fields that they need. What
 /// rules and expressions ask of the row that is being symbolized is here for them while a run goes on.
@@ -41,6 +42,7 @@ public:
     std::map<CComBSTR, LONGLONG, BstrLess> knownFields;
     std::map<CComBSTR, LONGLONG, BstrLess> additionalFieldValues;
     bool enabled = true;
+    EvaluationObserver* observer = nullptr;  // of the run, not owned; may be null
 
     /// Numbers of the names that the rules of this class use; shared with the values of its rows.
     std::shared_ptr<FieldNames> fieldNames;

@@ -40,6 +40,8 @@ bool QueryRule::addFields(IQueryFilter* /*filter*/) const {
 }
 
 QueryRule::Query QueryRule::prepare(const RowValueMap& rowValues, IGPMessages* messages) {
+    outcome_ = Outcome::NotAsked;
+    rowsFound_ = 0;
     if (!complete_) return {};
     if (const WhereTemplate::Piece* missing = where.fill(rowValues, clause_)) {
         if (messages)
@@ -49,11 +51,18 @@ QueryRule::Query QueryRule::prepare(const RowValueMap& rowValues, IGPMessages* m
     }
     Query query;
     query.filter = GeodatabaseUtilities::createQueryFilter();
+    outcome_ = Outcome::NoFilter;
     // A filter that did not take all it was given would ask for other rows.
     if (query.filter && (!addFields(query.filter) || FAILED(checked(query.filter->put_WhereClause(makeBstr(clause_))))))
         return {};
     query.table = tables().getTable(tableName);
+    outcome_ = query.table ? Outcome::Refused : Outcome::NoTable;  // until it answers
     return query;
+}
+
+void QueryRule::answered(LONG rows) noexcept {
+    outcome_ = Outcome::Answered;
+    rowsFound_ = rows;
 }
 
 bool QueryRuleExists::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
@@ -61,7 +70,9 @@ bool QueryRuleExists::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
     if (!query.table) return false;
     const CComPtr<ISelectionSet> selection = select(query.table, query.filter, selectionOnlyOne);
     LONG count = 0;
-    return selection && SUCCEEDED(checked(selection->get_Count(&count))) && count > 0;
+    if (!selection || FAILED(checked(selection->get_Count(&count)))) return false;
+    answered(count);
+    return count > 0;
 }
 
 void QueryRuleFetch::parse(const QueryElement& element) {
@@ -86,14 +97,15 @@ bool QueryRuleFetch::evaluate(RowValueMap& rowValues, IGPMessages* messages) {
     const CComPtr<ISelectionSet> selection = select(query.table, query.filter, selectOption);
     CComPtr<IEnumIDs> ids;
     if (!selection || FAILED(checked(selection->get_IDs(&ids))) || !ids || FAILED(checked(ids->Reset()))) return false;
-    bool found = false;
+    LONG found = 0;
     for (ObjectId id = 0; checked(ids->Next(&id)) == S_OK;) {
         CComPtr<IRow> row;
         if (FAILED(checked(query.table->GetRow(id, &row))) || !row) continue;
-        found = true;
+        ++found;
         fetchRow(row, rowValues, messages);
     }
-    return found;
+    answered(found);
+    return found > 0;
 }
 
 void QueryRuleFetch::fetchRow(IRow* row, RowValueMap& rowValues, IGPMessages* messages) const {

@@ -39,6 +39,20 @@ public:
     /// Takes over what the element says. Without a table or a query the rule holds for no row.
     virtual void parse(const QueryElement& element);
 
+    /// What became of the question that was asked last.
+    enum class Outcome {
+        NotAsked,  // the rule is incomplete, or the row lacks a parameter
+        NoFilter,  // the host makes none, or it does not take what is asked
+        NoTable,   // the table cannot be opened
+        Refused,   // the table does not answer
+        Answered
+    };
+    Outcome outcome() const noexcept { return outcome_; }
+    /// The where clause of that question, borrowed until the next one.
+    WideView clause() const noexcept { return clause_; }
+    /// How many rows it gave.
+    LONG rowsFound() const noexcept { return rowsFound_; }
+
     WhereTemplate where;
     CComBSTR queryText;
     CComBSTR tableName;
@@ -53,6 +67,7 @@ protected:
     /// \return a query without table when the rule is incomplete, the row lacks a parameter, the filter does not take
     /// what is asked or the table cannot be opened.
     Query prepare(const RowValueMap& rowValues, IGPMessages* messages);
+    void answered(LONG rows) noexcept;
 
     /// Has the filter fetch the fields of the queried table that the rule reads. \return false when it refuses one.
     virtual bool addFields(IQueryFilter* filter) const;
@@ -60,6 +75,8 @@ protected:
 private:
     bool complete_ = false;
     WideString clause_;  // storage that rows share
+    Outcome outcome_ = Outcome::NotAsked;
+    LONG rowsFound_ = 0;
 };
 
 /// Holds when the query finds a row.

@@ -11,7 +11,17 @@
 
 namespace ConditionalXml {
 
+RowSymbolization::RowSymbolization(FeatureClassRule& rule, Answers answers, EvaluationObserver* observer)
+    : rule_(rule), binding_(rule), answers_(answers), observer_(observer) {
+    if (observer_) {
+        collectNames(rule_.defaultConditions);
+        for (const auto& [code, conditions] : rule_.subtypeConditions) collectNames(conditions);
+    }
+    rule_.observer = observer_;
+}
+
 RowSymbolization::~RowSymbolization() {
+    rule_.observer = nullptr;
     rule_.tableManager->reset();
     rule_.currentRow = nullptr;
 }
@@ -27,9 +37,10 @@ bool RowSymbolization::symbolize(IRow* row, LONG subtypeField, IGPMessages* mess
     const bool allBound = binding_.bindColumns();
     if (!readValues(row, messages) || !allBound) return false;
 
-    const ConditionList* const conditions = selectConditions(row, subtypeField);
-    if (!conditions) return false;
-    const Decision decision = decide(*conditions, messages);
+    const Selection selection = selectConditions(row, subtypeField);
+    if (!selection.list) return false;
+    const Decision decision = decide(*selection.list, messages);
+    if (observer_) tell(selection, decision);
     writeSymbol(row, decision.ruleName);
     if (decision.matched && decision.matched->hasPlacement) writePlacements(row, *decision.matched);
     return rule_.changed;
@@ -48,15 +59,15 @@ bool RowSymbolization::readValues(IRow* row, IGPMessages* messages) {
     });
 }
 
-/// The conditions for the row's subtype, the default ones when there are none. Null when the subtype cannot be read.
-const FeatureClassRule::ConditionList* RowSymbolization::selectConditions(IRow* row, LONG subtypeField) const {
-    if (rule_.subtypeConditions.empty() || subtypeField < 0) return &rule_.defaultConditions;
+/// The conditions for the row's subtype, the default ones when there are none.
+RowSymbolization::Selection RowSymbolization::selectConditions(IRow* row, LONG subtypeField) const {
+    if (rule_.subtypeConditions.empty() || subtypeField < 0) return {&rule_.defaultConditions, std::nullopt};
     CComVariant code;
-    if (FAILED(checked(row->get_Value(subtypeField, &code)))) return nullptr;
+    if (FAILED(checked(row->get_Value(subtypeField, &code)))) return {};
     if (code.vt != VT_I4 && FAILED(checked(VariantChangeTypeEx(&code, &code, 0, 0, VT_I4))))
-        return &rule_.defaultConditions;
+        return {&rule_.defaultConditions, std::nullopt};
     const auto entry = rule_.subtypeConditions.find(code.lVal);
-    return entry == rule_.subtypeConditions.end() ? &rule_.defaultConditions : &entry->second;
+    return {entry == rule_.subtypeConditions.end() ? &rule_.defaultConditions : &entry->second, code.lVal};
 }
 
 RowSymbolization::Decision RowSymbolization::decide(const ConditionList& conditions, IGPMessages* messages) {
@@ -68,6 +79,7 @@ RowSymbolization::Decision RowSymbolization::decide(const ConditionList& conditi
             AtlThrow(E_OUTOFMEMORY);
         } catch (const std::exception& e) {
             addMessage(messages, e.what());
+            if (observer_) observer_->onError(condition, e.what());
         }
     };
     const ConditionMemory* const memory =
@@ -77,6 +89,19 @@ RowSymbolization::Decision RowSymbolization::decide(const ConditionList& conditi
     else
         for (const std::shared_ptr<Condition>& condition : conditions) evaluate(*condition);
     return decision;
+}
+
+void RowSymbolization::tell(const Selection& selection, const Decision& decision) {
+    const auto named = named_.find(decision.ruleName);
+    observer_->onDecision({*selection.list, selection.subtype, named == named_.end() ? nullptr : named->second,
+                           decision.matched, binding_.values.first(binding_.symbol.slot)});
+}
+
+void RowSymbolization::collectNames(const ConditionList& conditions) {
+    for (const std::shared_ptr<Condition>& condition : conditions) {
+        if (condition->rulename.Length() != 0) named_.emplace(condition->rulename, condition.get());
+        for (const std::shared_ptr<Rule>& rule : condition->rules) collectNames(rule->nestedConditions);
+    }
 }
 
 /// A row that fails leaves no table behind: the next row starts afresh.
@@ -107,7 +132,9 @@ void RowSymbolization::writeSymbol(IRow* row, BSTR ruleName) {
     value.vt = VT_BSTR;
     value.bstrVal = ruleName;
     rule_.changed = true;
-    if (FAILED(checked(row->put_Value(binding_.symbol.position, value)))) failRow("Failed to write value to SYMBOL_C!");
+    const HRESULT status = checked(row->put_Value(binding_.symbol.position, value));
+    if (observer_) observer_->onPut(symbolField, *current, value, status);
+    if (FAILED(status)) failRow("Failed to write value to SYMBOL_C!");
 }
 
 void RowSymbolization::writePlacements(IRow* row, const Condition& matched) {
@@ -127,8 +154,9 @@ void RowSymbolization::putPlacement(IRow* row, const RowBinding::Target& target,
     value.vt = VT_R8;
     value.dblVal = wanted;
     rule_.changed = true;
-    if (FAILED(checked(row->put_Value(target.position, value))))
-        failRow("Failed to write value to " + narrow(WideView(placement.field)) + "!");
+    const HRESULT status = checked(row->put_Value(target.position, value));
+    if (observer_) observer_->onPut(placement.field, *current, value, status);
+    if (FAILED(status)) failRow("Failed to write value to " + narrow(WideView(placement.field)) + "!");
 }
 
 }  // namespace ConditionalXml

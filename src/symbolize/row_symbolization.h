@@ -1,8 +1,10 @@
 // RowSymbolization: the rows of a run, one after the other.
 #pragma once
 
-#include "cxml/feature_class_rule.h"
+#include "cxml/evaluation_observer.h"
 #include "symbolize/row_binding.h"
+
+#include <unordered_map>
 
 namespace ConditionalXml {
 
@@ -14,8 +16,9 @@ public:
     enum class Answers { Remembered, Evaluated };
 
     /// \param rule must outlive this; no other run may use it meanwhile.
-    explicit RowSymbolization(FeatureClassRule& rule, Answers answers = Answers::Remembered)
-        : rule_(rule), binding_(rule), answers_(answers) {}
+    /// \param observer null, or told of each row; must outlive this.
+    explicit RowSymbolization(FeatureClassRule& rule, Answers answers = Answers::Remembered,
+                              EvaluationObserver* observer = nullptr);
     ~RowSymbolization();
     RowSymbolization(const RowSymbolization&) = delete;
     RowSymbolization& operator=(const RowSymbolization&) = delete;
@@ -29,6 +32,11 @@ public:
 private:
     using ConditionList = FeatureClassRule::ConditionList;
 
+    /// The conditions that count for a row; no list when its subtype cannot be read.
+    struct Selection {
+        const ConditionList* list = nullptr;
+        std::optional<LONG> subtype;
+    };
     /// What the conditions of a row came to.
     struct Decision {
         BSTR ruleName = nullptr;             // borrowed from a condition
@@ -36,8 +44,10 @@ private:
     };
 
     bool readValues(IRow* row, IGPMessages* messages);
-    const ConditionList* selectConditions(IRow* row, LONG subtypeField) const;
+    Selection selectConditions(IRow* row, LONG subtypeField) const;
     Decision decide(const ConditionList& conditions, IGPMessages* messages);
+    void tell(const Selection& selection, const Decision& decision);
+    void collectNames(const ConditionList& conditions);
     [[noreturn]] void failRow(const std::string& text);
     void writeSymbol(IRow* row, BSTR ruleName);
     void writePlacements(IRow* row, const Condition& matched);
@@ -46,6 +56,9 @@ private:
     FeatureClassRule& rule_;
     RowBinding binding_;
     Answers answers_;
+    EvaluationObserver* observer_;
+    // For an observer: the conditions by their names, which are texts of their own even where they read the same.
+    std::unordered_map<const OLECHAR*, const Condition*> named_;
 };
 
 }  // namespace ConditionalXml

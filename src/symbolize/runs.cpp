@@ -60,18 +60,24 @@ CComPtr<ICursor> openCursor(IFeatureClass* featureClass, ISelectionSet* selectio
     return SUCCEEDED(checked(hr)) ? cursor : nullptr;
 }
 
-void symbolizeRows(RowSymbolization& rows, ICursor* cursor, LONG subtypeField, IGPMessages* messages) {
+void symbolizeRows(RowSymbolization& rows, ICursor* cursor, LONG subtypeField, IGPMessages* messages,
+                   EvaluationObserver* observer) {
     for (;;) {
         CComPtr<IRow> row;
         if (checked(cursor->NextRow(&row)) != S_OK || !row) return;
+        if (observer) observer->beginRow(row);
+        bool changed = false;
+        HRESULT status = E_FAIL;
         try {
+            changed = rows.symbolize(row, subtypeField, messages);
             // A row that cannot be written back does not end the run; the host knows that it could not.
-            if (rows.symbolize(row, subtypeField, messages)) checked(cursor->UpdateRow(row));
+            status = changed ? checked(cursor->UpdateRow(row)) : S_OK;
         } catch (const std::bad_alloc&) {
             AtlThrow(E_OUTOFMEMORY);
         } catch (const std::exception& e) {
             addMessage(messages, e.what());
         }
+        if (observer) observer->endRow(changed, status);
     }
 }
 
@@ -86,13 +92,14 @@ HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name) {
 }
 
 bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass,
-                           ISelectionSet* selection, IGPMessages* messages, RowSymbolization::Answers answers) {
+                           ISelectionSet* selection, IGPMessages* messages, RowSymbolization::Answers answers,
+                           EvaluationObserver* observer) {
     const std::shared_ptr<FeatureClassRule> rule = map.find(upperName);
     if (!rule) {
         addMessage(messages, quoted("No configuration defined for: '", view(upperName)));
         return false;
     }
-    RowSymbolization rows(*rule, answers);
+    RowSymbolization rows(*rule, answers, observer);
     prepareTables(*rule, featureClass, upperName);
     const LONG subtypeField = subtypeFieldOf(featureClass);
     SetErrorInfo(0, nullptr);  // what an earlier call left behind says nothing about this one
@@ -100,7 +107,7 @@ bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, I
     if (!filter) throwText(hostError("Failed to create query filter for: '", upperName));
     const CComPtr<ICursor> cursor = openCursor(featureClass, selection, filter);
     if (!cursor) throwText(hostError("Failed to open update cursor for: '", upperName));
-    symbolizeRows(rows, cursor, subtypeField, messages);
+    symbolizeRows(rows, cursor, subtypeField, messages, observer);
     return true;
 }
 

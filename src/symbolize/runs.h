@@ -12,11 +12,13 @@ namespace ConditionalXml {
 HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name);
 
 /// Symbolizes the rows of `selection` (all rows when null) through an update cursor and writes the changed ones back.
+/// \param observer null, or told of each row.
 /// \return false when the class has no configuration.
 /// \throws std::runtime_error when the cursor cannot be opened.
 bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass,
                            ISelectionSet* selection, IGPMessages* messages,
-                           RowSymbolization::Answers answers = RowSymbolization::Answers::Remembered);
+                           RowSymbolization::Answers answers = RowSymbolization::Answers::Remembered,
+                           EvaluationObserver* observer = nullptr);
 
 /// Symbolizes one row without storing it. \return whether it changed.
 bool symbolizeSingleRow(const ConditionMap& map, IRow* row);

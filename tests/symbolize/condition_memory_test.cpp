@@ -60,9 +60,10 @@ protected:
     }
     bool holds(std::size_t row) const { return table->text(row, "SYMBOL_C") == "\"S1\""; }
 
-    SymbologyManager manager = managerOf(
+    static constexpr const char* document =
         "<conditionMap name='c'><featureClass name='Rnd'><condition/><condition rulename='S1'/></featureClass>"
-        "</conditionMap>");
+        "</conditionMap>";
+    SymbologyManager manager = managerOf(document);
     vector<std::shared_ptr<CountingRule>> rules;
     CComPtr<memhost::TableObject> table;
 };
@@ -124,6 +125,26 @@ TEST_F(ConditionMemoryTest, fieldThatDoesNotMatterIsNotAsked) {
     for (int i = 0; i < 500; ++i) rows.push_back({Cell(2), Cell(i)});
     run(VT_I4, rows);
     EXPECT_LE(rules[1]->asked, rowsBefore + 3);
+}
+
+// Rows come to B late: only then is its operand given the type of the field, and the next look finds it settled.
+TEST_F(ConditionMemoryTest, ruleThatSettlesLateIsRememberedFromTheNextLookOn) {
+    addRule(1, "A", "1");
+    addRule(1, "B", "1");
+    constexpr std::size_t late = 70;
+    constexpr std::size_t look = 4 * rowsBefore;  // 64 rows were too few
+    for (const std::size_t count : {look, look + 1000}) {
+        vector<vector<Cell>> rows(late, {Cell(2), Cell(1)});
+        rows.resize(count, {Cell(1), Cell(1)});
+        run(VT_I4, rows);
+        EXPECT_GE(rules[1]->asked, look - late - 1) << count;
+        EXPECT_LE(rules[1]->asked, look - late + 3) << count;
+        EXPECT_TRUE(holds(count - 1));
+        manager = managerOf(document);  // with operands that are texts again
+        rules.clear();
+        addRule(1, "A", "1");
+        addRule(1, "B", "1");
+    }
 }
 
 }  // namespace
