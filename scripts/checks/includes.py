@@ -37,9 +37,13 @@ ARROWS = {
     "host/geodatabase/objects": GEODATABASE | {"host/velcore"},
     "host/geodatabase": GEODATABASE | {f"host/geodatabase/{part}" for part in ("s57", "postgres", "gdal", "objects")},
     "tools/text": PLATFORM,
-    # The tools look at documents with the library's own parts.
-    "tools/check": RULES | HOST | {"src/cxml", "tools/text"},
-    "tools/cxml": RULES | HOST | {"src/cxml", "tools/text", "tools/check"},
+    # The tools look at documents, and at runs, with the library's own parts.
+    "tools/places": TEXT | {"src/cxml", "tools/text"},
+    "tools/workbench": RULES | {"src/cxml", "src/symbolize", "host", "host/geodatabase/base", "tools/text",
+                              "tools/places"},
+    "tools/check": RULES | HOST | {"src/cxml", "tools/text", "tools/places"},
+    "tools/cxml": RULES | HOST | {"src/cxml", "src/symbolize", "src/api"} | {
+        f"tools/{part}" for part in ("text", "places", "workbench", "check")},
 }
 
 

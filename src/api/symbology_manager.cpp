@@ -3,23 +3,19 @@
 
 #include "api/document_loader.h"
 #include "cxml/condition_map.h"
-#include "cxml/target_fields.h"
 #include "symbolize/runs.h"
 #include "text/failures.h"
 #include "text/text.h"
 
 #include <exception>
 #include <new>
-#include <set>
 #include <stdexcept>
 #include <utility>
 
 using ConditionalXml::addMessage;
 using ConditionalXml::checked;
 using ConditionalXml::ConditionMap;
-using ConditionalXml::FeatureClassRule;
 using ConditionalXml::makeBstr;
-using ConditionalXml::throwText;
 using ConditionalXml::view;
 
 namespace {
@@ -101,17 +97,8 @@ bool SymbologyManager::loadCXML(const OLECHAR* path, IGPMessages* messages) try 
 
 bool SymbologyManager::symbolize(IFeatureClass* featureClass, ISelectionSet* selection, IGPMessages* messages) try {
     if (!featureClass || !currentMap) return false;
-    try {
-        CComBSTR name;
-        ConditionalXml::upperAliasName(featureClass, name);
-        const std::shared_ptr<ConditionMap> map = currentMap;  // the run's own hold
-        return ConditionalXml::symbolizeFeatureClass(*map, name, featureClass, selection, messages);
-    } catch (const std::bad_alloc&) {
-        throw;
-    } catch (const std::exception& e) {
-        addMessage(messages, e.what());
-        return false;
-    }
+    const std::shared_ptr<ConditionMap> map = currentMap;  // the run's own hold
+    return ConditionalXml::symbolizeClass(*map, featureClass, selection, messages);
 } catch (const std::bad_alloc&) {
     AtlThrow(E_OUTOFMEMORY);
 }
@@ -139,47 +126,12 @@ void SymbologyManager::resetXmls() noexcept {
     currentMap.reset();
 }
 
-namespace {
-
-/// Positions of the fields that symbolizing the class writes and a reset clears.
-std::set<LONG> clearedFields(const ConditionMap& map, const FeatureClassRule& rule, IFeatureClass* featureClass) {
-    std::set<LONG> positions;
-    const auto add = [&](const CComBSTR& name) {
-        LONG position = -1;
-        if (SUCCEEDED(checked(featureClass->FindField(name, &position))) && position >= 0) positions.insert(position);
-    };
-    add(CComBSTR(ConditionalXml::symbolField));
-    for (const auto& condition : map.conditions)
-        if (condition->featureClassRule == &rule && condition->callsExpression() && condition->field.Length() != 0)
-            add(condition->field);
-    return positions;
-}
-
-}  // namespace
-
 bool SymbologyManager::resetReps(IFeatureClass* featureClass) try {
-    constexpr const char* failure = "Failed to clear symbology field!";
     if (!featureClass || !currentMap) return false;
     CComBSTR name;
     ConditionalXml::upperAliasName(featureClass, name);
-    const std::shared_ptr<ConditionMap> map = currentMap;
-    const std::shared_ptr<FeatureClassRule> rule = map->find(name);
-    if (!rule) return false;
-    const std::set<LONG> positions = clearedFields(*map, *rule, featureClass);
-    if (positions.empty()) return true;
-
-    const CComQIPtr<ITable> table(featureClass);
-    CComPtr<ICursor> cursor;
-    if (!table || FAILED(checked(table->Update(nullptr, VARIANT_FALSE, &cursor))) || !cursor) throwText(failure);
-    CComVariant null;
-    null.vt = VT_NULL;
-    for (;;) {
-        CComPtr<IRow> row;
-        if (checked(cursor->NextRow(&row)) != S_OK || !row) return true;
-        for (const LONG position : positions)
-            if (FAILED(checked(row->put_Value(position, null)))) throwText(failure);
-        if (FAILED(checked(cursor->UpdateRow(row)))) throwText(failure);
-    }
+    const std::shared_ptr<ConditionMap> map = currentMap;  // the run's own hold
+    return ConditionalXml::resetFeatureClass(*map, name, featureClass);
 } catch (const std::bad_alloc&) {
     AtlThrow(E_OUTOFMEMORY);
 }

@@ -34,10 +34,10 @@ public:
         isComplete_ = forEachNode(subtypes,
                                   [&](IXMLDOMNode* subtype) {
                                       isComplete_ = readSubtype(subtype) && isComplete_;
-                                      return isComplete_ || reading_.goesOn();
+                                      return isComplete_ || reading_.goesOn;
                                   }) &&
                       isComplete_;
-        if (!isComplete_ && !reading_.goesOn()) return false;
+        if (!isComplete_ && !reading_.goesOn) return false;
         reading_.tell(&LoadObserver::beginDefaults, isComplete_);
         ConditionList read = readConditions(element);
         if (isComplete_) append(rule_.defaultConditions, read);
@@ -53,7 +53,7 @@ private:
 
     bool readSubtype(IXMLDOMNode* element) {
         const std::optional<CComBSTR> number = attributeText(element, OLESTR("number"));
-        if (!number && !reading_.goesOn()) return false;
+        if (!number && !reading_.goesOn) return false;
         const std::set<LONG> codes = number ? subtypeCodes(view(*number)) : std::set<LONG>();
         reading_.tell(&LoadObserver::beginSubtype, element, number, codes);
         const ConditionList read = readConditions(element);

@@ -60,7 +60,7 @@ bool readRules(Condition& condition, IXMLDOMNode* element, const Reading& readin
                                              "due to rule parse failure.");
         }
         isComplete = false;
-        return reading.goesOn();
+        return reading.goesOn;
     });
     return isRead && isComplete;
 }
@@ -75,8 +75,8 @@ std::shared_ptr<Condition> readCondition(IXMLDOMNode* element, FeatureClassRule&
     auto condition = std::make_shared<Condition>(owner);
     const bool attributesAreGood = readAttributes(*condition, attributes);
     bool isKept = attributesAreGood;
-    if (isKept || reading.goesOn()) isKept = readRules(*condition, element, reading) && isKept;
-    if (isKept || reading.goesOn()) isKept = readExpressions(*condition, element, reading) && isKept;
+    if (isKept || reading.goesOn) isKept = readRules(*condition, element, reading) && isKept;
+    if (isKept || reading.goesOn) isKept = readExpressions(*condition, element, reading) && isKept;
     if (isKept) rollback.keep();
     reading.tell(&LoadObserver::endCondition, condition, attributesAreGood, isKept);
     return isKept ? condition : nullptr;

@@ -35,7 +35,7 @@ private:
     bool forEach(const OLECHAR* xpath, Read&& read) {
         const auto nodes = selectNodes(document_, xpath);
         if (!nodes) return false;
-        return forEachNode(nodes, [&](IXMLDOMNode* element) { return read(element) || reading_.goesOn(); });
+        return forEachNode(nodes, [&](IXMLDOMNode* element) { return read(element) || reading_.goesOn; });
     }
 
     bool readName() {
@@ -77,7 +77,7 @@ private:
             return false;
         }
         piece.isTaken = map_.expressions.contains(*piece.name);
-        if (piece.isTaken && !reading_.goesOn())
+        if (piece.isTaken && !reading_.goesOn)
             throwText(quoted("Encountered duplicate CXML expression name: '", view(*piece.name)));
         piece.text = nodeText(element);
         ExpressionFile file;

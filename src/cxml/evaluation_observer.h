@@ -28,6 +28,8 @@ public:
     virtual ~EvaluationObserver() = default;
 
     virtual void beginRow(IRow* /*row*/) {}
+    /// Before the message about a field that the document uses and the row does not have.
+    virtual void onMissingField(const FeatureClassRule& /*rule*/, WideView /*name*/) {}
     /// Not when a value of the row, its subtype or "SYMBOL_C" could not be had: nothing is decided then.
     virtual void onDecision(const RowDecision& /*decision*/) {}
     /// \param field as the document or the language names it. \param before the row's value. \param status of the row's

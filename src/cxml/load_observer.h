@@ -24,9 +24,8 @@ struct LibraryPiece {
     std::optional<WideView> source;  // what expressions get; nothing when the piece is refused
 };
 
-/// Is told of each element in document order, with what it became, while a document is read. With an observer reading
-/// goes on where it would end without: behind what is refused, and inside what is discarded. That is told and not kept,
-/// so that the document becomes what it is without. References are good for the call; objects may be kept.
+/// Is told of each element that is read, in document order, with what it became, while a document is read; of what is
+/// refused or discarded only where reading goes on there. References are good for the call; objects may be kept.
 class LoadObserver {
 public:
     virtual ~LoadObserver() = default;

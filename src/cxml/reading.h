@@ -19,16 +19,17 @@ struct Reading {
     IGPMessages* messages = nullptr;                 // may be null
     ExpressionCompiler compile = compileWithPython;  // never empty
     LoadObserver* observer = nullptr;                // may be null
+    /// Whether reading goes on where it would end: behind what is refused, and inside what is discarded. An observer is
+    /// told of that and nothing of it is kept, so that the map becomes what it is without.
+    bool goesOn = false;
 
-    /// Whether what is refused or discarded is looked into.
-    bool goesOn() const noexcept { return observer != nullptr; }
     /// Tells the observer, if there is one.
     template <class... Parameters, class... Arguments>
     void tell(void (LoadObserver::*event)(Parameters...), Arguments&&... arguments) const {
         if (observer) (observer->*event)(std::forward<Arguments>(arguments)...);
     }
     /// The same without messages.
-    Reading silent() const { return {nullptr, compile, observer}; }
+    Reading silent() const { return {nullptr, compile, observer, goesOn}; }
 };
 
 }  // namespace ConditionalXml

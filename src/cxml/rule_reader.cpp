@@ -187,7 +187,7 @@ std::shared_ptr<Rule> readRule(IXMLDOMNode* element, FeatureClassRule& owner, co
     reading.tell(&LoadObserver::beginRule, element);
     std::shared_ptr<Rule> rule = readOfFamily(element, owner, reading);
     reading.tell(&LoadObserver::onRule, rule);
-    if (rule || reading.goesOn()) readNestedConditions(rule.get(), element, owner, reading);
+    if (rule || reading.goesOn) readNestedConditions(rule.get(), element, owner, reading);
     reading.tell(&LoadObserver::endRule);
     return rule;
 }

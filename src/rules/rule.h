@@ -64,6 +64,7 @@ public:
     /// The row's value of the rule's field; null when the row has none. Borrowed from `rowValues`.
     const VARIANT* lookupField(const RowValueMap& rowValues) const noexcept;
     FieldNames::Slot fieldSlot() const noexcept { return fieldSlot_; }
+    FieldNames::Slot valueFieldSlot() const noexcept { return valueFieldSlot_; }
 
     CComBSTR fieldName;
     std::vector<CComVariant> values;  // operands in document order

@@ -52,6 +52,7 @@ bool RowSymbolization::readValues(IRow* row, IGPMessages* messages) {
     return std::ranges::all_of(binding_.columns(), [&](const RowBinding::Column& column) {
         if (column.position >= 0)
             return SUCCEEDED(checked(row->get_Value(column.position, &binding_.values.append(column.slot))));
+        if (column.reported && observer_) observer_->onMissingField(rule_, view(column.name));
         if (column.reported && messages)
             addMessage(messages, "Field '" + narrow(view(column.name)) + "' referenced in CXML does not exist on " +
                                      narrow(view(rule_.tableManager->attachedName())) + ".");

@@ -1,5 +1,6 @@
 #include "symbolize/runs.h"
 
+#include "cxml/target_fields.h"
 #include "gdb/query_filter.h"
 #include "gdb/table_manager.h"
 #include "text/failures.h"
@@ -7,6 +8,7 @@
 
 #include <exception>
 #include <new>
+#include <set>
 
 namespace ConditionalXml {
 
@@ -91,6 +93,18 @@ HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name) {
     return hr;
 }
 
+bool symbolizeClass(const ConditionMap& map, IFeatureClass* featureClass, ISelectionSet* selection,
+                    IGPMessages* messages, RowSymbolization::Answers answers, EvaluationObserver* observer) try {
+    CComBSTR name;
+    upperAliasName(featureClass, name);
+    return symbolizeFeatureClass(map, name, featureClass, selection, messages, answers, observer);
+} catch (const std::bad_alloc&) {
+    throw;
+} catch (const std::exception& e) {
+    addMessage(messages, e.what());
+    return false;
+}
+
 bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass,
                            ISelectionSet* selection, IGPMessages* messages, RowSymbolization::Answers answers,
                            EvaluationObserver* observer) {
@@ -111,7 +125,7 @@ bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, I
     return true;
 }
 
-bool symbolizeSingleRow(const ConditionMap& map, IRow* row) {
+bool symbolizeSingleRow(const ConditionMap& map, IRow* row, EvaluationObserver* observer) {
     CComPtr<ITable> table;
     if (FAILED(checked(row->get_Table(&table))) || !table) return false;
     const CComQIPtr<IObjectClass> objectClass(table.p);
@@ -120,9 +134,51 @@ bool symbolizeSingleRow(const ConditionMap& map, IRow* row) {
     if (FAILED(upperAliasName(objectClass, upperName))) return false;
     const std::shared_ptr<FeatureClassRule> rule = map.find(upperName);
     if (!rule) return false;
-    RowSymbolization rows(*rule);
+    RowSymbolization rows(*rule, RowSymbolization::Answers::Evaluated, observer);
     prepareTables(*rule, objectClass, upperName);
-    return rows.symbolize(row, subtypeFieldOf(objectClass), nullptr);
+    if (observer) observer->beginRow(row);
+    const bool changed = rows.symbolize(row, subtypeFieldOf(objectClass), nullptr);
+    if (observer) observer->endRow(changed, S_OK);
+    return changed;
+}
+
+namespace {
+
+/// Positions of the fields that symbolizing the class writes and a reset clears.
+std::set<LONG> clearedFields(const ConditionMap& map, const FeatureClassRule& rule, IFeatureClass* featureClass) {
+    std::set<LONG> positions;
+    const auto add = [&](const CComBSTR& name) {
+        LONG position = -1;
+        if (SUCCEEDED(checked(featureClass->FindField(name, &position))) && position >= 0) positions.insert(position);
+    };
+    add(CComBSTR(symbolField));
+    for (const auto& condition : map.conditions)
+        if (condition->featureClassRule == &rule && condition->callsExpression() && condition->field.Length() != 0)
+            add(condition->field);
+    return positions;
+}
+
+}  // namespace
+
+bool resetFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass) {
+    constexpr const char* failure = "Failed to clear symbology field!";
+    const std::shared_ptr<FeatureClassRule> rule = map.find(upperName);
+    if (!rule) return false;
+    const std::set<LONG> positions = clearedFields(map, *rule, featureClass);
+    if (positions.empty()) return true;
+
+    const CComQIPtr<ITable> table(featureClass);
+    CComPtr<ICursor> cursor;
+    if (!table || FAILED(checked(table->Update(nullptr, VARIANT_FALSE, &cursor))) || !cursor) throwText(failure);
+    CComVariant null;
+    null.vt = VT_NULL;
+    for (;;) {
+        CComPtr<IRow> row;
+        if (checked(cursor->NextRow(&row)) != S_OK || !row) return true;
+        for (const LONG position : positions)
+            if (FAILED(checked(row->put_Value(position, null)))) throwText(failure);
+        if (FAILED(checked(cursor->UpdateRow(row)))) throwText(failure);
+    }
 }
 
 }  // namespace ConditionalXml

@@ -11,6 +11,13 @@ namespace ConditionalXml {
 /// returned.
 HRESULT upperAliasName(IObjectClass* objectClass, CComBSTR& name);
 
+/// The class's configuration, found by its alias name, symbolizes the rows of `selection` (all rows when null).
+/// \return false when nothing could be run; the reasons are in `messages` (may be null).
+/// \throws CAtlException and std::bad_alloc, no other exception.
+bool symbolizeClass(const ConditionMap& map, IFeatureClass* featureClass, ISelectionSet* selection,
+                    IGPMessages* messages, RowSymbolization::Answers answers = RowSymbolization::Answers::Remembered,
+                    EvaluationObserver* observer = nullptr);
+
 /// Symbolizes the rows of `selection` (all rows when null) through an update cursor and writes the changed ones back.
 /// \param observer null, or told of each row.
 /// \return false when the class has no configuration.
@@ -20,7 +27,12 @@ bool symbolizeFeatureClass(const ConditionMap& map, const CComBSTR& upperName, I
                            RowSymbolization::Answers answers = RowSymbolization::Answers::Remembered,
                            EvaluationObserver* observer = nullptr);
 
-/// Symbolizes one row without storing it. \return whether it changed.
-bool symbolizeSingleRow(const ConditionMap& map, IRow* row);
+/// Sets "SYMBOL_C" and the computed fields of every row to NULL. \return false when the class has no configuration.
+/// \throws std::runtime_error "Failed to clear symbology field!"; rows written before stay cleared.
+bool resetFeatureClass(const ConditionMap& map, const CComBSTR& upperName, IFeatureClass* featureClass);
+
+/// Symbolizes one row without storing it, and without messages. \param observer null, or told of it.
+/// \return whether it changed.
+bool symbolizeSingleRow(const ConditionMap& map, IRow* row, EvaluationObserver* observer = nullptr);
 
 }  // namespace ConditionalXml

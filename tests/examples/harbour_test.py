@@ -119,6 +119,7 @@ class Chart(TestCase):
         self.assertEqual(sorted(layer["layer"] for layer in said["layers"]), layers())
         for layer in said["layers"]:
             count = len(rows(layer["layer"]))
+            self.assertEqual(sum(layer.pop("ends").values()), count)
             self.assertEqual(layer, {"layer": layer["layer"], "succeeded": True, "rows": count, "changed": count,
                                      "messages": []})
         self.assertEqual(self.symbols(), sorted(expected()))

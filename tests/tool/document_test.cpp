@@ -155,7 +155,7 @@ TEST_F(Document, NameNeedNotBeUtf8) {
                                            "</expression></condition></featureClass></conditionMap>");
     const Outcome outcome = cxml({"symbolize", document, dataset});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 5 changed\n");
+    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 5 changed; 5 default\n");
     EXPECT_EQ(sql(dataset, "SELECT group_concat(COLOUR, ' ') FROM BOYLAT"), "S1 S2 S1 SNone S2");
     EXPECT_EQ(cxmlJson({"check", document}, 0)["document"]["loaded"], true);
 }

@@ -27,10 +27,10 @@ protected:
 TEST_F(Expressions, WriteTheirTexts) {
     const Outcome outcome = run("expressions.cxml");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(outcome.out, "LIGHTS: 3 rows, 3 changed\n") << "what expressions print is not there";
+    EXPECT_EQ(outcome.out, "LIGHTS: 3 rows, 3 changed; 3 default\n") << "what expressions print is not there";
     EXPECT_EQ(outcome.err, "label of Fl\nlabel of Oc\nlabel of Q\n");
     EXPECT_EQ(labels(), "Fl 10s|Oc 2.5s|Q 1s");
-    EXPECT_EQ(run("expressions.cxml").out, "LIGHTS: 3 rows, 0 changed\n");
+    EXPECT_EQ(run("expressions.cxml").out, "LIGHTS: 3 rows, 0 changed; 3 default\n");
 }
 
 TEST_F(Expressions, ResetClearsThem) {
@@ -81,7 +81,7 @@ TEST_F(Expressions, RelatedTablesAreAsked) {
     addTable(dataset, "BOYLAT", "NAME TEXT", "(NAME) VALUES ('one'), ('two'), ('three'), ('O''Neill'), (NULL)");
     const Outcome outcome = run("related.cxml", {"BOYLAT"});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 5 changed\n");
+    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 5 changed; 2 rule, 3 default; 1 question not answered\n");
     EXPECT_EQ(symbols(dataset), "LIT LIT PLAIN PLAIN PLAIN");
     EXPECT_EQ(labels("BOYLAT"), "Fl|Oc/Q|-|-|-");
 }

@@ -47,7 +47,11 @@ TEST_P(HostileValues, GoThroughEveryKindOfRule) {
     const std::string before = content();
     const Outcome outcome = cxml({"symbolize", data("hostile_values.cxml"), dataset, "BOYLAT"});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(outcome.out, "BOYLAT: 1 row, 1 changed\n");
+    // A clause that a quote or a zero in the value has broken is a question without an answer.
+    EXPECT_EQ(
+        outcome.out.rfind(std::string("BOYLAT: 1 row, 1 changed; 1 ") + (value.foundByQuery ? "rule\n" : "default"), 0),
+        0U)
+        << outcome.out;
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(sql(dataset, "SELECT LABEL_C FROM BOYLAT"), value.label);
     EXPECT_EQ(symbols(dataset), value.foundByQuery ? "FOUND" : "LOST");

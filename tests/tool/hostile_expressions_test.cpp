@@ -162,7 +162,7 @@ TEST_F(HostileExpressions, ThreadThatStillRunsIsWaitedFor) {
         run("import threading, time\ndef late():\n  time.sleep(1)\n  open('" + proof +
             "', 'a').write('x')\ndef Generate(NAME):\n  threading.Thread(target=late).start()\n  return NAME");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(outcome.out, "BOYLAT: 2 rows, 2 changed\n");
+    EXPECT_EQ(outcome.out, "BOYLAT: 2 rows, 2 changed; 1 rule, 1 default\n");
     EXPECT_EQ(readFile(proof), "xx") << "both ended before the tool did";
     EXPECT_EQ(labels(), "one|two");
     expectNothingLost();
@@ -195,7 +195,7 @@ TEST_F(HostileExpressions, ProcessThatIsEndedLeavesNothingOfTheLayerAndIsNoSucce
         EXPECT_EQ(labels(), "old|old");
         EXPECT_TRUE(readFile(dataset) == before);
     }
-    EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed\n");
+    EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed; 1 rule, 1 default\n");
     expectNothingLost();
 }
 
@@ -205,7 +205,7 @@ TEST_F(HostileExpressions, CrashIsNoSuccess) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_NE(outcome.err.find("cxml: the run was ended "), std::string::npos) << "a sanitizer ends it with a status";
     EXPECT_EQ(labels(), "old|old");
-    EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed\n");
+    EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed; 1 rule, 1 default\n");
     expectNothingLost();
 }
 
@@ -221,7 +221,7 @@ TEST_F(HostileExpressions, WorkEndsWithTheProcessThatWasStarted) {
     EXPECT_FALSE(outcome.timedOut) << "somebody still holds standard output";
     EXPECT_EQ(outcome.status, 128 + SIGKILL);
     EXPECT_EQ(labels(), "old|old");
-    EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed\n");
+    EXPECT_EQ(run("def Generate(NAME): return NAME").out, "BOYLAT: 2 rows, 2 changed; 1 rule, 1 default\n");
     expectNothingLost();
 }
 

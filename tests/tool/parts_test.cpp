@@ -151,7 +151,7 @@ protected:
                                 MessageLog::Keep::All);
         cxml::load(document);
         EXPECT_TRUE(document.loaded) << content;
-        return SymbologyManagerAccess::currentMap(document.manager);
+        return document.map;
     }
     bool configures(const std::string& content, const std::string& alias) const {
         return cxml::findConfiguration(*mapOf(content), alias) != nullptr;

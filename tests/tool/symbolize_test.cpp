@@ -31,9 +31,17 @@ protected:
         more.insert(more.begin(), {"symbolize", data(document), dataset});
         return cxml(more);
     }
+    // Without the ends of the rows, which add up to them.
     json runJson(Arguments more = {}, const char* document = "buoys.cxml", int status = 0) {
         more.insert(more.begin(), {"symbolize", data(document), dataset});
-        return cxmlJson(more, status);
+        json said = cxmlJson(more, status);
+        for (json& layer : said["layers"]) {
+            int sum = 0;
+            for (const auto& [end, rows] : layer["ends"].items()) sum += rows.get<int>();
+            EXPECT_EQ(sum, layer["rows"]);
+            layer.erase("ends");
+        }
+        return said;
     }
     std::string dataset;
 };
@@ -42,7 +50,7 @@ TEST_F(Symbolize, WritesSymbolsAndSaysHowMany) {
     addBuoys(dataset);
     const Outcome outcome = run();
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 4 changed\n");
+    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 4 changed; 4 rule, 1 none\n");
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(symbols(dataset), "GREEN RED GREEN - RED");
     EXPECT_EQ(sql(dataset, "SELECT fid, Xoffset_C, Yoffset_C, Rotate_C FROM BOYLAT ORDER BY fid"),
@@ -56,7 +64,7 @@ TEST_F(Symbolize, SecondRunChangesNothing) {
     const std::string before = readFile(dataset);
     const Outcome outcome = run();
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 0 changed\n");
+    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 0 changed; 4 rule, 1 none\n");
     EXPECT_TRUE(readFile(dataset) == before) << "the file's bytes";
 }
 
@@ -69,7 +77,7 @@ TEST_F(Symbolize, JsonIsOneObject) {
 TEST_F(Symbolize, QuietShowsNoBarAndStillTheResult) {
     addBuoys(dataset);
     const Outcome outcome = run({"--quiet"});
-    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 4 changed\n");
+    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 4 changed; 4 rule, 1 none\n");
     EXPECT_EQ(outcome.err, "");
 }
 
@@ -107,7 +115,7 @@ TEST_F(Symbolize, NamedLayerWithoutConfigurationIsRunAndFails) {
 TEST_F(Symbolize, TitleIsTheAliasName) {
     addTable(dataset, "t1", "CATLAM MEDIUMINT, SYMBOL_C TEXT", "(CATLAM) VALUES (2)", "boylat");
     addTable(dataset, "BOYLAT", "CATLAM MEDIUMINT, SYMBOL_C TEXT", "(CATLAM) VALUES (2)", "something else");
-    EXPECT_EQ(run().out, "t1: 1 row, 1 changed\n");
+    EXPECT_EQ(run().out, "t1: 1 row, 1 changed; 1 rule\n");
     EXPECT_EQ(symbols(dataset, "t1"), "RED");
     EXPECT_EQ(symbols(dataset, "BOYLAT"), "-");
 }
@@ -211,12 +219,13 @@ TEST_F(Symbolize, LayerWhoseEveryRowFailedForWantOfTheSymbolFieldHasFailed) {
                                "adds\n"),
               std::string::npos)
         << outcome.err;
-    EXPECT_NE(outcome.out.find("LIGHTS: 5 rows, 5 changed\n"), std::string::npos) << "others go on: " << outcome.out;
+    EXPECT_NE(outcome.out.find("LIGHTS: 5 rows, 5 changed; 5 default\n"), std::string::npos)
+        << "others go on: " << outcome.out;
     const json said = runJson({"BOYLAT"}, "two_classes.cxml", 1)["layers"][0];
     EXPECT_EQ(said["succeeded"], false);
     EXPECT_EQ(said["rows"], 2);
     EXPECT_EQ(said["messages"].back()["kind"], "error");
-    EXPECT_EQ(run({"--add-fields", "BOYLAT"}, "two_classes.cxml").out, "BOYLAT: 2 rows, 2 changed\n");
+    EXPECT_EQ(run({"--add-fields", "BOYLAT"}, "two_classes.cxml").out, "BOYLAT: 2 rows, 2 changed; 2 default\n");
 }
 
 TEST_F(Symbolize, WithoutRowsTheSymbolFieldIsNotMissed) {
@@ -228,19 +237,22 @@ TEST_F(Symbolize, WithoutRowsTheSymbolFieldIsNotMissed) {
 
 TEST_F(Symbolize, ValuesThatColumnsStoreInAnotherFormAreWrittenOnce) {
     addTable(dataset, "BOYLAT", "SYMBOL_C TEXT, DEPTH DOUBLE, CODE MEDIUMINT", "(CODE) VALUES (1), (2), (7)");
-    EXPECT_EQ(run({}, "stored_forms.cxml").out, "BOYLAT: 3 rows, 3 changed\n");
+    EXPECT_EQ(run({}, "stored_forms.cxml").out, "BOYLAT: 3 rows, 3 changed; 3 default\n");
     EXPECT_EQ(sql(dataset, "SELECT DISTINCT DEPTH, CODE, SYMBOL_C FROM BOYLAT"), "12.5|7|BUOY");
     const std::string before = readFile(dataset);
-    EXPECT_EQ(run({}, "stored_forms.cxml").out, "BOYLAT: 3 rows, 0 changed\n");
+    EXPECT_EQ(run({}, "stored_forms.cxml").out, "BOYLAT: 3 rows, 0 changed; 3 default\n");
     EXPECT_TRUE(readFile(dataset) == before) << "the file's bytes";
 }
 
 TEST_F(Symbolize, JsonListsEveryMessageInOrder) {
     addBuoys(dataset);
-    const json field = {{"kind", "message"}, {"text", "Field 'NOSUCH' referenced in CXML does not exist on BOYLAT."}};
-    const json rule = {{"kind", "message"}, {"text", "Rule referenced field 'NOSUCH' not found on 'BOYLAT'"}};
-    EXPECT_EQ(runJson({"--fids", "1,2"}, "missing_field.cxml"),
-              report({layer("BOYLAT", true, 2, 0, {field, rule, field, rule})}));
+    constexpr int line = 4;
+    json messages = json::array();
+    for (const int row : {1, 2})
+        for (const char* text : {"Field 'NOSUCH' referenced in CXML does not exist on BOYLAT.",
+                                 "Rule referenced field 'NOSUCH' not found on 'BOYLAT'"})
+            messages.push_back({{"kind", "message"}, {"text", text}, {"row", row}, {"line", line}});
+    EXPECT_EQ(runJson({"--fids", "1,2"}, "missing_field.cxml"), report({layer("BOYLAT", true, 2, 0, messages)}));
 }
 
 TEST_F(Symbolize, MessagesOfTheDocumentComeFirstAndAreInTheReport) {
@@ -258,11 +270,11 @@ TEST_F(Symbolize, MessagesOfTheDocumentComeFirstAndAreInTheReport) {
 
 TEST_F(Symbolize, AddFieldsMakesTheTargetFields) {
     addTable(dataset, "BOYLAT", "CATLAM MEDIUMINT, symbol_c TEXT", "(CATLAM) VALUES (1), (2)");
-    EXPECT_EQ(run({"--add-fields"}).out, "BOYLAT: 2 rows, 2 changed\n");
+    EXPECT_EQ(run({"--add-fields"}).out, "BOYLAT: 2 rows, 2 changed; 2 rule\n");
     EXPECT_EQ(sql(dataset, "SELECT group_concat(name || ' ' || type, ', ') FROM pragma_table_info('BOYLAT')"),
               "fid INTEGER, CATLAM MEDIUMINT, symbol_c TEXT, Xoffset_C REAL, Yoffset_C REAL, Rotate_C REAL");
     EXPECT_EQ(symbols(dataset), "GREEN RED");
-    EXPECT_EQ(run({"--add-fields"}).out, "BOYLAT: 2 rows, 0 changed\n");
+    EXPECT_EQ(run({"--add-fields"}).out, "BOYLAT: 2 rows, 0 changed; 2 rule\n");
 }
 
 TEST_F(Symbolize, AddFieldsMakesTheFieldsOfConditionsOfTypeTwo) {
@@ -294,7 +306,8 @@ TEST_F(Symbolize, RowThatCannotBeWrittenFailsTheLayerAndLeavesItAsItWas) {
     EXPECT_NE(outcome.err.find("BOYLAT: "), std::string::npos) << outcome.err;
     EXPECT_NE(outcome.err.find("hands off"), std::string::npos) << outcome.err;
     EXPECT_NE(outcome.out.find("BOYLAT: 5 rows, 0 changed; failed, rolled back\n"), std::string::npos) << outcome.out;
-    EXPECT_NE(outcome.out.find("LIGHTS: 5 rows, 5 changed\n"), std::string::npos) << "others go on: " << outcome.out;
+    EXPECT_NE(outcome.out.find("LIGHTS: 5 rows, 5 changed; 5 default\n"), std::string::npos)
+        << "others go on: " << outcome.out;
     EXPECT_EQ(symbols(dataset), "- - - - -");
     EXPECT_EQ(symbols(dataset, "LIGHTS"), "LIGHT LIGHT LIGHT LIGHT LIGHT");
     expectIntact(dataset);
@@ -326,7 +339,7 @@ TEST_F(Symbolize, TextsAreUtf8FromEndToEnd) {
                                            "rulename='★ grønn'><rule type='A' operator='equal' field='NAVN' "
                                            "value='Grønn'/></condition></featureClass></conditionMap>");
     const Outcome outcome = cxml({"symbolize", document, dataset});
-    EXPECT_EQ(outcome.out, "Bøyer: 2 rows, 1 changed\n") << outcome.err;
+    EXPECT_EQ(outcome.out, "B\xC3\xB8yer: 2 rows, 1 changed; 1 rule, 1 none\n") << outcome.err;
     EXPECT_EQ(symbols(dataset, "Bøyer"), "★ grønn -");
 }
 

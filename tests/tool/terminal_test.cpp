@@ -39,7 +39,7 @@ TEST_F(Terminal, ShowsProgressWithRateAndTimeLeft) {
     addManyBuoys(dataset, 1'000'000);  // a rate is shown once there has been time to measure it
     const Outcome outcome = cxml({"symbolize", data("buoys.cxml"), dataset}, options);
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "BOYLAT: 1000000 rows, 1000000 changed\n");
+    EXPECT_EQ(outcome.out, "BOYLAT: 1000000 rows, 1000000 changed; 1000000 rule\n");
     EXPECT_THAT(outcome.err, testing::ContainsRegex("\rBOYLAT \\[#+\\.+\\] +[0-9]+ %  [0-9]+ of 1000000 rows  "
                                                     "[0-9]+ rows/s  [0-9]+:[0-9][0-9] left"));
     EXPECT_EQ(screen(outcome.err), std::vector<std::string>{""}) << "the bar is gone at the end";
@@ -65,8 +65,8 @@ TEST_F(Terminal, MessagesAreNotTornByTheBar) {
               (std::vector<std::string>{"BOYLAT: Field 'NOSUCH' referenced in CXML does not exist on BOYLAT.",
                                         "BOYLAT: Rule referenced field 'NOSUCH' not found on 'BOYLAT'", ""}));
     EXPECT_EQ(outcome.out,
-              "BOYLAT: 100000 rows, 0 changed; 100000 times: Field 'NOSUCH' referenced in CXML does not exist on "
-              "BOYLAT.; 100000 times: Rule referenced field 'NOSUCH' not found on 'BOYLAT'\n");
+              "BOYLAT: 100000 rows, 0 changed; 100000 none; 100000 times: Field 'NOSUCH' referenced in CXML does not "
+              "exist on BOYLAT.; 100000 times: Rule referenced field 'NOSUCH' not found on 'BOYLAT'\n");
 }
 
 TEST_F(Terminal, QuietAndJsonShowNoBar) {

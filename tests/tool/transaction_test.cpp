@@ -42,7 +42,7 @@ TEST_F(Transaction, KillInTheMiddleLeavesNothingOfTheLayer) {
     EXPECT_EQ(sql(dataset, "PRAGMA integrity_check"), "ok");
 
     const Outcome again = cxml({"symbolize", data("buoys.cxml"), dataset});
-    EXPECT_EQ(again.out, "BOYLAT: 200000 rows, 200000 changed\n");
+    EXPECT_EQ(again.out, "BOYLAT: 200000 rows, 200000 changed; 200000 rule\n");
     EXPECT_EQ(written(), "200000");
     expectIntact(dataset);
 }
@@ -54,7 +54,7 @@ TEST_F(Transaction, InterruptRollsBackAndKeepsFinishedLayers) {
     ASSERT_TRUE(sent) << outcome.err;
     EXPECT_EQ(outcome.status, 130);
     EXPECT_FALSE(outcome.signalled);
-    EXPECT_NE(outcome.out.find("LIGHTS: 5 rows, 5 changed\n"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("LIGHTS: 5 rows, 5 changed; 5 default\n"), std::string::npos) << outcome.out;
     EXPECT_NE(outcome.out.find(" 0 changed; interrupted, rolled back\n"), std::string::npos) << outcome.out;
     EXPECT_EQ(written(), "0");
     EXPECT_EQ(symbols(dataset, "LIGHTS"), "LIGHT LIGHT LIGHT LIGHT LIGHT");

@@ -19,7 +19,8 @@ TEST_F(Unreadable, RowsAreCountedAndNamed) {
     sql(dataset, "UPDATE BOYLAT SET CATLAM = 'none' WHERE fid = 2; UPDATE BOYLAT SET CATLAM = x'00' WHERE fid = 5");
     const Outcome outcome = cxml({"symbolize", data("buoys.cxml"), dataset});
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "BOYLAT: 5 rows, 2 changed; 2 rows with a value that cannot be read: 2, 5\n");
+    EXPECT_EQ(outcome.out,
+              "BOYLAT: 5 rows, 2 changed; 2 rule, 1 kept, 2 failed; 2 rows with a value that cannot be read: 2, 5\n");
     EXPECT_EQ(symbols(dataset), "GREEN OLD GREEN OLD OLD");
 }
 
@@ -40,10 +41,9 @@ TEST_F(Unreadable, OfManyTheFirstAreNamed) {
     const std::string many = inFolder("many.gpkg").string();
     sql(many, "UPDATE BOYLAT SET CATLAM = 'none'");
     const Outcome outcome = cxml({"symbolize", data("buoys.cxml"), many});
-    EXPECT_EQ(
-        outcome.out,
-        "BOYLAT: 30 rows, 0 changed; 30 rows with a value that cannot be read: 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, "
-        "12, 13, 14, 15, 16, 17, 18, 19, 20 and 10 more\n");
+    EXPECT_EQ(outcome.out,
+              "BOYLAT: 30 rows, 0 changed; 30 failed; 30 rows with a value that cannot be read: 1, 2, 3, 4, 5, 6, 7, "
+              "8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20 and 10 more\n");
 }
 
 TEST_F(Unreadable, ValuesThatAFieldDoesNotTakeAreCounted) {
@@ -58,7 +58,7 @@ TEST_F(Unreadable, ValuesThatAFieldDoesNotTakeAreCounted) {
     sql(dataset, "UPDATE BOYLAT SET SYMBOL_C = NULL");
     EXPECT_EQ(
         cxml({"symbolize", document, dataset}).out.rfind("; 2 rows with a value that its field does not take: 2, 5\n"),
-        std::string("BOYLAT: 5 rows, 5 changed").size());
+        std::string("BOYLAT: 5 rows, 5 changed; 5 default").size());
 }
 
 TEST_F(Unreadable, CheckFindsThem) {

@@ -104,7 +104,7 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command : {"import", "symbolize", "reset", "check"}) {
+    for (const std::string command : {"import", "symbolize", "explain", "ledger", "reset", "check"}) {
         helped.merge(longOptions(cxml({command, "--help"}).out));
         const std::size_t synopsis = page.find("\n.B cxml " + command + "\n");
         ASSERT_NE(synopsis, std::string::npos) << command;

@@ -16,12 +16,6 @@ using ConditionalXml::FeatureClassRule;
 using ConditionalXml::LibraryPiece;
 using ConditionalXml::view;
 
-LONG lineOf(IXMLDOMNode* element) {
-    LONG line = 0;
-    if (const CComQIPtr<INodeTrace> trace(element); trace) trace->get_line(&line);
-    return line;
-}
-
 std::optional<std::string> attributeOf(IXMLDOMNode* element, const OLECHAR* name) {
     const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(element);
     const std::optional<CComBSTR> text = attributes ? attributeText(attributes, name) : std::nullopt;
@@ -64,7 +58,7 @@ std::string shownPath(const std::string& path, const std::string& folder) {
 DocumentModel::DocumentModel(IXMLDOMDocument* document, Findings& findings) : findings_(findings) {
     // What Python says of the expressions is asked for by itself.
     ConditionalXml::readDocument(map_, toPathBstr(findings.document()), document,
-                                 {nullptr, [](ConditionalXml::Condition&) {}, this});
+                                 {nullptr, [](ConditionalXml::Condition&) {}, this, true});
 }
 
 const CheckedClass* DocumentModel::find(const std::string& alias) const {

@@ -8,6 +8,7 @@
 #include "cxml/load_observer.h"
 #include "finding.h"
 #include "source_lines.h"
+#include "tools/places/places.h"
 
 #include <deque>
 #include <map>
@@ -137,8 +138,6 @@ private:
     std::vector<CheckedRule> openRules_;
 };
 
-/// The line of an element's start tag.
-LONG lineOf(IXMLDOMNode* element);
 /// Calls body(node) for each node that the XPath selects; for none when the DOM fails.
 template <class Body>
 void forEachSelected(IXMLDOMNode* node, const OLECHAR* xpath, const Body& body) {

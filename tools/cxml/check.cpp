@@ -44,7 +44,7 @@ bool isConfiguration(IXMLDOMDocument* dom) {
 // read the tree too; of a document that did not load, what they have not read is what nothing reads.
 std::vector<Finding> findIn(Document& document, GdalWorkspace* workspace) {
     Findings findings(document.path);
-    document.manager.resetXmls();  // the checks make a model of their own; two at once would be too much of a big one
+    document.map.reset();  // the checks make a model of their own; two at once would be too much of a big one
     if (!document.loaded && !isConfiguration(document.dom)) return {};
     if (document.loaded) addUnread(document, findings);
     const CheckedDataset dataset{workspace, workspace ? workspace->name() : std::string()};

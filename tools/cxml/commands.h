@@ -13,6 +13,8 @@ using Command = std::function<ExitStatus()>;
 
 void addImport(CLI::App& app, Command& chosen);
 void addSymbolize(CLI::App& app, Command& chosen);
+void addExplain(CLI::App& app, Command& chosen);
+void addLedger(CLI::App& app, Command& chosen);
 void addReset(CLI::App& app, Command& chosen);
 void addCheck(CLI::App& app, Command& chosen);
 

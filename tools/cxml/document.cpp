@@ -1,5 +1,7 @@
 #include "document.h"
 
+#include "api/document_loader.h"
+#include "cxml/document_reader.h"
 #include "host/velcore/class_registry.h"
 #include "tools/text/text.h"
 
@@ -82,11 +84,28 @@ std::string whyNotParsed(const std::string& exceptionText, IXMLDOMDocument* dom)
     return reason.empty() ? "it cannot be read" : reason;
 }
 
+namespace {
+
+// What SymbologyManager::loadCXML does, with an observer. A document of another kind has no path to find files by.
+bool readMap(Document& document, IGPMessages* messages) {
+    const CComBSTR path = toPathBstr(document.path);
+    const CComPtr<IXMLDOMDocument> dom = ConditionalXml::loadDocument(path);
+    if (!dom) return false;
+    const bool isMap = !ConditionalXml::readHead(dom, OLESTR("/ruleDefinitions"), OLESTR("spec")) &&
+                       ConditionalXml::readHead(dom, OLESTR("/conditionMap"), OLESTR("name"));
+    document.map = std::make_shared<ConditionalXml::ConditionMap>();
+    return ConditionalXml::readDocument(
+        *document.map, isMap ? path.m_str : nullptr, dom,
+        {.messages = messages, .compile = ConditionalXml::compileWithPython, .observer = &document.places});
+}
+
+}  // namespace
+
 void load(Document& document) {
     const DocumentCapture capture(document.dom);
     const CComPtr<IGPMessages> messages = collectInto(document.messages);
     try {
-        document.loaded = document.manager.loadCXML(toPathBstr(document.path), messages);
+        document.loaded = readMap(document, messages);
         if (!document.loaded && document.messages.empty()) document.reason = whyRootIsRefused(document.dom);
         return;
     } catch (const CAtlException& e) {

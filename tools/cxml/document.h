@@ -1,21 +1,24 @@
-// Loading a document with the library and learning what went wrong when it does not load.
+// Loading a document as the library does, and learning what went wrong when it does not load.
 #pragma once
 
+#include "cxml/condition_map.h"
 #include "messages.h"
-#include "symbology/symbology_manager.h"
+#include "tools/places/places.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace cxml {
 
-/// A document that was handed to the library.
+/// A document, the library's map of it, and where the parts of the map were written.
 struct Document {
     Document(Console& console, std::string file, MessageLog::Keep keep)
         : path(std::move(file)), messages(console, path, keep) {}
 
     std::string path;
-    SymbologyManager manager;
+    std::shared_ptr<ConditionalXml::ConditionMap> map;  // null when there is no document
+    DocumentPlaces places;
     bool loaded = false;
     std::optional<std::string> error;  // the text of the exception that left the library, word for word
     std::string reason;                // one line for people when it did not load; empty when messages told all

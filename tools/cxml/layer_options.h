@@ -8,5 +8,20 @@
 namespace cxml {
 
 void addLayerOptions(CLI::App& command, LayerArguments& arguments);
+/// The two halves of it around LAYER.
+void addDatasetOptions(CLI::App& command, LayerArguments& arguments);
+void addOutputOptions(CLI::App& command, LayerArguments& arguments);
+
+/// Which rows of the layers, and by which subtype field.
+struct RowArguments {
+    std::optional<std::string> where;
+    std::optional<std::string> ids;
+    std::vector<std::string> subtypeOptions;
+};
+
+void addRowOptions(CLI::App& command, RowArguments& arguments);
+
+/// Has the work run over these rows. \throws CLI::ValidationError for subtype fields that cannot be read.
+void limitTo(const RowArguments& arguments, LayerWork& work);
 
 }  // namespace cxml

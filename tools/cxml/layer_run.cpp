@@ -90,7 +90,7 @@ private:
     ExitStatus runInTransaction(GdalWorkspace& workspace, const LayerInfo& layer, LayerResult& result);
     ExitStatus runRows(GdalWorkspace& workspace, IFeatureClass* featureClass, ISelectionSet* selection,
                        LayerResult& result);
-    bool callLibrary(IFeatureClass* featureClass, ISelectionSet* selection, LayerResult& result);
+    bool callLibrary(const LayerRun& run) const;
 
     const LayerArguments& arguments_;
     const LayerWork& work_;
@@ -113,6 +113,7 @@ ExitStatus LayerCommand::run() {
             console_.complain(e.what());
     }
     if (status == ExitStatus::Interrupted) console_.complain("interrupted");
+    if (work_.report) return work_.report(console_, document_, results_, status);
     if (arguments_.json) writeJson(std::cout, document_, results_);
     return status;
 }
@@ -127,11 +128,10 @@ ExitStatus LayerCommand::runAll() {
             console_.complain(fmt::format("{}: {}", arguments_.document, document_.reason));
         else
             console_.complain(fmt::format("{}: the document did not load", arguments_.document));
-        return ExitStatus::Failed;
+        return work_.notLoaded;
     }
-    const std::shared_ptr<GdalWorkspace> workspace =
-        GdalWorkspace::open(arguments_.dataset, GdalWorkspace::Access::Update,
-                            {.lockTimeout = arguments_.lockTimeout, .stop = &stopRequested()});
+    const std::shared_ptr<GdalWorkspace> workspace = GdalWorkspace::open(
+        arguments_.dataset, work_.access, {.lockTimeout = arguments_.lockTimeout, .stop = &stopRequested()});
     const std::vector<LayerInfo> layers = prepareLayers(*workspace);
     ExitStatus status = ExitStatus::Good;
     for (const LayerInfo& layer : layers) {
@@ -144,7 +144,7 @@ ExitStatus LayerCommand::runAll() {
 
 // Everything that can be refused is refused here, before a layer changes.
 std::vector<LayerInfo> LayerCommand::prepareLayers(GdalWorkspace& workspace) {
-    const ConditionalXml::ConditionMap& map = *SymbologyManagerAccess::currentMap(document_.manager);
+    const ConditionalXml::ConditionMap& map = *document_.map;
     document_.dom.Release();
     std::vector<std::string> names;
     names.reserve(arguments_.layers.size());
@@ -214,7 +214,7 @@ ExitStatus LayerCommand::runLayer(GdalWorkspace& workspace, const LayerInfo& lay
             console_.complain(
                 fmt::format("{}: no configuration in {} for the class '{}'", layer.name, document_.path, layer.alias));
     }
-    if (!arguments_.json) console_.result(summaryLine(result));
+    if (!arguments_.json && work_.showsLayers) console_.result(summaryLine(result));
     return status;
 }
 
@@ -229,7 +229,7 @@ ExitStatus LayerCommand::runInTransaction(GdalWorkspace& workspace, const LayerI
     if (!transaction) transaction.emplace(workspace);
     try {
         const ExitStatus status = runRows(workspace, featureClass, selection, result);
-        if (status == ExitStatus::Good) transaction->commit();
+        if (status == ExitStatus::Good && work_.access == embedded_host::Access::Update) transaction->commit();
         return status;
     } catch (const HostError& e) {
         // A file that cannot be written is unusable; a server that ends a run in its middle has failed that run.
@@ -246,7 +246,8 @@ ExitStatus LayerCommand::runRows(GdalWorkspace& workspace, IFeatureClass* featur
     monitor.onProgress = [this](std::int64_t rows) { console_.progress().rows(rows); };
     monitor.onRow = work_.onRow;
     const Watch watch(workspace, monitor);
-    const bool succeeded = callLibrary(featureClass, selection, result);
+    const bool succeeded =
+        callLibrary({document_, featureClass, selection, collectInto(result.messages), monitor, result});
     if (result.messages.isIncomplete()) throw std::bad_alloc();
     result.rows = monitor.rows;
     result.unreadable = std::move(monitor.unreadable);
@@ -263,10 +264,10 @@ ExitStatus LayerCommand::runRows(GdalWorkspace& workspace, IFeatureClass* featur
     return ExitStatus::Good;
 }
 
-bool LayerCommand::callLibrary(IFeatureClass* featureClass, ISelectionSet* selection, LayerResult& result) {
+bool LayerCommand::callLibrary(const LayerRun& run) const {
     std::string text;
     try {
-        return work_.run(document_.manager, featureClass, selection, collectInto(result.messages));
+        return work_.run(run);
     } catch (const CAtlException& e) {
         if (e.m_hr == E_OUTOFMEMORY) throw;
         text = describe(e);
@@ -275,7 +276,7 @@ bool LayerCommand::callLibrary(IFeatureClass* featureClass, ISelectionSet* selec
     } catch (const std::exception& e) {
         text = e.what();
     }
-    result.messages.add(MessageKind::Error, text);
+    run.result.messages.add(MessageKind::Error, text);
     return false;
 }
 

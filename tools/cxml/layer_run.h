@@ -4,9 +4,9 @@
 #include "configurations.h"
 #include "exit_status.h"
 #include "host/geodatabase/gdal_workspace.h"
+#include "report.h"
 #include "services.h"
 #include "subtype_fields.h"
-#include "symbology/symbology_manager.h"
 
 #include <functional>
 #include <optional>
@@ -26,8 +26,19 @@ struct LayerArguments {
     ServiceOptions services;
 };
 
+/// The run of one layer.
+struct LayerRun {
+    const Document& document;
+    IFeatureClass* featureClass;
+    ISelectionSet* selection;  // null: all rows
+    IGPMessages* messages;
+    const embedded_host::RunMonitor& monitor;
+    LayerResult& result;
+};
+
 /// What a command does with a layer. Functions may throw embedded_host::HostError.
 struct LayerWork {
+    embedded_host::Access access = embedded_host::Access::Update;
     SubtypeFields subtypeFields;
     /// Before the first run, for each layer that the document configures and that will run; may be empty.
     std::function<void(embedded_host::GdalWorkspace&, const std::string& layer,
@@ -36,12 +47,19 @@ struct LayerWork {
     /// Which rows; may be empty or give null: all rows.
     std::function<CComPtr<ISelectionSet>(embedded_host::GdalWorkspace&, const std::string& layer)> select;
     /// The run itself; false when it failed. Exceptions of the library may leave it.
-    std::function<bool(SymbologyManager&, IFeatureClass*, ISelectionSet*, IGPMessages*)> run;
+    std::function<bool(const LayerRun&)> run;
     /// With each row before the run gets it; what it puts is written with the row. May be empty.
     std::function<void(IRow*)> onRow;
     /// After a run over some rows that returned true: why it has failed all the same, else the empty text. May be
     /// empty.
     std::function<std::string(embedded_host::GdalWorkspace&, const std::string& layer)> whyFailed;
+    /// The status of a command whose document did not load.
+    ExitStatus notLoaded = ExitStatus::Failed;
+    /// Whether a line for each layer is shown when its run has ended.
+    bool showsLayers = true;
+    /// What the command shows at the end, and the status that this makes of the runs' own; empty: the JSON of runs,
+    /// where it is asked for.
+    std::function<ExitStatus(Console&, const Document&, const std::vector<LayerResult>&, ExitStatus)> report;
 };
 
 /// Loads the document, opens the dataset, runs the work over the layers and reports. Layers are independent: one that

@@ -58,6 +58,8 @@ ExitStatus run(int argc, char** argv) {
     cxml::addImport(app, command);
     cxml::addSymbolize(app, command);
     cxml::addReset(app, command);
+    cxml::addExplain(app, command);
+    cxml::addLedger(app, command);
     cxml::addCheck(app, command);
     try {
         parse(app, argc, argv);
@@ -68,7 +70,7 @@ ExitStatus run(int argc, char** argv) {
         return complain(fmt::format("{} (see 'cxml --help')", cxml::oneLine(e.what())), ExitStatus::Unusable);
     }
     if (!command)
-        return complain("a command is missing: import, symbolize, reset or check (see 'cxml --help')",
+        return complain("a command is missing: import, symbolize, explain, ledger, reset or check (see 'cxml --help')",
                         ExitStatus::Unusable);
     cxml::installSignalHandlers();
     return command();

@@ -55,6 +55,7 @@ private:
 
 void MessageLog::add(MessageKind kind, std::string_view text) {
     ++total_;
+    const Origin origin = originOf ? originOf(text) : Origin{};
     auto known = index_.find(text);
     if (known == index_.end()) {
         console_.message(source_, text);
@@ -63,7 +64,7 @@ void MessageLog::add(MessageKind kind, std::string_view text) {
         texts_.push_back({std::string(text), 0});
     }
     ++texts_[known->second].count;
-    if (keep_ == Keep::All) entries_.push_back({known->second, kind});
+    if (keep_ == Keep::All) entries_.push_back({known->second, kind, origin});
 }
 
 CComPtr<IGPMessages> collectInto(MessageLog& log) {

@@ -5,6 +5,8 @@
 #include "symbology/host_interfaces.h"
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -27,9 +29,15 @@ public:
         std::string text;
         std::uint64_t count;
     };
+    /// Whose a message is: the row that the run is at, and the line of the document that is responsible.
+    struct Origin {
+        std::optional<ObjectId> row;
+        LONG line = 0;  // 0 when none is
+    };
     struct Entry {
         std::uint32_t text;  // index into texts()
         MessageKind kind;
+        Origin origin;
     };
 
     /// \param source what the texts are about, shown before each.
@@ -37,6 +45,9 @@ public:
         : console_(console), source_(std::move(source)), keep_(keep) {}
 
     void add(MessageKind kind, std::string_view text);
+
+    /// Asked with each message, while it is set.
+    std::function<Origin(std::string_view text)> originOf;
 
     /// To be told of a text that found no memory.
     void lose() noexcept { incomplete_ = true; }

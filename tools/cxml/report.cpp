@@ -42,6 +42,18 @@ std::string rowsWith(const RowList& list, std::string_view what) {
     return text;
 }
 
+// What is not zero of the ledger: "; 20 rule, 3 default".
+std::string endsOf(const Ledger& ledger) {
+    std::string text;
+    for (std::size_t end = 0; end < rowEndNames.size(); ++end)
+        if (const std::int64_t rows = ledger.count(static_cast<RowEnd>(end)); rows != 0)
+            text += fmt::format("{}{} {}", text.empty() ? "; " : ", ", rows, rowEndNames[end]);
+    std::int64_t questions = 0;
+    for (const auto& [line, question] : ledger.unanswered()) questions += question->rows.rows;
+    if (questions != 0) text += fmt::format("; {} not answered", plural(questions, "question"));
+    return text;
+}
+
 void writeJson(std::ostream& out, std::string_view member, const RowList& list) {
     if (list.rows == 0) return;
     out << fmt::format(R"(, "{}": {{"rows": {}, "ids": [{}]}})", member, list.rows, rowIds(list, ", "));
@@ -60,7 +72,10 @@ void writeMessages(std::ostream& out, const MessageLog& messages) {
     const char* separator = "";
     for (const MessageLog::Entry& entry : messages.entries()) {
         const char* kind = entry.kind == MessageKind::Error ? "error" : "message";
-        out << separator << R"({"kind": ")" << kind << R"(", "text": )" << texts[entry.text] << '}';
+        out << separator << R"({"kind": ")" << kind << R"(", "text": )" << texts[entry.text];
+        if (entry.origin.row) out << R"(, "row": )" << *entry.origin.row;
+        if (entry.origin.line != 0) out << R"(, "line": )" << entry.origin.line;
+        out << '}';
         separator = ", ";
     }
     out << ']';
@@ -71,6 +86,14 @@ void writeJson(std::ostream& out, const LayerResult& result) {
         << ", \"rows\": " << result.rows << ", \"changed\": " << result.changed;
     writeJson(out, "unreadable", result.unreadable);
     writeJson(out, "refused", result.refused);
+    if (result.ledger) {
+        const char* separator = R"(, "ends": {)";
+        for (std::size_t end = 0; end < rowEndNames.size(); ++end) {
+            out << separator << '"' << rowEndNames[end] << "\": " << result.ledger->count(static_cast<RowEnd>(end));
+            separator = ", ";
+        }
+        out << '}';
+    }
     out << ", \"messages\": ";
     writeMessages(out, result.messages);
     out << '}';
@@ -84,6 +107,8 @@ std::string summaryLine(const LayerResult& result) {
         line += "; interrupted, rolled back";
     else if (!result.succeeded)
         line += "; failed, rolled back";
+    else if (result.ledger)
+        line += endsOf(*result.ledger);
     line += rowsWith(result.unreadable, "a value that cannot be read");
     line += rowsWith(result.refused, "a value that its field does not take");
     return line + repeatedTexts(result.messages);

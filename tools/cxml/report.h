@@ -3,8 +3,10 @@
 
 #include "document.h"
 #include "host/geodatabase/gdal_workspace.h"
+#include "tools/workbench/ledger.h"
 
 #include <cstdint>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -22,6 +24,7 @@ struct LayerResult {
     embedded_host::RowList unreadable{};
     embedded_host::RowList refused{};
     MessageLog messages;
+    std::unique_ptr<Ledger> ledger{};  // null where none is kept
 };
 
 /// "BOYLAT: 12 rows, 3 changed", what went wrong, and the count of every text that came more than once.

@@ -1,6 +1,7 @@
 // cxml reset: clears what symbolize wrote.
 #include "commands.h"
 #include "layer_options.h"
+#include "symbolize/runs.h"
 
 #include <memory>
 #include <new>
@@ -56,11 +57,12 @@ ExitStatus reset(const Arguments& arguments) {
     LayerWork work;
     PlacementReset placement;
     if (arguments.placement) work.onRow = [&](IRow* row) { placement.clear(row); };
-    work.run = [&](SymbologyManager& manager, IFeatureClass* featureClass, ISelectionSet* /*selection*/,
-                   IGPMessages* /*messages*/) {
-        if (arguments.placement) placement.begin(featureClass);
-        if (!manager.resetReps(featureClass)) return false;
-        if (arguments.placement) placement.finish(featureClass);
+    work.run = [&](const LayerRun& run) {
+        if (arguments.placement) placement.begin(run.featureClass);
+        CComBSTR name;
+        ConditionalXml::upperAliasName(run.featureClass, name);
+        if (!ConditionalXml::resetFeatureClass(*run.document.map, name, run.featureClass)) return false;
+        if (arguments.placement) placement.finish(run.featureClass);
         return true;
     };
     return runLayers(arguments, work);

@@ -1,11 +1,12 @@
 // cxml symbolize: decides the symbols of a dataset's rows and writes them.
 #include "commands.h"
 #include "layer_options.h"
-#include "object_ids.h"
+#include "ledger_report.h"
+#include "observed_run.h"
 #include "watched_process.h"
 
+#include <iostream>
 #include <memory>
-#include <stdexcept>
 
 namespace cxml {
 namespace {
@@ -15,11 +16,10 @@ using embedded_host::FieldRequest;
 using embedded_host::GdalWorkspace;
 
 struct Arguments : LayerArguments {
-    std::optional<std::string> where;
-    std::optional<std::string> ids;
-    std::vector<std::string> subtypeOptions;
-    SubtypeFields subtypeFields;
+    RowArguments rows;
     bool addFields = false;
+    bool strict = false;
+    LedgerFiles files;
 };
 
 void addTargetFields(GdalWorkspace& workspace, const std::string& layer,
@@ -32,23 +32,21 @@ void addTargetFields(GdalWorkspace& workspace, const std::string& layer,
     workspace.addFields(layer, fields);
 }
 
-ExitStatus symbolize(const Arguments& arguments) {
+ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
     goOnWatched();  // expressions run in this process, and may end it
-    LayerWork work;
-    work.subtypeFields = arguments.subtypeFields;
     if (arguments.addFields) work.prepare = addTargetFields;
-    if (arguments.where || arguments.ids) {
-        const auto ids = arguments.ids ? parseObjectIds(*arguments.ids) : std::nullopt;
-        work.select = [&arguments, ids](GdalWorkspace& workspace, const std::string& layer) {
-            return workspace.select(layer, arguments.where, ids);
-        };
-    }
-    work.run = [](SymbologyManager& manager, IFeatureClass* featureClass, ISelectionSet* selection,
-                  IGPMessages* messages) { return manager.symbolize(featureClass, selection, messages); };
+    work.run = [](const LayerRun& run) { return runWithLedger(run); };
     work.whyFailed = [](GdalWorkspace& workspace, const std::string& layer) -> std::string {
         // The library has said so for each row, which alone is no failure of a run.
         if (workspace.fieldType(layer, "SYMBOL_C")) return {};
         return "no row has got a symbol: the layer has no field SYMBOL_C, which --add-fields adds";
+    };
+    work.report = [&](Console& console, const Document& document, const std::vector<LayerResult>& results,
+                      ExitStatus status) {
+        if (arguments.json) writeJson(std::cout, document, results);
+        status = graver(status, arguments.files.write(console, document, results));
+        return arguments.strict && status == ExitStatus::Good && !isFlawless(document, results) ? ExitStatus::Failed
+                                                                                                : status;
     };
     return runLayers(arguments, work);
 }
@@ -59,28 +57,15 @@ void addSymbolize(CLI::App& app, Command& chosen) {
     CLI::App* command = app.add_subcommand("symbolize", "Write the symbols that a document decides into a dataset");
     const auto arguments = std::make_shared<Arguments>();
     addLayerOptions(*command, *arguments);
-    command->add_option("--where", arguments->where, "only rows that satisfy this condition")
-        ->type_name("SQL")
-        // An empty variable of a script must not mean every row.
-        ->check([](const std::string& text) -> std::string {
-            return text.find_first_not_of(" \t\r\n") == std::string::npos ? "a condition is missing" : "";
-        });
-    command->add_option("--fids", arguments->ids, "only rows with these ids")
-        ->type_name("N,N,...")
-        ->check([](const std::string& text) { return whyNotObjectIds(text); });
-    command
-        ->add_option("--subtype-field", arguments->subtypeOptions,
-                     "the field that holds the subtype of a row, of one layer or of all that have it; may be repeated")
-        ->type_name("[LAYER=]FIELD")
-        ->allow_extra_args(false);
+    addRowOptions(*command, arguments->rows);
     command->add_flag("--add-fields", arguments->addFields, "first add the fields that are written and missing");
+    command->add_flag("--strict", arguments->strict,
+                      "status 1 for any message, failed row or query that could not be asked");
+    addLedgerFiles(*command, arguments->files);
     command->callback([&chosen, arguments] {
-        try {
-            arguments->subtypeFields = readSubtypeFields(arguments->subtypeOptions);
-        } catch (const std::invalid_argument& error) {
-            throw CLI::ValidationError("--subtype-field", error.what());
-        }
-        chosen = [arguments] { return symbolize(*arguments); };
+        LayerWork work;
+        limitTo(arguments->rows, work);
+        chosen = [arguments, work] { return symbolize(*arguments, work); };
     });
 }
 

@@ -36,6 +36,7 @@ public:
     /// What begins the texts of failures.
     const std::string& name() const noexcept { return name_; }
     Access access() const noexcept { return access_; }
+    bool isRehearsal() const noexcept { return access_ == Access::Rehearse; }
     virtual WorkspaceType type() const noexcept = 0;
     /// Null where there is no server.
     virtual DatabaseServer* server() noexcept { return nullptr; }

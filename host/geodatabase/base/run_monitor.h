@@ -29,6 +29,7 @@ struct RowList {
 /// host (a row that could not be written back, a read error in mid-run); they are kept here so that nothing is lost.
 struct RunMonitor {
     std::int64_t rows = 0;     // rows that cursors gave
+    ObjectId row = 0;          // the last of them
     std::int64_t changed = 0;  // rows that were written back
     std::string failure;       // the first read or write that failed, with GDAL's words; empty when none did
     RowList unreadable;        // rows with a value that was asked for and is not of its field's type

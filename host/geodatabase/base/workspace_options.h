@@ -6,7 +6,9 @@
 
 namespace embedded_host {
 
-enum class Access { Read, Update };
+/// With Rehearse a run goes as it would: cursors open and rows take values and count as changed, and nothing of it
+/// reaches the dataset, which is opened for reading. Its transactions hold one state of the dataset for the run.
+enum class Access { Read, Rehearse, Update };
 
 struct WorkspaceOptions {
     // Seconds to wait for what someone else has locked, all waits together; on a server each, and 0 is for ever.

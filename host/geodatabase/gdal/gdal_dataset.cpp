@@ -42,7 +42,7 @@ GdalDataset::GdalDataset(const std::string& name, Access access, const Workspace
       description_(*this, *gdal_, connectionOf(*gdal_)) {
     if (sqlite3* const handle = connectionOf(*gdal_))
         connection_.emplace(handle, clauseGuard_, lockWait_, options.stop);
-    if (access == Access::Read) return;
+    if (access != Access::Update) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
     if (!connection_)
         failToOpen(name, access,
@@ -105,18 +105,23 @@ std::shared_ptr<Table> GdalDataset::makeTable(OGRLayer& layer) {
 }
 
 void GdalDataset::checkWritable() const {
-    if (access() == Access::Read) throw StatusError(E_ACCESSDENIED, name() + ": the dataset is open for reading only");
+    if (access() != Access::Update)
+        throw StatusError(E_ACCESSDENIED, name() + ": the dataset is open for reading only");
     if (connection_ && connection_->transactionLost())
         throw HostError(name() + ": an earlier failure ended the transaction; nothing more is written");
 }
 
 void GdalDataset::begin() {
-    checkWritable();
+    if (!isRehearsal()) checkWritable();
+    if (!connection_) return;  // a file without transactions, which is only read
     if (connection_->inTransaction()) throw HostError(name() + ": a transaction is open already");
     try {
-        connection_->begin();
+        if (isRehearsal())
+            connection_->beginReading();
+        else
+            connection_->begin();
     } catch (const HostError& error) {
-        throw HostError(name() + ": cannot be written: " + error.what());
+        throw HostError(name() + (isRehearsal() ? ": cannot be read: " : ": cannot be written: ") + error.what());
     }
 }
 

@@ -50,9 +50,10 @@ Row& Cursor::rowToFill() {
     return *row_;
 }
 
-void Cursor::countRow() {
+void Cursor::countRow(ObjectId id) {
     RunMonitor* monitor = source_->monitor;
     if (!monitor) return;
+    monitor->row = id;
     ++monitor->rows;
     if (monitor->rows % rowsPerProgress == 0 && monitor->onProgress) monitor->onProgress(monitor->rows);
 }
@@ -63,10 +64,10 @@ HRESULT Cursor::NextRow(IRow** row) {
     return atBoundary([&] {
         if (atEnd_) return S_FALSE;
         checkStop();
+        ObjectId id = 0;
         try {
             readMissedColumns();
             Row& next = rowToFill();
-            ObjectId id = 0;
             atEnd_ = !reader_->next(id, next.startFilling());
             if (atEnd_) return S_FALSE;
             next.finishFilling(id);
@@ -76,7 +77,7 @@ HRESULT Cursor::NextRow(IRow** row) {
             atEnd_ = true;
             throw;
         }
-        countRow();
+        countRow(id);
         row_->AddRef();
         *row = row_;
         return S_OK;

@@ -25,7 +25,7 @@ private:
     void checkStop() const;
     void readMissedColumns();
     Row& rowToFill();
-    void countRow();
+    void countRow(ObjectId id);
     void note(const std::exception& failure);
 
     std::shared_ptr<RowSource> source_;

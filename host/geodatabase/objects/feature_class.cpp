@@ -50,7 +50,7 @@ std::shared_ptr<RowSource> FeatureClass::rowSource() {
 }
 
 CComPtr<ICursor> FeatureClass::openCursor(IQueryFilter* filter, bool recycling, SharedIds ids) {
-    table_->dataset().checkWritable();
+    if (!table_->dataset().isRehearsal()) table_->dataset().checkWritable();
     const std::shared_ptr<RowSource> source = rowSource();
     source->monitor = table_->dataset().monitor;
     FilterContent content = readFilter(*source->schema, filter);

@@ -89,7 +89,7 @@ PgStatement PgDataset::settingsOf(const PgSettings& settings, const WorkspaceOpt
         "true), "
         "set_config('jit', 'off', true)",  // no statement of a run is long enough to be worth compiling
         {textParameter(lockTimeoutOf(options))}};
-    if (access() == Access::Read) statement.sql += ", set_config('transaction_read_only', 'on', true)";
+    if (access() != Access::Update) statement.sql += ", set_config('transaction_read_only', 'on', true)";
     // So that a statement ends soon when nobody waits for it any more. Servers on other systems cannot tell.
     constexpr int firstThatLooks = 140000;
     if (connection_.serverVersion() >= firstThatLooks)
@@ -279,12 +279,13 @@ void PgDataset::addFields(Table& table, const std::vector<FieldRequest>& request
 }
 
 void PgDataset::checkWritable() const {
-    if (access() == Access::Read) throw StatusError(E_ACCESSDENIED, name() + ": the dataset is open for reading only");
+    if (access() != Access::Update)
+        throw StatusError(E_ACCESSDENIED, name() + ": the dataset is open for reading only");
     checkRun();
 }
 
 void PgDataset::begin() {
-    checkWritable();
+    if (!isRehearsal()) checkWritable();
     if (inTransaction_) throw HostError(name() + ": a transaction is open already");
     try {
         connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning

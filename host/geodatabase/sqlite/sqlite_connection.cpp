@@ -83,6 +83,13 @@ void SqliteConnection::begin() {
     }
 }
 
+void SqliteConnection::beginReading() {
+    SqliteStatement(handle_, "BEGIN").step();
+    inTransaction_ = true;
+    ++transactions_;
+    changedTables_.clear();
+}
+
 void SqliteConnection::commit() {
     SqliteStatement(handle_, "COMMIT").step();
     inTransaction_ = false;

@@ -41,6 +41,8 @@ public:
     /// Takes the write lock before anything is read: what has been read already is no longer waited for.
     /// \throws HostError with SQLite's words; there is no transaction then.
     void begin();
+    /// Begins a transaction that only reads: it sees one state of the file. \throws HostError with SQLite's words
+    void beginReading();
     /// Writes what has changed. \throws HostError; the transaction is open then.
     void commit();
     /// Never throws. Does nothing outside a transaction.

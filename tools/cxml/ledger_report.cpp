@@ -1,0 +1,150 @@
+#include "ledger_report.h"
+
+#include "json_head.h"
+#include "output_file.h"
+#include "tools/text/text.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace cxml {
+namespace {
+
+using embedded_host::RowList;
+using nlohmann::ordered_json;
+
+const char* outcomeName(Ledger::QueryRule::Outcome outcome) {
+    using Outcome = Ledger::QueryRule::Outcome;
+    switch (outcome) {
+        case Outcome::NoFilter:
+            return "no filter";
+        case Outcome::NoTable:
+            return "no table";
+        case Outcome::Refused:
+            return "refused";
+        default:
+            return "answered";
+    }
+}
+
+std::string shownRows(const RowList& rows) {
+    constexpr std::size_t shown = 5;
+    const auto count = std::min(shown, rows.ids.size());
+    std::string text =
+        fmt::format("fid {}", fmt::join(rows.ids.begin(), rows.ids.begin() + static_cast<std::ptrdiff_t>(count), " "));
+    if (rows.rows > static_cast<std::int64_t>(count)) text += fmt::format(" ... ({})", rows.rows);
+    return text;
+}
+
+void writeLayer(std::ostream& out, const LayerResult& result, std::size_t width) {
+    const Ledger& ledger = *result.ledger;
+    out << fmt::format("{:<{}} {:>8}", oneLine(result.layer), width, ledger.rows());
+    for (std::size_t end = 0; end < rowEndNames.size(); ++end)
+        out << fmt::format(" {:>8}", ledger.count(static_cast<RowEnd>(end)));
+    out << fmt::format(" {:>8}\n", ledger.messageCount());
+}
+
+void writeDetails(std::ostream& out, const Document& document, const LayerResult& result) {
+    const Ledger& ledger = *result.ledger;
+    const std::string layer = oneLine(result.layer);
+    for (const auto& [condition, rows] : ledger.decided())
+        out << fmt::format("{}  {}:{}  {}  {} row{}{}\n", layer, oneLine(document.path),
+                           document.places.lineOf(*condition), oneLine(toUtf8(condition->rulename)), rows->rows,
+                           rows->rows == 1 ? "" : "s", document.places.isFallback(*condition) ? " (default)" : "");
+    for (const RowEnd end : {RowEnd::Kept, RowEnd::None, RowEnd::Failed})
+        if (const RowList& rows = ledger.of(end); rows.rows != 0)
+            out << fmt::format("{}  {}: {}\n", layer, rowEndNames[static_cast<std::size_t>(end)], shownRows(rows));
+    for (const auto& [line, question] : ledger.unanswered())
+        out << fmt::format("{}  {}:{}  not answered ({}): {}  {}\n", layer, oneLine(document.path), line,
+                           outcomeName(question->outcome), oneLine(question->clause), shownRows(question->rows));
+    for (const Ledger::Message& message : ledger.messages())
+        out << fmt::format("{}  {}{}  {}\n", layer,
+                           message.line == 0 ? "" : fmt::format("{}:{}  ", oneLine(document.path), message.line),
+                           oneLine(message.text), shownRows(message.rows));
+}
+
+ordered_json layerJson(const Document& document, const LayerResult& result) {
+    const Ledger& ledger = *result.ledger;
+    ordered_json layer{{"layer", result.layer}, {"rows", ledger.rows()}};
+    for (std::size_t end = 0; end < rowEndNames.size(); ++end)
+        layer["ends"][rowEndNames[end]] = ledger.count(static_cast<RowEnd>(end));
+    for (const RowEnd end : {RowEnd::Kept, RowEnd::None, RowEnd::Failed})
+        if (ledger.count(end) != 0) layer["samples"][rowEndNames[static_cast<std::size_t>(end)]] = ledger.of(end).ids;
+    layer["writes"] = ordered_json::object();
+    for (const auto& [field, count] : ledger.writes()) layer["writes"][field] = count;
+    layer["decided"] = ordered_json::array();
+    for (const auto& [condition, rows] : ledger.decided())
+        layer["decided"].push_back({{"line", document.places.lineOf(*condition)},
+                                    {"address", document.places.addressOf(*condition)},
+                                    {"symbol", toUtf8(condition->rulename)},
+                                    {"fallback", document.places.isFallback(*condition)},
+                                    {"rows", rows->rows},
+                                    {"sample", rows->ids}});
+    layer["questions"] = ordered_json::array();
+    for (const auto& [line, question] : ledger.unanswered())
+        layer["questions"].push_back({{"line", line},
+                                      {"outcome", outcomeName(question->outcome)},
+                                      {"clause", question->clause},
+                                      {"rows", question->rows.rows},
+                                      {"sample", question->rows.ids}});
+    layer["messages"] = ordered_json::array();
+    for (const Ledger::Message& message : ledger.messages())
+        layer["messages"].push_back({{"text", message.text},
+                                     {"line", message.line},
+                                     {"rows", message.rows.rows},
+                                     {"sample", message.rows.ids}});
+    return layer;
+}
+
+}  // namespace
+
+void writeLedgers(std::ostream& out, const Document& document, const std::vector<LayerResult>& results) {
+    std::size_t width = 5;
+    for (const LayerResult& result : results) width = std::max(width, oneLine(result.layer).size());
+    out << fmt::format("{:<{}} {:>8}", "layer", width, "rows");
+    for (const char* name : rowEndNames) out << fmt::format(" {:>8}", name);
+    out << " messages\n";
+    std::int64_t rows = 0;
+    for (const LayerResult& result : results) {
+        if (!result.ledger) continue;
+        writeLayer(out, result, width);
+        rows += result.ledger->rows();
+    }
+    out << fmt::format("{} layer{}, {} row{}\n", results.size(), results.size() == 1 ? "" : "s", rows,
+                       rows == 1 ? "" : "s");
+    for (const LayerResult& result : results)
+        if (result.ledger) writeDetails(out, document, result);
+}
+
+ordered_json ledgersJson(const Document& document, const std::vector<LayerResult>& results) {
+    ordered_json all{{"layers", ordered_json::array()}};
+    std::int64_t rows = 0;
+    std::int64_t accounted = 0;
+    for (const LayerResult& result : results) {
+        if (!result.ledger) continue;
+        all["layers"].push_back(layerJson(document, result));
+        rows += result.rows;
+        for (std::size_t end = 0; end < rowEndNames.size(); ++end)
+            accounted += result.ledger->count(static_cast<RowEnd>(end));
+    }
+    all["rows"] = rows;
+    all["accounted"] = accounted;
+    return all;
+}
+
+ExitStatus LedgerFiles::write(Console& console, const Document& document,
+                              const std::vector<LayerResult>& results) const {
+    if (!ledger) return ExitStatus::Good;
+    ordered_json object = jsonHead("ledger", document);
+    object.update(ledgersJson(document, results));
+    return writeOutput(console, *ledger, dumped(object) + '\n', overwrite);
+}
+
+void addLedgerFiles(CLI::App& command, LedgerFiles& files) {
+    command.add_option("--ledger", files.ledger, "write how each row ended, as JSON")->type_name("FILE");
+    command.add_flag("--overwrite", files.overwrite, "files that are there may be written anew");
+}
+
+}  // namespace cxml

@@ -1,0 +1,28 @@
+// What is shown of ledgers: tables for people, an object for programs.
+#pragma once
+
+#include "layer_run.h"
+
+#include <nlohmann/json_fwd.hpp>
+#include <ostream>
+
+namespace cxml {
+
+/// One line for each layer, what decided, and what was said; see docs/workbench.md.
+void writeLedgers(std::ostream& out, const Document& document, const std::vector<LayerResult>& results);
+
+/// {"layers": [...], "rows": N, "accounted": N}
+nlohmann::ordered_json ledgersJson(const Document& document, const std::vector<LayerResult>& results);
+
+/// Files beside the output.
+struct LedgerFiles {
+    std::optional<std::string> ledger;
+    bool overwrite = false;
+
+    /// \return what the files make of the status: Unusable when one cannot be written, which is said.
+    ExitStatus write(Console& console, const Document& document, const std::vector<LayerResult>& results) const;
+};
+
+void addLedgerFiles(CLI::App& command, LedgerFiles& files);
+
+}  // namespace cxml
