@@ -17,15 +17,18 @@ void Condition::addArgument(CComBSTR name, bool isList, bool isQualified) {
 }
 
 bool Condition::evaluate(RowValueMap& rowValues, BSTR& ruleName, const Condition*& matched, IGPMessages* messages) {
-    EvaluationObserver* const observer = featureClassRule->observer;
-    if (observer) observer->beginCondition(*this);
+    Evaluation& evaluation = featureClassRule->evaluation;
+    EvaluationObserver* const walker = evaluation.walker;
+    if (walker) walker->beginCondition(*this);
     const Condition* candidate = this;
     for (const std::shared_ptr<Rule>& rule : rules) {
-        if (observer) observer->beginRule(*rule, rowValues);
+        evaluation.rule = rule.get();
+        if (walker) walker->beginRule(*rule, rowValues);
         const bool answer = rule->evaluate(rowValues, messages);
-        if (observer) observer->endRule(*rule, rowValues, answer);
+        if (walker || (evaluation.observer && rule->ruleType == 'Q'))
+            evaluation.observer->endRule(*rule, rowValues, answer);
         if (!answer) {
-            if (observer) observer->endCondition(*this, false);
+            if (walker) walker->endCondition(*this, false);
             return false;
         }
         for (const std::shared_ptr<Condition>& nested : rule->nestedConditions)
@@ -34,7 +37,7 @@ bool Condition::evaluate(RowValueMap& rowValues, BSTR& ruleName, const Condition
     matched = candidate;
     if (rulename.Length() != 0) ruleName = rulename;
     if (callsExpression()) generate(rowValues);
-    if (observer) observer->endCondition(*this, true);
+    if (walker) walker->endCondition(*this, true);
     return true;
 }
 

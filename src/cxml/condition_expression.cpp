@@ -30,8 +30,10 @@ void Condition::compileExpression() try {
 
 bool Condition::generate(const RowValueMap& rowValues) try {
     if (!compiledExpression) return false;
-    EvaluationObserver* const observer = featureClassRule->observer;
-    if (observer) observer->beginGenerate(*this, rowValues);
+    Evaluation& evaluation = featureClassRule->evaluation;
+    evaluation.rule = nullptr;
+    evaluation.condition = this;
+    if (evaluation.walker) evaluation.walker->beginGenerate(*this, rowValues);
     arguments_.clear();
     for (std::size_t i = 0; i < generateArguments.size(); ++i)
         arguments_.push_back({rowValues.values(argumentSlots_[i]), generateArguments[i].second});
@@ -42,7 +44,7 @@ bool Condition::generate(const RowValueMap& rowValues) try {
     if (outcome == Expression::Outcome::NotText) refuse("Unexpected return type from python function:\n");
     if (outcome == Expression::Outcome::NotCopied)
         refuse("Failed to convert return value to unicode string from python function:\n");
-    if (observer) observer->endGenerate(*this, outcome);
+    if (evaluation.walker) evaluation.walker->endGenerate(*this, outcome);
     return outcome == Expression::Outcome::Accepted;
 } catch (const PythonError& error) {
     reportPythonError(error);
@@ -74,7 +76,7 @@ void Condition::writeGenerated() const {
     }
     const HRESULT status = checked(row->put_Value(position, value));
     featureClassRule->changed = true;
-    if (EvaluationObserver* const observer = featureClassRule->observer)
+    if (EvaluationObserver* const observer = featureClassRule->evaluation.observer)
         observer->onPut(view(field), current, value, status);
 }
 

@@ -20,14 +20,13 @@ struct RowDecision {
 /// the run depends on it, and nothing that it is given may be changed. What it throws ends the row as an error of its
 /// own would.
 ///
-/// How much there is to tell of what is asked depends on the run: with remembered answers only of conditions that are
-/// evaluated for the row; a run that evaluates everything tells of every condition and rule. What is decided and
-/// put is told either way.
+/// A run that remembers answers tells what is decided and put, and of each query what became of it; a run that
+/// evaluates everything tells of every condition and rule. What either is at stands in the class's `evaluation`.
 class EvaluationObserver {
 public:
     virtual ~EvaluationObserver() = default;
 
-    virtual void beginRow(IRow* /*row*/) {}
+    virtual void beginRow(IRow* /*row*/, const FeatureClassRule& /*rule*/) {}
     /// Before the message about a field that the document uses and the row does not have.
     virtual void onMissingField(const FeatureClassRule& /*rule*/, WideView /*name*/) {}
     /// Not when a value of the row, its subtype or "SYMBOL_C" could not be had: nothing is decided then.
@@ -43,7 +42,7 @@ public:
     virtual void beginCondition(const Condition& /*condition*/) {}
     /// \param values of the row, with what was fetched for it so far.
     virtual void beginRule(const Rule& /*rule*/, const RowValueMap& /*values*/) {}
-    /// \param values with what the rule fetched. Its operands are what the value was compared with.
+    /// Of queries always. \param values with what the rule fetched. Its operands are what the value was compared with.
     virtual void endRule(const Rule& /*rule*/, const RowValueMap& /*values*/, bool /*answer*/) {}
     /// Before what the call accepts is put into the row.
     virtual void beginGenerate(const Condition& /*condition*/, const RowValueMap& /*values*/) {}

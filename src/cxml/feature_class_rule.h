@@ -13,6 +13,15 @@ namespace ConditionalXml {
 class CXTableManager;
 class EvaluationObserver;
 
+/// Who watches a run, and what it is at.
+struct Evaluation {
+    EvaluationObserver* observer = nullptr;  // not owned; may be null
+    EvaluationObserver* walker = nullptr;    // the same, when it is told of every condition and rule
+    // What is being evaluated for the row: the rule that was asked last, or the condition that calls "Generate".
+    const Rule* rule = nullptr;
+    const Condition* condition = nullptr;
+};
+
 /// The conditions of one feature class, for rows of any subtype and per subtype, and the fields that they need. What
 /// rules and expressions ask of the row that is being symbolized is here for them while a run goes on.
 class FeatureClassRule {
@@ -42,7 +51,7 @@ public:
     std::map<CComBSTR, LONGLONG, BstrLess> knownFields;
     std::map<CComBSTR, LONGLONG, BstrLess> additionalFieldValues;
     bool enabled = true;
-    EvaluationObserver* observer = nullptr;  // of the run, not owned; may be null
+    Evaluation evaluation;
 
     /// Numbers of the names that the rules of this class use; shared with the values of its rows.
     std::shared_ptr<FieldNames> fieldNames;

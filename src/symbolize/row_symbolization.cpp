@@ -17,16 +17,17 @@ RowSymbolization::RowSymbolization(FeatureClassRule& rule, Answers answers, Eval
         collectNames(rule_.defaultConditions);
         for (const auto& [code, conditions] : rule_.subtypeConditions) collectNames(conditions);
     }
-    rule_.observer = observer_;
+    rule_.evaluation = {observer_, answers_ == Answers::Evaluated ? observer_ : nullptr, nullptr, nullptr};
 }
 
 RowSymbolization::~RowSymbolization() {
-    rule_.observer = nullptr;
+    rule_.evaluation = {};
     rule_.tableManager->reset();
     rule_.currentRow = nullptr;
 }
 
 bool RowSymbolization::symbolize(IRow* row, LONG subtypeField, IGPMessages* messages) {
+    if (observer_) observer_->beginRow(row, rule_);
     rule_.currentRow = row;
     rule_.changed = false;
     rule_.tableManager->attach(row);
@@ -40,6 +41,8 @@ bool RowSymbolization::symbolize(IRow* row, LONG subtypeField, IGPMessages* mess
     const Selection selection = selectConditions(row, subtypeField);
     if (!selection.list) return false;
     const Decision decision = decide(*selection.list, messages);
+    rule_.evaluation.rule = nullptr;
+    rule_.evaluation.condition = nullptr;
     if (observer_) tell(selection, decision);
     writeSymbol(row, decision.ruleName);
     if (decision.matched && decision.matched->hasPlacement) writePlacements(row, *decision.matched);
@@ -81,6 +84,7 @@ RowSymbolization::Decision RowSymbolization::decide(const ConditionList& conditi
         } catch (const std::exception& e) {
             addMessage(messages, e.what());
             if (observer_) observer_->onError(condition, e.what());
+            rule_.evaluation.rule = nullptr;
         }
     };
     const ConditionMemory* const memory =

@@ -67,7 +67,6 @@ void symbolizeRows(RowSymbolization& rows, ICursor* cursor, LONG subtypeField, I
     for (;;) {
         CComPtr<IRow> row;
         if (checked(cursor->NextRow(&row)) != S_OK || !row) return;
-        if (observer) observer->beginRow(row);
         bool changed = false;
         HRESULT status = E_FAIL;
         try {
@@ -136,7 +135,6 @@ bool symbolizeSingleRow(const ConditionMap& map, IRow* row, EvaluationObserver* 
     if (!rule) return false;
     RowSymbolization rows(*rule, RowSymbolization::Answers::Evaluated, observer);
     prepareTables(*rule, objectClass, upperName);
-    if (observer) observer->beginRow(row);
     const bool changed = rows.symbolize(row, subtypeFieldOf(objectClass), nullptr);
     if (observer) observer->endRow(changed, S_OK);
     return changed;

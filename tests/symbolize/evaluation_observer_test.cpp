@@ -17,6 +17,7 @@ namespace {
 using ConditionalXml::Condition;
 using ConditionalXml::EvaluationObserver;
 using ConditionalXml::Expression;
+using ConditionalXml::FeatureClassRule;
 using ConditionalXml::narrow;
 using ConditionalXml::QueryRule;
 using ConditionalXml::RowDecision;
@@ -52,7 +53,7 @@ class EventLog : public EvaluationObserver {
 public:
     vector<string> lines;
 
-    void beginRow(IRow* /*row*/) override { lines.emplace_back("row"); }
+    void beginRow(IRow* /*row*/, const FeatureClassRule& /*rule*/) override { lines.emplace_back("row"); }
     void onDecision(const RowDecision& decision) override {
         lines.push_back(describeDecision(decision, nameOf(decision.named), nameOf(decision.matched)));
     }
@@ -99,7 +100,10 @@ private:
 /// A class Buoy whose rows have F (I4) and SUB (I4), and a table LIGHTS with one row.
 class EvaluationObserverTest : public testing::Test {
 protected:
-    vector<string> eventsOf(const string& content, const Cell& f, const Cell& subtype = nullptr) {
+    using Answers = ConditionalXml::RowSymbolization::Answers;
+
+    vector<string> eventsOf(const string& content, const Cell& f, const Cell& subtype = nullptr,
+                            Answers answers = Answers::Evaluated) {
         const SymbologyManager manager =
             managerOf("<conditionMap name='m'><featureClass name='Buoy'>" + content + "</featureClass></conditionMap>");
         Table rows = columns;
@@ -112,11 +116,11 @@ protected:
         workspace->add(datasetFeatureClass, table);
         workspace->add(datasetTable, lights);
         EventLog log;
-        const bool ran = ConditionalXml::symbolizeFeatureClass(
-            *SymbologyManagerAccess::currentMap(manager), bstr("BUOY"), table->featureClass(), nullptr, nullptr,
-            ConditionalXml::RowSymbolization::Answers::Remembered, &log);
+        const bool ran =
+            ConditionalXml::symbolizeFeatureClass(*SymbologyManagerAccess::currentMap(manager), bstr("BUOY"),
+                                                  table->featureClass(), nullptr, nullptr, answers, &log);
         EXPECT_TRUE(ran);
-        EXPECT_EQ(ruleOf(manager, "BUOY").observer, nullptr) << "it is the run's";
+        EXPECT_EQ(ruleOf(manager, "BUOY").evaluation.observer, nullptr) << "it is the run's";
         return log.lines;
     }
 
@@ -252,12 +256,20 @@ TEST_F(EvaluationObserverTest, callsOfGenerate) {
     EXPECT_EQ(failed[4], end[1]) << "the name was taken before the call";
 }
 
+TEST_F(EvaluationObserverTest, runsThatRememberTellOfQueriesAndResults) {
+    const string content = "<condition rulename='A'>" + equals3 +
+                           "<rule type='Q' operator='exists' table='LIGHTS'><query>N = 7</query></rule></condition>";
+    EXPECT_EQ(eventsOf(content, 3, nullptr, Answers::Remembered),
+              (vector<string>{"row", "  holds outcome 4, 1 rows of N = 7", "decided A#0 placed A#0 of 1, was \"OLD\"",
+                              "put SYMBOL_C: \"OLD\" -> \"A\"", "end, changed"}));
+}
+
 /// What was decided, put and stored for each row, a line each.
 class DecisionLog : public EvaluationObserver {
 public:
     vector<string> rows;
 
-    void beginRow(IRow* /*row*/) override { rows.emplace_back(); }
+    void beginRow(IRow* /*row*/, const FeatureClassRule& /*rule*/) override { rows.emplace_back(); }
     void onDecision(const RowDecision& decision) override {
         rows.back() += describeDecision(decision, nameOf(decision.named), nameOf(decision.matched));
     }
@@ -273,8 +285,8 @@ public:
 /// The same, but for what the walk through the conditions itself finds to be the winner.
 class Walk : public DecisionLog {
 public:
-    void beginRow(IRow* row) override {
-        DecisionLog::beginRow(row);
+    void beginRow(IRow* row, const FeatureClassRule& rule) override {
+        DecisionLog::beginRow(row, rule);
         named_ = matched_ = nullptr;
         open_.clear();
     }

@@ -94,8 +94,9 @@ const WalkedCondition* findWalked(const std::vector<WalkedCondition>& conditions
     return nullptr;
 }
 
-void Explainer::beginRow(IRow* /*row*/) {
+void Explainer::beginRow(IRow* /*row*/, const ConditionalXml::FeatureClassRule& rule) {
     row_ = {};
+    row_.configuration = &rule;
     matched_ = nullptr;
     open_.clear();
 }
@@ -125,7 +126,6 @@ void Explainer::beginCondition(const Condition& condition) {
     open.walked.condition = &condition;
     open.walked.rules.reserve(condition.rules.size());
     for (const auto& rule : condition.rules) open.walked.rules.push_back({.rule = rule.get()});
-    row_.configuration = condition.featureClassRule;
 }
 
 void Explainer::beginRule(const Rule& rule, const RowValueMap& /*values*/) {

@@ -115,7 +115,7 @@ public:
     LONG onMessage(std::string_view text);
 
 private:
-    void beginRow(IRow* row) override;
+    void beginRow(IRow* row, const ConditionalXml::FeatureClassRule& rule) override;
     void onMissingField(const ConditionalXml::FeatureClassRule& rule, WideView name) override;
     void onDecision(const ConditionalXml::RowDecision& decision) override;
     void onPut(WideView field, const VARIANT& before, const VARIANT& value, HRESULT status) override;

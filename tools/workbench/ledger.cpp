@@ -24,13 +24,12 @@ bool isEmpty(const VARIANT* value) {
 
 }  // namespace
 
-void Ledger::beginRow(IRow* /*row*/) {
+void Ledger::beginRow(IRow* /*row*/, const ConditionalXml::FeatureClassRule& rule) {
     ++rows_;
     isDecided_ = hasError_ = hasSymbol_ = false;
     named_ = placed_ = nullptr;
     missingFieldLine_ = 0;
-    open_.clear();
-    rule_ = nullptr;
+    evaluation_ = &rule.evaluation;
     if (!onRowReport) return;
     symbol_.clear();
     rowWrites_.clear();
@@ -80,12 +79,7 @@ void Ledger::endRow(bool /*changed*/, HRESULT status) {
     if (onRowReport) onRowReport({*row_, end, named_, placed_, symbol_, rowWrites_, rowMessages_});
 }
 
-void Ledger::beginRule(const Rule& rule, const RowValueMap& /*values*/) {
-    rule_ = &rule;
-}
-
 void Ledger::endRule(const Rule& rule, const RowValueMap& /*values*/, bool /*answer*/) {
-    rule_ = nullptr;
     if (rule.ruleType != 'Q') return;
     const auto& query = static_cast<const QueryRule&>(rule);
     using Outcome = QueryRule::Outcome;
@@ -95,15 +89,8 @@ void Ledger::endRule(const Rule& rule, const RowValueMap& /*values*/, bool /*ans
     known->second.rows.add(*row_);
 }
 
-void Ledger::endCondition(const Condition& /*condition*/, bool /*held*/) {
-    open_.pop_back();
-    rule_ = nullptr;
-}
-
 void Ledger::onError(const Condition& /*condition*/, const char* /*text*/) {
     hasError_ = true;
-    open_.clear();
-    rule_ = nullptr;
 }
 
 LONG Ledger::onMessage(std::string_view text) {
@@ -127,9 +114,9 @@ LONG Ledger::onMessage(std::string_view text) {
 }
 
 LONG Ledger::responsibleLine() const {
-    if (rule_) return places_.lineOf(*rule_);
-    if (!open_.empty()) return places_.lineOf(*open_.back());
-    return missingFieldLine_;
+    if (missingFieldLine_ != 0 || !evaluation_) return missingFieldLine_;
+    if (evaluation_->rule) return places_.lineOf(*evaluation_->rule);
+    return evaluation_->condition ? places_.lineOf(*evaluation_->condition) : 0;
 }
 
 bool Ledger::isBalanced() const noexcept {

@@ -61,7 +61,10 @@ public:
     /// \param places of the document; must outlive this. \param row the id of the row that the run is at; must be there
     ///        until endRun().
     Ledger(const DocumentPlaces& places, const ObjectId& row) : places_(places), row_(&row) {}
-    void endRun() noexcept { row_ = nullptr; }
+    void endRun() noexcept {
+        row_ = nullptr;
+        evaluation_ = nullptr;
+    }
 
     /// To be told of each message of the run as it comes. \return the responsible line; 0 when none is.
     LONG onMessage(std::string_view text);
@@ -90,15 +93,12 @@ private:
         RowList rows;
     };
 
-    void beginRow(IRow* row) override;
+    void beginRow(IRow* row, const ConditionalXml::FeatureClassRule& rule) override;
     void onMissingField(const ConditionalXml::FeatureClassRule& rule, WideView name) override;
     void onDecision(const ConditionalXml::RowDecision& decision) override;
     void onPut(WideView field, const VARIANT& before, const VARIANT& value, HRESULT status) override;
     void endRow(bool changed, HRESULT status) override;
-    void beginCondition(const Condition& condition) override { open_.push_back(&condition); }
-    void beginRule(const ConditionalXml::Rule& rule, const ConditionalXml::RowValueMap& values) override;
     void endRule(const ConditionalXml::Rule& rule, const ConditionalXml::RowValueMap& values, bool answer) override;
-    void endCondition(const Condition& condition, bool held) override;
     void onError(const Condition& condition, const char* text) override;
 
     LONG responsibleLine() const;
@@ -127,9 +127,7 @@ private:
     std::vector<std::string> rowMessages_;
     LONG missingFieldLine_ = 0;
     std::map<WideString, LONG> fieldLines_;  // of missing fields, which every row lacks
-    // What is being evaluated.
-    std::vector<const Condition*> open_;
-    const ConditionalXml::Rule* rule_ = nullptr;
+    const ConditionalXml::Evaluation* evaluation_ = nullptr;
 };
 
 }  // namespace cxml
