@@ -10,8 +10,9 @@ install(DIRECTORY include/symbology DESTINATION include)
 install(FILES platform/platform.h platform/atl.h platform/export.h platform/interface.h
         DESTINATION include/platform)
 install(DIRECTORY examples/host DESTINATION share/symbology/examples)
+install(DIRECTORY share/symbology/symbols DESTINATION share/symbology)
 install(FILES README.md DESTINATION share/doc/symbology)
-install(DIRECTORY docs DESTINATION share/doc/symbology FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY docs DESTINATION share/doc/symbology FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
 install(FILES cmake/symbology-config.cmake DESTINATION ${libdir}/cmake/symbology)
 
 if(WIN32)
