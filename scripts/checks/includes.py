@@ -42,8 +42,9 @@ ARROWS = {
     "tools/workbench": RULES | {"src/cxml", "src/symbolize", "host", "host/geodatabase/base", "tools/text",
                               "tools/places"},
     "tools/check": RULES | HOST | {"src/cxml", "tools/text", "tools/places"},
+    "tools/draw": PLATFORM | HOST | {"tools/text"},
     "tools/cxml": RULES | HOST | {"src/cxml", "src/symbolize", "src/api"} | {
-        f"tools/{part}" for part in ("text", "places", "workbench", "check")},
+        f"tools/{part}" for part in ("text", "places", "workbench", "check", "draw")},
 }
 
 
@@ -111,6 +112,7 @@ LIBRARIES = [
     ("GDAL", re.compile(r"^(gdal|ogr|cpl_|vrt|gnm)\w*\.h$"), ("host/", "tests/host/")),
     ("libpq", re.compile(r"^libpq"), ("host/geodatabase/postgres/", "tests/postgres/")),
     ("SQLite", re.compile(r"^sqlite3"), ("host/geodatabase/", "tests/host/", "tests/tool/", "bench/", "fuzz/")),
+    ("librsvg", re.compile(r"^(librsvg/|cairo)"), ("tools/draw/",)),
     ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("src/python/", "host/python/", "tests/python/")),
     ("Windows", re.compile(r"^(windows|windef|winbase|winnls|ole\w*|oa\w+|objbase|unknwn|msxml\w*|comdef\w*|atl\w+)\.h$",
                            re.IGNORECASE), ("platform/", "tests/platform/differential/")),

@@ -51,6 +51,11 @@ const UsageCase usageCases[] = {
     {"LogThatCannotBeWritten", {"check", "a", "--log", "/no such folder/log"}, "/no such folder/log: the log cannot"},
     {"LogOfARunThatCannotBeWritten", {"reset", "a", "b", "--log", "/no such folder/log"}, "the log cannot be written"},
     {"ImportTakesNoLog", {"import", "a.000", "b.gpkg", "--log", "c"}, "--log"},
+    {"DrawWithoutOutput", {"draw", "a"}, "--output"},
+    {"DrawWithoutDataset", {"draw", "-o", "a.svg"}, "DATASET"},
+    {"DrawTakesNoIds", {"draw", "a", "-o", "b.svg", "--fids", "1"}, "--fids"},
+    {"WhereOfAPictureIsBlank", {"draw", "a", "-o", "b.svg", "--where", " "}, "--where"},
+    {"BoundsOfThreeNumbers", {"draw", "a", "-o", "b.svg", "--bbox", "1,2,3"}, "--bbox"},
     {"WhereIsEmpty", {"symbolize", "a", "b", "--where", ""}, "--where"},
     {"WhereIsBlank", {"symbolize", "a", "b", "--where", " \t\n"}, "--where"},
     {"IdIsTooLarge", {"symbolize", "a", "b", "--fids", "9223372036854775808"}, "'9223372036854775808'"},
@@ -71,7 +76,7 @@ TEST_F(Tool, SaysItsVersion) {
 TEST_F(Tool, HelpNamesEveryCommandAndExitStatus) {
     const Outcome outcome = cxml({"--help"});
     EXPECT_EQ(outcome.status, 0);
-    for (const char* word : {"import", "symbolize", "reset", "check", "Exit status", "130"})
+    for (const char* word : {"import", "symbolize", "reset", "check", "draw", "Exit status", "130"})
         EXPECT_NE(outcome.out.find(word), std::string::npos) << word;
 }
 
@@ -104,7 +109,7 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command : {"import", "symbolize", "explain", "ledger", "reset", "check"}) {
+    for (const std::string command : {"import", "symbolize", "explain", "ledger", "reset", "check", "draw"}) {
         helped.merge(longOptions(cxml({command, "--help"}).out));
         const std::size_t synopsis = page.find("\n.B cxml " + command + "\n");
         ASSERT_NE(synopsis, std::string::npos) << command;

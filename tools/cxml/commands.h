@@ -17,5 +17,6 @@ void addExplain(CLI::App& app, Command& chosen);
 void addLedger(CLI::App& app, Command& chosen);
 void addReset(CLI::App& app, Command& chosen);
 void addCheck(CLI::App& app, Command& chosen);
+void addDraw(CLI::App& app, Command& chosen);
 
 }  // namespace cxml

@@ -61,6 +61,7 @@ ExitStatus run(int argc, char** argv) {
     cxml::addExplain(app, command);
     cxml::addLedger(app, command);
     cxml::addCheck(app, command);
+    cxml::addDraw(app, command);
     try {
         parse(app, argc, argv);
     } catch (const CLI::Success& e) {  // help and version
@@ -70,7 +71,7 @@ ExitStatus run(int argc, char** argv) {
         return complain(fmt::format("{} (see 'cxml --help')", cxml::oneLine(e.what())), ExitStatus::Unusable);
     }
     if (!command)
-        return complain("a command is missing: import, symbolize, explain, ledger, reset or check (see 'cxml --help')",
+        return complain("a command is missing: import, symbolize, explain, ledger, reset, check or draw (see 'cxml --help')",
                         ExitStatus::Unusable);
     cxml::installSignalHandlers();
     return command();

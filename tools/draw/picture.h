@@ -1,0 +1,18 @@
+// The picture of a symbol, read from a file of somebody's: only what draws is taken over.
+#pragma once
+
+#include "tools/draw/styles.h"
+
+#include <map>
+#include <string>
+
+namespace cxml {
+
+/// The elements of an SVG file, written anew in millimetres around the symbol's position: shapes and groups with their
+/// geometry and paint. Classes that name tokens have become colours.
+/// \param colours of the palette, by token.
+/// \throws DrawError that says why, without the file's name: it cannot be read, is no picture, or has what points
+/// elsewhere, runs or styles.
+std::string readPicture(const std::string& file, const std::map<std::string, std::string>& colours);
+
+}  // namespace cxml
