@@ -57,7 +57,7 @@ def pictures():
     for plain, conspicuous, title, draw in LANDMARKS:
         if plain:
             picture = Picture(plain, title)
-            draw(picture, "brown", "white")
+            draw(picture, "brown", "paper")
             base(picture, "brown")
             yield picture
         picture = Picture(conspicuous, "conspicuous " + title)
@@ -67,6 +67,6 @@ def pictures():
     for name, ink, title in (("POSGEN01", "brown", "place of something on land"),
                              ("POSGEN03", "ink", "conspicuous place of something on land")):
         picture = Picture(name, title)
-        picture.circle(0, 0, 1.0, "white", stroke=ink, width=0.25)
+        picture.circle(0, 0, 1.0, "paper", stroke=ink, width=0.25)
         picture.circle(0, 0, 0.28, ink, stroke=None)
         yield picture

@@ -29,12 +29,12 @@ BUOYS = {
     "BOYSPP15": ("conical", ["yellow"], "special purpose buoy, conical, yellow"),
     "BOYSPP25": ("can", ["yellow"], "special purpose buoy, can, yellow"),
     "BOYSPP35": ("can", ["orange", "white", "orange"], "regulatory or information buoy, white and orange"),
-    "BOYCAR01": ("pillar", ["ink", "yellow"], "north cardinal buoy, black over yellow, two cones points up"),
-    "BOYCAR02": ("pillar", ["ink", "yellow", "ink"], "east cardinal buoy, black, yellow, black, two cones base to base"),
-    "BOYCAR03": ("pillar", ["yellow", "ink"], "south cardinal buoy, yellow over black, two cones points down"),
-    "BOYCAR04": ("pillar", ["yellow", "ink", "yellow"],
+    "BOYCAR01": ("pillar", ["black", "yellow"], "north cardinal buoy, black over yellow, two cones points up"),
+    "BOYCAR02": ("pillar", ["black", "yellow", "black"], "east cardinal buoy, black, yellow, black, two cones base to base"),
+    "BOYCAR03": ("pillar", ["yellow", "black"], "south cardinal buoy, yellow over black, two cones points down"),
+    "BOYCAR04": ("pillar", ["yellow", "black", "yellow"],
                  "west cardinal buoy, yellow, black, yellow, two cones point to point"),
-    "BOYISD12": ("pillar", ["ink", "red", "ink"], "isolated danger buoy, black, red, black, two spheres"),
+    "BOYISD12": ("pillar", ["black", "red", "black"], "isolated danger buoy, black, red, black, two spheres"),
 }
 BEACONS = {
     "BCNDEF13": ("tower", "white", "beacon of unknown kind"),
@@ -105,7 +105,7 @@ def position(picture):
 
 def cone(picture, y, up):
     tip, base = (y + 0.9, y - 0.9) if up else (y - 0.9, y + 0.9)
-    picture.polygon([(-1.0, base), (1.0, base), (0, tip)], "ink")
+    picture.polygon([(-1.0, base), (1.0, base), (0, tip)], "black")
 
 
 def topmark(picture, kind):
@@ -117,16 +117,16 @@ def topmark(picture, kind):
         cone(picture, -1.05, lower)
     elif kind == "spheres":
         picture.line((0, -1.6), (0, 1.0))
-        picture.circle(0, 0.75, 0.62, "ink")
-        picture.circle(0, -0.75, 0.62, "ink")
+        picture.circle(0, 0.75, 0.62, "black")
+        picture.circle(0, -0.75, 0.62, "black")
     else:
         picture.line((0, -1.0), (0, 0))
         if kind == "cone-up":
             cone(picture, 0, True)
         elif kind == "sphere":
-            picture.circle(0, 0, 0.75, "ink")
+            picture.circle(0, 0, 0.75, "black")
         elif kind == "cylinder":
-            picture.polygon([(-0.65, -0.75), (0.65, -0.75), (0.65, 0.75), (-0.65, 0.75)], "ink")
+            picture.polygon([(-0.65, -0.75), (0.65, -0.75), (0.65, 0.75), (-0.65, 0.75)], "black")
         else:
             picture.line((-0.75, -0.75), (0.75, 0.75), width=0.45)
             picture.line((-0.75, 0.75), (0.75, -0.75), width=0.45)
@@ -179,7 +179,7 @@ def other_buoys():
     picture = Picture("BOYMOR11", "mooring buoy")
     with picture.leaning():
         picture.curve(("M", -1.5, 0), ("C", -1.75, 0.5, -1.75, 0.9, -1.5, 1.4), ("L", 1.5, 1.4),
-                      ("C", 1.75, 0.9, 1.75, 0.5, 1.5, 0), ("Z",), fill="ink")
+                      ("C", 1.75, 0.9, 1.75, 0.5, 1.5, 0), ("Z",), fill="black")
         picture.circle(0, 1.85, 0.4, width=0.25)
     position(picture)
     yield picture
@@ -213,7 +213,7 @@ def daymarks():
         picture = Picture(name, title)
         picture.line((0, -1.8), (0, -0.9), width=0.3)
         picture.polygon(points, "white", width=0.3)
-        picture.polygon([(x * 0.5, y * 0.5) for x, y in points], "ink", stroke=None)
+        picture.polygon([(x * 0.5, y * 0.5) for x, y in points], "black", stroke=None)
         yield picture
 
 

@@ -106,7 +106,14 @@ private:
     void addArea(Paint& paint, const Feature& feature, const Outline& outline, const Place& anchor) {
         const std::string data = pathData(outline, true);
         const auto found = styles_.areas.find(feature.symbol);
-        if (found == styles_.areas.end()) return addUnstyled(paint, feature, data, anchor);
+        if (found == styles_.areas.end()) {
+            // What is drawn as a line may be large enough to have limits.
+            if (const auto line = styles_.lines.find(feature.symbol); line != styles_.lines.end())
+                paint.outlines += path(feature, data, stroke(line->second));
+            else
+                addUnstyled(paint, feature, data, anchor);
+            return;
+        }
         const AreaStyle& style = found->second;
         if (style.fill) paint.fills += path(feature, data, fmt::format("fill=\"{}\"", *style.fill));
         if (style.hatch) paint.fills += path(feature, data, fmt::format("fill=\"url(#{})\"", hatch(*style.hatch)));
