@@ -195,7 +195,7 @@ public:
 
 private:
     void readLayer(OGRLayer& layer, const ShapeQuery& query, const std::function<bool(ShapeRow&&)>& visit,
-                   const GdalErrors& errors) {
+                   const GdalErrors& errors) const {
         const Transformation transformation = toDegrees(layer, false);
         const std::shared_ptr<const TableSchema> schema = schemaOf(layer);
         std::vector<int> fields;

@@ -56,6 +56,9 @@ const UsageCase usageCases[] = {
     {"DrawTakesNoIds", {"draw", "a", "-o", "b.svg", "--fids", "1"}, "--fids"},
     {"WhereOfAPictureIsBlank", {"draw", "a", "-o", "b.svg", "--where", " "}, "--where"},
     {"BoundsOfThreeNumbers", {"draw", "a", "-o", "b.svg", "--bbox", "1,2,3"}, "--bbox"},
+    {"SymbolsWithoutACommand", {"symbols"}, "subcommand"},
+    {"SymbolsOfAnUnknownPalette", {"symbols", "import", "a", "b", "--palette", "noon"}, "--palette"},
+    {"SymbolsWithoutAFolder", {"symbols", "import", "a"}, "DIR"},
     {"WhereIsEmpty", {"symbolize", "a", "b", "--where", ""}, "--where"},
     {"WhereIsBlank", {"symbolize", "a", "b", "--where", " \t\n"}, "--where"},
     {"IdIsTooLarge", {"symbolize", "a", "b", "--fids", "9223372036854775808"}, "'9223372036854775808'"},
@@ -109,8 +112,12 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command : {"import", "symbolize", "explain", "ledger", "reset", "check", "draw"}) {
-        helped.merge(longOptions(cxml({command, "--help"}).out));
+    for (const std::string command : {"import", "symbolize", "explain", "ledger", "reset", "check", "draw", "symbols import"}) {
+        const std::size_t blank = std::min(command.find(' '), command.size());
+        Arguments words{command.substr(0, blank)};
+        if (blank < command.size()) words.push_back(command.substr(blank + 1));
+        words.emplace_back("--help");
+        helped.merge(longOptions(cxml(words).out));
         const std::size_t synopsis = page.find("\n.B cxml " + command + "\n");
         ASSERT_NE(synopsis, std::string::npos) << command;
         EXPECT_NE(page.find("\n.TP\n.B " + command + "\n"), std::string::npos) << command;

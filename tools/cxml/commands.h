@@ -18,5 +18,6 @@ void addLedger(CLI::App& app, Command& chosen);
 void addReset(CLI::App& app, Command& chosen);
 void addCheck(CLI::App& app, Command& chosen);
 void addDraw(CLI::App& app, Command& chosen);
+void addSymbols(CLI::App& app, Command& chosen);
 
 }  // namespace cxml

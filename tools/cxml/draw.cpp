@@ -225,22 +225,22 @@ private:
 
     void writeJson(const Features& features, const Page& page, const ChartPicture& picture) const {
         const Bounds& bounds = page.bounds();
-        std::cout << "{\"picture\": " << jsonString(arguments_.output) << ", \"scale\": " << exactNumber(page.scale())
-                  << ", \"bbox\": ["
+        std::cout << R"({"picture": )" << jsonString(arguments_.output) << R"(, "scale": )" << exactNumber(page.scale())
+                  << R"(, "bbox": [)"
                   << fmt::format("{}, {}, {}, {}", exactNumber(bounds.west), exactNumber(bounds.south),
                                  exactNumber(bounds.east), exactNumber(bounds.north))
-                  << "], \"complete\": " << (features.cutIn.empty() ? "true" : "false") << ",\n \"layers\": [";
+                  << R"(], "complete": )" << (features.cutIn.empty() ? "true" : "false") << ",\n \"layers\": [";
         const char* separator = "\n  ";
         for (const FeatureLayer& layer : features.layers) {
-            std::cout << separator << "{\"layer\": " << jsonString(layer.name)
-                      << fmt::format(", \"rows\": {}, \"drawn\": {}, \"withoutSymbol\": {}, \"withoutShape\": {}}}",
+            std::cout << separator << R"({"layer": )" << jsonString(layer.name)
+                      << fmt::format(R"(, "rows": {}, "drawn": {}, "withoutSymbol": {}, "withoutShape": {}}})",
                                      layer.rows, layer.features.size(), layer.withoutSymbol, layer.withoutShape);
             separator = ",\n  ";
         }
         std::cout << "],\n \"withoutPicture\": [";
         separator = "";
         for (const auto& [name, count] : picture.withoutPicture) {
-            std::cout << separator << "{\"symbol\": " << jsonString(name) << ", \"features\": " << count << '}';
+            std::cout << separator << R"({"symbol": )" << jsonString(name) << R"(, "features": )" << count << '}';
             separator = ", ";
         }
         std::cout << ']';
@@ -252,11 +252,11 @@ private:
         std::cout << ",\n \"differences\": [";
         const char* separator = "";
         for (const Difference& difference : picture.differences) {
-            std::cout << separator << "{\"from\": " << jsonString(difference.from)
-                      << ", \"to\": " << jsonString(difference.to) << ", \"features\": " << difference.features << '}';
+            std::cout << separator << R"({"from": )" << jsonString(difference.from) << R"(, "to": )"
+                      << jsonString(difference.to) << R"(, "features": )" << difference.features << '}';
             separator = ", ";
         }
-        std::cout << "], \"movedOnly\": " << picture.movedOnly;
+        std::cout << R"(], "movedOnly": )" << picture.movedOnly;
     }
 
     const Arguments& arguments_;

@@ -36,8 +36,12 @@ void parse(CLI::App& app, int argc, char** argv) {
         while (!text.empty() && text.back() == '\0') text.pop_back();
         return text;
     };
-    for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+    const auto all = [](const CLI::App*) { return true; };
+    for (CLI::App* command : app.get_subcommands(all)) {
         for (CLI::Option* option : command->get_options()) option->transform(unmarked);
+        for (CLI::App* inner : command->get_subcommands(all))
+            for (CLI::Option* option : inner->get_options()) option->transform(unmarked);
+    }
     std::vector<std::string> arguments;  // the last one first
     for (int i = argc - 1; i > 0; --i) {
         std::string& argument = arguments.emplace_back(argv[i]);
@@ -62,6 +66,7 @@ ExitStatus run(int argc, char** argv) {
     cxml::addLedger(app, command);
     cxml::addCheck(app, command);
     cxml::addDraw(app, command);
+    cxml::addSymbols(app, command);
     try {
         parse(app, argc, argv);
     } catch (const CLI::Success& e) {  // help and version
@@ -71,7 +76,7 @@ ExitStatus run(int argc, char** argv) {
         return complain(fmt::format("{} (see 'cxml --help')", cxml::oneLine(e.what())), ExitStatus::Unusable);
     }
     if (!command)
-        return complain("a command is missing: import, symbolize, explain, ledger, reset, check or draw (see 'cxml --help')",
+        return complain("a command is missing: import, symbolize, explain, ledger, reset, check, draw or symbols (see 'cxml --help')",
                         ExitStatus::Unusable);
     cxml::installSignalHandlers();
     return command();

@@ -78,23 +78,23 @@ private:
     void addFeature(Paint& paint, const Feature& feature) {
         const ShapeKind kind = feature.shape.kind;
         const Outline outline = onPaper(feature.shape, page_);
-        const Place anchor = anchorOf(outline, kind, page_);
+        const PagePoint anchor = anchorOf(outline, kind, page_);
         if (!feature.symbol.empty()) {
             if (kind == ShapeKind::Area)
                 addArea(paint, feature, outline, anchor);
             else if (kind == ShapeKind::Line)
                 addLine(paint, feature, outline, anchor);
             else
-                for (const std::vector<Place>& place : outline) addPoint(paint, feature, place.front());
+                for (const std::vector<PagePoint>& place : outline) addPoint(paint, feature, place.front());
         }
         for (const std::string& label : feature.labels) labels_.add(label, anchor);
     }
 
-    void addPoint(Paint& paint, const Feature& feature, const Place& place) {
+    void addPoint(Paint& paint, const Feature& feature, const PagePoint& place) {
         marks_.add(paint.points, feature, place);
         constexpr double halfMark = 1.4;
         const Placement& placement = feature.placement;
-        const Place moved{place.x + placement.xOffset, place.y - placement.yOffset};
+        const PagePoint moved{place.x + placement.xOffset, place.y - placement.yOffset};
         labels_.occupy(moved, halfMark, halfMark);
         if (placement.rotation == 0) return;
         // What is turned is long, and points to where it is turned to.
@@ -103,7 +103,7 @@ private:
         labels_.occupy({moved.x + reach * std::sin(angle), moved.y - reach * std::cos(angle)}, halfMark, halfMark);
     }
 
-    void addArea(Paint& paint, const Feature& feature, const Outline& outline, const Place& anchor) {
+    void addArea(Paint& paint, const Feature& feature, const Outline& outline, const PagePoint& anchor) {
         const std::string data = pathData(outline, true);
         const auto found = styles_.areas.find(feature.symbol);
         if (found == styles_.areas.end()) {
@@ -115,13 +115,13 @@ private:
             return;
         }
         const AreaStyle& style = found->second;
-        if (style.fill) paint.fills += path(feature, data, fmt::format("fill=\"{}\"", *style.fill));
+        if (style.fill) paint.fills += path(feature, data, fmt::format(R"(fill="{}")", *style.fill));
         if (style.hatch) paint.fills += path(feature, data, fmt::format("fill=\"url(#{})\"", hatch(*style.hatch)));
         if (style.outline) paint.outlines += path(feature, data, stroke(*style.outline));
         if (style.symbol) addPoint(paint, feature, anchor);
     }
 
-    void addLine(Paint& paint, const Feature& feature, const Outline& outline, const Place& anchor) {
+    void addLine(Paint& paint, const Feature& feature, const Outline& outline, const PagePoint& anchor) {
         const std::string data = pathData(outline, false);
         const auto line = styles_.lines.find(feature.symbol);
         const auto area = styles_.areas.find(feature.symbol);
@@ -134,7 +134,7 @@ private:
     }
 
     // The name of a line or an area that is only that of a picture, or of nothing: the line of it has to be seen, too.
-    void addUnstyled(Paint& paint, const Feature& feature, const std::string& data, const Place& anchor) {
+    void addUnstyled(Paint& paint, const Feature& feature, const std::string& data, const PagePoint& anchor) {
         const LineStyle thin{styles_.colour("magenta"), 0.2, {1.5, 1}};
         paint.outlines += path(feature, data, stroke(thin));
         addPoint(paint, feature, anchor);
@@ -147,21 +147,20 @@ private:
 
     static std::string stroke(const LineStyle& style) {
         std::string text =
-            fmt::format("fill=\"none\" stroke=\"{}\" stroke-width=\"{}\"", style.stroke, svgNumber(style.width));
+            fmt::format(R"(fill="none" stroke="{}" stroke-width="{}")", style.stroke, svgNumber(style.width));
         if (style.dash.empty()) return text;
-        text += " stroke-dasharray=\"";
+        text += R"( stroke-dasharray=")";
         for (std::size_t i = 0; i < style.dash.size(); ++i) text += (i == 0 ? "" : " ") + svgNumber(style.dash[i]);
         return text + '"';
     }
 
     std::string hatch(const std::string& colour) {
         std::string id = "hatch-" + colour.substr(1);
-        if (hatches_.find("\"" + id + "\"") == std::string::npos)
-            hatches_ += fmt::format(
-                "<pattern id=\"{}\" width=\"3\" height=\"3\" patternUnits=\"userSpaceOnUse\" "
-                "patternTransform=\"rotate(45)\">"
-                "<path d=\"M0,0V3\" stroke=\"{}\" stroke-width=\"0.3\"/></pattern>\n",
-                id, colour);
+        if (hatches_.find(R"(")" + id + R"(")") == std::string::npos)
+            hatches_ += fmt::format(R"(<pattern id="{}" width="3" height="3" patternUnits="userSpaceOnUse" )"
+                                    "patternTransform=\"rotate(45)\">"
+                                    "<path d=\"M0,0V3\" stroke=\"{}\" stroke-width=\"0.3\"/></pattern>\n",
+                                    id, colour);
         return id;
     }
 
@@ -186,13 +185,13 @@ private:
         ring(feature, "");
         if (!other || other->shape.kind != ShapeKind::Point) return;
         constexpr double aside = 8;
-        const Place place = anchorOf(onPaper(feature.shape, page_), feature.shape.kind, page_);
+        const PagePoint place = anchorOf(onPaper(feature.shape, page_), feature.shape.kind, page_);
         marks_.addFaint(changes_, *other, {place.x - aside, place.y});
     }
 
     void markLost(const Feature& feature) {
         ++differences_[{feature.symbol, std::string()}];
-        ring(feature, " stroke-dasharray=\"1 0.7\"");
+        ring(feature, R"( stroke-dasharray="1 0.7")");
         if (feature.shape.kind == ShapeKind::Point)
             marks_.addFaint(changes_, feature, anchorOf(onPaper(feature.shape, page_), feature.shape.kind, page_));
     }
@@ -245,12 +244,12 @@ private:
         picture.width = size.width;
         picture.height = size.height;
         std::string& svg = picture.svg;
-        svg = fmt::format(
-            "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}mm\" height=\"{1}mm\" viewBox=\"0 0 {0} {1}\" "
-            "font-family=\"sans-serif\">\n<title>Chart, 1:{2}</title>\n<defs>\n"
-            "<clipPath id=\"map-edge\"><rect width=\"{3}\" height=\"{4}\"/></clipPath>\n{5}{6}</defs>\n",
-            svgNumber(size.width), svgNumber(size.height), grouped(page_.scale()), svgNumber(page_.width()),
-            svgNumber(page_.height()), hatches_, marks_.definitions());
+        svg =
+            fmt::format(R"(<svg xmlns="http://www.w3.org/2000/svg" width="{0}mm" height="{1}mm" viewBox="0 0 {0} {1}" )"
+                        "font-family=\"sans-serif\">\n<title>Chart, 1:{2}</title>\n<defs>\n"
+                        "<clipPath id=\"map-edge\"><rect width=\"{3}\" height=\"{4}\"/></clipPath>\n{5}{6}</defs>\n",
+                        svgNumber(size.width), svgNumber(size.height), grouped(page_.scale()), svgNumber(page_.width()),
+                        svgNumber(page_.height()), hatches_, marks_.definitions());
         svg += fmt::format("<rect width=\"100%\" height=\"100%\" fill=\"{}\"/>\n", styles_.colour("paper"));
         svg +=
             fmt::format("<g id=\"map\" transform=\"translate({0} {0})\" clip-path=\"url(#map-edge)\">\n", frameMargin);

@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -106,7 +107,7 @@ public:
         const ShapeQuery query{layer_.name, columns_.names(), query_.where, query_.within};
         source_.read(query, [&](ShapeRow&& row) {
             if (query_.within && row.shape.kind != ShapeKind::None && !overlaps(row.shape, *query_.within)) return true;
-            fits = add(std::move(row), room);
+            fits = add(row, room);
             return fits;
         });
         return fits;
@@ -116,7 +117,7 @@ public:
 
 private:
     // \return false when there is no room for it.
-    bool add(ShapeRow&& row, std::size_t room) {
+    bool add(ShapeRow& row, std::size_t room) {
         ++layer_.rows;
         Feature feature;
         feature.symbol = valueAt(row, symbol_).value_or(std::string());
@@ -165,11 +166,13 @@ std::vector<LayerInfo> chosenLayers(ShapeSource& source, const FeatureQuery& que
         const bool isNamed = std::ranges::find(query.layers, layer.name) != query.layers.end();
         return query.layers.empty() ? !layer.spatial : !isNamed;
     });
-    std::ranges::stable_sort(layers, {}, [&](const LayerInfo& layer) {
-        const ClassOrder* const order = classOf(query, layer);
-        return order ? order - query.classes.data() : std::ssize(query.classes);
-    });
-    return layers;
+    std::vector<LayerInfo> ordered;
+    for (const ClassOrder& order : query.classes)
+        std::ranges::copy_if(layers, std::back_inserter(ordered),
+                             [&](const LayerInfo& layer) { return classOf(query, layer) == &order; });
+    std::ranges::copy_if(layers, std::back_inserter(ordered),
+                         [&](const LayerInfo& layer) { return classOf(query, layer) == nullptr; });
+    return ordered;
 }
 
 }  // namespace

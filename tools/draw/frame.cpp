@@ -37,6 +37,15 @@ double tickUnit(double span, double millimetres) {
     return found == units.end() ? units.back() : *found;
 }
 
+// The minutes from one degree to another at which there is a tick.
+std::vector<double> ticks(double from, double to, double unit) {
+    const auto first = static_cast<long>(std::ceil(from * 60 / unit));
+    const auto last = static_cast<long>(std::floor(to * 60 / unit));
+    std::vector<double> minutes;
+    for (long i = first; i <= last; ++i) minutes.push_back(static_cast<double>(i) * unit);
+    return minutes;
+}
+
 class Frame {
 public:
     Frame(std::string& svg, const Page& page, const Styles& styles)
@@ -66,8 +75,8 @@ private:
     void meridians() {
         const embedded_host::Bounds& bounds = page_.bounds();
         const double unit = tickUnit(bounds.east - bounds.west, page_.width());
-        for (double i = std::ceil(bounds.west * 60 / unit); i * unit <= bounds.east * 60; ++i) {
-            const double longitude = i * unit / 60;
+        for (const double minutes : ticks(bounds.west, bounds.east, unit)) {
+            const double longitude = minutes / 60;
             const double x = page_.place({longitude, bounds.north}).x;
             svg_ += fmt::format("<path d=\"M{0},0v{1}M{0},{2}v-{1}\"/>\n", svgNumber(x), tickLength,
                                 svgNumber(page_.height()));
@@ -78,8 +87,8 @@ private:
     void parallels() {
         const embedded_host::Bounds& bounds = page_.bounds();
         const double unit = tickUnit(bounds.north - bounds.south, page_.height());
-        for (double i = std::ceil(bounds.south * 60 / unit); i * unit <= bounds.north * 60; ++i) {
-            const double latitude = i * unit / 60;
+        for (const double minutes : ticks(bounds.south, bounds.north, unit)) {
+            const double latitude = minutes / 60;
             const double y = page_.place({bounds.west, latitude}).y;
             svg_ += fmt::format("<path d=\"M0,{0}h{1}M{2},{0}h-{1}\"/>\n", svgNumber(y), tickLength,
                                 svgNumber(page_.width()));

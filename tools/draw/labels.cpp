@@ -43,11 +43,11 @@ void Labels::occupy(const Box& box) {
     eachCell(box, [&](const std::pair<int, int>& at) { taken_[at].push_back(box); });
 }
 
-void Labels::occupy(const Place& middle, double halfWidth, double halfHeight) {
+void Labels::occupy(const PagePoint& middle, double halfWidth, double halfHeight) {
     occupy({middle.x - halfWidth, middle.y - halfHeight, middle.x + halfWidth, middle.y + halfHeight});
 }
 
-void Labels::add(const std::string& text, const Place& place) {
+void Labels::add(const std::string& text, const PagePoint& place) {
     std::string shown = shortened(text, mostShown);
     std::string key;
     appendPlace(key, place);
@@ -55,10 +55,9 @@ void Labels::add(const std::string& text, const Place& place) {
 }
 
 void Labels::write(std::string& svg, const Page& page, const std::string& ink, const std::string& paper) {
-    svg += fmt::format(
-        "<g id=\"labels\" font-size=\"{}\" fill=\"{}\" stroke=\"{}\" stroke-width=\"0.5\" "
-        "stroke-linejoin=\"round\" paint-order=\"stroke\">\n",
-        size, ink, paper);
+    svg += fmt::format(R"(<g id="labels" font-size="{}" fill="{}" stroke="{}" stroke-width="0.5" )"
+                       "stroke-linejoin=\"round\" paint-order=\"stroke\">\n",
+                       size, ink, paper);
     for (const auto& [text, place] : labels_) {
         if (place.x < 0 || place.y < 0 || place.x > page.width() || place.y > page.height()) continue;
         const double width = static_cast<double>(text.size()) * size * letterWidth;

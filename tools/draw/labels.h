@@ -15,9 +15,9 @@ namespace cxml {
 class Labels {
 public:
     /// What a label may not cover.
-    void occupy(const Place& middle, double halfWidth, double halfHeight);
+    void occupy(const PagePoint& middle, double halfWidth, double halfHeight);
     /// Notes a text at a place; the same one at the same place once.
-    void add(const std::string& text, const Place& place);
+    void add(const std::string& text, const PagePoint& place);
 
     /// Puts each label where there is room beside its place. To be called when everything was noted.
     void write(std::string& svg, const Page& page, const std::string& ink, const std::string& paper);
@@ -37,7 +37,7 @@ private:
     static void eachCell(const Box& box, Visit&& visit);
 
     std::map<std::pair<int, int>, std::vector<Box>> taken_;  // by the cells of a grid
-    std::vector<std::pair<std::string, Place>> labels_;
+    std::vector<std::pair<std::string, PagePoint>> labels_;
     std::set<std::string> known_;
     std::size_t leftOut_ = 0;
 };

@@ -18,7 +18,7 @@ constexpr double smallSize = 1.7;
 constexpr double digitWidth = 0.58;  // of a digit's height
 constexpr double deepest = 31;       // metres to which a depth has a decimal
 
-std::string moved(const Place& place, const Placement& placement) {
+std::string moved(const PagePoint& place, const Placement& placement) {
     std::string text = "translate(";
     appendPlace(text, place);
     text += ')';
@@ -57,8 +57,8 @@ std::string unknownMark(const std::string& name, const std::string& colour, cons
     const std::string shown = shortened(name, mostShown);
     const double half = (static_cast<double>(std::min(name.size(), mostShown + 1)) * 1.05 + 1.2) / 2;
     return fmt::format(
-        "<rect x=\"{0}\" y=\"-1.5\" width=\"{1}\" height=\"3\" fill=\"{3}\" stroke=\"{2}\" stroke-width=\"0.35\" "
-        "stroke-dasharray=\"1 0.5\"/><text y=\"0.6\" font-size=\"1.7\" text-anchor=\"middle\" fill=\"{2}\">{4}</text>",
+        R"(<rect x="{0}" y="-1.5" width="{1}" height="3" fill="{3}" stroke="{2}" stroke-width="0.35" )"
+        R"(stroke-dasharray="1 0.5"/><text y="0.6" font-size="1.7" text-anchor="middle" fill="{2}">{4}</text>)",
         svgNumber(-half), svgNumber(2 * half), colour, paper, xmlText(shown));
 }
 
@@ -68,19 +68,19 @@ const Marks::Known& Marks::define(const std::string& symbol) {
     const std::string* const picture = symbols_.picture(symbol);
     known->second = {fmt::format("s{}", known_.size()), picture == nullptr};
     const Styles& styles = symbols_.styles();
-    definitions_ += fmt::format("<g id=\"{}\" data-symbol=\"{}\"{}>", known->second.id,
-                                xmlText(shortened(symbol, mostNamed)), picture ? "" : " data-picture=\"none\"");
+    definitions_ += fmt::format(R"(<g id="{}" data-symbol="{}"{}>)", known->second.id,
+                                xmlText(shortened(symbol, mostNamed)), picture ? "" : R"( data-picture="none")");
     definitions_ += picture ? *picture : unknownMark(symbol, styles.colour("magenta"), styles.colour("paper"));
     definitions_ += "</g>\n";
     return known->second;
 }
 
-void Marks::use(std::string& svg, const Known& known, const Feature& feature, const Place& place,
+void Marks::use(std::string& svg, const Known& known, const Feature& feature, const PagePoint& place,
                 const char* more) const {
     svg += fmt::format("<use href=\"#{}\"{} transform=\"{}\"/>\n", known.id, more, moved(place, feature.placement));
 }
 
-void Marks::add(std::string& svg, const Feature& feature, const Place& place) {
+void Marks::add(std::string& svg, const Feature& feature, const PagePoint& place) {
     if (const auto figure = symbols_.styles().figures.find(feature.symbol);
         figure != symbols_.styles().figures.end() && feature.shape.kind == embedded_host::ShapeKind::Point) {
         addFigure(svg, figure->second, feature, place);
@@ -88,31 +88,32 @@ void Marks::add(std::string& svg, const Feature& feature, const Place& place) {
     }
     const Known& known = define(feature.symbol);
     if (known.isMissing) countMissing(feature.symbol);
-    use(svg, known, feature, place, fmt::format(" data-fid=\"{}\"", feature.id).c_str());
+    use(svg, known, feature, place, fmt::format(R"( data-fid="{}")", feature.id).c_str());
 }
 
-void Marks::addFaint(std::string& svg, const Feature& feature, const Place& place) {
+void Marks::addFaint(std::string& svg, const Feature& feature, const PagePoint& place) {
     if (symbols_.styles().figures.contains(feature.symbol)) return;
-    use(svg, define(feature.symbol), feature, place, " opacity=\"0.45\"");
+    use(svg, define(feature.symbol), feature, place, R"( opacity="0.45")");
 }
 
-void Marks::addFigure(std::string& svg, const FigureStyle& style, const Feature& feature, const Place& place) const {
+void Marks::addFigure(std::string& svg, const FigureStyle& style, const Feature& feature,
+                      const PagePoint& place) const {
     const Depth depth = shownDepth(feature.depth);
     const double wide = static_cast<double>(depth.metres.size()) * figureSize * digitWidth;
     const double all = wide + static_cast<double>(depth.decimal.size()) * smallSize * digitWidth;
-    svg += fmt::format("<g data-fid=\"{}\" data-symbol=\"{}\" fill=\"{}\" transform=\"{}\">", feature.id,
+    svg += fmt::format(R"(<g data-fid="{}" data-symbol="{}" fill="{}" transform="{}">)", feature.id,
                        xmlText(feature.symbol), style.fill, moved(place, feature.placement));
-    svg += fmt::format("<text x=\"{}\" y=\"0.8\" font-size=\"{}\"{}>{}", svgNumber(-all / 2), figureSize,
-                       style.bold ? " font-weight=\"bold\"" : "", depth.metres);
+    svg += fmt::format(R"(<text x="{}" y="0.8" font-size="{}"{}>{})", svgNumber(-all / 2), figureSize,
+                       style.bold ? R"( font-weight="bold")" : "", depth.metres);
     if (!depth.decimal.empty())
-        svg += fmt::format("<tspan dy=\"0.6\" font-size=\"{}\">{}</tspan>", smallSize, depth.decimal);
+        svg += fmt::format(R"(<tspan dy="0.6" font-size="{}">{}</tspan>)", smallSize, depth.decimal);
     svg += "</text>";
-    const std::string stroke = fmt::format(" fill=\"none\" stroke=\"{}\" stroke-width=\"0.2\"", style.fill);
+    const std::string stroke = fmt::format(R"( fill="none" stroke="{}" stroke-width="0.2")", style.fill);
     if (style.underline)
-        svg += fmt::format("<path d=\"M{},1.2H{}\"{}/>", svgNumber(-all / 2), svgNumber(-all / 2 + wide), stroke);
+        svg += fmt::format(R"(<path d="M{},1.2H{}"{}/>)", svgNumber(-all / 2), svgNumber(-all / 2 + wide), stroke);
     if (style.swept)
-        svg += fmt::format("<path d=\"M{0},0.9V1.7H{1}V0.9\"{2}/>", svgNumber(-all / 2), svgNumber(all / 2), stroke);
-    if (style.circle) svg += fmt::format("<circle r=\"{}\"{}/>", svgNumber(std::max(all / 2 + 0.5, 1.8)), stroke);
+        svg += fmt::format(R"(<path d="M{0},0.9V1.7H{1}V0.9"{2}/>)", svgNumber(-all / 2), svgNumber(all / 2), stroke);
+    if (style.circle) svg += fmt::format(R"(<circle r="{}"{}/>)", svgNumber(std::max(all / 2 + 0.5, 1.8)), stroke);
     svg += "</g>\n";
 }
 

@@ -15,9 +15,9 @@ public:
     explicit Marks(SymbolSet& symbols) : symbols_(symbols) {}
 
     /// The feature's symbol at its place: a figure, a picture, or the mark of a name that has none.
-    void add(std::string& svg, const Feature& feature, const Place& place);
+    void add(std::string& svg, const Feature& feature, const PagePoint& place);
     /// The same faintly, without saying whose it is, and uncounted.
-    void addFaint(std::string& svg, const Feature& feature, const Place& place);
+    void addFaint(std::string& svg, const Feature& feature, const PagePoint& place);
     /// Counts a feature whose name has neither picture nor style.
     void countMissing(const std::string& symbol) { ++missing_[symbol]; }
 
@@ -31,8 +31,9 @@ private:
         bool isMissing;
     };
     const Known& define(const std::string& symbol);
-    void use(std::string& svg, const Known& known, const Feature& feature, const Place& place, const char* more) const;
-    void addFigure(std::string& svg, const FigureStyle& style, const Feature& feature, const Place& place) const;
+    void use(std::string& svg, const Known& known, const Feature& feature, const PagePoint& place,
+             const char* more) const;
+    void addFigure(std::string& svg, const FigureStyle& style, const Feature& feature, const PagePoint& place) const;
 
     SymbolSet& symbols_;
     std::map<std::string, Known> known_;

@@ -46,12 +46,12 @@ double roundScale(double least) {
 
 }  // namespace
 
-Page::Page(const Bounds& bounds, std::optional<double> scale) : bounds_(bounds) {
-    left_ = easting(bounds.west);
-    top_ = northing(bounds.north);
+Page::Page(const Bounds& bounds, std::optional<double> scale)
+    : bounds_(bounds), left_(easting(bounds.west)), top_(northing(bounds.north)) {
     const double width = easting(bounds.east) - left_;
     const double height = top_ - northing(bounds.south);
-    if (!(width > 0 && height > 0)) throw DrawError("the bounds have no extent");
+    const bool hasExtent = width > 0 && height > 0;
+    if (!hasExtent) throw DrawError("the bounds have no extent");
     // A metre on the ground is longer on the projection, the more so the farther from the equator.
     const double stretch = 1 / std::cos(latitudeOf(top_ - height / 2) * degree);
     const double onGround = std::max(width, height) / stretch * millimetresOfAMetre;
@@ -68,11 +68,11 @@ Page::Page(const Bounds& bounds, std::optional<double> scale) : bounds_(bounds) 
         throw DrawError(fmt::format("the map would be {:.2g} by {:.2g} mm: choose a larger scale", width_, height_));
 }
 
-Place Page::place(const Position& position) const noexcept {
+PagePoint Page::place(const Position& position) const noexcept {
     return {(easting(position.longitude) - left_) * perMetre_, (top_ - northing(position.latitude)) * perMetre_};
 }
 
-Position Page::position(const Place& place) const noexcept {
+Position Page::position(const PagePoint& place) const noexcept {
     return {(left_ + place.x / perMetre_) / radius / degree, latitudeOf(top_ - place.y / perMetre_)};
 }
 

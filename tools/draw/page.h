@@ -8,7 +8,7 @@
 namespace cxml {
 
 /// Millimetres from the upper left corner of the map, y down.
-struct Place {
+struct PagePoint {
     double x;
     double y;
 };
@@ -20,9 +20,9 @@ public:
     /// \throws DrawError when there is nothing to show, or too much for a picture.
     Page(const embedded_host::Bounds& bounds, std::optional<double> scale);
 
-    Place place(const embedded_host::Position& position) const noexcept;
+    PagePoint place(const embedded_host::Position& position) const noexcept;
     /// The other way.
-    embedded_host::Position position(const Place& place) const noexcept;
+    embedded_host::Position position(const PagePoint& place) const noexcept;
 
     double width() const noexcept { return width_; }
     double height() const noexcept { return height_; }
@@ -32,10 +32,10 @@ public:
 
 private:
     embedded_host::Bounds bounds_;
+    double left_;  // of the projection, in metres
+    double top_;
     double scale_ = 0;
     double perMetre_ = 0;  // millimetres of paper for a metre of the projection
-    double left_ = 0;
-    double top_ = 0;
     double width_ = 0;
     double height_ = 0;
 };

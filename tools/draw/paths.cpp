@@ -12,7 +12,7 @@ using embedded_host::ShapeKind;
 
 constexpr double hundredth = 100;
 
-bool fallTogether(const Place& a, const Place& b) {
+bool fallTogether(const PagePoint& a, const PagePoint& b) {
     return std::llround(a.x * hundredth) == std::llround(b.x * hundredth) &&
            std::llround(a.y * hundredth) == std::llround(b.y * hundredth);
 }
@@ -32,22 +32,22 @@ void appendHundredths(std::string& text, double value) {
     if (rest % 10 != 0) text += static_cast<char>('0' + rest % 10);
 }
 
-double lengthOf(const Place& a, const Place& b) {
+double lengthOf(const PagePoint& a, const PagePoint& b) {
     return std::hypot(b.x - a.x, b.y - a.y);
 }
 
-double lengthOf(const std::vector<Place>& line) {
+double lengthOf(const std::vector<PagePoint>& line) {
     double length = 0;
     for (std::size_t i = 1; i < line.size(); ++i) length += lengthOf(line[i - 1], line[i]);
     return length;
 }
 
-Place halfWay(const Outline& lines) {
+PagePoint halfWay(const Outline& lines) {
     const auto longest = std::ranges::max_element(lines, {}, [](const auto& line) { return lengthOf(line); });
     double left = lengthOf(*longest) / 2;
     for (std::size_t i = 1; i < longest->size(); ++i) {
-        const Place& from = (*longest)[i - 1];
-        const Place& to = (*longest)[i];
+        const PagePoint& from = (*longest)[i - 1];
+        const PagePoint& to = (*longest)[i];
         const double length = lengthOf(from, to);
         if (length >= left && length > 0)
             return {from.x + (to.x - from.x) * left / length, from.y + (to.y - from.y) * left / length};
@@ -65,10 +65,10 @@ struct Stretch {
 // The widest stretch at this height that is inside, of what the page shows.
 Stretch widestAt(const Outline& rings, double y, double pageWidth) {
     std::vector<double> crossings;
-    for (const std::vector<Place>& ring : rings)
+    for (const std::vector<PagePoint>& ring : rings)
         for (std::size_t i = 0; i < ring.size(); ++i) {
-            const Place& a = ring[i];
-            const Place& b = ring[(i + 1) % ring.size()];
+            const PagePoint& a = ring[i];
+            const PagePoint& b = ring[(i + 1) % ring.size()];
             if ((a.y > y) != (b.y > y)) crossings.push_back(a.x + (y - a.y) / (b.y - a.y) * (b.x - a.x));
         }
     std::ranges::sort(crossings);
@@ -80,11 +80,11 @@ Stretch widestAt(const Outline& rings, double y, double pageWidth) {
     return widest;
 }
 
-Place inside(const Outline& rings, const Page& page) {
+PagePoint inside(const Outline& rings, const Page& page) {
     double top = std::numeric_limits<double>::max();
     double bottom = std::numeric_limits<double>::lowest();
-    for (const std::vector<Place>& ring : rings)
-        for (const Place& place : ring) {
+    for (const std::vector<PagePoint>& ring : rings)
+        for (const PagePoint& place : ring) {
             top = std::min(top, place.y);
             bottom = std::max(bottom, place.y);
         }
@@ -92,7 +92,7 @@ Place inside(const Outline& rings, const Page& page) {
     bottom = std::clamp(bottom, 0.0, page.height());
     constexpr std::array shares{0.5, 0.35, 0.65, 0.2, 0.8};
     Stretch widest;
-    Place best = rings.front().front();
+    PagePoint best = rings.front().front();
     for (const double share : shares) {
         const double y = top + (bottom - top) * share;
         const Stretch stretch = widestAt(rings, y, page.width());
@@ -109,16 +109,16 @@ Place inside(const Outline& rings, const Page& page) {
 Outline onPaper(const embedded_host::Shape& shape, const Page& page) {
     Outline outline;
     for (const auto& part : shape.parts) {
-        std::vector<Place>& places = outline.emplace_back();
+        std::vector<PagePoint>& places = outline.emplace_back();
         for (const embedded_host::Position& position : part) {
-            const Place place = page.place(position);
+            const PagePoint place = page.place(position);
             if (places.empty() || !fallTogether(places.back(), place)) places.push_back(place);
         }
     }
     return outline;
 }
 
-void appendPlace(std::string& text, const Place& place) {
+void appendPlace(std::string& text, const PagePoint& place) {
     appendHundredths(text, place.x);
     text += ',';
     appendHundredths(text, place.y);
@@ -126,7 +126,7 @@ void appendPlace(std::string& text, const Place& place) {
 
 std::string pathData(const Outline& outline, bool isClosed) {
     std::string data;
-    for (const std::vector<Place>& part : outline) {
+    for (const std::vector<PagePoint>& part : outline) {
         std::size_t count = part.size();
         if (isClosed && count > 1 && fallTogether(part.front(), part.back())) --count;
         for (std::size_t i = 0; i < count; ++i) {
@@ -138,7 +138,7 @@ std::string pathData(const Outline& outline, bool isClosed) {
     return data;
 }
 
-Place anchorOf(const Outline& outline, ShapeKind kind, const Page& page) {
+PagePoint anchorOf(const Outline& outline, ShapeKind kind, const Page& page) {
     if (kind == ShapeKind::Line) return halfWay(outline);
     if (kind == ShapeKind::Area) return inside(outline, page);
     return outline.front().front();

@@ -5,8 +5,10 @@
 
 #include <fmt/format.h>
 #include <algorithm>
-#include <array>
+#include <charconv>
+#include <cmath>
 #include <filesystem>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -78,9 +80,75 @@ std::vector<CComPtr<IXMLDOMNode>> listed(IXMLDOMNode* node,
 
 using Attributes = std::vector<std::pair<std::string, std::string>>;
 
+std::string textOf(IXMLDOMNode* node) {
+    CComBSTR text;
+    node->get_text(&text);
+    return toUtf8(text);
+}
+
+// What classes and styles say.
+class Styling {
+public:
+    virtual ~Styling() = default;
+    /// The attributes that the classes and the style of an element make, in the place of its own.
+    virtual Declarations declared(const std::string& classes, const std::optional<std::string>& style) const = 0;
+};
+
+template <class Visit>
+void eachWord(std::string_view words, Visit&& visit) {
+    while (!words.empty()) {
+        const std::size_t end = std::min(words.find_first_of(" \t\r\n"), words.size());
+        visit(words.substr(0, end));
+        words.remove_prefix(std::min(end + 1, words.size()));
+    }
+}
+
+// Classes name the tokens of a palette.
+class Tokens final : public Styling {
+public:
+    explicit Tokens(const std::map<std::string, std::string>& colours) : colours_(colours) {}
+
+    Declarations declared(const std::string& classes, const std::optional<std::string>& style) const override {
+        if (style) throw DrawError("refused: it has styles; colours are attributes");
+        Declarations declarations;
+        eachWord(classes, [&](std::string_view word) {
+            const std::size_t dash = word.find('-');
+            if (dash == std::string_view::npos || !isOneOf(word.substr(0, dash), {"fill", "stroke"})) return;
+            const auto colour = colours_.find(std::string(word.substr(dash + 1)));
+            if (colour != colours_.end()) declarations[std::string(word.substr(0, dash))] = colour->second;
+        });
+        return declarations;
+    }
+
+private:
+    const std::map<std::string, std::string>& colours_;
+};
+
+// Classes are those of a style sheet.
+class Sheet final : public Styling {
+public:
+    explicit Sheet(const std::map<std::string, Declarations>& classes) : classes_(classes) {}
+
+    Declarations declared(const std::string& classes, const std::optional<std::string>& style) const override {
+        Declarations all;
+        const auto add = [&](const Declarations& declarations) {
+            for (const auto& [property, value] : declarations)
+                if (isPaint(property)) all[property] = value;
+        };
+        eachWord(classes, [&](std::string_view word) {
+            if (const auto found = classes_.find(std::string(word)); found != classes_.end()) add(found->second);
+        });
+        if (style) add(readDeclarations(*style));
+        return all;
+    }
+
+private:
+    const std::map<std::string, Declarations>& classes_;
+};
+
 class Writer {
 public:
-    explicit Writer(const std::map<std::string, std::string>& colours) : colours_(colours) {}
+    explicit Writer(const Styling& styling) : styling_(styling) {}
 
     void element(IXMLDOMNode* node, int depth) {
         const std::string name = nameOf(node);
@@ -90,9 +158,10 @@ public:
         if (isRoot && name != "svg") throw DrawError("is no SVG picture");
         if (!isGroup && !isShape(name)) throw DrawError(fmt::format("refused: <{}> is no plain shape", name));
         if (depth > mostDepth) throw DrawError("refused: groups are too deep");
+        const Attributes attributes = attributesOf(node, isRoot);
+        if (isHidden(attributes)) return;
         text_ += isGroup ? "<g" : "<" + name;
-        for (const auto& [key, value] : attributesOf(node, isRoot))
-            text_ += fmt::format(" {}=\"{}\"", key, xmlText(value));
+        for (const auto& [key, value] : attributes) text_ += fmt::format(R"( {}="{}")", key, xmlText(value));
         if (!isGroup) {
             text_ += "/>";
             return;
@@ -106,60 +175,50 @@ public:
     std::string take() { return std::move(text_); }
 
 private:
+    static bool isHidden(const Attributes& attributes) {
+        return std::ranges::find(attributes, Attributes::value_type("display", "none")) != attributes.end();
+    }
+
     // Of the root only its paint: its geometry is the view box.
     Attributes attributesOf(IXMLDOMNode* node, bool isRoot) const {
         Attributes taken;
         std::string classes;
+        std::optional<std::string> style;
         for (const CComPtr<IXMLDOMNode>& attribute : listed(node, &INodeTrace::get_allAttributes)) {
-            CComBSTR text;
-            attribute->get_text(&text);
             std::string name = nameOf(attribute);
-            std::string value = toUtf8(text);
-            if (name == "class") {
+            std::string value = textOf(attribute);
+            if (name == "class")
                 classes = value;
-            } else if (isPaint(name) || (isGeometry(name) && !isRoot)) {
-                if (!isPlain(value) || lowerAscii(value).find("url(") != std::string::npos)
-                    throw DrawError(fmt::format("refused: the value of '{}' is not plain", name));
+            else if (name == "style")
+                style = value;
+            else if (isPaint(name) || (isGeometry(name) && !isRoot))
                 taken.emplace_back(std::move(name), std::move(value));
-            } else {
+            else
                 refuse(name, value);
-            }
         }
-        inlineTokens(classes, taken);
+        for (auto& [name, value] : styling_.declared(classes, style)) {
+            std::erase_if(taken, [&, &key = name](const auto& attribute) { return attribute.first == key; });
+            taken.emplace_back(name, value);
+        }
+        for (const auto& [name, value] : taken)
+            if (!isPlain(value) || lowerAscii(value).find("url(") != std::string::npos)
+                throw DrawError(fmt::format("refused: the value of '{}' is not plain", name));
         return taken;
     }
 
     // What is not taken over may say whatever it likes, but not how the picture looks or what happens.
     static void refuse(const std::string& name, const std::string& value) {
         const std::string lower = lowerAscii(name);
-        if (lower == "style") throw DrawError("refused: it has styles; colours are attributes");
         if (lower == "href" || lower.ends_with(":href")) throw DrawError("refused: it points elsewhere");
         if (lower.starts_with("on")) throw DrawError("refused: it has a script");
         if (lowerAscii(value).find("url(") != std::string::npos) throw DrawError("refused: it points elsewhere");
     }
 
-    void inlineTokens(std::string_view classes, Attributes& attributes) const {
-        while (!classes.empty()) {
-            const std::size_t end = std::min(classes.find_first_of(" \t\r\n"), classes.size());
-            const std::string_view word = classes.substr(0, end);
-            classes.remove_prefix(std::min(end + 1, classes.size()));
-            const std::size_t dash = word.find('-');
-            const std::string_view kind = word.substr(0, dash);
-            if (dash == std::string_view::npos || !isOneOf(kind, {"fill", "stroke"})) continue;
-            const auto colour = colours_.find(std::string(word.substr(dash + 1)));
-            if (colour == colours_.end()) continue;
-            std::erase_if(attributes, [&](const auto& attribute) { return attribute.first == kind; });
-            attributes.emplace_back(kind, colour->second);
-        }
-    }
-
-    const std::map<std::string, std::string>& colours_;
+    const Styling& styling_;
     std::string text_;
 };
 
-}  // namespace
-
-std::string readPicture(const std::string& file, const std::map<std::string, std::string>& colours) {
+CComPtr<IXMLDOMNode> rootOf(const std::string& file) {
     std::error_code error;
     if (std::filesystem::file_size(file, error) > mostBytes || error) throw DrawError("is more than a megabyte long");
     CComPtr<IXMLDOMDocument> document;
@@ -174,9 +233,47 @@ std::string readPicture(const std::string& file, const std::map<std::string, std
     if (document->load(path, &loaded) != S_OK || loaded == VARIANT_FALSE ||
         document->get_documentElement(&root) != S_OK || !root)
         throw DrawError("is not well-formed XML");
-    Writer writer(colours);
+    return root;
+}
+
+std::string written(IXMLDOMNode* root, const Styling& styling) {
+    Writer writer(styling);
     writer.element(root, 0);
     return writer.take();
+}
+
+// How far the view box reaches to both sides of 0,0 at least.
+void measure(IXMLDOMNode* root, ImportedPicture& picture) {
+    std::vector<double> box;
+    for (const CComPtr<IXMLDOMNode>& attribute : listed(root, &INodeTrace::get_allAttributes)) {
+        if (nameOf(attribute) != "viewBox") continue;
+        std::string numbers = textOf(attribute);
+        std::ranges::replace(numbers, ',', ' ');
+        eachWord(numbers, [&](std::string_view word) {
+            double number = 0;
+            const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+            if (error == std::errc() && end == word.data() + word.size()) box.push_back(number);
+        });
+    }
+    constexpr double most = 1000;
+    const auto isSensible = [](double number) { return std::abs(number) <= most; };
+    if (box.size() != 4 || !std::ranges::all_of(box, isSensible)) throw DrawError("has no view box of four numbers");
+    picture.halfWidth = std::max(std::abs(box[0]), std::abs(box[0] + box[2]));
+    picture.halfHeight = std::max(std::abs(box[1]), std::abs(box[1] + box[3]));
+}
+
+}  // namespace
+
+std::string readPicture(const std::string& file, const std::map<std::string, std::string>& colours) {
+    return written(rootOf(file), Tokens(colours));
+}
+
+ImportedPicture importPicture(const std::string& file, const std::map<std::string, Declarations>& classes) {
+    const CComPtr<IXMLDOMNode> root = rootOf(file);
+    ImportedPicture picture;
+    measure(root, picture);
+    picture.elements = written(root, Sheet(classes));
+    return picture;
 }
 
 }  // namespace cxml

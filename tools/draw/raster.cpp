@@ -17,11 +17,11 @@ constexpr double millimetresOfAnInch = 25.4;
 constexpr double dotsOfAnInch = 200;
 constexpr double pointsOfAnInch = 72;
 
-template <auto release>
+template <auto Release>
 struct Releaser {
     template <class Thing>
     void operator()(Thing* thing) const noexcept {
-        release(thing);
+        Release(thing);
     }
 };
 using Handle = std::unique_ptr<RsvgHandle, Releaser<g_object_unref>>;
