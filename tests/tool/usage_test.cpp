@@ -112,7 +112,8 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command : {"import", "symbolize", "explain", "ledger", "reset", "check", "draw", "symbols import"}) {
+    for (const std::string command :
+         {"import", "symbolize", "explain", "ledger", "reset", "check", "draw", "symbols import"}) {
         const std::size_t blank = std::min(command.find(' '), command.size());
         Arguments words{command.substr(0, blank)};
         if (blank < command.size()) words.push_back(command.substr(blank + 1));

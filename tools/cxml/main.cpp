@@ -76,8 +76,10 @@ ExitStatus run(int argc, char** argv) {
         return complain(fmt::format("{} (see 'cxml --help')", cxml::oneLine(e.what())), ExitStatus::Unusable);
     }
     if (!command)
-        return complain("a command is missing: import, symbolize, explain, ledger, reset, check, draw or symbols (see 'cxml --help')",
-                        ExitStatus::Unusable);
+        return complain(
+            "a command is missing: import, symbolize, explain, ledger, reset, check, draw or symbols (see 'cxml "
+            "--help')",
+            ExitStatus::Unusable);
     cxml::installSignalHandlers();
     return command();
 }
