@@ -155,7 +155,7 @@ private:
         Document document(console_, *arguments_.document, MessageLog::Keep::Counts);
         load(document);
         if (document.loaded)
-            query.classes = classesOf(*SymbologyManagerAccess::currentMap(document.manager));
+            query.classes = classesOf(*document.map);
         else
             console_.complain(fmt::format("{}: {}", document.path,
                                           document.reason.empty() ? "the document did not load" : document.reason));
