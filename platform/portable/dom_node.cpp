@@ -101,11 +101,29 @@ HRESULT nodeSelectFirst(const NodeRef& ref, BSTR xpath, IXMLDOMNode** node) {
     });
 }
 
+namespace {
+
+/// The element or attribute that tells where a node stands; null when there is none. What a declaration adds stands
+/// with its element.
+const xmlNode* placedNode(const xmlNode* node) {
+    if (node->type == XML_ELEMENT_NODE) return node;
+    if (node->type == XML_ATTRIBUTE_NODE && lineOf(node) != 0) return node;
+    return node->parent && node->parent->type == XML_ELEMENT_NODE ? node->parent : nullptr;
+}
+
+}  // namespace
+
 HRESULT nodeGetLine(const NodeRef& ref, LONG* line) {
     if (!line) return E_INVALIDARG;
-    const bool isElement = ref.node->type == XML_ELEMENT_NODE;
-    const xmlNode* element = isElement ? ref.node : ref.node->parent;
-    *line = element && element->type == XML_ELEMENT_NODE ? lineOf(element) : 0;
+    const xmlNode* const node = placedNode(ref.node);
+    *line = node ? lineOf(node) : 0;
+    return S_OK;
+}
+
+HRESULT nodeGetColumn(const NodeRef& ref, LONG* column) {
+    if (!column) return E_INVALIDARG;
+    const xmlNode* const node = placedNode(ref.node);
+    *column = node ? columnOf(node) : 0;
     return S_OK;
 }
 

@@ -18,6 +18,7 @@ HRESULT nodeGetTypedValue(const NodeRef& ref, VARIANT* value);
 HRESULT nodeSelectAll(const NodeRef& ref, BSTR xpath, IXMLDOMNodeList** nodes);
 HRESULT nodeSelectFirst(const NodeRef& ref, BSTR xpath, IXMLDOMNode** node);
 HRESULT nodeGetLine(const NodeRef& ref, LONG* line);
+HRESULT nodeGetColumn(const NodeRef& ref, LONG* column);
 HRESULT nodeGetWasRead(const NodeRef& ref, VARIANT_BOOL* read);
 HRESULT nodeGetChildElements(const NodeRef& ref, IXMLDOMNodeList** nodes);
 HRESULT nodeGetAllAttributes(const NodeRef& ref, IXMLDOMNodeList** nodes);
@@ -51,6 +52,7 @@ public:
         return nodeGetAllAttributes(ref(), nodes);
     }
     HRESULT STDMETHODCALLTYPE get_textLine(LONG* line) final { return nodeGetTextLine(ref(), line); }
+    HRESULT STDMETHODCALLTYPE get_column(LONG* column) final { return nodeGetColumn(ref(), column); }
 
 protected:
     ~NodeObject() = default;

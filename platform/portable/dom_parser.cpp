@@ -8,6 +8,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <optional>
 
 namespace symbology_platform::dom {
 
@@ -47,13 +48,44 @@ bool isFatal(ReportedError error) {
     return error->level == XML_ERR_ERROR && error->domain != XML_FROM_DTD && error->domain != XML_FROM_VALID;
 }
 
-/// The line of the `<` of the start tag that ends where the parser stands.
-int tagLine(const xmlParserInput* input) {
-    int line = input->line;
+/// The start tag that ends where the parser stands, without its `>`; empty when the parser does not hold all of it.
+std::string_view tagBefore(const xmlParserInput* input) {
+    const xmlChar* begin = input->cur;
     // No value of an attribute holds this character.
-    for (const xmlChar* at = input->cur; at > input->base && *at != '<'; --at)
-        if (*at == '\n' && at != input->cur) --line;
-    return line;
+    while (begin > input->base && *begin != '<') --begin;
+    if (*begin != '<') return {};
+    return {reinterpret_cast<const char*>(begin), static_cast<std::size_t>(input->cur - begin)};
+}
+
+/// Walks over the attributes of a well-formed start tag.
+class AttributeNames {
+public:
+    explicit AttributeNames(std::string_view tag) : tag_(tag) { at_ = tag_.find_first_of(space); }
+
+    /// The next name as written, a view of the tag; empty behind the last.
+    std::string_view next() {
+        at_ = tag_.find_first_not_of(space, at_);
+        const std::size_t equals = tag_.find('=', at_);
+        if (equals == std::string_view::npos) return {};
+        const std::size_t end = std::min(equals, tag_.find_first_of(space, at_));
+        const std::string_view name = tag_.substr(at_, end - at_);
+        const std::size_t quote = tag_.find_first_of("\"'", equals);
+        if (quote == std::string_view::npos) return {};
+        at_ = tag_.find(tag_[quote], quote + 1);
+        at_ = at_ == std::string_view::npos ? at_ : at_ + 1;
+        return name;
+    }
+
+private:
+    static constexpr std::string_view space = " \t\r\n";
+
+    std::string_view tag_;
+    std::size_t at_ = 0;
+};
+
+std::string_view localName(std::string_view name) {
+    const std::size_t colon = name.find(':');
+    return colon == std::string_view::npos ? name : name.substr(colon + 1);
 }
 
 xmlParserCtxt* newContext() {
@@ -121,6 +153,7 @@ int Parser::readSource(void* parser, char* buffer, int size) noexcept {
     self.guarded([&] {
         if (self.isAmongTooManyAttributes()) self.fail(tooManyAttributes);
         count = self.source_.read(buffer, size);
+        if (count > 0) self.positions_.add({buffer, static_cast<std::size_t>(count)});
     });
     return count;
 }
@@ -243,7 +276,29 @@ void Parser::startElement(void* context, const xmlChar* name, const xmlChar* pre
                                   attributes);
     auto* parser = static_cast<xmlParserCtxt*>(context);
     // The lines of an entity's text are not those of the document.
-    if (parser == self.context_ && parser->inputNr == 1 && parser->node) setLine(parser->node, tagLine(parser->input));
+    if (parser != self.context_ || parser->inputNr != 1 || !parser->node) return;
+    self.guarded([&] { self.notePlaces(parser->input, parser->node); });
+}
+
+void Parser::notePlaces(const xmlParserInput* input, xmlNode* element) {
+    const std::string_view tag = tagBefore(input);
+    if (tag.empty()) return;
+    // Bytes of the document before the window that the parser holds, and before the tag.
+    const auto* const base = reinterpret_cast<const char*>(input->base);
+    const std::uint64_t before = input->consumed + static_cast<std::uint64_t>(tag.data() - base);
+    const std::optional<Position> place = positions_.at(before, '<');
+    if (!place) return;
+    setPlace(element, place->line, place->column);
+    AttributeNames names(tag);
+    // In the order of the tag; defaulted ones, which stand elsewhere, come last.
+    for (xmlAttr* attribute = element->properties; attribute; attribute = attribute->next) {
+        std::string_view name = names.next();
+        while (!name.empty() && localName(name) != viewOf(attribute->name)) name = names.next();
+        if (name.empty()) return;
+        const auto offset = before + static_cast<std::uint64_t>(name.data() - tag.data());
+        if (const std::optional<Position> at = positions_.at(offset, name.front()))
+            setPlace(reinterpret_cast<xmlNode*>(attribute), at->line, at->column);
+    }
 }
 
 void Parser::characters(void* context, const xmlChar* text, int length) noexcept {
@@ -264,7 +319,7 @@ void Parser::noteTextLine(xmlParserCtxt* context, const xmlChar* text, int lengt
     xmlNode* const node = context->node->last;
     if (node->type != XML_TEXT_NODE && node->type != XML_CDATA_SECTION_NODE) return;
     if (lineOf(node) != 0) return;
-    setLine(node, context->input->line - static_cast<int>(std::count(text, text + length, xmlChar{'\n'})));
+    setPlace(node, context->input->line - static_cast<int>(std::count(text, text + length, xmlChar{'\n'})), 0);
 }
 
 }  // namespace symbology_platform::dom

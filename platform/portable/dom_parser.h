@@ -3,6 +3,7 @@
 
 #include "platform/portable/dom_expansion.h"
 #include "platform/portable/dom_loader.h"
+#include "platform/portable/dom_positions.h"
 
 #include <libxml/parser.h>
 
@@ -39,6 +40,7 @@ private:
                              const xmlChar** attributes) noexcept;
     static void characters(void* context, const xmlChar* text, int length) noexcept;
     static void cdataBlock(void* context, const xmlChar* text, int length) noexcept;
+    void notePlaces(const xmlParserInput* input, xmlNode* element);
     void noteTextLine(xmlParserCtxt* context, const xmlChar* text, int length) const noexcept;
     static void onError(void* context, ReportedError error) noexcept;
 
@@ -54,6 +56,7 @@ private:
     DocumentSource& source_;
     xmlParserCtxt* context_;
     xmlSAXHandler original_{};
+    Positions positions_;
     EntitySizes entitySizes_;
     std::uint64_t referenced_ = 0;  ///< bytes that references to entities have cost
     std::uint64_t defaulted_ = 0;   ///< bytes of defaulted attributes and of namespaces

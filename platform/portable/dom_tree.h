@@ -35,7 +35,8 @@ struct NodeRef {
     xmlNode* node = nullptr;
 };
 
-// Notes on a node, kept in its _private: the line from bit 4 on, flags below. Attributes are nodes like any other here.
+// Notes on a node, kept in its _private: flags in the lowest 4 bits, 30 bits for the line, and for the column what is
+// left. Attributes are nodes like any other here.
 
 enum class Mark : std::uintptr_t {
     Read = 1,
@@ -56,12 +57,26 @@ inline void setNotes(xmlNode* node, std::uintptr_t notes) {
 inline void setMark(xmlNode* node, Mark mark) {
     setNotes(node, notesOf(node) | static_cast<std::uintptr_t>(mark));
 }
+constexpr unsigned lineBits = 30;
+constexpr std::uintptr_t mostLines = (std::uintptr_t{1} << lineBits) - 1;
+constexpr std::uintptr_t mostColumns = std::uintptr_t{0x3FFFFFFF};
+static_assert(sizeof(std::uintptr_t) == 8);
+
 /// From 1; 0 when unknown.
 inline LONG lineOf(const xmlNode* node) {
-    return static_cast<LONG>(notesOf(node) >> 4U);
+    return static_cast<LONG>((notesOf(node) >> 4U) & mostLines);
 }
-inline void setLine(xmlNode* node, int line) {
-    setNotes(node, (notesOf(node) & 0xFU) | (static_cast<std::uintptr_t>(line) << 4U));
+/// From 1; 0 when unknown. Only of elements and attributes.
+inline LONG columnOf(const xmlNode* node) {
+    return static_cast<LONG>(notesOf(node) >> (4U + lineBits));
+}
+inline void setPlace(xmlNode* node, int line, int column) {
+    const auto inBounds = [](int number, std::uintptr_t most) {
+        const auto value = static_cast<std::uintptr_t>(number);
+        return value > most ? std::uintptr_t{0} : value;
+    };
+    setNotes(node, (notesOf(node) & 0xFU) | (inBounds(line, mostLines) << 4U) |
+                       (inBounds(column, mostColumns) << (4U + lineBits)));
 }
 
 /// What is done to a tree before it is shared: white space between tags goes, leaving a note where it stood, and

@@ -61,7 +61,8 @@ SYMBOLOGY_INTERFACE(IXMLDOMDocument, "2933BF81-7B36-11D2-B20E-00C04F983E60") : p
 /// What MSXML has no place for: where a node stands in its file and whether anyone has looked at it since the
 /// document was loaded. Offered by the nodes of the portable DOM, for tools that check documents.
 SYMBOLOGY_INTERFACE(INodeTrace, "6B0C5B0E-3D52-4E0B-9E35-5B8E6C0F1A01") : public IUnknown {
-    /// From 1; 0 when unknown.
+    /// Where the start tag of an element or the name of an attribute begins; other nodes, and attributes that a
+    /// declaration adds, stand with their element. From 1; 0 when unknown.
     virtual HRESULT STDMETHODCALLTYPE get_line(LONG* line) = 0;
     /// An element has been read when it came out of a selection, an attribute when it was asked for by name.
     /// Walking with get_childElements and get_allAttributes does not count as reading.
@@ -71,6 +72,8 @@ SYMBOLOGY_INTERFACE(INodeTrace, "6B0C5B0E-3D52-4E0B-9E35-5B8E6C0F1A01") : public
     /// The line in which the text of an element begins, white space that its value does not have left out; 0 when
     /// unknown or when there is no text.
     virtual HRESULT STDMETHODCALLTYPE get_textLine(LONG* line) = 0;
+    /// The column of the place that get_line has, in characters from 1; 0 when unknown.
+    virtual HRESULT STDMETHODCALLTYPE get_column(LONG* column) = 0;
 };
 
 /// The class that the object factory is asked for.

@@ -105,6 +105,7 @@ TEST(DomObjects, RefuseNullArguments) {
     EXPECT_EQ(trace->get_childElements(nullptr), E_INVALIDARG);
     EXPECT_EQ(trace->get_allAttributes(nullptr), E_INVALIDARG);
     EXPECT_EQ(trace->get_textLine(nullptr), E_INVALIDARG);
+    EXPECT_EQ(trace->get_column(nullptr), E_INVALIDARG);
 }
 
 bool wasRead(IXMLDOMNode* node) {
@@ -210,7 +211,8 @@ TEST(DomTrace, TellsLines) {
         "&e;<d>\r\ntext</d></a>");
     EXPECT_EQ(lineOf(document), 0);
     EXPECT_EQ(lineOf(first(document, "/a")), 5) << "where the tag begins";
-    EXPECT_EQ(lineOf(first(document, "/a/@y")), 5) << "an attribute stands with its element";
+    EXPECT_EQ(lineOf(first(document, "/a/@x")), 6);
+    EXPECT_EQ(lineOf(first(document, "/a/@y")), 7);
     EXPECT_EQ(lineOf(first(document, "/a/b")), 8);
     EXPECT_EQ(lineOf(first(document, "/a/c")), 8);
     EXPECT_EQ(lineOf(first(document, "/a/d")), 10);
@@ -229,6 +231,42 @@ TEST(DomTrace, LinesBeyondSixteenBits) {
     EXPECT_EQ(lineOf(first(document, "/a/b")), 70001);
     EXPECT_EQ(lineOf(first(document, "/a/c/@x")), 70002);
     EXPECT_EQ(lineOf(first(document, "/a/d")), 140002);
+}
+
+/// "line:column" of what the path selects.
+std::string placeOf(IXMLDOMDocument* document, const char* path) {
+    const CComPtr<IXMLDOMNode> node = first(document, path);
+    LONG column = -1;
+    EXPECT_EQ(traceOf(node)->get_column(&column), S_OK);
+    return std::to_string(lineOf(node)) + ':' + std::to_string(column);
+}
+
+TEST(DomTrace, TellsColumns) {
+    const CComPtr<IXMLDOMDocument> document = parse(
+        "<!DOCTYPE a [\n<!ENTITY e '<f x=\"1\"/>'>\n<!ATTLIST a z CDATA '9'>\n]>\r\n"
+        "<a x='1' xmlns:p='u'\tp:y = \"a>b='\"\n w='&#10;'>\xc3\xa4\xf0\x9f\x9a\xa2<b/><!-- <c/>\n --><![CDATA[<c/>]]>"
+        "<c\nx='2'/>&e;<d/></a>");
+    const std::pair<const char*, const char*> places[] = {
+        {"/a", "5:1"},    {"/a/@x", "5:4"},   {"/a/@p:y", "5:22"},
+        {"/a/@w", "6:2"}, {"/a/@z", "5:1"},  // the declaration has it
+        {"/a/b", "6:14"},                    // behind a character of two bytes and one of four
+        {"/a/c", "7:21"}, {"/a/c/@x", "8:1"}, {"/a/d", "8:11"},
+        {"/a/f", "0:0"},  {"/a/f/@x", "0:0"},  // in the text of an entity
+    };
+    for (const auto& [path, place] : places) EXPECT_EQ(placeOf(document, path), place) << path;
+}
+
+// The parser holds a window of the text only.
+TEST(DomTrace, ColumnsOfLongLinesAndLateOnes) {
+    const std::string blanks(100'000, ' ');
+    std::string text = "<a><b>" + blanks + "</b><!--" + blanks + "--><c x='" + blanks + "' y='1'/>";
+    for (int i = 0; i < 70'000; ++i) text += "\xc3\xa4\n";
+    text += "\xc3\xa4<d/></a>";
+    const CComPtr<IXMLDOMDocument> document = parse(text);
+    EXPECT_EQ(placeOf(document, "/a/b"), "1:4");
+    EXPECT_EQ(placeOf(document, "/a/c"), "1:200018");
+    EXPECT_EQ(placeOf(document, "/a/c/@y"), "1:300026");
+    EXPECT_EQ(placeOf(document, "/a/d"), "70001:2");
 }
 
 TEST(DomThreads, DocumentsOfTheirOwn) {
