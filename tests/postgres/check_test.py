@@ -23,7 +23,7 @@ class Check(DatabaseTest):
     def findings(self, text, *more, user="admin"):
         status, said = self.run_json("check", self.document(text), self.dataset(user), *more)
         found = [(finding["kind"], finding["text"]) for finding in said["findings"]]
-        self.assertEqual(status, 1 if found else 0, said)
+        self.assertEqual(status, 1 if any(finding["severity"] == "error" for finding in said["findings"]) else 0, said)
         self.assertEqual(said["document"]["messages"], [])
         return found
 
@@ -40,14 +40,13 @@ class Check(DatabaseTest):
             f'<featureClass name="BCNLAT">{compare("CATLAM", 1)}</featureClass>'), [
                 ("field-missing", "the rule's field 'CATLAN' is no field of layer boylat, and no fetch rule supplies it before it "
                                   "is used"),
-                ("configuration-without-layer", "the dataset has no layer for the featureClass 'BCNLAT'"),
-                ("layer-unconfigured", "layer lights has no configuration in the document")])
+                ("configuration-without-layer", "the dataset has no layer for 'BCNLAT'"),
+                ("layer-unconfigured", "1 layer without configuration in the document: lights")])
 
     def test_targets(self):
         self.sql("ALTER TABLE boylat DROP symbol_c, DROP rotate_c")
         self.assertEqual(self.of_buoys('<condition rulename="S" xoffset="1" angle="1"/>'), [
-            ("target-missing", f"layer boylat has no field '{field}' to write to ('symbolize --add-fields' adds it)")
-            for field in ("SYMBOL_C", "Rotate_C")])
+            ("target-missing", "1 layer without fields that a run writes: boylat (SYMBOL_C, Rotate_C)")])
 
     def test_types_of_operands(self):
         self.sql("CREATE DOMAIN count AS int; CREATE DOMAIN few AS count; CREATE TYPE kind AS ENUM ('red');"
@@ -72,8 +71,8 @@ class Check(DatabaseTest):
         self.assertEqual(self.of_buoys(*map(ask, ("NOTICES", "Lights", "public.notices", "notes", "anna.notices", "wrecks"))), [
             *(("table-missing", f"the dataset has no table '{table}': the query rule holds for no row")
               for table in ("public.notices", "notes", "anna.notices", "wrecks")),
-            *(("layer-unconfigured", f"layer {layer} has no configuration in the document")
-              for layer in ('"Mixed.Case"', "newest", "notes", "zoe.wrecks"))])
+            ("layer-unconfigured",
+             '4 layers without configuration in the document: "Mixed.Case", newest, notes, zoe.wrecks')])
         self.sql("DROP TABLE anna.lights; ALTER TABLE boylat ADD geom geometry; DROP SCHEMA anna, zoe CASCADE")
         self.assertEqual(self.of_buoys(ask("NOTES", fields=fetch), ask("newest", fields=fetch), ask("Mixed.Case"),
                                        ask("nowhere")), [

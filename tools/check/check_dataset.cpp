@@ -5,6 +5,7 @@
 #include "rules/attribute_rules.h"
 #include "rules/list_attribute_rules.h"
 #include "rules/query_rules.h"
+#include "tools/text/similar.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
@@ -13,6 +14,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 
 namespace cxml {
@@ -51,20 +53,23 @@ public:
     LayerCheck(const CheckedClass& checked, const LayerInfo& layer, GdalWorkspace& dataset, Findings& findings)
         : checked_(checked), layer_(layer), dataset_(dataset), findings_(findings) {}
 
-    void run() {
-        needTarget(checked_.line, "SYMBOL_C");
+    /// \return the fields that a run writes and the layer lacks, as the layer's part of a list; empty when it has all.
+    std::string run() {
+        needTarget("SYMBOL_C");
         DocumentModel::forEachIn(checked_.conditions, [this](const CheckedCondition& condition) {
             if (condition.isKept) checkTargets(condition);
             for (const CheckedRule& rule : condition.rules) checkOperands(rule);
         });
         forEachUnfetched(checked_, [this](const NameUse& use) {
             if (use.isQualified() || typeOf(use.name)) return;
-            findings_.add(
-                use.line, use.isArgument ? "argument-unsupplied" : "field-missing",
-                fmt::format("{} '{}' is no field of layer {}, and no fetch rule supplies it before it is used",
-                            use.what, use.name, layer_.name));
+            findings_
+                .add(use.at, use.isArgument ? "argument-unsupplied" : "field-missing",
+                     fmt::format("{} '{}' is no field of layer {}, and no fetch rule supplies it before it is used",
+                                 use.what, use.name, layer_.name))
+                .help = suggestion(use.name, dataset_.fieldNames(layer_.name), "the layer's fields are: ");
         });
         checkValues();
+        return missing_.empty() ? std::string() : fmt::format("{} ({})", layer_.name, fmt::join(missing_, ", "));
     }
 
 private:
@@ -75,7 +80,7 @@ private:
             if (type) fields.push_back(field);
         for (const auto& [field, list] : dataset_.unreadableValues(layer_.name, fields)) {
             const std::int64_t more = list.rows - static_cast<std::int64_t>(list.ids.size());
-            findings_.addIn(dataset_.name(), 0, "value-unreadable",
+            findings_.addIn({dataset_.name()}, "value-unreadable",
                             fmt::format("layer {}: field '{}' holds values that are not of its type, in {} row{}: {}{}",
                                         layer_.name, field, list.rows, list.rows == 1 ? "" : "s",
                                         fmt::join(list.ids, ", "), more > 0 ? fmt::format(" and {} more", more) : ""));
@@ -89,11 +94,8 @@ private:
         return known->second;
     }
 
-    void needTarget(LONG line, const std::string& field) {
-        if (typeOf(field) || !missing_.insert(field).second) return;
-        findings_.add(line, "target-missing",
-                      fmt::format("layer {} has no field '{}' to write to ('symbolize --add-fields' adds it)",
-                                  layer_.name, field));
+    void needTarget(const std::string& field) {
+        if (!typeOf(field) && std::ranges::find(missing_, field) == missing_.end()) missing_.push_back(field);
     }
 
     void checkTargets(const CheckedCondition& checked) {
@@ -101,9 +103,8 @@ private:
         const std::pair<const char*, double> placements[] = {
             {"Xoffset_C", condition.xoffset}, {"Yoffset_C", condition.yoffset}, {"Rotate_C", condition.angle}};
         for (const auto& [field, value] : placements)
-            if (value != 0) needTarget(checked.line, field);  // a zero is never written
-        if (checked.condition->callsExpression() && condition.field.Length() != 0)
-            needTarget(checked.line, toUtf8(condition.field));
+            if (value != 0) needTarget(field);  // a zero is never written
+        if (checked.condition->callsExpression() && condition.field.Length() != 0) needTarget(toUtf8(condition.field));
     }
 
     void checkOperands(const CheckedRule& rule) {
@@ -114,7 +115,7 @@ private:
         if (!type || *type == VT_EMPTY || *type == VT_BSTR) return;
         if (attribute->ruleType == 'L')
             findings_.add(
-                rule.line, "list-field-type",
+                rule.at, "list-field-type",
                 fmt::format("field '{}' of layer {} is of type {}: a list attribute rule finds codes in texts "
                             "only",
                             field, layer_.name, typeName(*type)));
@@ -127,7 +128,7 @@ private:
         for (const CComVariant& operand : attribute.values) {
             CComVariant converted;
             if (operand.vt != VT_BSTR || SUCCEEDED(converted.ChangeType(type, &operand))) continue;
-            findings_.add(rule.line, "operand-type",
+            findings_.add(rule.at, "operand-type",
                           fmt::format("the operand '{}' does not convert to the type of field '{}' of layer {}: {}",
                                       toUtf8(WideView(operand.bstrVal, SysStringLen(operand.bstrVal))),
                                       toUtf8(attribute.fieldName), layer_.name, typeName(type)));
@@ -139,7 +140,7 @@ private:
     GdalWorkspace& dataset_;
     Findings& findings_;
     std::map<std::string, std::optional<VARTYPE>> types_;
-    std::set<std::string> missing_;  // target fields that were reported
+    std::vector<std::string> missing_;  // target fields
 };
 
 // The tables that query rules ask.
@@ -155,9 +156,7 @@ public:
         CComPtr<ITable> table;
         if (FAILED(GeodatabaseUtilities::Workspace_OpenTable(workspace_, query->tableName, &table)) || !table) {
             failIfThere(toUtf8(query->tableName));
-            findings_.add(rule.line, "table-missing",
-                          fmt::format("the dataset has no table '{}': the query rule holds for no row",
-                                      toUtf8(query->tableName)));
+            reportMissing(rule, toUtf8(query->tableName));
             return;
         }
         queried_.insert(nameOf(table));
@@ -172,6 +171,18 @@ public:
     }
 
 private:
+    void reportMissing(const CheckedRule& rule, const std::string& table) {
+        Finding& finding =
+            findings_.add(attributeSpot(rule.element, OLESTR("table")), "table-missing",
+                          fmt::format("the dataset has no table '{}': the query rule holds for no row", table));
+        std::vector<std::string> names;
+        for (const LayerInfo& layer : layers_) names.push_back(layer.name);
+        const std::string meant = mostSimilar(table, names);
+        if (meant.empty()) return;
+        finding.severity = Severity::Error;
+        finding.help = fmt::format("did you mean '{}'?", meant);
+    }
+
     // A table that is there and cannot be opened is not one that is missing. On a server not every name opens, and what
     // fails there is told to the run's monitor.
     void failIfThere(const std::string& table) const {
@@ -203,8 +214,10 @@ private:
         for (const auto& [name, alias] : fetch.fetchFields) {
             LONG position = -1;
             if (SUCCEEDED(fields->FindField(name, &position)) && position >= 0) continue;
-            findings_.add(rule.line, "field-missing",
-                          fmt::format("table '{}' has no field '{}' to fetch", toUtf8(fetch.tableName), toUtf8(name)));
+            findings_
+                .add(rule.at, "field-missing",
+                     fmt::format("table '{}' has no field '{}' to fetch", toUtf8(fetch.tableName), toUtf8(name)))
+                .help = suggestion(toUtf8(name), dataset_.fieldNames(nameOf(table)), "the table's fields are: ");
         }
     }
 
@@ -214,6 +227,41 @@ private:
     Findings& findings_;
     std::set<std::string> queried_;
 };
+
+// One finding for what a dataset has many of.
+void addList(const std::string& dataset, const char* kind, const char* what, const std::vector<std::string>& names,
+             Findings& findings) {
+    constexpr std::size_t longestList = 20;
+    if (names.empty()) return;
+    const std::span<const std::string> shown(names.data(), std::min(names.size(), longestList));
+    std::string text =
+        fmt::format("{} layer{} {}: {}", names.size(), names.size() == 1 ? "" : "s", what, fmt::join(shown, ", "));
+    if (names.size() > shown.size()) text += fmt::format(" and {} more", names.size() - shown.size());
+    findings.addIn({dataset}, kind, std::move(text));
+}
+
+// \param layers those that nothing configures.
+void reportUnused(const std::vector<const CheckedClass*>& classes, const std::vector<std::string>& layers,
+                  Findings& findings) {
+    Finding* others = nullptr;
+    for (const CheckedClass* checked : classes) {
+        const Place place{findings.document(), checked->at.line, checked->at.column};
+        const std::string meant = mostSimilar(checked->name, layers);
+        if (!meant.empty()) {
+            Finding& finding =
+                findings.addIn(place, "configuration-without-layer",
+                               fmt::format("the dataset has no layer for the featureClass '{}'", checked->name));
+            finding.severity = Severity::Warning;
+            finding.help = fmt::format("did you mean '{}'?", meant);
+        } else if (others) {
+            others->text += fmt::format(", '{}'", checked->name);
+            others->alsoAt.push_back(place);
+        } else {
+            others = &findings.addIn(place, "configuration-without-layer",
+                                     fmt::format("the dataset has no layer for '{}'", checked->name));
+        }
+    }
+}
 
 }  // namespace
 
@@ -227,20 +275,24 @@ void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std:
                 for (const CheckedRule& rule : condition.rules) tables.check(rule);
             });
     std::set<const CheckedClass*> used;
+    std::vector<std::string> unconfigured;
+    std::vector<std::string> unwritable;
     for (const LayerInfo& layer : layers) {
         const CheckedClass* const checked = model.find(layer.alias);
         if (checked) {
             used.insert(checked);
-            LayerCheck(*checked, layer, dataset, findings).run();
+            std::string lacks = LayerCheck(*checked, layer, dataset, findings).run();
+            if (!lacks.empty()) unwritable.push_back(std::move(lacks));
         } else if (!tables.isQueried(layer.name) && layer.name != "DSID") {  // which tells of the cells of an import
-            findings.addIn(name, 0, "layer-unconfigured",
-                           fmt::format("layer {} has no configuration in the document", layer.name));
+            unconfigured.push_back(layer.alias);
         }
     }
+    addList(name, "layer-unconfigured", "without configuration in the document", unconfigured, findings);
+    addList(name, "target-missing", "without fields that a run writes", unwritable, findings);
+    std::vector<const CheckedClass*> unused;
     for (const CheckedClass& checked : model.classes())
-        if (checked.isKept && !used.contains(&checked))
-            findings.add(checked.line, "configuration-without-layer",
-                         fmt::format("the dataset has no layer for the featureClass '{}'", checked.name));
+        if (checked.isKept && !used.contains(&checked)) unused.push_back(&checked);
+    reportUnused(unused, unconfigured, findings);
 }
 
 }  // namespace cxml

@@ -63,8 +63,9 @@ public:
 private:
     void reportSyntax(const embedded_host::PythonSyntaxError& error) {
         const Place place = expression_.lines.find(error.line, expression_.escapesResolved);
-        findings_.addIn(place.file, place.line, "python-syntax",
-                        fmt::format("Python does not compile the expression: {}", error.message));
+        findings_
+            .addIn(place, "python-syntax", fmt::format("Python does not compile the expression: {}", error.message))
+            .spoils = {checked_.at};
     }
 
     void checkFunction(const PythonSource& python) {
@@ -105,7 +106,11 @@ private:
         }
     }
 
-    void add(const char* kind, std::string text) { findings_.add(expression_.line, kind, std::move(text)); }
+    void add(const char* kind, std::string text) {
+        Finding& finding = findings_.add(expression_.at, kind, std::move(text));
+        finding.within = {checked_.at};
+        finding.condition = checked_.condition.get();
+    }
 
     const CheckedCondition& checked_;
     const CheckedExpression& expression_;

@@ -35,16 +35,18 @@ void checkParameters(const CheckedRule& rule, const QueryRule& query, Findings& 
     const Pieces& pieces = query.where.pieces();
     for (std::size_t i = 0; i < params.size(); ++i) {
         if (i >= pieces.size() || !hasPlaceholder(pieces, i))
-            findings.add(lineOf(params[i]), "param-without-placeholder",
+            findings.add(spotOf(params[i]), "param-without-placeholder",
                          fmt::format("parameter {} has no placeholder %s in the query", i + 1));
         if (!attributeOf(params[i], OLESTR("value")))
-            findings.add(lineOf(params[i]), "param-without-value",
-                         fmt::format("parameter {} has no attribute 'value': the rule holds for no row", i + 1));
+            findings
+                .add(spotOf(params[i]), "param-without-value",
+                     fmt::format("parameter {} has no attribute 'value': the rule holds for no row", i + 1))
+                .within = {spotOf(params[i])};
     }
     for (std::size_t i = params.size(); i < pieces.size(); ++i)
         if (hasPlaceholder(pieces, i) && !beginsWord(pieces, i))
             findings.add(
-                rule.line, "placeholder-without-param",
+                rule.at, "placeholder-without-param",
                 fmt::format("placeholder {} of the query has no parameter: %s stays in the where clause", i + 1));
 }
 
@@ -52,19 +54,20 @@ void checkComplete(const CheckedRule& rule, Findings& findings) {
     const bool table = attributeOf(rule.element, OLESTR("table")).has_value();
     const bool query = !selected(rule.element, OLESTR("query")).empty();
     if (table && query) return;
-    findings.add(rule.line, "query-incomplete",
-                 fmt::format("the query rule has no {}: it holds for no row", table   ? "query"
-                                                                              : query ? "table"
-                                                                                      : "table and no query"));
+    const char* const missing = table ? "query" : query ? "table" : "table and no query";
+    findings.add(rule.at, "query-incomplete", fmt::format("the query rule has no {}: it holds for no row", missing))
+        .within = {rule.at, rule.condition};
 }
 
 void checkFetchedFields(const CheckedRule& rule, Findings& findings) {
     for (const CComPtr<IXMLDOMNode>& field : selected(rule.element, OLESTR("fields/field")))
         for (const OLECHAR* attribute : {OLESTR("name"), OLESTR("alias")})
             if (!attributeOf(field, attribute))
-                findings.add(lineOf(field), "fetch-field-incomplete",
-                             fmt::format("the field is not fetched: it has no attribute '{}'",
-                                         WideView(attribute) == OLESTR("name") ? "name" : "alias"));
+                findings
+                    .add(spotOf(field), "fetch-field-incomplete",
+                         fmt::format("the field is not fetched: it has no attribute '{}'",
+                                     WideView(attribute) == OLESTR("name") ? "name" : "alias"))
+                    .within = {spotOf(field)};
 }
 
 void checkRule(const CheckedRule& rule, Findings& findings) {

@@ -34,8 +34,10 @@ void checkOperands(const CheckedCondition& condition, Findings& findings) {
         if (!attribute || !attribute->values.empty() || !needsOperand(rule)) continue;
         // List rules read no other field.
         if (attribute->valueFieldName.Length() != 0 && !rule.as<ListAttributeRule>()) continue;
-        findings.add(rule.line, "unreachable",
-                     fmt::format("no row can match {}: the rule has no operand", condition.title()));
+        Finding& finding = findings.add(rule.at, "unreachable",
+                                        fmt::format("no row can match {}: the rule has no operand", condition.title()));
+        finding.help = "give the rule a value: value=\"...\" or <value> elements";
+        finding.within = {rule.at, rule.condition};
     }
 }
 
@@ -70,12 +72,16 @@ void findReplaced(const List& list, Replacements& replacements) {
 }
 
 void report(const Replacements& replacements, Findings& findings) {
-    for (const auto& [replaced, by] : replacements)
-        if (by && onlyChooses(*replaced))
-            findings.add(replaced->line, "unreachable",
-                         fmt::format("no row can keep the symbol of {}: the condition in line {} matches every row and "
-                                     "comes later",
-                                     replaced->title(), by->line));
+    for (const auto& [replaced, by] : replacements) {
+        if (!by || !onlyChooses(*replaced)) continue;
+        Finding& finding = findings.add(replaced->at, "unreachable",
+                                        fmt::format("no row can keep the symbol of {}", replaced->title()));
+        finding.other = Remark{{findings.document(), by->at.line, by->at.column},
+                               {},
+                               fmt::format("{} matches every row and comes later", by->title())};
+        finding.help = "put the condition that matches every row first: the last match wins";
+        finding.within = {replaced->at};
+    }
 }
 
 void checkNested(const CheckedRule& rule, Findings& findings) {

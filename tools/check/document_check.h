@@ -17,6 +17,9 @@ struct CheckedDataset {
     std::string name;  // for findings
 };
 
+/// Adds what of a document nothing has read so far.
+void checkUnread(IXMLDOMDocument* document, Findings& findings);
+
 /// Adds the findings of a document that was read, also of one that the library then did not load. Python must be there;
 /// no expression is run. What is looked at counts as read in the tree.
 /// \param findings knows the document's path, as the library got it. \param dataset may be null.

@@ -3,6 +3,7 @@
 #include "cxml/document_reader.h"
 #include "cxml/expression_file.h"
 #include "text/text.h"
+#include "tools/text/similar.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
@@ -15,6 +16,36 @@ using ConditionalXml::attributeText;
 using ConditionalXml::FeatureClassRule;
 using ConditionalXml::LibraryPiece;
 using ConditionalXml::view;
+
+Spot spotOf(IXMLDOMNode* node) {
+    Spot at;
+    if (const CComQIPtr<INodeTrace> trace(node); trace) {
+        trace->get_line(&at.line);
+        trace->get_column(&at.column);
+    }
+    return at;
+}
+
+std::vector<CComPtr<IXMLDOMNode>> listed(INodeTrace* trace,
+                                         HRESULT (STDMETHODCALLTYPE INodeTrace::*list)(IXMLDOMNodeList**)) {
+    std::vector<CComPtr<IXMLDOMNode>> result;
+    CComPtr<IXMLDOMNodeList> nodes;
+    if (FAILED((trace->*list)(&nodes)) || !nodes) return result;
+    for (;;) {
+        CComPtr<IXMLDOMNode> node;
+        if (nodes->nextNode(&node) != S_OK || !node) return result;
+        result.push_back(std::move(node));
+    }
+}
+
+Spot attributeSpot(IXMLDOMNode* element, const OLECHAR* name) {
+    if (const CComQIPtr<INodeTrace> trace(element); trace)
+        for (const CComPtr<IXMLDOMNode>& attribute : listed(trace, &INodeTrace::get_allAttributes)) {
+            CComBSTR found;
+            if (SUCCEEDED(attribute->get_nodeName(&found)) && view(found) == name) return spotOf(attribute);
+        }
+    return spotOf(element);
+}
 
 std::optional<std::string> attributeOf(IXMLDOMNode* element, const OLECHAR* name) {
     const CComPtr<IXMLDOMNamedNodeMap> attributes = attributesOf(element);
@@ -39,7 +70,7 @@ namespace {
 LONG textLineOf(IXMLDOMNode* element) {
     LONG line = 0;
     if (const CComQIPtr<INodeTrace> trace(element); trace) trace->get_textLine(&line);
-    return line == 0 ? lineOf(element) : line;
+    return line == 0 ? spotOf(element).line : line;
 }
 
 std::string quotedText(const CComBSTR& text) {
@@ -66,52 +97,64 @@ const CheckedClass* DocumentModel::find(const std::string& alias) const {
     return rule ? byRule_.at(rule.get()) : nullptr;
 }
 
+std::vector<std::string> DocumentModel::pieceNames() const {
+    std::vector<std::string> names;
+    for (const auto& [name, piece] : library_) names.push_back(toUtf8(name));
+    return names;
+}
+
 std::string DocumentModel::folder() const {
     return toUtf8(ConditionalXml::folderOf(view(toPathBstr(findings_.document()))));
 }
 
 void DocumentModel::findDuplicate(IXMLDOMNode* element, const LibraryPiece& piece) {
-    if (piece.file)
-        findings_.add(
-            lineOf(element), "library-duplicate",
-            fmt::format("there is a library piece {} already: the document does not load", quotedText(*piece.name)));
-    else
-        findings_.add(lineOf(element), "library-duplicate",
-                      fmt::format("the library piece {} replaces the one in line {}", quotedText(*piece.name),
-                                  library_.at(*piece.name).place.line));
+    const Piece& earlier = library_.at(*piece.name);
+    Finding& finding = findings_.add(
+        attributeSpot(element, OLESTR("name")), "library-duplicate",
+        piece.file
+            ? fmt::format("there is a library piece {} already: the document does not load", quotedText(*piece.name))
+            : fmt::format("the library piece {} replaces an earlier one", quotedText(*piece.name)));
+    finding.other = Remark{{findings_.document(), earlier.element.line, earlier.element.column}, {}, "the earlier one"};
 }
 
 void DocumentModel::onLibraryPiece(IXMLDOMNode* element, const LibraryPiece& piece) {
     if (!piece.name) {
-        findings_.add(lineOf(element), "library-unnamed",
-                      "the piece of the function library has no attribute 'name': the document does not load");
+        const Spot at = spotOf(element);
+        findings_
+            .add(at, "library-unnamed",
+                 "the piece of the function library has no attribute 'name': the document does not load")
+            .within = {at};
         return;
     }
     if (piece.isTaken) findDuplicate(element, piece);
     if (!piece.source) {
         if (piece.isTaken) return;
-        findings_.add(lineOf(element), "library-file",
+        findings_.add(spotOf(element), "library-file",
                       fmt::format("the expression file {} {}: the document does not load", quotedText(piece.text),
                                   piece.file->refusal ? piece.file->refusal : "cannot be opened"));
         return;
     }
     Place place{findings_.document(), textLineOf(element)};
-    if (piece.file) place = {shownPath(toUtf8(piece.text), folder()), 1};
-    library_[*piece.name] = {WideString(*piece.source), std::move(place)};
+    if (piece.file) place = {shownPath(toUtf8(piece.text), folder()), 1, 1};
+    library_[*piece.name] = {WideString(*piece.source), std::move(place), attributeSpot(element, OLESTR("name"))};
 }
 
 void DocumentModel::onUnnamedClass(IXMLDOMNode* element) {
-    findings_.add(lineOf(element), "class-unnamed", "the featureClass has no attribute 'name': nothing of it is used");
+    const Spot at = spotOf(element);
+    Finding& finding =
+        findings_.add(at, "class-unnamed", "the featureClass has no attribute 'name': nothing of it is used");
+    finding.within = finding.spoils = {at};
 }
 
 void DocumentModel::beginClass(IXMLDOMNode* element, const CComBSTR& name, FeatureClassRule& rule) {
     CheckedClass*& checked = byRule_[&rule];
     if (!checked) {
         checked = &classes_.emplace_back();
-        checked->line = lineOf(element);
+        checked->at = spotOf(element);
         checked->name = toUtf8(name);
     }
     class_ = checked;
+    element_ = spotOf(element);
     list_.clear();
     defaultsAreKept_ = false;
 }
@@ -122,24 +165,30 @@ void DocumentModel::endClass(FeatureClassRule& /*rule*/, bool isKept, const Feat
     if (!replaced) return;
     CheckedClass& earlier = *byRule_.at(replaced);
     earlier.isKept = false;
-    findings_.add(class_->line, "class-replaced",
-                  fmt::format("the featureClass '{}' replaces the one in line {}; only a name in upper case adds to an "
-                              "earlier one",
-                              class_->name, earlier.line));
+    Finding& finding = findings_.add(
+        class_->at, "class-replaced",
+        fmt::format("the featureClass '{}' replaces an earlier one; only a name in upper case adds to an earlier one",
+                    class_->name));
+    finding.other =
+        Remark{{findings_.document(), earlier.at.line, earlier.at.column}, {}, "nothing of this one is used"};
 }
 
 void DocumentModel::beginSubtype(IXMLDOMNode* element, const std::optional<CComBSTR>& number,
                                  const std::set<LONG>& codes) {
     list_.clear();
-    if (!number)
-        findings_.add(lineOf(element), "subtype-number",
-                      fmt::format("the subtype has no attribute 'number': the featureClass '{}' is not configured by "
-                                  "this element",
-                                  class_->name));
-    else if (codes.empty())
+    const Spot at = spotOf(element);
+    if (!number) {
+        Finding& finding = findings_.add(at, "subtype-number",
+                                         fmt::format("the subtype has no attribute 'number': the featureClass '{}' is "
+                                                     "not configured by this element",
+                                                     class_->name));
+        finding.within = {at};
+        finding.spoils = {at, element_};
+    } else if (codes.empty()) {
         findings_.add(
-            lineOf(element), "subtype-number",
+            attributeSpot(element, OLESTR("number")), "subtype-number",
             fmt::format("no row can reach the subtype's conditions: its number {} holds no code", quotedText(*number)));
+    }
 }
 
 void DocumentModel::endSubtype(const std::set<LONG>& codes, bool isKept) {
@@ -156,7 +205,9 @@ void DocumentModel::beginDefaults(bool isKept) {
 }
 
 void DocumentModel::beginCondition(IXMLDOMNode* element) {
-    openConditions_.emplace_back().line = lineOf(element);
+    openConditions_.emplace_back();
+    openConditions_.back().element = element;
+    openConditions_.back().at = spotOf(element);
 }
 
 void DocumentModel::endCondition(const std::shared_ptr<ConditionalXml::Condition>& condition, bool attributesAreGood,
@@ -177,7 +228,8 @@ void DocumentModel::endCondition(const std::shared_ptr<ConditionalXml::Condition
 void DocumentModel::beginRule(IXMLDOMNode* element) {
     CheckedRule& rule = openRules_.emplace_back();
     rule.element = element;
-    rule.line = lineOf(element);
+    rule.at = spotOf(element);
+    rule.condition = openConditions_.back().at;
 }
 
 void DocumentModel::onRule(const std::shared_ptr<ConditionalXml::Rule>& rule) {
@@ -192,13 +244,15 @@ void DocumentModel::endRule() {
 void DocumentModel::onExpression(IXMLDOMNode* element, WideView text, const std::optional<CComBSTR>& library,
                                  const std::optional<WideView>& piece) {
     CheckedExpression& expression = openConditions_.back().expression;
-    if (expression.line == 0) expression.line = lineOf(element);
+    if (expression.at.line == 0) expression.at = spotOf(element);
     const Place place{findings_.document(), textLineOf(element)};
     expression.lines.add(text, place);
     if (!library) return;
     if (!piece) {
-        findings_.add(lineOf(element), "library-unknown",
-                      fmt::format("the function library has no piece {}", quotedText(*library)));
+        Finding& finding = findings_.add(attributeSpot(element, OLESTR("library")), "library-unknown",
+                                         fmt::format("the function library has no piece {}", quotedText(*library)));
+        finding.help = suggestion(toUtf8(*library), pieceNames(), "the library's pieces are: ");
+        finding.within = finding.spoils = {openConditions_.back().at};
         return;
     }
     expression.lines.add(OLESTR("\n"), place);

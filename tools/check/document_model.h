@@ -22,7 +22,8 @@ struct CheckedCondition;
 
 struct CheckedRule {
     CComPtr<IXMLDOMNode> element;
-    LONG line = 0;
+    Spot at;
+    Spot condition;                              // the one that it is a rule of
     std::shared_ptr<ConditionalXml::Rule> rule;  // null when the element makes none
     std::vector<CheckedCondition> nested;
 
@@ -35,7 +36,7 @@ struct CheckedRule {
 
 /// The Python source of a condition.
 struct CheckedExpression {
-    LONG line = 0;  // of the first expression element; 0 when there is none
+    Spot at;  // of the first expression element; without a line when there is none
     std::vector<ConditionalXml::ExpressionSource::Argument> arguments;
     WideString source;
     SourceLines lines;
@@ -43,7 +44,8 @@ struct CheckedExpression {
 };
 
 struct CheckedCondition {
-    LONG line = 0;
+    CComPtr<IXMLDOMNode> element;
+    Spot at;
     std::shared_ptr<ConditionalXml::Condition> condition;  // as far as it could be read
     bool attributesAreGood = true;
     bool isKept = true;  // by loading
@@ -58,7 +60,7 @@ struct CheckedCondition {
 struct CheckedClass {
     using List = std::vector<const CheckedCondition*>;
 
-    LONG line = 0;
+    Spot at;
     std::string name;                         // as written
     bool isKept = true;                       // not rejected and not replaced by a later one
     std::deque<CheckedCondition> conditions;  // all, document order
@@ -80,6 +82,8 @@ public:
     const std::deque<CheckedClass>& classes() const noexcept { return classes_; }
     /// The configuration of a class with this alias name; null when there is none.
     const CheckedClass* find(const std::string& alias) const;
+    /// The names of the library's pieces.
+    std::vector<std::string> pieceNames() const;
 
     /// Calls body(condition) for a condition and those nested in it, and so for every condition of the document.
     template <class Body>
@@ -98,7 +102,8 @@ private:
     // The source of a library piece, and where it begins.
     struct Piece {
         WideString text;
-        Place place;
+        Place place;   // of the text
+        Spot element;  // its name
     };
 
     void onLibraryPiece(IXMLDOMNode* element, const ConditionalXml::LibraryPiece& piece) override;
@@ -132,12 +137,20 @@ private:
 
     // What is being read: the class, its conditions that belong to one list, and what is nested in each other.
     CheckedClass* class_ = nullptr;
+    Spot element_;  // of the class
     CheckedClass::List list_;
     bool defaultsAreKept_ = true;
     std::vector<CheckedCondition> openConditions_;
     std::vector<CheckedRule> openRules_;
 };
 
+/// Where an element's start tag or an attribute begins.
+Spot spotOf(IXMLDOMNode* node);
+/// Where an attribute of the element begins; the element when it has none of the name.
+Spot attributeSpot(IXMLDOMNode* element, const OLECHAR* name);
+/// What a trace lists, in the order of the document; that does not count as reading.
+std::vector<CComPtr<IXMLDOMNode>> listed(INodeTrace* trace,
+                                         HRESULT (STDMETHODCALLTYPE INodeTrace::*list)(IXMLDOMNodeList**));
 /// Calls body(node) for each node that the XPath selects; for none when the DOM fails.
 template <class Body>
 void forEachSelected(IXMLDOMNode* node, const OLECHAR* xpath, const Body& body) {

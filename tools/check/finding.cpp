@@ -1,25 +1,38 @@
 #include "finding.h"
 
 #include <algorithm>
-#include <map>
-#include <ranges>
+#include <iterator>
 #include <set>
 #include <tuple>
 #include <utility>
 
 namespace cxml {
 
+Finding& Findings::addIn(Place place, const char* kind, std::string text) {
+    Finding& finding = found_.emplace_back();
+    finding.place = std::move(place);
+    finding.kind = kind;
+    finding.text = std::move(text);
+    if (const Kind* const known = findKind(kind)) finding.severity = known->severity;
+    return finding;
+}
+
 std::vector<Finding> Findings::take() {
-    std::set<Finding> known;
-    std::erase_if(found_, [&](const Finding& finding) { return !known.insert(finding).second; });
-    using Order = std::tuple<bool, std::string, bool, LONG>;
-    std::multimap<Order, Finding> sorted;  // those of one line stay in the order in which they were found
-    for (Finding& finding : found_) {
-        Order order{finding.file != document_, finding.file, finding.line == 0, finding.line};
-        sorted.emplace(std::move(order), std::move(finding));
-    }
-    std::ranges::move(std::views::values(sorted), found_.begin());
-    return std::move(found_);
+    std::set<std::tuple<Place, std::string, std::string>> known;
+    std::vector<Finding> taken;
+    for (Finding& finding : found_)
+        if (known.emplace(finding.identity()).second) taken.push_back(std::move(finding));
+    found_.clear();
+    for (Finding& finding : taken)
+        if (const Kind* const kind = findKind(finding.kind); kind && finding.help.empty()) finding.help = kind->help;
+    const auto order = [this](const Finding& finding) {
+        const Place& place = finding.place;
+        return std::tuple(place.file != document_, std::string_view(place.file), place.line == 0, place.line,
+                          place.column);
+    };
+    // Those of one place stay in the order in which they were found.
+    std::ranges::stable_sort(taken, {}, order);
+    return taken;
 }
 
 }  // namespace cxml

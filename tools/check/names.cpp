@@ -32,27 +32,26 @@ public:
         }
         if (!checked.condition->callsExpression()) return;
         for (const ExpressionSource::Argument& argument : checked.expression.arguments)
-            if (isFieldName(argument))
-                use(checked.expression.line, true, "the argument", toBstr(toUtf8(argument.name)));
+            if (isFieldName(argument)) use(checked.expression.at, true, "the argument", toBstr(toUtf8(argument.name)));
     }
 
 private:
     void visit(const CheckedRule& rule) {
         if (auto* const attribute = rule.as<CXAttributeRule>()) {
-            use(rule.line, false, "the rule's field", attribute->fieldName);
+            use(rule.at, false, "the rule's field", attribute->fieldName);
             if (attribute->valueFieldName.Length() != 0 && attribute->ruleType == 'A')
-                use(rule.line, false, "the rule's fieldValue", attribute->valueFieldName);
+                use(rule.at, false, "the rule's fieldValue", attribute->valueFieldName);
         }
         if (auto* const query = rule.as<QueryRule>())
             for (const WhereTemplate::Piece& piece : query->where.pieces())
                 if (piece.kind == WhereTemplate::Kind::Field && piece.fieldName.Length() != 0)
-                    use(rule.line, false, "the query's parameter", piece.fieldName);
+                    use(rule.at, false, "the query's parameter", piece.fieldName);
         if (auto* const fetch = rule.as<QueryRuleFetch>())
             for (const auto& [name, alias] : fetch->fetchFields) aliases_.insert(alias);
     }
 
-    void use(LONG line, bool isArgument, const char* what, const CComBSTR& name) const {
-        if (!aliases_.contains(name)) report_({line, isArgument, what, toUtf8(name)});
+    void use(Spot at, bool isArgument, const char* what, const CComBSTR& name) const {
+        if (!aliases_.contains(name)) report_({at, isArgument, what, toUtf8(name)});
     }
 
     const std::function<void(const NameUse&)>& report_;
@@ -79,7 +78,7 @@ void checkQualifiedNames(const DocumentModel& model, Findings& findings) {
         if (!checked.isKept) continue;
         forEachUnfetched(checked, [&](const NameUse& use) {
             if (use.isQualified())
-                findings.add(use.line, use.isArgument ? "argument-unsupplied" : "field-unsupplied",
+                findings.add(use.at, use.isArgument ? "argument-unsupplied" : "field-unsupplied",
                              fmt::format("no fetch rule supplies {} '{}' before it is used", use.what, use.name));
         });
     }

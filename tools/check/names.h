@@ -9,7 +9,7 @@ namespace cxml {
 
 /// A name that something looks up.
 struct NameUse {
-    LONG line;
+    Spot at;
     bool isArgument;   // of Generate; else a rule's
     std::string what;  // "the argument", "the rule's field" ...
     std::string name;

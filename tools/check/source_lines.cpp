@@ -12,6 +12,10 @@ bool isSpace(OLECHAR c) noexcept {
     return c == OLESTR(' ') || c == OLESTR('\t') || c == carriageReturn || c == lineFeed;
 }
 
+bool isTrailingSurrogate(OLECHAR c) noexcept {
+    return c >= 0xDC00 && c <= 0xDFFF;
+}
+
 // Walks the characters of the pieces and keeps count of the lines, those written and those of the finished source.
 class Walk {
 public:
@@ -30,7 +34,12 @@ public:
                 place = here;
                 if (!isSpace(c) && !afterBackslash_) return true;
             }
-            if (endsWritten && here.line != 0) ++here.line;
+            if (endsWritten && here.line != 0) {
+                ++here.line;
+                here.column = 1;
+            } else if (here.column != 0 && !isTrailingSurrogate(c)) {
+                ++here.column;
+            }
             if (endsWritten || escapedFeed) ++current_;
             if (current_ > wanted_) return true;
         }

@@ -1,17 +1,12 @@
 // SourceLines: where the lines of an assembled Python source were written.
 #pragma once
 
-#include "platform/platform.h"
+#include "place.h"
 
 #include <string>
 #include <vector>
 
 namespace cxml {
-
-struct Place {
-    std::string file;
-    LONG line = 0;  // from 1; 0 when unknown
-};
 
 /// Collects the texts that make up a source, in order, with the place where each begins.
 class SourceLines {

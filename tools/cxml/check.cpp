@@ -1,16 +1,23 @@
 // cxml check: what loading a document says, what in it nothing reads, and what a run would trip over.
 #include "commands.h"
+#include "finding_json.h"
+#include "finding_text.h"
 #include "host/geodatabase/gdal_workspace.h"
 #include "host/host_error.h"
 #include "interrupt.h"
+#include "load_findings.h"
 #include "out_of_memory.h"
-#include "report.h"
 #include "services.h"
 #include "tools/check/document_check.h"
-#include "unread_nodes.h"
+#include "tools/check/fold.h"
+#include "tools/check/suppressions.h"
 
 #include <fmt/format.h>
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -20,19 +27,19 @@ namespace {
 using embedded_host::GdalWorkspace;
 using embedded_host::RunMonitor;
 
+enum class Format : std::uint8_t { Text, Annotations };
+
 struct Arguments {
     std::string document;
     std::optional<std::string> dataset;
     bool json = false;
+    Format format = Format::Text;
+    std::optional<std::string> sarif;
+    Severity failLevel = Severity::Error;
+    std::vector<std::string> ignored;  // kinds
+    std::optional<std::string> baseline;
     ServiceOptions services;
 };
-
-void addUnread(const Document& document, Findings& findings) {
-    for (const UnreadNode& node : findUnread(document.dom))
-        findings.add(node.line, node.attribute ? "unread-attribute" : "unread-element",
-                     fmt::format("nothing reads the {} '{}' ({})", node.attribute ? "attribute" : "element", node.name,
-                                 node.path));
-}
 
 // Whether it has a root whose content configures symbology.
 bool isConfiguration(IXMLDOMDocument* dom) {
@@ -42,33 +49,30 @@ bool isConfiguration(IXMLDOMDocument* dom) {
 
 // Loading ends at the first failure, the checks go on. What loading itself has not read is asked before the checks
 // read the tree too; of a document that did not load, what they have not read is what nothing reads.
-std::vector<Finding> findIn(Document& document, GdalWorkspace* workspace) {
-    Findings findings(document.path);
+void findIn(Document& document, GdalWorkspace* workspace, Findings& findings) {
     document.map.reset();  // the checks make a model of their own; two at once would be too much of a big one
-    if (!document.loaded && !isConfiguration(document.dom)) return {};
-    if (document.loaded) addUnread(document, findings);
+    if (!document.loaded && !isConfiguration(document.dom)) return;
+    if (document.loaded) checkUnread(document.dom, findings);
     const CheckedDataset dataset{workspace, workspace ? workspace->name() : std::string()};
     checkDocument(document.dom, workspace ? &dataset : nullptr, findings);
-    if (!document.loaded) addUnread(document, findings);
-    return findings.take();
+    if (!document.loaded) checkUnread(document.dom, findings);
 }
 
-void writeJson(std::ostream& out, const Document& document, const std::vector<Finding>& findings) {
-    out << "{\"document\": ";
-    writeJson(out, document);
-    out << ",\n \"findings\": [";
-    const char* separator = "\n  ";
-    for (const Finding& finding : findings) {
-        out << separator << "{\"file\": " << jsonString(finding.file) << ", \"line\": " << finding.line
-            << ", \"kind\": " << jsonString(finding.kind) << ", \"text\": " << jsonString(finding.text) << '}';
-        separator = ",\n  ";
-    }
-    out << "]}\n";
-}
-
-std::string shown(const Finding& finding) {
-    if (finding.line == 0) return fmt::format("{}: {}", finding.file, finding.text);
-    return fmt::format("{}:{}: {}", finding.file, finding.line, finding.text);
+// In the order in which they are shown, with what is to be ignored marked or left out.
+std::vector<Finding> findAll(const Arguments& arguments, Document& document, GdalWorkspace* workspace,
+                             Sources& sources) {
+    Findings found(document.path);
+    findIn(document, workspace, found);
+    const SourceText& source = sources.of(document.path);
+    addLoadFindings(document, source, found);
+    std::vector<Finding> findings = found.take();
+    applyExpectations(source, document.path, findings);
+    std::erase_if(findings, [&](const Finding& finding) {
+        return std::ranges::find(arguments.ignored, finding.kind) != arguments.ignored.end();
+    });
+    findings = fold(std::move(findings));
+    if (arguments.baseline) applyBaseline(readBaseline(*arguments.baseline), document.path, findings);
+    return findings;
 }
 
 // What --json writes of a check that did not come to its end.
@@ -76,13 +80,34 @@ constexpr const char* interrupted =
     R"({"document": {"loaded": false, "error": "interrupted", "messages": []}, "findings": []})"
     "\n";
 
+void show(const Arguments& arguments, const std::vector<Finding>& findings, Sources& sources, Console& console) {
+    for (const Finding& finding : findings) {
+        if (finding.ignored) continue;
+        if (arguments.format == Format::Annotations)
+            console.result(annotationOf(finding));
+        else
+            for (const std::string& line : linesOf(finding, sources)) console.result(line);
+    }
+    if (!findings.empty() && arguments.format == Format::Text) console.result(summaryOf(findings));
+}
+
+void saveSarif(const std::string& path, const Document& document, const std::vector<Finding>& findings) {
+    std::ofstream file(path);
+    if (file) writeSarif(file, document.path, findings);
+    file.close();
+    if (!file) throw embedded_host::HostError(fmt::format("{}: the findings cannot be written", path));
+}
+
+bool isClean(const Arguments& arguments, const std::vector<Finding>& findings) {
+    return std::ranges::none_of(
+        findings, [&](const Finding& finding) { return !finding.ignored && finding.severity >= arguments.failLevel; });
+}
+
 // \param nothing is released when there is something to lose.
 ExitStatus checkDocument(const Arguments& arguments, Console& console, std::optional<NothingToLose>& nothing) {
-    Document document(console, arguments.document, arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts);
+    Document document(console, arguments.document, arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts,
+                      MessageLog::Show::Never);
     load(document);
-    if (!document.loaded)
-        console.complain(fmt::format("{}: {}", document.path,
-                                     document.reason.empty() ? "the document did not load" : document.reason));
     RunMonitor monitor;  // outlives the workspace
     std::shared_ptr<GdalWorkspace> workspace;
     if (arguments.dataset)
@@ -90,16 +115,17 @@ ExitStatus checkDocument(const Arguments& arguments, Console& console, std::opti
                                         {.lockTimeout = std::nullopt, .stop = &stopRequested()});
     if (workspace && workspace->type() == workspaceRemoteDatabase) nothing.reset();
     if (workspace) workspace->watch(&monitor);
-    const std::vector<Finding> findings = findIn(document, workspace.get());
+    Sources sources;
+    const std::vector<Finding> findings = findAll(arguments, document, workspace.get(), sources);
     nothing.reset();  // what is said now is said whole
     // What could not be asked is not what is not there.
     if (!monitor.failure.empty()) throw embedded_host::HostError(monitor.failure);
+    if (arguments.sarif) saveSarif(*arguments.sarif, document, findings);
     if (arguments.json)
         writeJson(std::cout, document, findings);
     else
-        for (const Finding& finding : findings) console.result(shown(finding));
-    const bool clean = document.loaded && document.messages.empty() && findings.empty();
-    return clean ? ExitStatus::Good : ExitStatus::Failed;
+        show(arguments, findings, sources, console);
+    return document.loaded && isClean(arguments, findings) ? ExitStatus::Good : ExitStatus::Failed;
 }
 
 ExitStatus check(const Arguments& arguments) {
@@ -119,6 +145,26 @@ ExitStatus check(const Arguments& arguments) {
     }
 }
 
+void addFindingOptions(CLI::App& command, Arguments& arguments) {
+    const std::map<std::string, Format> formats{{"text", Format::Text}, {"github", Format::Annotations}};
+    const std::map<std::string, Severity> levels{
+        {"error", Severity::Error}, {"warning", Severity::Warning}, {"note", Severity::Note}};
+    command.add_option("--format", arguments.format, "text, or github: commands for the log of a build")
+        ->transform(CLI::CheckedTransformer(formats).description(""))
+        ->type_name("FORMAT");
+    command.add_option("--sarif", arguments.sarif, "write the findings to this file as SARIF, too")->type_name("FILE");
+    command.add_option("--fail-level", arguments.failLevel, "what ends with status 1: error, warning or note")
+        ->transform(CLI::CheckedTransformer(levels).description(""))
+        ->type_name("LEVEL");
+    command.add_option("--ignore", arguments.ignored, "leave out findings of this kind; may be repeated")
+        ->allow_extra_args(false)
+        ->check([](const std::string& kind) { return findKind(kind) ? "" : "there is no kind '" + kind + "'"; })
+        ->type_name("KIND");
+    command
+        .add_option("--baseline", arguments.baseline, "ignore the findings that are in this file of --sarif or --json")
+        ->type_name("FILE");
+}
+
 }  // namespace
 
 void addCheck(CLI::App& app, Command& chosen) {
@@ -128,6 +174,7 @@ void addCheck(CLI::App& app, Command& chosen) {
     command->add_option("DOCUMENT", arguments->document, "the CXML document")->required()->type_name("");
     command->add_option("DATASET", arguments->dataset, "the dataset that the document is for")->type_name("");
     command->add_flag("--json", arguments->json, "write one JSON object to standard output");
+    addFindingOptions(*command, *arguments);
     addServiceOptions(*command, arguments->services);
     command->footer(
         "Checked: the document loads, without messages; every element and attribute is read; no rule or condition is\n"
@@ -135,8 +182,9 @@ void addCheck(CLI::App& app, Command& chosen) {
         "arguments\n"
         "that it gets; no condition is without effect. With DATASET, which is only read: layers, fields, tables, and\n"
         "whether operands convert to the types of their fields. Nothing is run.\n"
-        "Exit status: 0 nothing found, 1 findings or a document that does not load, 2 wrong usage or a dataset that\n"
-        "cannot be opened.");
+        "A comment <!-- cxml: expect KIND \"why\" --> above an element ignores a finding there.\n"
+        "Exit status: 0 no errors, 1 errors, findings of the level that was asked for, or a document that does not\n"
+        "load, 2 wrong usage or a dataset that cannot be opened.");
     command->callback([&chosen, arguments] { chosen = [arguments] { return check(*arguments); }; });
 }
 

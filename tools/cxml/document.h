@@ -13,8 +13,9 @@ namespace cxml {
 
 /// A document, the library's map of it, and where the parts of the map were written.
 struct Document {
-    Document(Console& console, std::string file, MessageLog::Keep keep)
-        : path(std::move(file)), messages(console, path, keep) {}
+    Document(Console& console, std::string file, MessageLog::Keep keep,
+             MessageLog::Show show = MessageLog::Show::AsTheyCome)
+        : path(std::move(file)), messages(console, path, keep, show) {}
 
     std::string path;
     std::shared_ptr<ConditionalXml::ConditionMap> map;  // null when there is no document

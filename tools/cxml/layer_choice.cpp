@@ -1,9 +1,9 @@
 #include "layer_choice.h"
 
+#include "tools/text/similar.h"
+
 #include <fmt/format.h>
 #include <algorithm>
-#include <cctype>
-#include <numeric>
 
 namespace cxml {
 namespace {
@@ -12,36 +12,11 @@ using embedded_host::HostError;
 using embedded_host::LayerInfo;
 
 constexpr std::size_t longestList = 10;
-constexpr std::size_t mostEdits = 2;  // between similar names, and never more than half of a name
-
-std::string lowerAscii(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
-// Insertions, removals and replacements of bytes that turn one text into the other.
-std::size_t editDistance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i + 1;
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
 
 std::vector<std::string> similarNames(const std::string& name, const std::vector<LayerInfo>& available) {
     std::vector<std::string> similar;
-    const std::string wanted = lowerAscii(name);
-    const std::size_t closeEnough = std::min(mostEdits, name.size() / 2);
     for (const LayerInfo& layer : available)
-        if (editDistance(wanted, lowerAscii(layer.name)) <= closeEnough || layer.alias == name)
-            similar.push_back(layer.name);
+        if (areSimilar(name, layer.name) || layer.alias == name) similar.push_back(layer.name);
     return similar;
 }
 

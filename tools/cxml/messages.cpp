@@ -58,7 +58,7 @@ void MessageLog::add(MessageKind kind, std::string_view text) {
     const Origin origin = originOf ? originOf(text) : Origin{};
     auto known = index_.find(text);
     if (known == index_.end()) {
-        console_.message(source_, text);
+        if (show_ == Show::AsTheyCome) console_.message(source_, text);
         if (keep_ == Keep::Counts && texts_.size() >= distinctLimit) return;
         known = index_.emplace(text, static_cast<std::uint32_t>(texts_.size())).first;
         texts_.push_back({std::string(text), 0});

@@ -40,9 +40,12 @@ public:
         Origin origin;
     };
 
+    /// Whether texts are shown when they first come.
+    enum class Show : std::uint8_t { AsTheyCome, Never };
+
     /// \param source what the texts are about, shown before each.
-    MessageLog(Console& console, std::string source, Keep keep)
-        : console_(console), source_(std::move(source)), keep_(keep) {}
+    MessageLog(Console& console, std::string source, Keep keep, Show show = Show::AsTheyCome)
+        : console_(console), source_(std::move(source)), keep_(keep), show_(show) {}
 
     void add(MessageKind kind, std::string_view text);
 
@@ -69,6 +72,7 @@ private:
     Console& console_;
     std::string source_;
     Keep keep_;
+    Show show_;
     std::uint64_t total_ = 0;
     bool incomplete_ = false;
     std::vector<Text> texts_;

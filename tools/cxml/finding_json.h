@@ -1,0 +1,25 @@
+// Findings as programs read them.
+#pragma once
+
+#include "document.h"
+#include "tools/check/finding.h"
+
+#include <optional>
+#include <ostream>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace cxml {
+
+/// The object of check --json.
+void writeJson(std::ostream& out, const Document& document, const std::vector<Finding>& findings);
+
+/// A SARIF log of one run. Paths are as given.
+void writeSarif(std::ostream& out, const std::string& document, const std::vector<Finding>& findings);
+
+/// The fingerprints that are in a SARIF log or in what --json wrote. \throws embedded_host::HostError when the file is
+/// neither.
+std::set<std::string> readBaseline(const std::string& path);
+
+}  // namespace cxml
