@@ -11,11 +11,13 @@ namespace embedded_host {
 namespace {
 
 // describe(source, function) gives (line, message) for source that does not compile, else
-// (defines, least, most, names, mustBeNamed), where `defines` is "no", "yes" or "maybe" and `most` is -1 for *args.
+// (defines, least, most, names, mustBeNamed, numberLines, binds, unboundLines, unboundNames), where `defines` is "no",
+// "yes" or "maybe" and `most` is -1 for *args.
 // A definition counts as certain when it stands at the top of the module and nothing else in the source binds, deletes
 // or could bind the name.
 constexpr const char* describeInPython = R"python(
 import ast
+import builtins
 import warnings
 
 def describe(source, function):
@@ -29,17 +31,67 @@ def describe(source, function):
         except (ValueError, OverflowError, RecursionError, MemoryError) as error:
             return 0, f"{type(error).__name__}: {error}"
     definitions = [node for node in module.body if isinstance(node, ast.FunctionDef) and node.name == function]
+    names = names_of(module)
     if any(may_bind(node, function) for node in ast.walk(module) if node not in definitions):
-        return "maybe", 0, 0, [], []
+        return "maybe", 0, 0, [], [], [], *names
     if not definitions:
-        return "no", 0, 0, [], []
+        return "no", 0, 0, [], [], [], *names
     if definitions[-1].decorator_list:
-        return "maybe", 0, 0, [], []
+        return "maybe", 0, 0, [], [], [], *names
+    found, bound = names, set(names[0])
     arguments = definitions[-1].args
     names = [argument.arg for argument in arguments.posonlyargs + arguments.args]
     named = [argument.arg for argument, default in zip(arguments.kwonlyargs, arguments.kw_defaults) if default is None]
     most = -1 if arguments.vararg else len(names)
-    return "yes", len(names) - len(arguments.defaults), most, names, named
+    least = len(names) - len(arguments.defaults)
+    return "yes", least, most, names, named, numbers_returned(definitions[-1], bound), *found
+
+# The names that the source binds anywhere, and the lines and names of what it reads without that anything could bind it.
+def names_of(module):
+    binds, reads = set(), []
+    for node in ast.walk(module):
+        if may_bind(node, None):
+            return ["*"], [], []
+        if isinstance(node, ast.Name):
+            if isinstance(node.ctx, ast.Load):
+                reads.append((node.lineno, node.id))
+            else:
+                binds.add(node.id)
+        elif isinstance(node, ast.arg):
+            binds.add(node.arg)
+        elif isinstance(node, ast.alias):
+            binds.add((node.asname or node.name).split(".")[0])
+        elif isinstance(node, (ast.Global, ast.Nonlocal)):
+            binds.update(node.names)
+        for attribute in ("name", "rest"):
+            name = getattr(node, attribute, None)
+            if isinstance(name, str) and not isinstance(node, ast.alias):
+                binds.add(name)
+    known = binds | set(dir(builtins)) | {"__file__", "__builtins__", "__cached__", "__annotations__"}
+    unbound = [(line, name) for line, name in reads if name not in known]
+    return sorted(binds), [line for line, name in unbound], [name for line, name in unbound]
+
+def numbers_returned(definition, bound):
+    lines, waiting = [], list(definition.body)
+    while waiting:
+        node = waiting.pop()
+        if isinstance(node, (ast.FunctionDef, ast.AsyncFunctionDef, ast.ClassDef, ast.Lambda)):
+            continue
+        if isinstance(node, ast.Return) and node.value and is_number(node.value, bound):
+            lines.append(node.lineno)
+        waiting.extend(ast.iter_child_nodes(node))
+    return sorted(lines)
+
+def is_number(node, bound):
+    if isinstance(node, ast.Constant):
+        return isinstance(node.value, (int, float, complex))
+    if isinstance(node, ast.UnaryOp):
+        return isinstance(node.op, ast.Not) or is_number(node.operand, bound)
+    if isinstance(node, ast.BinOp):
+        return is_number(node.left, bound) and is_number(node.right, bound)
+    if isinstance(node, ast.Call) and isinstance(node.func, ast.Name):
+        return node.func.id in ("int", "float", "len") and node.func.id not in bound
+    return False
 
 def may_bind(node, function):
     if isinstance(node, ast.Name):
@@ -48,10 +100,10 @@ def may_bind(node, function):
     if isinstance(node, ast.Attribute):
         return node.attr in ("modules", "__dict__")
     if isinstance(node, (ast.FunctionDef, ast.AsyncFunctionDef, ast.ClassDef)):
-        return node.name == function
+        return function is not None and node.name == function
     if isinstance(node, ast.alias):
-        return "*" in node.name or function in (node.asname or node.name).split(".")
-    return function in (getattr(node, "name", None), getattr(node, "rest", None))
+        return "*" in node.name or function is not None and function in (node.asname or node.name).split(".")
+    return function is not None and function in (getattr(node, "name", None), getattr(node, "rest", None))
 )python";
 
 class Lock {
@@ -103,12 +155,25 @@ std::vector<std::string> textsAt(PyObject* sequence, Py_ssize_t index) {
     return texts;
 }
 
+std::vector<int> linesAt(PyObject* sequence, Py_ssize_t index) {
+    const Object list = taken(PySequence_GetItem(sequence, index));
+    const Py_ssize_t count = PyList_Size(list.get());
+    std::vector<int> lines;
+    for (Py_ssize_t i = 0; i < count; ++i) lines.push_back(static_cast<int>(numberAt(list.get(), i)));
+    return lines;
+}
+
 PythonSource readDescription(PyObject* description) {
     PythonSource result;
     if (PyTuple_Size(description) == 2) {
         result.error = PythonSyntaxError{static_cast<int>(numberAt(description, 0)), textAt(description, 1)};
         return result;
     }
+    result.numberLines = linesAt(description, 5);
+    result.binds = textsAt(description, 6);
+    const std::vector<int> lines = linesAt(description, 7);
+    const std::vector<std::string> names = textsAt(description, 8);
+    for (std::size_t i = 0; i < lines.size(); ++i) result.unbound.push_back({lines[i], names[i]});
     const std::string defines = textAt(description, 0);
     if (defines == "no") result.function = PythonSource::Defines::No;
     if (defines != "yes") return result;

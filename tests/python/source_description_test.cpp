@@ -71,6 +71,51 @@ const Source sources[] = {
 INSTANTIATE_TEST_SUITE_P(All, SourceDescription, testing::ValuesIn(sources),
                          [](const auto& tested) { return tested.param.name; });
 
+// "5 6: a b | 3 feat": the lines of returned numbers, what is bound, and what is not.
+std::string namesOf(const char* text) {
+    const PythonSource source = embedded_host::describePythonSource(text, "Generate");
+    std::string shown;
+    for (const int line : source.numberLines) shown += std::to_string(line) + ' ';
+    shown += ':';
+    for (const std::string& name : source.binds) shown += ' ' + name;
+    shown += " |";
+    for (const auto& use : source.unbound) shown += ' ' + std::to_string(use.line) + ' ' + use.name;
+    return shown;
+}
+
+TEST(SourceDescriptions, TellNumbersThatAreReturned) {
+    const std::pair<const char*, const char*> sources[] = {
+        {"def Generate(A): return 5", "1 : A Generate |"},
+        {"def Generate(A):\n if A: return -1.5\n return len(A) + 1", "2 3 : A Generate |"},
+        {"def Generate(A): return not A", "1 : A Generate |"},
+        {"def Generate(A): return A", ": A Generate |"},
+        {"def Generate(A): return A + 1", ": A Generate |"},
+        {"def Generate(A): return '5'", ": A Generate |"},
+        {"def Generate(A): return None", ": A Generate |"},
+        {"def Generate(A): return str(5)", ": A Generate |"},
+        {"def len(x): return ''\ndef Generate(A): return len(A)", ": A Generate len x |"},
+        {"def Generate(A):\n def inner(): return 5\n return (lambda: 5)() and str(inner())", ": A Generate inner |"},
+        {"def other(): return 5", ": other |"},
+    };
+    for (const auto& [source, names] : sources) EXPECT_EQ(namesOf(source), names) << source;
+}
+
+TEST(SourceDescriptions, TellNamesThatNothingBinds) {
+    const std::pair<const char*, const char*> sources[] = {
+        {"def Generate(A):\n return feat(A)", ": A Generate | 2 feat"},
+        {"import math as m, os.path\nfrom a import b\nm, os, b, math", ": b m os | 4 math"},
+        {"try: x = 1\nexcept ValueError as e: print(e, __name__, __file__)", ": e x |"},
+        {"for i, (j, *k) in (): pass\n[a for a in i if (b := j)], k, b", ": a b i j k |"},
+        {"match 1:\n case {'a': x, **y}: x, y\n case [*z]: z\n case p: p", ": p x y z |"},
+        {"def f():\n global g\n g = 1\ndef h(*a, b=1, **c): a, b, c, g", ": a b c f g h |"},
+        {"class C: pass\nwith C() as w: w\ndel w", ": C w |"},
+        {"exec('feat = 1')\nfeat", ": * |"},
+        {"from math import *\nsin(1)", ": * |"},
+        {"globals()['feat'] = 1\nfeat", ": * |"},
+    };
+    for (const auto& [source, names] : sources) EXPECT_EQ(namesOf(source), names) << source;
+}
+
 TEST(SourceDescriptions, OfTooManyNestedExpressions) {
     std::string source = "x = ";
     for (int i = 0; i < 100'000; ++i) source += '-';

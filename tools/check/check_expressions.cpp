@@ -2,10 +2,13 @@
 #include "checks.h"
 #include "host/python/source_description.h"
 #include "names.h"
+#include "tools/text/similar.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <algorithm>
+#include <set>
+#include <utility>
 
 namespace cxml {
 namespace {
@@ -52,12 +55,25 @@ public:
     ExpressionCheck(const CheckedCondition& checked, Findings& findings)
         : checked_(checked), expression_(checked.expression), findings_(findings) {}
 
-    void run() {
+    PythonSource run() {
         const PythonSource python = embedded_host::describePythonSource(toUtf8(expression_.source), function);
         if (python.error)
             reportSyntax(*python.error);
         else if (checked_.condition->callsExpression())
             checkFunction(python);
+        return python;
+    }
+
+    /// \param bound names that other sources leave in the module that all of them share.
+    void checkNames(const std::vector<embedded_host::PythonName>& unbound, const std::set<std::string>& bound) {
+        std::set<std::string> reported;
+        for (const embedded_host::PythonName& use : unbound) {
+            if (bound.contains(use.name) || !reported.insert(use.name).second) continue;
+            Finding& finding =
+                addInSource(use.line, "python-name", fmt::format("nothing defines the name '{}'", use.name));
+            const std::string meant = mostSimilar(use.name, std::vector<std::string>(bound.begin(), bound.end()));
+            if (!meant.empty()) finding.help = fmt::format("did you mean '{}'?", meant);
+        }
     }
 
 private:
@@ -74,6 +90,17 @@ private:
         for (const Argument& argument : expression_.arguments)
             if (!isFieldName(argument)) add("argument-unsupplied", whyUnsupplied(argument));
         if (python.signature) checkArguments(*python.signature);
+        for (const int line : python.numberLines)
+            addInSource(line, "generate-number",
+                        "Generate returns a number where a text is wanted: nothing is written");
+    }
+
+    Finding& addInSource(int line, const char* kind, std::string text) {
+        Finding& finding =
+            findings_.addIn(expression_.lines.find(line, expression_.escapesResolved), kind, std::move(text));
+        finding.condition = checked_.condition.get();
+        finding.within = {checked_.at};
+        return finding;
     }
 
     void checkArguments(const PythonSignature& signature) {
@@ -120,9 +147,16 @@ private:
 }  // namespace
 
 void checkExpressions(const DocumentModel& model, Findings& findings) {
+    std::set<std::string> bound;
+    std::vector<std::pair<const CheckedCondition*, std::vector<embedded_host::PythonName>>> unbound;
     model.forEachCondition([&](const CheckedCondition& checked) {
-        if (!checked.expression.source.empty()) ExpressionCheck(checked, findings).run();
+        if (checked.expression.source.empty()) return;
+        PythonSource python = ExpressionCheck(checked, findings).run();
+        bound.insert(python.binds.begin(), python.binds.end());
+        if (!python.unbound.empty()) unbound.emplace_back(&checked, std::move(python.unbound));
     });
+    if (bound.contains("*")) return;
+    for (const auto& [checked, names] : unbound) ExpressionCheck(*checked, findings).checkNames(names, bound);
 }
 
 }  // namespace cxml

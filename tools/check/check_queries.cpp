@@ -50,6 +50,23 @@ void checkParameters(const CheckedRule& rule, const QueryRule& query, Findings& 
                 fmt::format("placeholder {} of the query has no parameter: %s stays in the where clause", i + 1));
 }
 
+// A field's value goes in as it is; one with a quotation mark is the row's fault.
+void checkQuotes(const CheckedRule& rule, const QueryRule& query, Findings& findings) {
+    char open = '\0';
+    WideString clause;
+    for (const auto& piece : query.where.pieces()) {
+        clause += piece.text;
+        if (piece.value.vt == VT_BSTR) clause += WideView(piece.value.bstrVal, SysStringLen(piece.value.bstrVal));
+    }
+    for (const OLECHAR c : clause)
+        if (open == '\0' ? c == OLESTR('\'') || c == OLESTR('"') : c == static_cast<OLECHAR>(open))
+            open = open == '\0' ? static_cast<char>(c) : '\0';
+    if (open == '\0') return;
+    const std::vector<CComPtr<IXMLDOMNode>> element = selected(rule.element, OLESTR("query"));
+    findings.add(element.empty() ? rule.at : spotOf(element.front()), "query-quotes",
+                 fmt::format("the where clause has a {} without its other: no database takes it", open));
+}
+
 void checkComplete(const CheckedRule& rule, Findings& findings) {
     const bool table = attributeOf(rule.element, OLESTR("table")).has_value();
     const bool query = !selected(rule.element, OLESTR("query")).empty();
@@ -75,6 +92,7 @@ void checkRule(const CheckedRule& rule, Findings& findings) {
     if (!query) return;
     checkComplete(rule, findings);
     checkParameters(rule, *query, findings);
+    checkQuotes(rule, *query, findings);
     if (rule.as<QueryRuleFetch>()) checkFetchedFields(rule, findings);
 }
 

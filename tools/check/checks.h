@@ -18,6 +18,10 @@ void checkQueries(const DocumentModel& model, Findings& findings);
 /// Conditions that have no effect on any row.
 void checkReach(const DocumentModel& model, Findings& findings);
 
+/// What rules say without anybody wanting to say it: operands that are read otherwise than they look, rules that
+/// contradict each other, symbols that are always replaced.
+void checkMeaning(const DocumentModel& model, Findings& findings);
+
 /// Qualified names, which only fetch rules supply.
 void checkQualifiedNames(const DocumentModel& model, Findings& findings);
 

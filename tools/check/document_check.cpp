@@ -10,6 +10,7 @@ void checkDocument(IXMLDOMDocument* document, const CheckedDataset* dataset, Fin
     checkExpressions(model, findings);
     checkQueries(model, findings);
     checkReach(model, findings);
+    checkMeaning(model, findings);
     checkQualifiedNames(model, findings);
     if (dataset) checkDataset(model, *dataset->workspace, dataset->name, findings);
 }

@@ -25,8 +25,8 @@ bool saysSomethingIsMissing(const Finding& finding) {
 
 // Said of what is in an element that is not what was written, or behind it.
 bool saysSomethingIsLost(const Finding& finding) {
-    static constexpr std::array<std::string_view, 5> kinds{"unread-attribute", "unread-element", "condition-discarded",
-                                                           "unreachable", "generate-missing"};
+    static constexpr std::array<std::string_view, 6> kinds{
+        "unread-attribute", "unread-element", "condition-discarded", "unreachable", "generate-missing", "python-name"};
     return isOneOf(kinds, finding.kind) && !finding.isMisspelling;
 }
 
