@@ -319,7 +319,7 @@ class ClassesThatAreNoTables(FilesTest):
         document.write_text('<conditionMap name="x"><featureClass name="$AREAS"><condition rulename="A"/></featureClass></conditionMap>',
                             encoding="utf-8")
         done = cxml("symbolize", document, dataset, "--add-fields")
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "CARTO_AREAS: 1 row, 1 changed\n", ""))
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "CARTO_AREAS: 1 row, 1 changed; 1 default\n", ""))
 
 
 class Damage(FilesTest):

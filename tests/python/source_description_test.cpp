@@ -84,7 +84,7 @@ std::string namesOf(const char* text) {
 }
 
 TEST(SourceDescriptions, TellNumbersThatAreReturned) {
-    const std::pair<const char*, const char*> sources[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"def Generate(A): return 5", "1 : A Generate |"},
         {"def Generate(A):\n if A: return -1.5\n return len(A) + 1", "2 3 : A Generate |"},
         {"def Generate(A): return not A", "1 : A Generate |"},
@@ -97,13 +97,13 @@ TEST(SourceDescriptions, TellNumbersThatAreReturned) {
         {"def Generate(A):\n def inner(): return 5\n return (lambda: 5)() and str(inner())", ": A Generate inner |"},
         {"def other(): return 5", ": other |"},
     };
-    for (const auto& [source, names] : sources) EXPECT_EQ(namesOf(source), names) << source;
+    for (const auto& [source, names] : rows) EXPECT_EQ(namesOf(source), names) << source;
 }
 
 TEST(SourceDescriptions, TellNamesThatNothingBinds) {
-    const std::pair<const char*, const char*> sources[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"def Generate(A):\n return feat(A)", ": A Generate | 2 feat"},
-        {"import math as m, os.path\nfrom a import b\nm, os, b, math", ": b m os | 4 math"},
+        {"import math as m, os.path\nfrom a import b\nm, os, b, math", ": b m os | 3 math"},
         {"try: x = 1\nexcept ValueError as e: print(e, __name__, __file__)", ": e x |"},
         {"for i, (j, *k) in (): pass\n[a for a in i if (b := j)], k, b", ": a b i j k |"},
         {"match 1:\n case {'a': x, **y}: x, y\n case [*z]: z\n case p: p", ": p x y z |"},
@@ -113,7 +113,7 @@ TEST(SourceDescriptions, TellNamesThatNothingBinds) {
         {"from math import *\nsin(1)", ": * |"},
         {"globals()['feat'] = 1\nfeat", ": * |"},
     };
-    for (const auto& [source, names] : sources) EXPECT_EQ(namesOf(source), names) << source;
+    for (const auto& [source, names] : rows) EXPECT_EQ(namesOf(source), names) << source;
 }
 
 TEST(SourceDescriptions, OfTooManyNestedExpressions) {

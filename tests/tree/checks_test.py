@@ -86,7 +86,7 @@ class ChecksTest(unittest.TestCase):
             ("host/geodatabase/in.cpp", '#include "rules/rule.h"\n', "host/geodatabase may not include src/rules/rule.h"),
             ("host/geodatabase/base/up.h", '#include "host/geodatabase/roof.h"\n', "base may not include host/geodatabase/roof"),
             ("host/geodatabase/sqlite/up.h", '#include "host/geodatabase/gdal/a.h"\n', "sqlite may not include host"),
-            ("tools/cxml/in.cpp", '#include "symbolize/run.h"\n', "tools/cxml may not include src/symbolize/run.h"),
+            ("tools/check/in.cpp", '#include "symbolize/run.h"\n', "tools/check may not include src/symbolize/run.h"),
             ("tools/check/up.cpp", '#include "tools/cxml/main.cpp"\n', "tools/check may not include tools/cxml"),
             ("tools/text/up.cpp", '#include "tools/check/model.h"\n', "tools/text may not include tools/check"),
             ("src/rules/test.cpp", '#include "tests/rules/rule_test.cpp"\n', "not part of the product"),

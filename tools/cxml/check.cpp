@@ -182,7 +182,7 @@ void addCheck(CLI::App& app, Command& chosen) {
         "arguments\n"
         "that it gets; no condition is without effect. With DATASET, which is only read: layers, fields, tables, and\n"
         "whether operands convert to the types of their fields. Nothing is run.\n"
-        "A comment <!-- cxml: expect KIND \"why\" --> above an element ignores a finding there.\n"
+        "An XML comment of cxml: expect KIND \"why\" above an element ignores a finding there.\n"
         "Exit status: 0 no errors, 1 errors, findings of the level that was asked for, or a document that does not\n"
         "load, 2 wrong usage or a dataset that cannot be opened.");
     command->callback([&chosen, arguments] { chosen = [arguments] { return check(*arguments); }; });
