@@ -159,6 +159,7 @@ std::vector<int> linesAt(PyObject* sequence, Py_ssize_t index) {
     const Object list = taken(PySequence_GetItem(sequence, index));
     const Py_ssize_t count = PyList_Size(list.get());
     std::vector<int> lines;
+    lines.reserve(static_cast<std::size_t>(count));
     for (Py_ssize_t i = 0; i < count; ++i) lines.push_back(static_cast<int>(numberAt(list.get(), i)));
     return lines;
 }

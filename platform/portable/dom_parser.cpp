@@ -60,7 +60,7 @@ std::string_view tagBefore(const xmlParserInput* input) {
 /// Walks over the attributes of a well-formed start tag.
 class AttributeNames {
 public:
-    explicit AttributeNames(std::string_view tag) : tag_(tag) { at_ = tag_.find_first_of(space); }
+    explicit AttributeNames(std::string_view tag) : tag_(tag), at_(tag.find_first_of(space)) {}
 
     /// The next name as written, a view of the tag; empty behind the last.
     std::string_view next() {

@@ -145,7 +145,7 @@ TEST_F(Shapes, OfOneQueryLeaveNoFilterForTheNext) {
     const auto count = [&](const std::optional<std::string>& where) {
         int rows = 0;
         source->read({.layer = "shapes", .fields = {}, .where = where, .within = {}},
-                     [&](ShapeRow&&) { return ++rows > 0; });
+                     [&](const ShapeRow&) { return ++rows > 0; });
         return rows;
     };
     EXPECT_EQ(count("n = 1"), 1);

@@ -1,7 +1,7 @@
 #include "ledger_report.h"
 
 #include "json_head.h"
-#include "output_file.h"
+#include "tools/text/output_file.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
@@ -139,7 +139,12 @@ ExitStatus LedgerFiles::write(Console& console, const Document& document,
     if (!ledger) return ExitStatus::Good;
     ordered_json object = jsonHead("ledger", document);
     object.update(ledgersJson(document, results));
-    return writeOutput(console, *ledger, dumped(object) + '\n', overwrite);
+    const WhenThere whenThere = overwrite ? WhenThere::Replace : WhenThere::Refuse;
+    std::string why = whyNotWritable(*ledger, whenThere);
+    if (why.empty()) why = writeFile(*ledger, dumped(object) + '\n', whenThere);
+    if (why.empty()) return ExitStatus::Good;
+    console.complain(fmt::format("{}: cannot be written: {}", *ledger, why));
+    return ExitStatus::Unusable;
 }
 
 void addLedgerFiles(CLI::App& command, LedgerFiles& files) {
