@@ -176,6 +176,7 @@ private:
             findings_.add(attributeSpot(rule.element, OLESTR("table")), "table-missing",
                           fmt::format("the dataset has no table '{}': the query rule holds for no row", table));
         std::vector<std::string> names;
+        names.reserve(layers_.size());
         for (const LayerInfo& layer : layers_) names.push_back(layer.name);
         const std::string meant = mostSimilar(table, names);
         if (meant.empty()) return;

@@ -21,7 +21,6 @@ using ConditionalXml::CXAttributeRuleEqual;
 using ConditionalXml::CXAttributeRuleLike;
 using ConditionalXml::CXAttributeRuleNotEqual;
 using ConditionalXml::ListAttributeRule;
-using ConditionalXml::QueryRuleFetch;
 
 // Where an operand is written: the attribute, or the n-th <value>.
 Spot operandSpot(const CheckedRule& rule, std::size_t index) {

@@ -99,6 +99,7 @@ const CheckedClass* DocumentModel::find(const std::string& alias) const {
 
 std::vector<std::string> DocumentModel::pieceNames() const {
     std::vector<std::string> names;
+    names.reserve(library_.size());
     for (const auto& [name, piece] : library_) names.push_back(toUtf8(name));
     return names;
 }

@@ -25,14 +25,22 @@ std::vector<Finding> Findings::take() {
     found_.clear();
     for (Finding& finding : taken)
         if (const Kind* const kind = findKind(finding.kind); kind && finding.help.empty()) finding.help = kind->help;
-    const auto order = [this](const Finding& finding) {
-        const Place& place = finding.place;
-        return std::tuple(place.file != document_, std::string_view(place.file), place.line == 0, place.line,
-                          place.column);
-    };
-    // Those of one place stay in the order in which they were found.
-    std::ranges::stable_sort(taken, {}, order);
+    sortByPlace(taken, document_);
     return taken;
+}
+
+void sortByPlace(std::vector<Finding>& findings, const std::string& document) {
+    std::vector<std::size_t> order(findings.size());
+    std::ranges::generate(order, [next = std::size_t{0}]() mutable { return next++; });
+    std::ranges::sort(order, {}, [&](std::size_t index) {
+        const Place& place = findings[index].place;
+        return std::tuple(place.file != document, std::string_view(place.file), place.line == 0, place.line,
+                          place.column, index);
+    });
+    std::vector<Finding> sorted;
+    sorted.reserve(findings.size());
+    for (const std::size_t index : order) sorted.push_back(std::move(findings[index]));
+    findings = std::move(sorted);
 }
 
 }  // namespace cxml

@@ -73,4 +73,8 @@ private:
     std::deque<Finding> found_;
 };
 
+/// The document's first, then those of other files; in a file by place, those without a line last, those of one place
+/// in the order in which they were found.
+void sortByPlace(std::vector<Finding>& findings, const std::string& document);
+
 }  // namespace cxml

@@ -63,11 +63,7 @@ void applyExpectations(const SourceText& source, const std::string& document, st
                 .help = form;
     }
     for (Finding& finding : unused.take()) findings.push_back(std::move(finding));
-    std::ranges::stable_sort(findings, {}, [&](const Finding& finding) {
-        const Place& place = finding.place;
-        return std::tuple(place.file != document, std::string_view(place.file), place.line == 0, place.line,
-                          place.column);
-    });
+    sortByPlace(findings, document);
 }
 
 std::vector<std::string> fingerprintsOf(const std::vector<Finding>& findings, const std::string& document) {

@@ -39,7 +39,8 @@ std::vector<Change> readChanges(const std::vector<std::string>& options) {
     std::vector<Change> changes;
     for (const std::string& option : options) {
         const std::size_t equals = option.find('=');
-        Change& change = changes.emplace_back(Change{.field = option.substr(0, equals), .value = CComVariant()});
+        Change& change = changes.emplace_back();
+        change.field = option.substr(0, equals);
         const std::string value = option.substr(equals + 1);
         if (value == "NULL")
             change.value.vt = VT_NULL;
@@ -89,10 +90,11 @@ public:
         const std::string subtypeField = subtypeFieldOf(run.featureClass);
         Explainer explainer(run.document.places, [&](RowExplanation&& explanation) {
             explanation.row = run.monitor.row;
-            rows_.push_back({.layer = run.result.layer,
-                             .subtypeField = subtypeField,
-                             .set = set_,
-                             .explanation = std::move(explanation)});
+            ExplainedRow& row = rows_.emplace_back();
+            row.layer = run.result.layer;
+            row.subtypeField = subtypeField;
+            row.set = set_;
+            row.explanation = std::move(explanation);
         });
         run.result.messages.originOf = [&](std::string_view text) -> MessageLog::Origin {
             return {run.monitor.row, explainer.onMessage(text)};

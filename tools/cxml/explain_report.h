@@ -15,11 +15,11 @@ enum class Detail : std::uint8_t { Short, Usual, Full };
 
 struct ExplainedRow {
     std::string layer;
-    std::string subtypeField;   // empty without one
-    std::vector<Change> set{};  // values that were tried instead of the row's
+    std::string subtypeField;  // empty without one
+    std::vector<Change> set;   // values that were tried instead of the row's
     RowExplanation explanation;
-    std::string wanted{};  // that was asked about; empty without
-    std::vector<WhyNot> whyNot{};
+    std::string wanted;  // that was asked about; empty without
+    std::vector<WhyNot> whyNot;
 };
 
 /// Lines for people; the last one ends with a line feed. \param isColoured whether a terminal shows it.

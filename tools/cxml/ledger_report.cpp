@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 namespace cxml {
 namespace {
@@ -34,7 +35,7 @@ std::string shownRows(const RowList& rows) {
     const auto count = std::min(shown, rows.ids.size());
     std::string text =
         fmt::format("fid {}", fmt::join(rows.ids.begin(), rows.ids.begin() + static_cast<std::ptrdiff_t>(count), " "));
-    if (rows.rows > static_cast<std::int64_t>(count)) text += fmt::format(" ... ({})", rows.rows);
+    if (std::cmp_greater(rows.rows, count)) text += fmt::format(" ... ({})", rows.rows);
     return text;
 }
 

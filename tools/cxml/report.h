@@ -24,7 +24,7 @@ struct LayerResult {
     embedded_host::RowList unreadable{};
     embedded_host::RowList refused{};
     MessageLog messages;
-    std::unique_ptr<Ledger> ledger{};  // null where none is kept
+    std::unique_ptr<Ledger> ledger = nullptr;  // null where none is kept
 };
 
 /// "BOYLAT: 12 rows, 3 changed", what went wrong, and the count of every text that came more than once.

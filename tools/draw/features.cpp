@@ -107,7 +107,7 @@ public:
         const ShapeQuery query{layer_.name, columns_.names(), query_.where, query_.within};
         source_.read(query, [&](ShapeRow&& row) {
             if (query_.within && row.shape.kind != ShapeKind::None && !overlaps(row.shape, *query_.within)) return true;
-            fits = add(row, room);
+            fits = add(std::move(row), room);
             return fits;
         });
         return fits;
@@ -117,7 +117,7 @@ public:
 
 private:
     // \return false when there is no room for it.
-    bool add(ShapeRow& row, std::size_t room) {
+    bool add(ShapeRow row, std::size_t room) {
         ++layer_.rows;
         Feature feature;
         feature.symbol = valueAt(row, symbol_).value_or(std::string());

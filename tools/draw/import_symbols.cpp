@@ -99,7 +99,7 @@ ImportedSymbols importSymbols(const std::string& catalogue, const std::string& f
         }
         const std::string target = (fs::path(folder) / file.filename()).string();
         if (const std::string why = writeFile(target, text, WhenThere::Refuse); !why.empty())
-            throw DrawError(target + ": cannot be written: " + why);
+            throw DrawError(fmt::format("{}: cannot be written: {}", target, why));
         ++imported.pictures;
     }
     return imported;

@@ -53,7 +53,7 @@ bool flagOf(const Json& object, const char* member, const Place& place) {
 double millimetres(const Json& number, const Place& place) {
     if (!number.is_number()) place.fail("is no number of millimetres");
     const auto value = number.get<double>();
-    if (!(value >= 0 && value <= mostMillimetres)) place.fail("is not between 0 and 100 mm");
+    if (value < 0 || value > mostMillimetres) place.fail("is not between 0 and 100 mm");
     return value;
 }
 

@@ -93,7 +93,7 @@ std::vector<const DocumentPlaces::Condition*> DocumentPlaces::conditionsOf(const
     };
     add(add, rule.defaultConditions);
     for (const auto& [code, conditions] : rule.subtypeConditions) add(add, conditions);
-    std::ranges::stable_sort(all, {}, [this](const Condition* condition) { return orderOf(*condition); });
+    std::ranges::sort(all, {}, [this](const Condition* condition) { return orderOf(*condition); });
     const auto repeated = std::ranges::unique(all);  // of several codes' lists
     all.erase(repeated.begin(), repeated.end());
     return all;

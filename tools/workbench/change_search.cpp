@@ -33,7 +33,8 @@ CComVariant null() {
 }
 
 CComVariant textValue(const std::string& text) {
-    return CComVariant(toBstr(text));
+    CComVariant value(toBstr(text));
+    return value;
 }
 
 /// A field with the values to try.
@@ -154,7 +155,7 @@ private:
         if (more == 0) return evaluate();
         for (std::size_t i = first; i + more <= candidates_.size(); ++i)
             for (const CComVariant& value : candidates_[i].values) {
-                changes_.push_back({.field = candidates_[i].field, .value = value});
+                changes_.push_back({candidates_[i].field, value, CComVariant()});
                 const bool isFound = choose(i + 1, more - 1);
                 changes_.pop_back();
                 if (isFound) return true;

@@ -125,7 +125,7 @@ void Explainer::beginCondition(const Condition& condition) {
     Open& open = open_.emplace_back();
     open.walked.condition = &condition;
     open.walked.rules.reserve(condition.rules.size());
-    for (const auto& rule : condition.rules) open.walked.rules.push_back({.rule = rule.get()});
+    for (const auto& rule : condition.rules) open.walked.rules.emplace_back().rule = rule.get();
 }
 
 void Explainer::beginRule(const Rule& rule, const RowValueMap& /*values*/) {

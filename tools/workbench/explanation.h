@@ -36,13 +36,13 @@ struct WalkedRule {
     bool isAsked = false;
     bool answer = false;
     ShownValue seen{};                             // of an attribute or list rule: the row's value
-    std::optional<ShownValue> other{};             // the second field's
-    std::vector<ShownValue> operands{};            // as they were compared
+    std::optional<ShownValue> other;               // the second field's
+    std::vector<ShownValue> operands;              // as they were compared
     bool isComparable = true;                      // false when no operand is of the value's type
     ConditionalXml::QueryRule::Outcome outcome{};  // of a query
-    std::string clause{};
+    std::string clause;
     LONG rows = 0;
-    std::vector<WalkedCondition> nested{};
+    std::vector<WalkedCondition> nested;
 };
 
 struct WalkedCondition {
@@ -61,10 +61,10 @@ struct WalkedCondition {
     bool held = false;
     End end = End::No;
     const ConditionalXml::Condition* by = nullptr;
-    std::vector<WalkedRule> rules{};
-    std::optional<ConditionalXml::Expression::Outcome> generated{};            // when Generate was called and returned
-    std::vector<std::pair<std::string, std::vector<ShownValue>>> arguments{};  // of the call
-    std::string error{};                                                       // that broke it off
+    std::vector<WalkedRule> rules;
+    std::optional<ConditionalXml::Expression::Outcome> generated;            // when Generate was called and returned
+    std::vector<std::pair<std::string, std::vector<ShownValue>>> arguments;  // of the call
+    std::string error;                                                       // that broke it off
 };
 
 /// "decides", "outer-name" and so on: words that stay.
@@ -85,15 +85,15 @@ struct RowExplanation {
     ObjectId row = 0;
     bool isDecided = false;  // not when a value, the subtype or "SYMBOL_C" could not be had
     bool isStored = true;    // or would be, where nothing is
-    std::optional<LONG> subtype{};
+    std::optional<LONG> subtype;
     const ConditionalXml::FeatureClassRule* configuration = nullptr;
     const ConditionalXml::FeatureClassRule::ConditionList* list = nullptr;
     const ConditionalXml::Condition* named = nullptr;
     const ConditionalXml::Condition* placed = nullptr;  // whose placement counts, if it has any
     ShownValue symbol{};                                // before
-    std::vector<WalkedCondition> conditions{};          // of the list, in order
-    std::vector<Put> puts{};
-    std::vector<Message> messages{};
+    std::vector<WalkedCondition> conditions;            // of the list, in order
+    std::vector<Put> puts;
+    std::vector<Message> messages;
 };
 
 /// The walked condition; null when the row's list does not have it, or an outer rule kept it from being walked.

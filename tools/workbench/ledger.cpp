@@ -10,7 +10,6 @@
 
 namespace cxml {
 
-using ConditionalXml::CXAttributeRule;
 using ConditionalXml::RowDecision;
 using ConditionalXml::RowValueMap;
 using ConditionalXml::Rule;
@@ -127,6 +126,7 @@ bool Ledger::isBalanced() const noexcept {
 
 std::vector<std::pair<const Ledger::Condition*, const Ledger::RowList*>> Ledger::decided() const {
     std::vector<std::pair<const Condition*, const RowList*>> all;
+    all.reserve(deciders_.size());
     for (const auto& [condition, decider] : deciders_) all.emplace_back(condition, &decider.rows);
     std::ranges::sort(all, {}, [this](const auto& entry) { return places_.orderOf(*entry.first); });
     return all;
@@ -134,8 +134,9 @@ std::vector<std::pair<const Ledger::Condition*, const Ledger::RowList*>> Ledger:
 
 std::vector<std::pair<LONG, const Ledger::Question*>> Ledger::unanswered() const {
     std::vector<std::pair<LONG, const Question*>> all;
+    all.reserve(unanswered_.size());
     for (const auto& [key, question] : unanswered_) all.emplace_back(places_.lineOf(*key.first), &question);
-    std::ranges::stable_sort(all, {}, [](const auto& entry) { return entry.first; });
+    std::ranges::sort(all, {}, [](const auto& entry) { return std::pair(entry.first, entry.second->outcome); });
     return all;
 }
 

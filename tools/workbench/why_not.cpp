@@ -62,7 +62,9 @@ void explainWalked(WhyNot& answer, const WalkedCondition& walked, const Document
 }
 
 WhyNot explain(const Condition& condition, const TriedRow& row, const DocumentPlaces& places) {
-    WhyNot answer{.condition = &condition, .line = places.lineOf(condition)};
+    WhyNot answer;
+    answer.condition = &condition;
+    answer.line = places.lineOf(condition);
     if (const WalkedCondition* walked = findWalked(row.explanation.conditions, condition)) {
         explainWalked(answer, *walked, places);
     } else if (row.explanation.list && stands(condition, *row.explanation.list)) {

@@ -17,7 +17,7 @@ class DocumentPlaces;
 struct Change {
     std::string field;
     CComVariant value;
-    CComVariant before{};  // once it was tried
+    CComVariant before;  // once it was tried
 };
 
 /// Explains the row as it would be with other values; nothing when it does not take them. The values become what the
@@ -38,12 +38,12 @@ struct WhyNot {
     LONG line = 0;
     /// Of the closed list: not-configured class-replaced other-list rule-false not-reached rule-error replaced
     /// outer-name discarded no-such-name expression-failed. Empty for the condition that decides.
-    std::vector<std::string> reasons{};
-    std::string detail{};
-    std::vector<const WalkedRule*> rules{};       // that were false, or broke off; of the row's own explanation
-    std::optional<std::vector<Change>> change{};  // confirmed by a trial; nothing when none was found
-    bool isSearched = false;                      // whether a change was looked for
-    std::optional<RowExplanation> evaluated{};    // the row with the change
+    std::vector<std::string> reasons;
+    std::string detail;
+    std::vector<const WalkedRule*> rules;       // that were false, or broke off; of the row's own explanation
+    std::optional<std::vector<Change>> change;  // confirmed by a trial; nothing when none was found
+    bool isSearched = false;                    // whether a change was looked for
+    std::optional<RowExplanation> evaluated;    // the row with the change
 };
 
 inline constexpr std::size_t mostChangedFields = 3;
