@@ -53,6 +53,7 @@ public:
         text += fmt::format("{} = {}  {}", field, inWords(walked.seen), places.operatorOf(*walked.rule));
         if (walked.other) text += fmt::format(" {} = {}", toUtf8(attribute->valueFieldName), inWords(*walked.other));
         std::vector<std::string> operands;
+        operands.reserve(walked.operands.size());
         for (const ShownValue& operand : walked.operands) operands.push_back(inWords(operand));
         text += fmt::format(" {}  {}", fmt::join(operands, ", "), walked.answer ? "true" : "false");
         if (!walked.isComparable) text += " (nothing of its type)";
@@ -180,6 +181,7 @@ private:
         add(row.placed ? fmt::format("  placement of line {}", places_.lineOf(*row.placed))
                        : std::string("  no placement; Xoffset_C, Yoffset_C, Rotate_C stay"));
         std::vector<std::string> puts;
+        puts.reserve(row.puts.size());
         for (const RowExplanation::Put& put : row.puts)
             puts.push_back(fmt::format("{} {} -> {}{}", put.field, inWords(put.before), inWords(put.value),
                                        put.isTaken ? "" : " (the field does not take it)"));
@@ -198,6 +200,7 @@ private:
 
 std::string changeText(const std::vector<Change>& changes) {
     std::vector<std::string> parts;
+    parts.reserve(changes.size());
     for (const Change& change : changes)
         parts.push_back(
             fmt::format("{} {} -> {}", change.field, inWords(shown(&change.before)), inWords(shown(&change.value))));

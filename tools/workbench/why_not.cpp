@@ -11,7 +11,6 @@
 namespace cxml {
 
 using ConditionalXml::Condition;
-using ConditionalXml::Rule;
 using End = WalkedCondition::End;
 
 namespace {
