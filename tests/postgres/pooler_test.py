@@ -97,8 +97,8 @@ logfile = {folder}/log
                     self.assertEqual(self.symbols(), expected)
                     self.assertEqual(self.session_settings(dataset), before)
                     status, out, err = self.run_tool("check", self.rules, dataset)
-                    self.assertEqual((status, err), (1, ""))
-                    self.assertIn("layer notes has no configuration", out)
+                    self.assertEqual((status, err), (0, ""))
+                    self.assertIn("note: 1 layer without configuration in the document: notes", out)
                     self.assertEqual(self.session_settings(dataset), before)
 
     def test_two_runs_share_the_sessions(self):

@@ -285,7 +285,7 @@ void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std:
             std::string lacks = LayerCheck(*checked, layer, dataset, findings).run();
             if (!lacks.empty()) unwritable.push_back(std::move(lacks));
         } else if (!tables.isQueried(layer.name) && layer.name != "DSID") {  // which tells of the cells of an import
-            unconfigured.push_back(layer.alias);
+            unconfigured.push_back(layer.name);
         }
     }
     addList(name, "layer-unconfigured", "without configuration in the document", unconfigured, findings);
