@@ -119,7 +119,8 @@ TEST_F(Ledger, FilesAreNotOverwrittenUnasked) {
     const std::string file = writeFile("kept.json", "mine");
     const Outcome refused = run("ledger", {"--ledger", file});
     EXPECT_EQ(refused.status, 2);
-    EXPECT_NE(refused.err.find(file + ": cannot be written: exists already; --overwrite replaces it"), std::string::npos)
+    EXPECT_NE(refused.err.find(file + ": cannot be written: exists already; --overwrite replaces it"),
+              std::string::npos)
         << refused.err;
     EXPECT_EQ(readFile(file), "mine");
     EXPECT_EQ(run("ledger", {"--ledger", file, "--overwrite"}).status, 0);

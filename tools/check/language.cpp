@@ -1,10 +1,10 @@
 #include "language.h"
 
 #include "tools/text/similar.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <algorithm>
-#include <cctype>
 #include <utility>
 #include <vector>
 
@@ -64,12 +64,6 @@ const std::vector<Family>& families() {
         {"Q", "query", {"exists", "fetch", "exist"}},
     };
     return all;
-}
-
-std::string lowerAscii(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return lower;
 }
 
 const Family* find(std::string_view type) {

@@ -101,6 +101,11 @@ bool readMap(Document& document, IGPMessages* messages) {
 
 }  // namespace
 
+std::string notLoaded(const Document& document) {
+    return fmt::format("{}: {}", document.path,
+                       document.reason.empty() ? "the document did not load" : document.reason);
+}
+
 void load(Document& document) {
     const DocumentCapture capture(document.dom);
     const CComPtr<IGPMessages> messages = collectInto(document.messages);

@@ -34,6 +34,9 @@ std::string describe(const CAtlException& failure);
 /// is empty (the library gives up on texts that are longer than its buffer), what the document's parser says.
 std::string whyNotParsed(const std::string& exceptionText, IXMLDOMDocument* dom);
 
+/// One line for people about a document that did not load.
+std::string notLoaded(const Document& document);
+
 /// Loads the document; failures are in the result.
 void load(Document& document);
 

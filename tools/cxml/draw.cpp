@@ -6,6 +6,7 @@
 #include "host/host_error.h"
 #include "interrupt.h"
 #include "layer_choice.h"
+#include "layer_options.h"
 #include "out_of_memory.h"
 #include "report.h"
 #include "services.h"
@@ -81,8 +82,7 @@ std::optional<double> parseScale(std::string_view text) {
 
 PictureForm formOf(const std::string& file) {
     const std::size_t dot = file.rfind('.');
-    std::string ending = dot == std::string::npos ? std::string() : file.substr(dot);
-    for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const std::string ending = dot == std::string::npos ? std::string() : lowerAscii(file.substr(dot));
     if (ending == ".svg") return PictureForm::Svg;
     if (ending == ".png") return PictureForm::Png;
     if (ending == ".pdf") return PictureForm::Pdf;
@@ -157,8 +157,7 @@ private:
         if (document.loaded)
             query.classes = classesOf(*document.map);
         else
-            console_.complain(fmt::format("{}: {}", document.path,
-                                          document.reason.empty() ? "the document did not load" : document.reason));
+            console_.complain(notLoaded(document));
         return document.loaded;
     }
 
@@ -305,11 +304,7 @@ void addDraw(CLI::App& app, Command& chosen) {
         ->type_name("1:N")
         ->check([](const std::string& text) { return parseScale(text) ? "" : "it is no scale, 1:20000"; });
     command->add_option("--palette", arguments->palette, "day, dusk or night; day without it")->type_name("NAME");
-    command->add_option("--where", arguments->where, "only rows that satisfy this condition")
-        ->type_name("SQL")
-        ->check([](const std::string& text) -> std::string {
-            return text.find_first_not_of(" \t\r\n") == std::string::npos ? "a condition is missing" : "";
-        });
+    addWhereOption(*command, arguments->where);
     command->add_option("--against", arguments->against, "mark what is drawn otherwise in this dataset")
         ->type_name("DATASET2");
     command->add_flag("--overwrite", arguments->overwrite, "replace FILE where it exists");

@@ -96,12 +96,11 @@ public:
             row.set = set_;
             row.explanation = std::move(explanation);
         });
-        run.result.messages.originOf = [&](std::string_view text) -> MessageLog::Origin {
+        const OriginsOf origins(run.result.messages, [&](std::string_view text) -> MessageLog::Origin {
             return {run.monitor.row, explainer.onMessage(text)};
-        };
+        });
         using Answers = ConditionalXml::RowSymbolization::Answers;
         const bool succeeded = symbolizeLayer(run, &explainer, Answers::Evaluated);
-        run.result.messages.originOf = nullptr;
         if (succeeded && arguments_.whyNot)
             for (ExplainedRow& row : rows_) explainWhyNot(run, row);
         return succeeded;

@@ -37,11 +37,10 @@ ordered_json ruleJson(const DocumentPlaces& places, const WalkedRule& walked) {
             json["comparable"] = walked.isComparable;
         }
     } else if (const auto* query = dynamic_cast<const QueryRule*>(walked.rule)) {
-        constexpr const char* outcomes[] = {"not asked", "no filter", "no table", "refused", "answered"};
         json["table"] = toUtf8(query->tableName);
         if (walked.isAsked) {
             json["clause"] = walked.clause;
-            json["outcome"] = outcomes[static_cast<std::size_t>(walked.outcome)];
+            json["outcome"] = nameOf(walked.outcome);
             json["rows"] = walked.rows;
         }
     }

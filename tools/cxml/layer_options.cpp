@@ -33,13 +33,17 @@ void addOutputOptions(CLI::App& command, LayerArguments& arguments) {
     addServiceOptions(command, arguments.services);
 }
 
-void addRowOptions(CLI::App& command, RowArguments& arguments) {
-    command.add_option("--where", arguments.where, "only rows that satisfy this condition")
+void addWhereOption(CLI::App& command, std::optional<std::string>& where) {
+    command.add_option("--where", where, "only rows that satisfy this condition")
         ->type_name("SQL")
         // An empty variable of a script must not mean every row.
         ->check([](const std::string& text) -> std::string {
             return text.find_first_not_of(" \t\r\n") == std::string::npos ? "a condition is missing" : "";
         });
+}
+
+void addRowOptions(CLI::App& command, RowArguments& arguments) {
+    addWhereOption(command, arguments.where);
     command.add_option("--fids", arguments.ids, "only rows with these ids")
         ->type_name("N,N,...")
         ->check([](const std::string& text) { return whyNotObjectIds(text); });

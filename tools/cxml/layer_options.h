@@ -12,6 +12,8 @@ void addLayerOptions(CLI::App& command, LayerArguments& arguments);
 void addDatasetOptions(CLI::App& command, LayerArguments& arguments);
 void addOutputOptions(CLI::App& command, LayerArguments& arguments);
 
+void addWhereOption(CLI::App& command, std::optional<std::string>& where);
+
 /// Which rows of the layers, and by which subtype field.
 struct RowArguments {
     std::optional<std::string> where;

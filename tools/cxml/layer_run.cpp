@@ -124,10 +124,7 @@ ExitStatus LayerCommand::runAll() {
         load(document_);
     }
     if (!document_.loaded) {
-        if (!document_.reason.empty())
-            console_.complain(fmt::format("{}: {}", arguments_.document, document_.reason));
-        else
-            console_.complain(fmt::format("{}: the document did not load", arguments_.document));
+        console_.complain(notLoaded(document_));
         return work_.notLoaded;
     }
     const std::shared_ptr<GdalWorkspace> workspace = GdalWorkspace::open(

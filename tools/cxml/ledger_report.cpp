@@ -3,6 +3,7 @@
 #include "json_head.h"
 #include "tools/text/output_file.h"
 #include "tools/text/text.h"
+#include "tools/workbench/explanation.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -15,20 +16,6 @@ namespace {
 
 using embedded_host::RowList;
 using nlohmann::ordered_json;
-
-const char* outcomeName(Ledger::QueryRule::Outcome outcome) {
-    using Outcome = Ledger::QueryRule::Outcome;
-    switch (outcome) {
-        case Outcome::NoFilter:
-            return "no filter";
-        case Outcome::NoTable:
-            return "no table";
-        case Outcome::Refused:
-            return "refused";
-        default:
-            return "answered";
-    }
-}
 
 std::string shownRows(const RowList& rows) {
     constexpr std::size_t shown = 5;
@@ -59,7 +46,7 @@ void writeDetails(std::ostream& out, const Document& document, const LayerResult
             out << fmt::format("{}  {}: {}\n", layer, rowEndNames[static_cast<std::size_t>(end)], shownRows(rows));
     for (const auto& [line, question] : ledger.unanswered())
         out << fmt::format("{}  {}:{}  not answered ({}): {}  {}\n", layer, oneLine(document.path), line,
-                           outcomeName(question->outcome), oneLine(question->clause), shownRows(question->rows));
+                           nameOf(question->outcome), oneLine(question->clause), shownRows(question->rows));
     for (const Ledger::Message& message : ledger.messages())
         out << fmt::format("{}  {}{}  {}\n", layer,
                            message.line == 0 ? "" : fmt::format("{}:{}  ", oneLine(document.path), message.line),
@@ -86,7 +73,7 @@ ordered_json layerJson(const Document& document, const LayerResult& result) {
     layer["questions"] = ordered_json::array();
     for (const auto& [line, question] : ledger.unanswered())
         layer["questions"].push_back({{"line", line},
-                                      {"outcome", outcomeName(question->outcome)},
+                                      {"outcome", nameOf(question->outcome)},
                                       {"clause", question->clause},
                                       {"rows", question->rows.rows},
                                       {"sample", question->rows.ids}});

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace cxml {
@@ -78,6 +79,20 @@ private:
     std::vector<Text> texts_;
     std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> index_;
     std::vector<Entry> entries_;
+};
+
+/// Has a log ask where its messages come from while it lives: what comes later is the tool's own.
+class OriginsOf {
+public:
+    OriginsOf(MessageLog& log, std::function<MessageLog::Origin(std::string_view text)> originOf) : log_(log) {
+        log_.originOf = std::move(originOf);
+    }
+    ~OriginsOf() { log_.originOf = nullptr; }
+    OriginsOf(const OriginsOf&) = delete;
+    OriginsOf& operator=(const OriginsOf&) = delete;
+
+private:
+    MessageLog& log_;
 };
 
 /// The log as the library sees it. The log must outlive the collection.

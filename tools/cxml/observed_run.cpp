@@ -16,18 +16,14 @@ bool runWithLedger(const LayerRun& run) {
     LayerResult& result = run.result;
     const ObjectId& row = run.monitor.row;
     result.ledger = std::make_unique<Ledger>(run.document.places, row);
-    result.messages.originOf = [&row, &ledger = *result.ledger](std::string_view text) -> MessageLog::Origin {
-        const LONG line = ledger.onMessage(text);
-        return {ledger.rows() == 0 ? std::nullopt : std::optional(row), line};
-    };
-    // What comes after the run is the tool's.
     const struct End {
-        LayerResult& result;
-        ~End() {
-            result.messages.originOf = nullptr;
-            result.ledger->endRun();
-        }
-    } end{result};
+        Ledger& ledger;
+        ~End() { ledger.endRun(); }
+    } end{*result.ledger};
+    const OriginsOf origins(result.messages, [&](std::string_view text) -> MessageLog::Origin {
+        const LONG line = end.ledger.onMessage(text);
+        return {end.ledger.rows() == 0 ? std::nullopt : std::optional(row), line};
+    });
     return symbolizeLayer(run, result.ledger.get());
 }
 

@@ -4,6 +4,7 @@
 #include "tools/draw/style_sheet.h"
 #include "tools/draw/svg.h"
 #include "tools/text/output_file.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <algorithm>
@@ -34,12 +35,6 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
 
 bool isPicture(const fs::path& file) {
     return file.extension() == ".svg";
-}
-
-std::string lowerAscii(std::string text) {
-    for (char& c : text)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return text;
 }
 
 std::string read(const fs::path& file) {

@@ -50,12 +50,6 @@ bool isPlain(std::string_view value) {
     return value.find_first_not_of(plain) == std::string_view::npos;
 }
 
-std::string lowerAscii(std::string text) {
-    for (char& c : text)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return text;
-}
-
 std::string nameOf(IXMLDOMNode* node) {
     CComBSTR name;
     node->get_nodeName(&name);

@@ -167,10 +167,11 @@ void DocumentPlaces::beginRule(IXMLDOMNode* element) {
 }
 
 void DocumentPlaces::onRule(const std::shared_ptr<Rule>& rule) {
+    const CComPtr<IXMLDOMNode> element = std::move(rule_);  // kept, it would keep the whole document
     if (!rule) return;
     // Read only of rules that the library has made: of others nobody has read it, which checks want to know.
-    const auto name = ConditionalXml::attributeText(rule_, OLESTR("operator"));
-    rules_[rule.get()] = {cxml::lineOf(rule_), name ? toUtf8(*name) : std::string()};
+    const auto name = ConditionalXml::attributeText(element, OLESTR("operator"));
+    rules_[rule.get()] = {cxml::lineOf(element), name ? toUtf8(*name) : std::string()};
 }
 
 }  // namespace cxml

@@ -1,9 +1,9 @@
 #include "similar.h"
+#include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <algorithm>
-#include <cctype>
 #include <numeric>
 #include <vector>
 
@@ -11,12 +11,6 @@ namespace cxml {
 namespace {
 
 constexpr std::size_t mostEdits = 2;
-
-std::string lowerAscii(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return lower;
-}
 
 }  // namespace
 

@@ -22,6 +22,9 @@ CComBSTR toPathBstr(std::string_view path);
 /// Upper case by simple mappings, as names of feature classes are compared.
 CComBSTR upperCase(const CComBSTR& text);
 
+/// A to Z in lower case, everything else as it is.
+std::string lowerAscii(std::string_view text);
+
 /// The text without trailing white space, its control characters (line feeds and tabs excepted) written as \x1B, so
 /// that a document cannot steer the terminal.
 std::string printable(std::string_view text);

@@ -84,6 +84,22 @@ const char* nameOf(WalkedCondition::End end) {
     return "error";
 }
 
+const char* nameOf(QueryRule::Outcome outcome) {
+    switch (outcome) {
+        case QueryRule::Outcome::NotAsked:
+            return "not asked";
+        case QueryRule::Outcome::NoFilter:
+            return "no filter";
+        case QueryRule::Outcome::NoTable:
+            return "no table";
+        case QueryRule::Outcome::Refused:
+            return "refused";
+        case QueryRule::Outcome::Answered:
+            break;
+    }
+    return "answered";
+}
+
 const WalkedCondition* findWalked(const std::vector<WalkedCondition>& conditions,
                                   const ConditionalXml::Condition& condition) {
     for (const WalkedCondition& walked : conditions) {

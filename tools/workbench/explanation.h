@@ -70,6 +70,9 @@ struct WalkedCondition {
 /// "decides", "outer-name" and so on: words that stay.
 const char* nameOf(WalkedCondition::End end);
 
+/// "answered", "no table" and so on: words that stay.
+const char* nameOf(ConditionalXml::QueryRule::Outcome outcome);
+
 struct RowExplanation {
     struct Put {
         std::string field;

@@ -2,7 +2,6 @@
 #include "host/geodatabase/objects/row.h"
 
 #include "host/geodatabase/base/dataset.h"
-
 #include "host/geodatabase/objects/boundary.h"
 #include "host/geodatabase/objects/cell_variant.h"
 
