@@ -2,6 +2,7 @@
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -94,11 +95,15 @@ class Page(TestCase):
         for name in ("harbour.cxml", "light_character.py"):
             shutil.copy(HARBOUR / name, self.folder)
         self.assertEqual(cxml("symbolize", self.folder / "harbour.cxml", self.folder / "harbour.gpkg", "--add-fields").returncode, 0)
+        lines = (self.folder / "harbour.cxml").read_text(encoding="utf-8").splitlines(keepends=True)
+        self.assertIn('value="5"', lines[53])
+        lines[53] = lines[53].replace('value="5"', 'value="4"')
+        (self.folder / "edited.cxml").write_text("".join(lines), encoding="utf-8")
         page = (ROOT / "docs" / "workbench.md").read_text(encoding="utf-8")
         blocks = re.findall(r"<!-- run -->\n```\n\$ cxml ([^\n]*)\n(.*?)```\n", page, re.DOTALL)
-        self.assertGreaterEqual(len(blocks), 4)
+        self.assertGreaterEqual(len(blocks), 7)
         for command, expected in blocks:
-            done = subprocess.run([os.environ["CXML"], *command.split()], cwd=self.folder, capture_output=True, text=True,
+            done = subprocess.run([os.environ["CXML"], *shlex.split(command)], cwd=self.folder, capture_output=True, text=True,
                                   encoding="utf-8", check=False)
             self.assertEqual(done.stdout, expected, command)
 

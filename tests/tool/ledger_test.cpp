@@ -1,6 +1,7 @@
 // How each row ended: what symbolize tells of it, cxml ledger, and the files.
 #include "tool_test.h"
 
+#include <sys/stat.h>
 #include <numeric>
 
 namespace {
@@ -126,6 +127,10 @@ TEST_F(Ledger, FilesAreNotOverwrittenUnasked) {
     EXPECT_EQ(run("ledger", {"--ledger", file, "--overwrite"}).status, 0);
     EXPECT_EQ(json::parse(readFile(file))["rows"], 5);
     EXPECT_EQ(run("ledger", {"--ledger", inFolder("no/such/folder.json").string()}).status, 2);
+    const std::string device = inFolder("device").string();
+    ASSERT_EQ(mkfifo(device.c_str(), S_IRUSR | S_IWUSR), 0);
+    EXPECT_EQ(run("ledger", {"--ledger", device, "--overwrite"}).status, 2) << "no file takes its place";
+    EXPECT_EQ(std::filesystem::status(device).type(), std::filesystem::file_type::fifo);
     for (const auto& entry : std::filesystem::directory_iterator(inFolder(".")))
         EXPECT_EQ(entry.path().string().find("json."), std::string::npos) << "a part was left: " << entry.path();
 }

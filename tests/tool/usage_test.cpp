@@ -51,6 +51,9 @@ const UsageCase usageCases[] = {
     {"LogThatCannotBeWritten", {"check", "a", "--log", "/no such folder/log"}, "/no such folder/log: the log cannot"},
     {"LogOfARunThatCannotBeWritten", {"reset", "a", "b", "--log", "/no such folder/log"}, "the log cannot be written"},
     {"ImportTakesNoLog", {"import", "a.000", "b.gpkg", "--log", "c"}, "--log"},
+    {"DiffWithoutDataset", {"diff", "a.cxml", "b.cxml"}, "DATASET"},
+    {"IntentionIsBlank", {"diff", "a", "b", "--only", ""}, "--only"},
+    {"DryRunWritesNoFields", {"symbolize", "a", "b", "--dry-run", "--add-fields"}, "--add-fields"},
     {"DrawWithoutOutput", {"draw", "a"}, "--output"},
     {"DrawWithoutDataset", {"draw", "-o", "a.svg"}, "DATASET"},
     {"DrawTakesNoIds", {"draw", "a", "-o", "b.svg", "--fids", "1"}, "--fids"},
@@ -113,7 +116,7 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
     for (const std::string command :
-         {"import", "symbolize", "explain", "ledger", "reset", "check", "draw", "symbols import"}) {
+         {"import", "symbolize", "explain", "ledger", "diff", "reset", "check", "draw", "symbols import"}) {
         const std::size_t blank = std::min(command.find(' '), command.size());
         Arguments words{command.substr(0, blank)};
         if (blank < command.size()) words.push_back(command.substr(blank + 1));

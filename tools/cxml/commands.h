@@ -15,6 +15,7 @@ void addImport(CLI::App& app, Command& chosen);
 void addSymbolize(CLI::App& app, Command& chosen);
 void addExplain(CLI::App& app, Command& chosen);
 void addLedger(CLI::App& app, Command& chosen);
+void addDiff(CLI::App& app, Command& chosen);
 void addReset(CLI::App& app, Command& chosen);
 void addCheck(CLI::App& app, Command& chosen);
 void addDraw(CLI::App& app, Command& chosen);

@@ -29,5 +29,8 @@ public:
 
 /// Becomes true when the command is asked to stop.
 const std::atomic<bool>& stopRequested() noexcept;
+inline bool stopped() noexcept {
+    return stopRequested().load(std::memory_order_relaxed);
+}
 
 }  // namespace cxml

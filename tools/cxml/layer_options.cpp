@@ -33,13 +33,14 @@ void addOutputOptions(CLI::App& command, LayerArguments& arguments) {
     addServiceOptions(command, arguments.services);
 }
 
+std::string whyNoCondition(const std::string& text) {
+    return text.find_first_not_of(" \t\r\n") == std::string::npos ? "a condition is missing" : "";
+}
+
 void addWhereOption(CLI::App& command, std::optional<std::string>& where) {
     command.add_option("--where", where, "only rows that satisfy this condition")
         ->type_name("SQL")
-        // An empty variable of a script must not mean every row.
-        ->check([](const std::string& text) -> std::string {
-            return text.find_first_not_of(" \t\r\n") == std::string::npos ? "a condition is missing" : "";
-        });
+        ->check(whyNoCondition);
 }
 
 void addRowOptions(CLI::App& command, RowArguments& arguments) {

@@ -12,6 +12,9 @@ void addLayerOptions(CLI::App& command, LayerArguments& arguments);
 void addDatasetOptions(CLI::App& command, LayerArguments& arguments);
 void addOutputOptions(CLI::App& command, LayerArguments& arguments);
 
+/// Why the text of an option is no condition, "" when it may be one: an empty variable of a script must not mean every
+/// row.
+std::string whyNoCondition(const std::string& text);
 void addWhereOption(CLI::App& command, std::optional<std::string>& where);
 
 /// Which rows of the layers, and by which subtype field.

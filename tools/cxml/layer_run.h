@@ -57,6 +57,12 @@ struct LayerWork {
     ExitStatus notLoaded = ExitStatus::Failed;
     /// Whether a line for each layer is shown when its run has ended.
     bool showsLayers = true;
+    /// Whether the lead of messages names the document besides the layer.
+    bool namesDocument = false;
+    /// Whether layers that are named and have no configuration are left out.
+    bool passesOverUnconfigured = false;
+    /// Whether the caller has begun a transaction, which it ends; else each layer gets one.
+    bool inTransaction = false;
     /// What the command shows at the end, and the status that this makes of the runs' own; empty: the JSON of runs,
     /// where it is asked for.
     std::function<ExitStatus(Console&, const Document&, const std::vector<LayerResult>&, ExitStatus)> report;

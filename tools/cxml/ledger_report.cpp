@@ -128,8 +128,7 @@ ExitStatus LedgerFiles::write(Console& console, const Document& document,
     ordered_json object = jsonHead("ledger", document);
     object.update(ledgersJson(document, results));
     const WhenThere whenThere = overwrite ? WhenThere::Replace : WhenThere::Refuse;
-    std::string why = whyNotWritable(*ledger, whenThere);
-    if (why.empty()) why = writeFile(*ledger, dumped(object) + '\n', whenThere);
+    const std::string why = writeFile(*ledger, dumped(object) + '\n', whenThere);
     if (why.empty()) return ExitStatus::Good;
     console.complain(fmt::format("{}: cannot be written: {}", *ledger, why));
     return ExitStatus::Unusable;

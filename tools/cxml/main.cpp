@@ -64,6 +64,7 @@ ExitStatus run(int argc, char** argv) {
     cxml::addReset(app, command);
     cxml::addExplain(app, command);
     cxml::addLedger(app, command);
+    cxml::addDiff(app, command);
     cxml::addCheck(app, command);
     cxml::addDraw(app, command);
     cxml::addSymbols(app, command);
@@ -77,7 +78,7 @@ ExitStatus run(int argc, char** argv) {
     }
     if (!command)
         return complain(
-            "a command is missing: import, symbolize, explain, ledger, reset, check, draw or symbols (see 'cxml "
+            "a command is missing: import, symbolize, explain, ledger, diff, reset, check, draw or symbols (see 'cxml "
             "--help')",
             ExitStatus::Unusable);
     cxml::installSignalHandlers();

@@ -1,5 +1,6 @@
 // cxml symbolize: decides the symbols of a dataset's rows and writes them.
 #include "commands.h"
+#include "diff.h"
 #include "layer_options.h"
 #include "ledger_report.h"
 #include "observed_run.h"
@@ -19,6 +20,7 @@ struct Arguments : LayerArguments {
     RowArguments rows;
     bool addFields = false;
     bool strict = false;
+    bool dryRun = false;
     LedgerFiles files;
 };
 
@@ -58,14 +60,21 @@ void addSymbolize(CLI::App& app, Command& chosen) {
     const auto arguments = std::make_shared<Arguments>();
     addLayerOptions(*command, *arguments);
     addRowOptions(*command, arguments->rows);
-    command->add_flag("--add-fields", arguments->addFields, "first add the fields that are written and missing");
-    command->add_flag("--strict", arguments->strict,
-                      "status 1 for any message, failed row or query that could not be asked");
+    auto* const addFields =
+        command->add_flag("--add-fields", arguments->addFields, "first add the fields that are written and missing");
+    auto* const strict = command->add_flag("--strict", arguments->strict,
+                                           "status 1 for any message, failed row or query that could not be asked");
     addLedgerFiles(*command, arguments->files);
+    command
+        ->add_flag("--dry-run", arguments->dryRun, "only show what would change, as 'cxml diff' does; status 1 if any")
+        ->excludes(addFields, strict, command->get_option("--ledger"));
     command->callback([&chosen, arguments] {
         LayerWork work;
         limitTo(arguments->rows, work);
-        chosen = [arguments, work] { return symbolize(*arguments, work); };
+        if (arguments->dryRun)
+            chosen = [arguments, work] { return showDifference({*arguments, {}, {}}, work); };
+        else
+            chosen = [arguments, work] { return symbolize(*arguments, work); };
     });
 }
 

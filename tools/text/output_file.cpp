@@ -53,6 +53,8 @@ std::string whyNotWritable(const std::string& name, WhenThere whenThere) {
 }
 
 std::string writeFile(const std::string& name, std::string_view content, WhenThere whenThere) {
+    // Also what has come there meanwhile: a device must not give way to a file.
+    if (std::string why = whyNotWritable(name, whenThere); !why.empty()) return why;
     std::string partial = name + ".partial-XXXXXX";
     const int file = mkstemp(partial.data());
     if (file < 0) return words(errno);

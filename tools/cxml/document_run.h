@@ -1,0 +1,44 @@
+// DocumentRun: a document's runs over layers of an open dataset.
+#pragma once
+
+#include "layer_run.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace cxml {
+
+/// Layers are independent: one that fails is rolled back and the next one runs.
+class DocumentRun {
+public:
+    /// \param document loaded; its DOM is let go. \param results get the layers' results. All must outlive this.
+    DocumentRun(const LayerArguments& arguments, const LayerWork& work, Console& console, Document& document,
+                embedded_host::GdalWorkspace& workspace, std::vector<LayerResult>& results);
+
+    /// Chooses the layers. All that can be refused is refused here, before a layer changes. \throws HostError
+    void prepare();
+    const std::vector<embedded_host::LayerInfo>& layers() const noexcept { return layers_; }
+    /// Runs the work over the layers.
+    ExitStatus run();
+
+private:
+    void chooseSubtypeFields(const std::vector<embedded_host::LayerInfo>& available);
+    CComPtr<IFeatureClass> openLayer(const embedded_host::LayerInfo& layer) const;
+    ExitStatus runLayer(const embedded_host::LayerInfo& layer);
+    ExitStatus runInTransaction(const embedded_host::LayerInfo& layer, LayerResult& result);
+    ExitStatus runRows(IFeatureClass* featureClass, ISelectionSet* selection, LayerResult& result);
+    bool callLibrary(const LayerRun& run) const;
+
+    const LayerArguments& arguments_;
+    const LayerWork& work_;
+    MessageLog::Keep keep_;
+    Console& console_;
+    Document& document_;
+    embedded_host::GdalWorkspace& workspace_;
+    std::vector<LayerResult>& results_;
+    std::vector<embedded_host::LayerInfo> layers_;
+    std::map<std::string, std::string> subtypeFields_;  // by layer, where an option names one
+};
+
+}  // namespace cxml
