@@ -69,8 +69,8 @@ void dropRights() {
 
 [[noreturn]] void becomeProgram(const std::vector<std::string>& arguments, const ProcessOptions& options, int out,
                                 int err) {
-    const int nothing = open("/dev/null", O_RDONLY);
-    dup2(nothing, STDIN_FILENO);
+    const int input = open(options.inFile.c_str(), O_RDONLY);
+    dup2(input, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
     std::signal(SIGINT, options.interruptIgnored ? SIG_IGN : SIG_DFL);

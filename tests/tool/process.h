@@ -26,10 +26,11 @@ struct ProcessOptions {
     bool asNobody = false;                         // drop root's rights
     bool interruptIgnored = false;                 // as shells start background jobs
     std::optional<std::filesystem::path> outFile;  // standard output goes there instead
+    std::filesystem::path inFile = "/dev/null";    // what standard input is
     /// Called with the process and everything on its standard error so far, each time something comes.
     std::function<void(pid_t, const std::string&)> onErrorText;
     std::chrono::seconds limit{240};
 };
 
-/// Runs arguments[0], found along PATH, with nothing on its standard input.
+/// Runs arguments[0], found along PATH.
 Outcome runProcess(const std::vector<std::string>& arguments, const ProcessOptions& options = {});

@@ -32,8 +32,12 @@ TEST_P(Usage, IsRefusedWithOneLine) {
 
 const UsageCase usageCases[] = {
     {"NoCommand", {}, "a command is missing"},
-    {"UnknownCommand", {"simbolize", "a", "b"}, "simbolize"},
-    {"UnknownOption", {"symbolize", "a", "b", "--frobnicate"}, "--frobnicate"},
+    {"UnknownCommand", {"simbolize", "a", "b"}, "simbolize; did you mean 'symbolize'?"},
+    {"CommandLikeNoOther", {"paint", "a"}, "; there are import, symbolize, "},
+    {"UnknownOption", {"symbolize", "a", "b", "--frobnicate"}, "--frobnicate (see"},
+    {"OptionLikeAnother", {"diff", "a", "b", "--onyl=x"}, "did you mean '--only'?"},
+    {"HelpOfAnUnknownCommand", {"help", "legder"}, "'legder' is no command; did you mean 'ledger'?"},
+    {"CompletionOfNoShell", {"completion", "fish"}, "fish"},
     {"SymbolizeWithoutArguments", {"symbolize"}, "DOCUMENT"},
     {"SymbolizeWithoutDataset", {"symbolize", "a"}, "DATASET"},
     {"ResetWithoutDataset", {"reset", "a"}, "DATASET"},
@@ -100,6 +104,42 @@ TEST_F(Tool, HelpOfCheckSaysWhatItChecks) {
     EXPECT_NE(outcome.out.find("Checked: "), std::string::npos) << outcome.out;
 }
 
+TEST_F(Tool, HelpIsACommandToo) {
+    EXPECT_EQ(cxml({"help"}).out, cxml({"--help"}).out);
+    EXPECT_EQ(cxml({"help", "ledger"}).out, cxml({"ledger", "--help"}).out);
+    EXPECT_EQ(cxml({"help", "symbols", "import"}).out, cxml({"symbols", "import", "--help"}).out);
+}
+
+TEST_F(Tool, CompletesCommandsOptionsAndFiles) {
+    const std::string script = writeFile("cxml.bash", cxml({"completion", "bash"}).out);
+    EXPECT_EQ(cxml({"completion", "zsh"}).out, readFile(script)) << "it is for both";
+    const std::string file = writeFile("rules.cxml", "");
+    const auto complete = [&](const std::string& words) {
+        const Outcome outcome =
+            runProcess({"bash", "-c",
+                        "set -u; source " + script + "; COMP_WORDS=(" + words +
+                            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _cxml; echo \"${COMPREPLY[@]}\""});
+        EXPECT_EQ(outcome.err, "") << words;
+        return outcome.out;
+    };
+    EXPECT_EQ(complete("cxml sy"), "symbolize symbols\n");
+    EXPECT_EQ(complete("cxml --v"), "--version\n");
+    EXPECT_EQ(complete("cxml diff --on"), "--only\n");
+    EXPECT_EQ(complete("cxml diff " + file.substr(0, file.size() - 3)), file + "\n");
+    EXPECT_EQ(complete("cxml help le"), "ledger\n");
+    EXPECT_EQ(complete("cxml symbols im"), "import\n");
+}
+
+TEST_F(Tool, DocumentMayComeFromStandardInput) {
+    const std::string dataset = newDataset();
+    addBuoys(dataset);
+    ProcessOptions options;
+    options.inFile = data("buoys.cxml");
+    const Outcome outcome = cxml({"symbolize", "-", dataset, "-q"}, options);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(symbols(dataset), "GREEN RED GREEN - RED");
+}
+
 /// The words of a text that begin with two dashes.
 std::set<std::string> longOptions(std::string_view text) {
     std::set<std::string> options;
@@ -115,8 +155,8 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command :
-         {"import", "symbolize", "explain", "ledger", "diff", "reset", "check", "draw", "symbols import"}) {
+    for (const std::string command : {"import", "symbolize", "explain", "ledger", "diff", "reset", "check", "draw",
+                                      "symbols import", "completion", "help"}) {
         const std::size_t blank = std::min(command.find(' '), command.size());
         Arguments words{command.substr(0, blank)};
         if (blank < command.size()) words.push_back(command.substr(blank + 1));

@@ -5,6 +5,7 @@
 #include "host/geodatabase/gdal_workspace.h"
 #include "host/host_error.h"
 #include "interrupt.h"
+#include "layer_options.h"
 #include "load_findings.h"
 #include "out_of_memory.h"
 #include "services.h"
@@ -171,7 +172,7 @@ void addCheck(CLI::App& app, Command& chosen) {
     CLI::App* command =
         app.add_subcommand("check", "Load a document and report what loading says and what a run would trip over");
     const auto arguments = std::make_shared<Arguments>();
-    command->add_option("DOCUMENT", arguments->document, "the CXML document")->required()->type_name("");
+    addDocumentOption(*command, arguments->document);
     command->add_option("DATASET", arguments->dataset, "the dataset that the document is for")->type_name("");
     command->add_flag("--json", arguments->json, "write one JSON object to standard output");
     addFindingOptions(*command, *arguments);

@@ -170,7 +170,9 @@ bool DiffCommand::has(const DocumentRun& run, const std::string& layer) {
 
 LayerDifference& DiffCommand::differenceOf(const std::string& layer) {
     const auto found = std::ranges::find(all_.layers, layer, &LayerDifference::layer);
-    return found != all_.layers.end() ? *found : all_.layers.emplace_back(LayerDifference{.layer = layer});
+    if (found != all_.layers.end()) return *found;
+    all_.layers.emplace_back().layer = layer;
+    return all_.layers.back();
 }
 
 bool DiffCommand::isIntended(const std::string& layer, ObjectId row) const {
@@ -331,7 +333,7 @@ ExitStatus showDifference(const DiffArguments& arguments, const LayerWork& work)
 void addDiff(CLI::App& app, Command& chosen) {
     CLI::App* command = app.add_subcommand("diff", "Tell what another document, or a run, would make of each row");
     const auto arguments = std::make_shared<Arguments>();
-    command->add_option("DOCUMENT", arguments->document, "the CXML document")->required()->type_name("");
+    addDocumentOption(*command, arguments->document);
     command
         ->add_option("DATASET", arguments->dataset,
                      "[DOCUMENT_B] DATASET: another document to compare with, and a GeoPackage file or a connection "

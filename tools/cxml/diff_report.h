@@ -16,9 +16,9 @@ namespace cxml {
 /// The rows of one layer.
 struct LayerDifference {
     std::string layer;
-    Difference difference{};
-    std::vector<ChangeGroup> groups{};
-    std::vector<std::vector<Cause>> causes{};  // of the first of the groups
+    Difference difference;
+    std::vector<ChangeGroup> groups;
+    std::vector<std::vector<Cause>> causes;  // of the first of the groups
 };
 
 /// Two documents over a dataset, or one and what the dataset holds.

@@ -6,8 +6,15 @@
 
 namespace cxml {
 
+void addDocumentOption(CLI::App& command, std::string& document) {
+    command.add_option("DOCUMENT", document, "the CXML document; - is standard input")
+        ->required()
+        ->type_name("")
+        ->transform([](const std::string& name) { return name == "-" ? "/dev/stdin" : name; });
+}
+
 void addDatasetOptions(CLI::App& command, LayerArguments& arguments) {
-    command.add_option("DOCUMENT", arguments.document, "the CXML document")->required()->type_name("");
+    addDocumentOption(command, arguments.document);
     command.add_option("DATASET", arguments.dataset, "a GeoPackage file or a connection string (PG:...)")
         ->required()
         ->type_name("");
@@ -24,7 +31,7 @@ void addLayerOptions(CLI::App& command, LayerArguments& arguments) {
 
 void addOutputOptions(CLI::App& command, LayerArguments& arguments) {
     command.add_flag("--json", arguments.json, "write one JSON object to standard output, with every message");
-    command.add_flag("--quiet", arguments.quiet, "show no progress bar");
+    command.add_flag("-q,--quiet", arguments.quiet, "show no progress bar");
     command
         .add_option("--lock-timeout", arguments.lockTimeout,
                     "how long to wait for rows or a file that someone else has locked")

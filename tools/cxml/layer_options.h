@@ -12,6 +12,8 @@ void addLayerOptions(CLI::App& command, LayerArguments& arguments);
 void addDatasetOptions(CLI::App& command, LayerArguments& arguments);
 void addOutputOptions(CLI::App& command, LayerArguments& arguments);
 
+void addDocumentOption(CLI::App& command, std::string& document);
+
 /// Why the text of an option is no condition, "" when it may be one: an empty variable of a script must not mean every
 /// row.
 std::string whyNoCondition(const std::string& text);
