@@ -71,10 +71,22 @@ ConditionMemory::Field& ConditionMemory::fieldOf(Slot slot) {
     return known != fields_.end() ? *known : fields_.emplace_back(slot, words_);
 }
 
-const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::vector<VARTYPE>& types) {
+void ConditionMemory::inherit(ConditionMemory&& earlier) {
+    for (Field& old : earlier.fields_) {
+        const auto field = std::ranges::find(fields_, old.slot, &Field::slot);
+        if (field != fields_.end() && field->rules == old.rules) *field = std::move(old);
+    }
+    rows_ = earlier.rows_;
+    if (rows_ >= rowsBeforeOrder) orderFields();
+}
+
+void ConditionMemory::orderFields() {
     // Fields of few values first: they are quickly looked up, and leave less to the others.
-    if (++rows_ == rowsBeforeOrder)
-        std::ranges::sort(fields_, {}, [](const Field& field) { return field.answers.size(); });
+    std::ranges::sort(fields_, {}, [](const Field& field) { return field.answers.size(); });
+}
+
+const ConditionMemory::Slot* ConditionMemory::select(RowValueMap& values, std::vector<VARTYPE>& types) {
+    if (++rows_ == rowsBeforeOrder) orderFields();
     held_ = all_;
     for (Field& field : fields_) {
         const VARIANT& value = *values.first(field.slot);

@@ -40,6 +40,9 @@ public:
     /// Whether a rule was left out that may be settled by now.
     bool isComplete() const noexcept { return isComplete_; }
 
+    /// Takes over the answers that an earlier memory of the same conditions has for fields with the same rules.
+    void inherit(ConditionMemory&& earlier);
+
     /// Finds the conditions whose remembered rules the row satisfies.
     /// \param types by slot, the type that the values of a field have had so far, VT_EMPTY before the first.
     /// \return null, or the slot of a field that is not worth remembering: its values differ in type or come but once.
@@ -62,6 +65,8 @@ private:
     struct Remembered {
         CXAttributeRule* rule;
         std::size_t condition;
+
+        bool operator==(const Remembered&) const = default;
     };
 
     struct Field {
@@ -78,6 +83,7 @@ private:
     };
 
     void collect(std::size_t index, const std::vector<bool>& usable, const std::vector<VARTYPE>& types);
+    void orderFields();
     bool isConcerned(const Field& field) const noexcept;
     Field& fieldOf(Slot slot);
     const std::uint64_t* failuresOf(Field& field, const VARIANT& value, RowValueMap& values);

@@ -1,5 +1,7 @@
 #include "symbolize/run_memory.h"
 
+#include <utility>
+
 namespace ConditionalXml {
 
 void RunMemory::begin(std::vector<bool> usable) {
@@ -15,7 +17,12 @@ const ConditionMemory* RunMemory::select(const ConditionList& conditions, RowVal
     }
     if (rows_ == nextLook_) {  // by now, rows may have settled what was left out
         nextLook_ *= 2;
-        std::erase_if(memories_, [](const auto& entry) { return !entry.second.isComplete(); });
+        for (auto& [list, memory] : memories_) {
+            if (memory.isComplete()) continue;
+            ConditionMemory later(*list, usable_, types_);
+            later.inherit(std::move(memory));
+            memory = std::move(later);
+        }
     }
     auto known = memories_.find(&conditions);
     if (known == memories_.end()) known = memories_.try_emplace(&conditions, conditions, usable_, types_).first;

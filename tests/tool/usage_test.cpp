@@ -291,6 +291,17 @@ TEST_F(Dataset, WithoutConfiguredLayersIsGoodAndSaysSo) {
     EXPECT_EQ(outcome.err, "cxml: " + dataset + ": no layer has a configuration in " + data("buoys.cxml") + "\n");
 }
 
+TEST_F(Tool, EndsWithoutAWordWhenNobodyReadsOn) {
+    const std::string dataset = newDataset();
+    addManyBuoys(dataset, 20000);
+    const Outcome outcome =
+        runProcess({"bash", "-c",
+                    std::string("'" CXML_PROGRAM "' explain '") + data("buoys.cxml") + "' '" + dataset +
+                        "' BOYLAT --where '1 = 1' --limit 20000 --short | head -n 1; echo ${PIPESTATUS[0]}"});
+    EXPECT_EQ(outcome.out, data("buoys.cxml") + ":7:BoyLat/-/RED\tBOYLAT\t1\tRED\n141\n");
+    EXPECT_EQ(outcome.err, "");
+}
+
 TEST_F(Tool, SaysWhenItsOutputCannotBeWritten) {
     const std::string dataset = newDataset();
     addBuoys(dataset);

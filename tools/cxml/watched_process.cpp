@@ -66,7 +66,8 @@ std::optional<int> goodbye() {
     if (WIFSIGNALED(state)) {
         const int signal = WTERMSIG(state);
         if (signal == interruptOfWorker && interrupts != 0) endBySignal(SIGINT);
-        if (signal != SIGINT && signal != SIGTERM && signal != SIGHUP)
+        // Of a closed pipe nobody says anything: whoever reads has seen enough.
+        if (signal != SIGINT && signal != SIGTERM && signal != SIGHUP && signal != SIGPIPE)
             say(std::string("the run was ended by a signal: ") + strsignal(signal));
         endBySignal(signal);
     }

@@ -55,9 +55,16 @@ void Ledger::onDecision(const RowDecision& decision) {
 
 void Ledger::onPut(WideView field, const VARIANT& /*before*/, const VARIANT& /*value*/, HRESULT status) {
     if (FAILED(status)) return;
-    std::string name = toUtf8(field);
-    if (onRowReport) rowWrites_.push_back(name);
-    ++writes_[std::move(name)];
+    auto write = std::ranges::find(writes_, field, [](const Write& known) { return WideView(known.field); });
+    if (write == writes_.end()) write = writes_.insert(write, {WideString(field), toUtf8(field), 0});
+    if (onRowReport) rowWrites_.push_back(write->name);
+    ++write->count;
+}
+
+std::map<std::string, std::int64_t> Ledger::writes() const {
+    std::map<std::string, std::int64_t> counts;
+    for (const Write& write : writes_) counts[write.name] += write.count;
+    return counts;
 }
 
 RowEnd Ledger::endOf(HRESULT status) {

@@ -80,7 +80,7 @@ public:
     /// The conditions that named the symbols, in the document's order.
     std::vector<std::pair<const Condition*, const RowList*>> decided() const;
     /// How many values were put, by field.
-    const std::map<std::string, std::int64_t>& writes() const noexcept { return writes_; }
+    std::map<std::string, std::int64_t> writes() const;
     /// In the order of their first coming.
     const std::vector<Message>& messages() const noexcept { return messages_; }
     std::int64_t messageCount() const noexcept { return messageCount_; }
@@ -110,7 +110,12 @@ private:
     std::int64_t rows_ = 0;
     std::array<RowList, rowEndNames.size()> ends_;
     std::unordered_map<const Condition*, Decider> deciders_;
-    std::map<std::string, std::int64_t> writes_;
+    struct Write {
+        WideString field;
+        std::string name;
+        std::int64_t count;
+    };
+    std::vector<Write> writes_;  // a handful: the same fields row by row
     std::vector<Message> messages_;
     std::map<std::string, std::vector<std::size_t>, std::less<>> messageIndex_;  // of a text, with different lines
     std::int64_t messageCount_ = 0;
