@@ -235,11 +235,12 @@ public:
         workspace->add(datasetFeatureClass, table_);
         workspace->add(datasetTable, lights);
         ended_ = end([&] {
-            return ConditionalXml::symbolizeFeatureClass(*SymbologyManagerAccess::currentMap(manager_),
-                                                         memhost::bstr("RND"), table_->featureClass(), nullptr,
+            return ConditionalXml::symbolizeFeatureClass(map(), memhost::bstr("RND"), table_->featureClass(), nullptr,
                                                          messages_, answers_, observer_);
         });
     }
+
+    const ConditionalXml::ConditionMap& map() const { return *SymbologyManagerAccess::currentMap(manager_); }
 
     /// Which rows have a symbol: '+', or '-'.
     std::string holding(std::size_t rows) const {
@@ -256,7 +257,7 @@ public:
                             table_->text(row, "LABEL"));
         for (const memhost::Update& update : table_->updates) lines.push_back("updated " + std::to_string(update.id));
         for (const memhost::Messages::Entry& entry : messages_->entries()) lines.push_back(entry.text);
-        for (const std::shared_ptr<ConditionalXml::Rule>& rule : SymbologyManagerAccess::currentMap(manager_)->rules)
+        for (const std::shared_ptr<ConditionalXml::Rule>& rule : map().rules)
             if (const auto* attribute = dynamic_cast<const ConditionalXml::CXAttributeRule*>(rule.get()))
                 for (const CComVariant& operand : attribute->values) lines.push_back(memhost::describe(operand));
         return lines;

@@ -1,0 +1,213 @@
+#include "coverage.h"
+
+#include "rules/list_attribute_rules.h"
+#include "rules/query_rules.h"
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+namespace cxml {
+
+using ConditionalXml::Condition;
+using ConditionalXml::CXAttributeRule;
+using ConditionalXml::Expression;
+using ConditionalXml::ListAttributeRule;
+using ConditionalXml::QueryRule;
+using ConditionalXml::QueryRuleFetch;
+using ConditionalXml::RowDecision;
+using ConditionalXml::RowValueMap;
+using ConditionalXml::Rule;
+
+namespace {
+
+/// Gives a rule back what asking it changes.
+class RuleState {
+public:
+    explicit RuleState(CXAttributeRule& rule)
+        : rule_(rule), list_(dynamic_cast<ListAttributeRule*>(&rule)), operands_(rule.values) {
+        if (list_) items_ = list_->listItems;
+    }
+    ~RuleState() {
+        rule_.values.swap(operands_);
+        if (list_) list_->listItems.swap(items_);
+    }
+    RuleState(const RuleState&) = delete;
+    RuleState& operator=(const RuleState&) = delete;
+
+private:
+    CXAttributeRule& rule_;
+    ListAttributeRule* list_;
+    std::vector<CComVariant> operands_;
+    std::vector<LONG> items_;
+};
+
+/// What the rule would answer; nothing when it cannot.
+std::optional<bool> ask(CXAttributeRule& rule, const RowValueMap& values) {
+    try {
+        const RuleState state(rule);
+        // Rules over fields only read the row's values.
+        return rule.evaluate(const_cast<RowValueMap&>(values), nullptr);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const CAtlException& error) {
+        if (error.m_hr == E_OUTOFMEMORY) throw;
+        return std::nullopt;
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+/// Whether values may be added to the row's when the rule holds.
+bool mayFetch(const Rule& rule) {
+    return dynamic_cast<const QueryRuleFetch*>(&rule) ||
+           std::ranges::any_of(rule.nestedConditions, [](const auto& condition) {
+               return std::ranges::any_of(condition->rules, [](const auto& inside) { return mayFetch(*inside); });
+           });
+}
+
+/// Whether the rule's answer is the same with values added: the first one of a field counts.
+bool hasItsValues(const CXAttributeRule& rule, const RowValueMap& values) {
+    return values.contains(rule.fieldSlot()) &&
+           (rule.valueFieldName.Length() == 0 || values.contains(rule.valueFieldSlot()));
+}
+
+/// Whether the rules behind the one that failed would all hold for the row; nothing where that cannot be told. Queries
+/// are not asked: that would be work for the database that the run does not have.
+std::optional<bool> restHolds(const Condition& condition, std::size_t failed, const RowValueMap& values) {
+    bool isKnown = true;
+    bool isFetched = false;
+    for (std::size_t i = failed + 1; i < condition.rules.size(); ++i) {
+        isFetched = isFetched || mayFetch(*condition.rules[i - 1]);
+        auto* const attribute = dynamic_cast<CXAttributeRule*>(condition.rules[i].get());
+        std::optional<bool> answer;
+        if (attribute && (!isFetched || hasItsValues(*attribute, values))) answer = ask(*attribute, values);
+        if (answer == false) return false;
+        if (!answer) isKnown = false;
+    }
+    return isKnown ? std::optional(true) : std::nullopt;
+}
+
+bool isUnanswered(const Rule& rule) {
+    const auto* const query = dynamic_cast<const QueryRule*>(&rule);
+    return query && query->outcome() != QueryRule::Outcome::Answered &&
+           query->outcome() != QueryRule::Outcome::NotAsked;
+}
+
+}  // namespace
+
+ConditionCounts& Coverage::of(const Condition& condition) {
+    const auto [entry, isNew] = conditions_.try_emplace(&condition);
+    if (isNew) entry->second.rules.resize(condition.rules.size());
+    return entry->second;
+}
+
+void Coverage::beginRun(const FeatureClassRule& configuration) {
+    class_ = &of(configuration);
+    ++class_->runs;
+}
+
+void Coverage::endRun() {
+    if (isInRow_) {
+        breakOff();
+        endRow(false, E_FAIL);
+    }
+    class_ = nullptr;
+}
+
+void Coverage::beginRow(IRow* /*row*/, const FeatureClassRule& /*rule*/) {
+    isInRow_ = true;
+    isMeasured_ = true;
+    isDecided_ = false;
+    named_.clear();
+}
+
+void Coverage::onDecision(const RowDecision& decision) {
+    isDecided_ = true;
+    for (const auto& [condition, counts] : named_)
+        if (condition == decision.named)
+            ++counts->decided;
+        else
+            ++counts->replacedBy[decision.named];
+}
+
+void Coverage::endRow(bool /*changed*/, HRESULT /*status*/) {
+    isInRow_ = false;
+    ++class_->rows;
+    if (!isMeasured_ || !isDecided_) ++class_->unmeasured;
+}
+
+void Coverage::beginCondition(const Condition& condition) {
+    ConditionCounts& counts = of(condition);
+    ++counts.reached;
+    open_.push_back({&condition, &counts});
+}
+
+void Coverage::beginRule(const Rule& /*rule*/, const RowValueMap& /*values*/) {
+    open_.back().isAsking = true;
+}
+
+void Coverage::endRule(const Rule& rule, const RowValueMap& values, bool answer) {
+    Open& open = open_.back();
+    open.isAsking = false;
+    const std::size_t index = open.rule++;
+    RuleCounts& counts = open.counts->rules[index];
+    if (answer) {
+        ++counts.held;
+    } else if (isUnanswered(rule)) {
+        ++counts.unmeasured;
+        open.hasNoAnswer = true;
+    } else {
+        ++counts.failed;
+        const std::optional<bool> isAlone = restHolds(*open.condition, index, values);
+        if (!isAlone)
+            ++counts.unattributed;
+        else if (*isAlone)
+            ++counts.alone;
+    }
+}
+
+void Coverage::settle(Open& open) {
+    if (open.isSettled) return;
+    open.isSettled = true;
+    ++open.counts->held;
+    if (open.condition->rulename.Length() != 0) named_.emplace_back(open.condition, open.counts);
+}
+
+void Coverage::beginGenerate(const Condition& /*condition*/, const RowValueMap& /*values*/) {
+    settle(open_.back());
+}
+
+void Coverage::endGenerate(const Condition& /*condition*/, Expression::Outcome outcome) {
+    // Without a value for an argument there is nothing to compute: that is the language's, and no failure.
+    if (outcome == Expression::Outcome::Accepted || outcome == Expression::Outcome::NoArgument) return;
+    ++open_.back().counts->failed;
+    isMeasured_ = false;
+}
+
+void Coverage::endCondition(const Condition& /*condition*/, bool held) {
+    Open& open = open_.back();
+    if (held) {
+        settle(open);
+    } else if (open.hasNoAnswer) {
+        ++open.counts->unmeasured;
+        isMeasured_ = false;
+    }
+    open_.pop_back();
+}
+
+void Coverage::onError(const Condition& /*condition*/, const char* /*text*/) {
+    breakOff();
+}
+
+void Coverage::breakOff() {
+    isMeasured_ = false;
+    for (const Open& open : open_) {
+        if (open.isAsking) ++open.counts->rules[open.rule].unmeasured;
+        ++(open.isSettled ? open.counts->failed : open.counts->unmeasured);
+    }
+    open_.clear();
+}
+
+}  // namespace cxml
