@@ -53,6 +53,10 @@ TEST_P(HostileValues, GoThroughEveryKindOfRule) {
         0U)
         << outcome.out;
     EXPECT_EQ(outcome.err, "");
+    const nlohmann::json counted = cxmlJson({"coverage", data("hostile_values.cxml"), dataset, "BOYLAT"}, 0);
+    EXPECT_EQ(counted["conditions"][0]["decided"], value.foundByQuery ? 0 : 1) << counted;
+    EXPECT_EQ(counted["conditions"][1]["decided"], value.foundByQuery ? 1 : 0) << counted;
+    EXPECT_EQ(counted["rows"], 1);
     EXPECT_EQ(sql(dataset, "SELECT LABEL_C FROM BOYLAT"), value.label);
     EXPECT_EQ(symbols(dataset), value.foundByQuery ? "FOUND" : "LOST");
     EXPECT_EQ(

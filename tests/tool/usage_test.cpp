@@ -155,8 +155,8 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command : {"import", "symbolize", "explain", "ledger", "diff", "reset", "check", "draw",
-                                      "symbols import", "completion", "help"}) {
+    for (const std::string command : {"import", "symbolize", "explain", "ledger", "diff", "coverage", "reset", "check",
+                                      "draw", "symbols import", "completion", "help"}) {
         const std::size_t blank = std::min(command.find(' '), command.size());
         Arguments words{command.substr(0, blank)};
         if (blank < command.size()) words.push_back(command.substr(blank + 1));

@@ -19,7 +19,6 @@ namespace {
 using ConditionalXml::Condition;
 using ConditionalXml::FeatureClassRule;
 using ConditionalXml::narrow;
-using ConditionalXml::Rule;
 using cxml::ClassCounts;
 using cxml::ConditionCounts;
 using cxml::Coverage;

@@ -158,6 +158,7 @@ Command readCommandLine(int argc, char** argv) {
     addExplain(app, command);
     addLedger(app, command);
     addDiff(app, command);
+    addCoverage(app, command);
     addCheck(app, command);
     addDraw(app, command);
     addSymbols(app, command);

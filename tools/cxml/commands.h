@@ -16,6 +16,7 @@ void addSymbolize(CLI::App& app, Command& chosen);
 void addExplain(CLI::App& app, Command& chosen);
 void addLedger(CLI::App& app, Command& chosen);
 void addDiff(CLI::App& app, Command& chosen);
+void addCoverage(CLI::App& app, Command& chosen);
 void addReset(CLI::App& app, Command& chosen);
 void addCheck(CLI::App& app, Command& chosen);
 void addDraw(CLI::App& app, Command& chosen);

@@ -65,6 +65,7 @@ ExitStatus LayerCommand::runAll() {
         console_.complain(notLoaded(document_));
         return work_.notLoaded;
     }
+    if (work_.onLoaded) work_.onLoaded(document_);
     const std::shared_ptr<GdalWorkspace> workspace = GdalWorkspace::open(
         arguments_.dataset, work_.access, {.lockTimeout = arguments_.lockTimeout, .stop = &stopRequested()});
     DocumentRun run(arguments_, work_, console_, document_, *workspace, results_);

@@ -40,6 +40,8 @@ struct LayerRun {
 struct LayerWork {
     embedded_host::Access access = embedded_host::Access::Update;
     SubtypeFields subtypeFields;
+    /// When the document has loaded, before the dataset is opened; may be empty.
+    std::function<void(const Document&)> onLoaded;
     /// Before the first run, for each layer that the document configures and that will run; may be empty.
     std::function<void(embedded_host::GdalWorkspace&, const std::string& layer,
                        const ConditionalXml::FeatureClassRule&)>

@@ -1,6 +1,7 @@
 #include "coverage_summary.h"
 
 #include "cxml/condition_map.h"
+#include "text/text.h"
 
 #include <algorithm>
 #include <limits>
@@ -21,13 +22,14 @@ void forEach(Measure measure, const DocumentPlaces& places, Coverage& coverage, 
         if (places.isFallback(*condition)) continue;
         ConditionCounts& counts = coverage.of(*condition);
         if (measure == Measure::Held) {
-            callback(counts.held != 0, Missed{condition, nullptr, nullptr});
+            callback(counts.held != 0, Missed{condition, nullptr, nullptr, counts.unmeasured});
         } else if (measure == Measure::Decided) {
-            if (condition->rulename.Length() != 0) callback(counts.decided != 0, Missed{condition, nullptr, nullptr});
+            if (condition->rulename.Length() != 0)
+                callback(counts.decided != 0, Missed{condition, nullptr, nullptr, counts.unmeasured});
         } else {
             for (std::size_t i = 0; i < condition->rules.size(); ++i)
                 callback(counts.rules[i].isSeenBothWays(),
-                         Missed{condition, condition->rules[i].get(), &counts.rules[i]});
+                         Missed{condition, condition->rules[i].get(), &counts.rules[i], counts.rules[i].unmeasured});
         }
     }
 }
@@ -41,11 +43,13 @@ std::int64_t Share::percent() const noexcept {
 
 std::vector<CoveredClass> classesOf(const DocumentPlaces& places, const ConditionMap& map) {
     std::vector<CoveredClass> classes;
+    classes.reserve(map.featureClassRules.size());
     for (const auto& [name, configuration] : map.featureClassRules)
         classes.push_back({configuration.get(), places.conditionsOf(*configuration)});
-    std::ranges::stable_sort(classes, {}, [&](const CoveredClass& covered) {
-        return covered.conditions.empty() ? std::numeric_limits<std::uint64_t>::max()
-                                          : places.orderOf(*covered.conditions.front());
+    std::ranges::sort(classes, {}, [&](const CoveredClass& covered) {
+        const std::uint64_t order = covered.conditions.empty() ? std::numeric_limits<std::uint64_t>::max()
+                                                               : places.orderOf(*covered.conditions.front());
+        return std::pair(order, ConditionalXml::view(covered.configuration->name));
     });
     return classes;
 }

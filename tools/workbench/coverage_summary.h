@@ -33,6 +33,7 @@ struct Missed {
     const ConditionalXml::Condition* condition;
     const ConditionalXml::Rule* rule;  // null: the condition
     const RuleCounts* counts;          // of the rule
+    std::int64_t unmeasured;           // how often it was reached and could not be measured
 };
 
 /// A class of the document with its conditions, nested ones too, in the document's order.
