@@ -35,7 +35,7 @@ ARROWS = {
     "host/geodatabase/postgres": GEODATABASE,
     "host/geodatabase/gdal": GEODATABASE | {"host/geodatabase/sqlite", "host/geodatabase/s57"},
     "host/geodatabase/objects": GEODATABASE | {"host/velcore"},
-    "host/geodatabase": GEODATABASE | {f"host/geodatabase/{part}" for part in ("s57", "postgres", "gdal", "objects")},
+    "host/geodatabase": GEODATABASE | {f"host/geodatabase/{part}" for part in ("s57", "postgres", "gdal", "objects", "sqlite")},
     "tools/text": PLATFORM,
     # The tools look at documents, and at runs, with the library's own parts.
     "tools/places": TEXT | {"src/cxml", "tools/text"},

@@ -57,6 +57,10 @@ const UsageCase usageCases[] = {
     {"ImportTakesNoLog", {"import", "a.000", "b.gpkg", "--log", "c"}, "--log"},
     {"DiffWithoutDataset", {"diff", "a.cxml", "b.cxml"}, "DATASET"},
     {"IntentionIsBlank", {"diff", "a", "b", "--only", ""}, "--only"},
+    {"TestWithoutDocument", {"test"}, "DOCUMENT"},
+    {"MutantsBelowOne", {"test", "a", "--mutate", "--limit", "0"}, "--limit"},
+    {"PinWithoutOutput", {"pin", "a", "b"}, "--output"},
+    {"PinWithoutDataset", {"pin", "a", "-o", "b"}, "DATASET"},
     {"DryRunWritesNoFields", {"symbolize", "a", "b", "--dry-run", "--add-fields"}, "--add-fields"},
     {"DrawWithoutOutput", {"draw", "a"}, "--output"},
     {"DrawWithoutDataset", {"draw", "-o", "a.svg"}, "DATASET"},
@@ -155,8 +159,8 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command : {"import", "symbolize", "explain", "ledger", "diff", "coverage", "reset", "check",
-                                      "draw", "symbols import", "completion", "help"}) {
+    for (const std::string command : {"import", "symbolize", "explain", "ledger", "diff", "coverage", "test", "pin", "reset",
+                                      "check", "draw", "symbols import", "completion", "help"}) {
         const std::size_t blank = std::min(command.find(' '), command.size());
         Arguments words{command.substr(0, blank)};
         if (blank < command.size()) words.push_back(command.substr(blank + 1));

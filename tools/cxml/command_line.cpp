@@ -159,6 +159,8 @@ Command readCommandLine(int argc, char** argv) {
     addLedger(app, command);
     addDiff(app, command);
     addCoverage(app, command);
+    addTest(app, command);
+    addPin(app, command);
     addCheck(app, command);
     addDraw(app, command);
     addSymbols(app, command);

@@ -17,6 +17,8 @@ void addExplain(CLI::App& app, Command& chosen);
 void addLedger(CLI::App& app, Command& chosen);
 void addDiff(CLI::App& app, Command& chosen);
 void addCoverage(CLI::App& app, Command& chosen);
+void addTest(CLI::App& app, Command& chosen);
+void addPin(CLI::App& app, Command& chosen);
 void addReset(CLI::App& app, Command& chosen);
 void addCheck(CLI::App& app, Command& chosen);
 void addDraw(CLI::App& app, Command& chosen);

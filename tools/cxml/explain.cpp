@@ -66,14 +66,6 @@ const Change* put(IRow* row, std::vector<Change>& changes) {
     return nullptr;
 }
 
-std::string subtypeFieldOf(IFeatureClass* featureClass) {
-    const CComQIPtr<ISubtypes> subtypes(featureClass);
-    VARIANT_BOOL has = VARIANT_FALSE;
-    CComBSTR name;
-    if (!subtypes || FAILED(subtypes->get_HasSubtype(&has)) || has == VARIANT_FALSE) return {};
-    return SUCCEEDED(subtypes->get_SubtypeFieldName(&name)) ? toUtf8(name) : std::string();
-}
-
 class ExplainRun {
 public:
     ExplainRun(const Arguments& arguments, std::vector<ExplainedRow>& rows)
@@ -175,16 +167,6 @@ ExitStatus explain(const Arguments& arguments, LayerWork work) {
     work.report = [&](Console& console, const Document& document, const std::vector<LayerResult>& /*results*/,
                       ExitStatus status) { return report(arguments, console, document, rows, status); };
     return runLayers(arguments, work);
-}
-
-/// The first rows of a selection.
-std::vector<ObjectId> firstIds(ISelectionSet* selection, std::size_t limit) {
-    std::vector<ObjectId> ids;
-    CComPtr<IEnumIDs> all;
-    if (FAILED(selection->get_IDs(&all)) || !all || FAILED(all->Reset()))
-        throw HostError("the rows of the condition cannot be listed");
-    for (ObjectId id = 0; ids.size() < limit && all->Next(&id) == S_OK;) ids.push_back(id);
-    return ids;
 }
 
 void checkUsage(const Arguments& arguments) {

@@ -246,4 +246,16 @@ std::string explained(const Document& document, const ExplainedRow& row, Detail 
     return Lines(document, row, detail, isColoured).all();
 }
 
+std::string whyNotLine(const DocumentPlaces& places, const std::string& file, const WhyNot& answer) {
+    if (answer.line == 0) return oneLine(answer.detail);
+    const std::string place = fmt::format("{}:", oneLine(file));
+    if (answer.reasons.empty()) return fmt::format("{}{} decides this row", place, answer.line);
+    const std::string reasons = fmt::format("{}", fmt::join(answer.reasons, ", "));
+    if (answer.rules.empty())
+        return fmt::format("{}{} {}{}{}", place, answer.line, reasons, answer.detail.empty() ? "" : ": ",
+                           oneLine(answer.detail));
+    const std::string rule = place + Lines::ruleText(places, *answer.rules.front());
+    return reasons == "not-reached" ? fmt::format("{}, so {} was not reached", rule, answer.line) : rule;
+}
+
 }  // namespace cxml

@@ -25,6 +25,10 @@ struct ExplainedRow {
 /// Lines for people; the last one ends with a line feed. \param isColoured whether a terminal shows it.
 std::string explained(const Document& document, const ExplainedRow& row, Detail detail, bool isColoured);
 
+/// Where the answer stands and what it is, in one line without its end; of a change nothing is said. \param file as the
+/// document is to be called.
+std::string whyNotLine(const DocumentPlaces& places, const std::string& file, const WhyNot& answer);
+
 nlohmann::ordered_json explainedJson(const Document& document, const ExplainedRow& row);
 
 }  // namespace cxml

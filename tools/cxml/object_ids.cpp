@@ -1,5 +1,7 @@
 #include "object_ids.h"
 
+#include "host/host_error.h"
+
 #include <fmt/format.h>
 #include <charconv>
 
@@ -51,6 +53,19 @@ std::string whyNotObjectIds(std::string_view text) {
         return reason.empty();
     });
     return reason;
+}
+
+std::vector<ObjectId> firstIds(ISelectionSet* selection, std::size_t limit) {
+    std::vector<ObjectId> ids;
+    CComPtr<IEnumIDs> all;
+    HRESULT status = selection->get_IDs(&all);
+    if (SUCCEEDED(status) && all) status = all->Reset();
+    for (ObjectId id = 0; all && ids.size() < limit && status == S_OK;) {
+        status = all->Next(&id);
+        if (status == S_OK) ids.push_back(id);
+    }
+    if (FAILED(status) || !all) throw embedded_host::HostError("the rows of a condition cannot be listed");
+    return ids;
 }
 
 }  // namespace cxml

@@ -16,4 +16,7 @@ std::optional<std::vector<ObjectId>> parseObjectIds(std::string_view text);
 /// Names the piece that cannot be read; empty when there is none.
 std::string whyNotObjectIds(std::string_view text);
 
+/// The first rows of a selection. \throws embedded_host::HostError when they cannot be listed.
+std::vector<ObjectId> firstIds(ISelectionSet* selection, std::size_t limit);
+
 }  // namespace cxml

@@ -1,5 +1,7 @@
 #include "subtype_fields.h"
 
+#include "tools/text/text.h"
+
 #include <fmt/format.h>
 #include <stdexcept>
 
@@ -28,6 +30,14 @@ SubtypeFields readSubtypeFields(const std::vector<std::string>& options) {
             throw std::invalid_argument(fmt::format("given twice for the layer '{}'", layer));
     }
     return fields;
+}
+
+std::string subtypeFieldOf(IFeatureClass* featureClass) {
+    const CComQIPtr<ISubtypes> subtypes(featureClass);
+    VARIANT_BOOL has = VARIANT_FALSE;
+    CComBSTR name;
+    if (!subtypes || FAILED(subtypes->get_HasSubtype(&has)) || has == VARIANT_FALSE) return {};
+    return SUCCEEDED(subtypes->get_SubtypeFieldName(&name)) ? toUtf8(name) : std::string();
 }
 
 }  // namespace cxml

@@ -1,6 +1,8 @@
 // The fields that --subtype-field names.
 #pragma once
 
+#include "symbology/host_interfaces.h"
+
 #include <map>
 #include <optional>
 #include <string>
@@ -17,5 +19,8 @@ struct SubtypeFields {
 /// not.
 /// \throws std::invalid_argument with a text for the user.
 SubtypeFields readSubtypeFields(const std::vector<std::string>& options);
+
+/// The field that has the class's subtypes; empty without one.
+std::string subtypeFieldOf(IFeatureClass* featureClass);
 
 }  // namespace cxml

@@ -80,6 +80,10 @@ CComBSTR upperCase(const CComBSTR& text) {
     return upper;
 }
 
+bool isSameName(std::string_view a, std::string_view b) {
+    return toUtf8(upperCase(toBstr(a))) == toUtf8(upperCase(toBstr(b)));
+}
+
 std::string printable(std::string_view text) {
     std::string result;
     for (const char c : trimmedEnd(text)) {

@@ -22,6 +22,9 @@ CComBSTR toPathBstr(std::string_view path);
 /// Upper case by simple mappings, as names of feature classes are compared.
 CComBSTR upperCase(const CComBSTR& text);
 
+/// Whether two names are the same in upper case.
+bool isSameName(std::string_view a, std::string_view b);
+
 /// A to Z in lower case, everything else as it is.
 std::string lowerAscii(std::string_view text);
 

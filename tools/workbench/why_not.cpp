@@ -113,7 +113,7 @@ std::vector<WhyNot> whyNot(const TriedRow& row, const std::string& wanted, const
     for (const Condition* condition : places.conditionsOf(*row.configuration)) {
         if (!isWanted(*condition, wanted, places)) continue;
         WhyNot& answer = answers.emplace_back(explain(*condition, row, places));
-        if (answer.reasons.empty() || condition->rulename.Length() == 0) continue;
+        if (answer.reasons.empty() || !row.trial || condition->rulename.Length() == 0) continue;
         answer.isSearched = true;
         if (auto found = findChange(row, *condition, places)) {
             answer.change = std::move(found->changes);

@@ -48,7 +48,8 @@ struct WhyNot {
 
 inline constexpr std::size_t mostChangedFields = 3;
 
-/// One answer for each condition that `wanted` names: by its name, its line, or its address.
+/// One answer for each condition that `wanted` names: by its name, its line, or its address. Without a trial no change
+/// is looked for.
 std::vector<WhyNot> whyNot(const TriedRow& row, const std::string& wanted, const DocumentPlaces& places);
 
 }  // namespace cxml

@@ -1,0 +1,35 @@
+// RowCover: the fewest rows in which everything occurs that occurs in all rows.
+#pragma once
+
+#include "symbology/host_interfaces.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <vector>
+
+namespace cxml {
+
+/// Rows come one after the other, each with what occurs in it, as numbers. Memory grows with what is different among
+/// the rows, not with the rows.
+class RowCover {
+public:
+    using Elements = std::set<std::uint32_t>;
+    static constexpr std::size_t distinctRows = 100000;  // from there on only rows with something new are kept
+
+    /// What occurs elsewhere need not occur in the chosen rows.
+    void know(const Elements& elements) { known_.insert(elements.begin(), elements.end()); }
+    void add(ObjectId row, const Elements& elements);
+
+    /// Greedily: next the row with the most that no row before has; of several the first. \param most how many; 0 for
+    /// as many as it takes.
+    std::vector<ObjectId> choose(std::size_t most) const;
+
+private:
+    std::map<Elements, ObjectId> rows_;  // the first with these
+    Elements known_;
+    Elements seen_;
+};
+
+}  // namespace cxml
