@@ -63,7 +63,7 @@ def examples(page):
     found = list(EXAMPLE.finditer(text))
     if len(found) != text.count("```xml\n"):
         raise ValueError(f"{page}: an example that cannot be read")
-    if sum(1 for match in found if match["table"]) != text.count("<!-- rows:"):
+    if sum(1 for match in found if match["table"]) != len(re.findall("^<!-- rows:", text, re.M)):
         raise ValueError(f"{page}: a table without an example")
     if sum(1 for match in found if match["broken"]) != text.count("<!-- broken:"):
         raise ValueError(f"{page}: a mark without an example")

@@ -50,6 +50,7 @@ TEST(Text, InvalidUtf8BecomesReplacementCharacters) {
 
 TEST(Text, PrintableShowsControlCharactersAndKeepsLines) {
     EXPECT_EQ(cxml::printable("a\x1b[1m\tb\r\nc\x7f \n"), "a\\x1B[1m\tb\nc\\x7F");
+    EXPECT_EQ(cxml::printable("a\u009B1m\u00A0\u0080"), "a\\x9B1m\u00A0\\x80");
     EXPECT_EQ(cxml::oneLine("a\r\n\r\nb\n"), "a b");
 }
 

@@ -43,7 +43,7 @@ TEST_F(Pin, FewestRowsThatHoldWhatHappensAndPass) {
     EXPECT_EQ(readFile(dataset), before) << "the dataset is only read";
     EXPECT_EQ(readFile(file),
               "# Tests of marks.cxml\n\n## BUOY\n<!-- rows: BUOY -->\n"
-              "| CATLAM integer | NAME text | SYMBOL_C | by |\n| --- | --- | --- | --- |\n"
+              "| CATLAM long | NAME text | SYMBOL_C | by |\n| --- | --- | --- | --- |\n"
               "| 1 | a | LIT | BUOY/-/LIT |\n| 1 | b | PORT | BUOY/-/PORT |\n| 2 | c | DEFAULT | BUOY/-/DEFAULT |\n\n"
               "<!-- rows: LIGHT -->\n| NAME text |\n| --- |\n| a |\n");
     EXPECT_EQ(cxml({"test", rules, file}).out, "0 failed, 3 passed of 3\n");
@@ -62,7 +62,7 @@ TEST_F(Pin, WhatIsCoveredIsNotPinnedAgain) {
 }
 
 TEST_F(Pin, Limit) {
-    EXPECT_EQ(pin({"--limit", "1"}).out, "BUOY: 1 rows pinned\n1 rows pinned, 0 tests changed\n");
+    EXPECT_EQ(pin({"--limit", "1"}).out, "BUOY: 1 row pinned\n1 row pinned, 0 tests changed\n");
 }
 
 TEST_F(Pin, TestsThatFailChangeOnlyWhenThatIsWished) {
@@ -71,7 +71,7 @@ TEST_F(Pin, TestsThatFailChangeOnlyWhenThatIsWished) {
     document("2");
     const Outcome refused = pin();
     EXPECT_EQ(refused.status, 1);
-    EXPECT_NE(refused.out.find(":7: PORT -> DEFAULT; BUOY/-/PORT -> BUOY/-/DEFAULT"), std::string::npos) << refused.out;
+    EXPECT_NE(refused.out.find(":8: PORT -> DEFAULT; BUOY/-/PORT -> BUOY/-/DEFAULT"), std::string::npos) << refused.out;
     EXPECT_EQ(readFile(file), old);
     const Outcome updated = pin({"--update"});
     EXPECT_EQ(updated.status, 0) << updated.err;
@@ -116,7 +116,7 @@ TEST_F(Pin, WhatKeepsAnythingFromBeingWritten) {
         {"no dataset", {"pin", rules, inFolder("none.gpkg").string(), "-o", file}, "none.gpkg"},
         {"no such layer", {"pin", rules, dataset, "BOAT", "-o", file}, "BOAT"},
         {"no configuration", {"pin", rules, dataset, "MARKS", "-o", file}, "MARKS: no configuration"},
-        {"one of two", {"pin", rules, dataset, "BUOY", "MARKS", "-o", file}, "MARKS: no configuration"},
+        {"one of two", {"pin", rules, dataset, "BUOY", "MARKS", "-o", file}, "MARKS: No configuration defined"},
         {"no SYMBOL_C",
          {"pin",
           writeFile("m.cxml",

@@ -33,7 +33,7 @@ TEST_P(Usage, IsRefusedWithOneLine) {
 const UsageCase usageCases[] = {
     {"NoCommand", {}, "a command is missing"},
     {"UnknownCommand", {"simbolize", "a", "b"}, "simbolize; did you mean 'symbolize'?"},
-    {"CommandLikeNoOther", {"paint", "a"}, "; there are import, symbolize, "},
+    {"CommandLikeNoOther", {"frobnicate", "a"}, "; there are import, symbolize, "},
     {"UnknownOption", {"symbolize", "a", "b", "--frobnicate"}, "--frobnicate (see"},
     {"OptionLikeAnother", {"diff", "a", "b", "--onyl=x"}, "did you mean '--only'?"},
     {"HelpOfAnUnknownCommand", {"help", "legder"}, "'legder' is no command; did you mean 'ledger'?"},
@@ -159,8 +159,8 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command : {"import", "symbolize", "explain", "ledger", "diff", "coverage", "test", "pin", "reset",
-                                      "check", "draw", "symbols import", "completion", "help"}) {
+    for (const std::string command : {"import", "symbolize", "explain", "ledger", "diff", "coverage", "test", "pin",
+                                      "reset", "check", "draw", "symbols import", "completion", "help"}) {
         const std::size_t blank = std::min(command.find(' '), command.size());
         Arguments words{command.substr(0, blank)};
         if (blank < command.size()) words.push_back(command.substr(blank + 1));

@@ -26,10 +26,6 @@ std::string lineOf(const ChangeSide& side, const Document* document) {
     return fmt::format("{}", document->places.lineOf(*side.by));
 }
 
-std::string plural(std::int64_t count, const char* what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
-}
-
 std::string rowsText(const RowList& rows) {
     constexpr std::size_t shown = 5;
     const auto count = std::min(shown, rows.ids.size());

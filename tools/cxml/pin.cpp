@@ -156,7 +156,8 @@ private:
         for (const std::string& remark : section->remarks) remarks_.push_back(run.result.layer + ": " + remark);
         if (section->text.empty()) return true;
         added_ += '\n' + section->text;
-        lines_.push_back(fmt::format("{}: {} rows pinned", run.result.layer, section->rows));
+        lines_.push_back(
+            fmt::format("{}: {} pinned", run.result.layer, plural(static_cast<std::int64_t>(section->rows), "row")));
         rows_ += section->rows;
         return true;
     }
@@ -179,7 +180,8 @@ private:
             earlier_.text().empty()
                 ? "# Tests of " + std::filesystem::path(arguments_.document).filename().string() + '\n' + added_
                 : earlier_.updated() + added_;
-        say(console, fmt::format("{} rows pinned, {} tests changed", rows_, earlier_.changes().size()));
+        say(console, fmt::format("{} pinned, {} changed", plural(static_cast<std::int64_t>(rows_), "row"),
+                                 plural(static_cast<std::int64_t>(earlier_.changes().size()), "test")));
         if (text == earlier_.text() || (added_.empty() && earlier_.text().empty())) return status;
         const std::string why = writeFile(arguments_.file, text, WhenThere::Replace);
         if (why.empty()) return status;

@@ -1,5 +1,7 @@
 #include "report.h"
 
+#include "tools/text/text.h"
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
@@ -10,10 +12,6 @@ namespace {
 using embedded_host::RowList;
 
 constexpr std::size_t longestList = 10;  // repeated texts that a summary line names
-
-std::string plural(std::int64_t count, std::string_view unit) {
-    return fmt::format("{} {}{}", count, unit, count == 1 ? "" : "s");
-}
 
 std::string repeatedTexts(const MessageLog& messages) {
     std::string list;

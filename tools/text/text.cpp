@@ -13,6 +13,12 @@ bool isControl(char c) noexcept {
     return byte < 0x20 || byte == 0x7F;
 }
 
+// Whether the text begins with one of U+0080 to U+009F, which steer some terminals: U+009B does what ESC [ does.
+bool isSecondControl(std::string_view text) noexcept {
+    return text.size() > 1 && text[0] == '\xC2' && static_cast<unsigned char>(text[1]) >= 0x80 &&
+           static_cast<unsigned char>(text[1]) < 0xA0;
+}
+
 std::string_view trimmedEnd(std::string_view text) noexcept {
     const std::size_t last = text.find_last_not_of(whiteSpace);
     return last == std::string_view::npos ? std::string_view{} : text.substr(0, last + 1);
@@ -86,10 +92,17 @@ bool isSameName(std::string_view a, std::string_view b) {
 
 std::string printable(std::string_view text) {
     std::string result;
-    for (const char c : trimmedEnd(text)) {
+    const auto addEscaped = [&](char c) {
+        fmt::format_to(std::back_inserter(result), "\\x{:02X}", static_cast<unsigned char>(c));
+    };
+    text = trimmedEnd(text);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
         if (c == '\r') continue;
-        if (isControl(c) && c != '\n' && c != '\t')
-            fmt::format_to(std::back_inserter(result), "\\x{:02X}", static_cast<unsigned char>(c));
+        if (isSecondControl(text.substr(i)))
+            addEscaped(text[++i]);
+        else if (isControl(c) && c != '\n' && c != '\t')
+            addEscaped(c);
         else
             result += c;
     }
@@ -112,6 +125,10 @@ std::string lowerAscii(std::string_view text) {
     for (char& c : lower)
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     return lower;
+}
+
+std::string plural(std::int64_t count, std::string_view what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
 }  // namespace cxml

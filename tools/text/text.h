@@ -3,6 +3,7 @@
 
 #include "platform/platform.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,9 @@ bool isSameName(std::string_view a, std::string_view b);
 
 /// A to Z in lower case, everything else as it is.
 std::string lowerAscii(std::string_view text);
+
+/// "1 row", "2 rows".
+std::string plural(std::int64_t count, std::string_view what);
 
 /// The text without trailing white space, its control characters (line feeds and tabs excepted) written as \x1B, so
 /// that a document cannot steer the terminal.
