@@ -71,7 +71,7 @@ ConditionMemory::Field& ConditionMemory::fieldOf(Slot slot) {
     return known != fields_.end() ? *known : fields_.emplace_back(slot, words_);
 }
 
-void ConditionMemory::inherit(ConditionMemory&& earlier) {
+void ConditionMemory::inherit(ConditionMemory& earlier) {
     for (Field& old : earlier.fields_) {
         const auto field = std::ranges::find(fields_, old.slot, &Field::slot);
         if (field != fields_.end() && field->rules == old.rules) *field = std::move(old);

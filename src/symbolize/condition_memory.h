@@ -40,8 +40,8 @@ public:
     /// Whether a rule was left out that may be settled by now.
     bool isComplete() const noexcept { return isComplete_; }
 
-    /// Takes over the answers that an earlier memory of the same conditions has for fields with the same rules.
-    void inherit(ConditionMemory&& earlier);
+    /// Takes the answers that an earlier memory of the same conditions has for fields with the same rules.
+    void inherit(ConditionMemory& earlier);
 
     /// Finds the conditions whose remembered rules the row satisfies.
     /// \param types by slot, the type that the values of a field have had so far, VT_EMPTY before the first.

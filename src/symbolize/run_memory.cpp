@@ -20,7 +20,7 @@ const ConditionMemory* RunMemory::select(const ConditionList& conditions, RowVal
         for (auto& [list, memory] : memories_) {
             if (memory.isComplete()) continue;
             ConditionMemory later(*list, usable_, types_);
-            later.inherit(std::move(memory));
+            later.inherit(memory);
             memory = std::move(later);
         }
     }

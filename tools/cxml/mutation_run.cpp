@@ -89,7 +89,8 @@ MutationResult runMutants(const std::string& text, const std::string& path, cons
     if (changes.empty() && text.find('\0') != std::string::npos)
         throw embedded_host::HostError(fmt::format("{}: is not in an encoding that can be changed here", path));
     const std::size_t count = limit == 0 ? changes.size() : std::min(limit, changes.size());
-    MutationResult result{.possible = changes.size()};
+    MutationResult result;
+    result.possible = changes.size();
     const UnnamedFile file;
     for (std::size_t i = 0; i < count && !isStopped(); ++i) {
         const Mutant& change = changes[i * changes.size() / count];

@@ -20,7 +20,7 @@ struct MutationResult {
     std::size_t possible = 0;
     std::size_t made = 0;  // those that load
     std::size_t killed = 0;
-    std::vector<Survivor> survivors{};  // in the order of the document
+    std::vector<Survivor> survivors;  // in the order of the document
 };
 
 /// Changes the document, one change at a time, and runs the sections that have rows of the changed class: each loads

@@ -83,6 +83,7 @@ public:
     std::vector<std::string> cells(ObjectId id) const {
         const CComPtr<IRow> row = rowOf(id);
         std::vector<std::string> cells;
+        cells.reserve(columns_.size());
         for (const Column& column : columns_) cells.push_back(markdownCell(cell(row, column.field)));
         return cells;
     }
@@ -137,6 +138,7 @@ public:
     /// \param chosen the rows that the section is to have, in the order of their ids.
     PinnedSection pin(const std::map<ObjectId, RowExplanation>& chosen) {
         std::vector<ObjectId> ids;
+        ids.reserve(chosen.size());
         for (const auto& [id, explanation] : chosen) ids.push_back(id);
         own_.addRows(ids);
         for (const auto& [id, explanation] : chosen) addRelated(explanation.conditions);

@@ -14,6 +14,7 @@
 #include <array>
 #include <atomic>
 #include <charconv>
+#include <utility>
 
 namespace cxml {
 namespace {
@@ -263,7 +264,7 @@ TestedSection SectionRun::run(const TestedRules& rules, Detail detail) {
         rules, again,
         [&](const Table& table, const std::shared_ptr<FeatureClassRule>& configuration, IFeatureClass* featureClass) {
             std::map<ObjectId, RowExplanation> explanations = explain(featureClass, rules);
-            for (ObjectId id = 1; id <= static_cast<ObjectId>(table.written->rows.size()); ++id, ++at) {
+            for (ObjectId id = 1; std::cmp_less_equal(id, table.written->rows.size()); ++id, ++at) {
                 const auto known = explanations.find(id);
                 if (known == explanations.end()) continue;
                 TestedRow& row = result.rows.at(at);

@@ -137,7 +137,8 @@ ExitStatus TestCommand::mutate() {
 }
 
 bool TestCommand::read(const std::string& path) {
-    TestFile& file = files_.emplace_back(TestFile{path});
+    TestFile& file = files_.emplace_back();
+    file.path = path;
     try {
         file.sections = readMarkdown(readTestFile(path));
         for (const MarkdownSection& section : file.sections)

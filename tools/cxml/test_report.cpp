@@ -152,8 +152,8 @@ std::string junitXml(const std::vector<TestFile>& files) {
         const auto add = [&](const TestedSection& section, std::size_t line, const std::string& failure,
                              const std::string& detail) {
             ++count;
-            const std::string head = fmt::format("  <testcase classname=\"{}\" name=\"{}, line {}\"",
-                                                 escaped(file.path), escaped(section.section->name), line);
+            const std::string head = fmt::format(R"(  <testcase classname="{}" name="{}, line {}")", escaped(file.path),
+                                                 escaped(section.section->name), line);
             if (failure.empty()) {
                 cases += head + "/>\n";
                 return;

@@ -16,9 +16,9 @@ namespace cxml {
 /// A file of tests, and how they ended.
 struct TestFile {
     std::string path;
-    std::vector<MarkdownSection> sections{};
-    std::vector<std::unique_ptr<SectionRun>> runs{};  // of the sections that were asked for
-    std::vector<TestedSection> results{};             // in the same order
+    std::vector<MarkdownSection> sections;
+    std::vector<std::unique_ptr<SectionRun>> runs;  // of the sections that were asked for
+    std::vector<TestedSection> results;             // in the same order
 };
 
 struct TestCounts {

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <algorithm>
 #include <array>
+#include <map>
 #include <optional>
 #include <utility>
 
@@ -48,8 +49,12 @@ public:
             for (const MarkupElement& inner : element.children)
                 if (inner.name == "subtype") list(inner);
         }
-        std::ranges::stable_sort(mutants_, {}, &Mutant::line);
-        return std::move(mutants_);
+        std::multimap<std::size_t, Mutant> byLine;  // those of a line in the order of their making
+        for (Mutant& mutant : mutants_) byLine.emplace(mutant.line, std::move(mutant));
+        std::vector<Mutant> ordered;
+        ordered.reserve(byLine.size());
+        for (auto& [line, mutant] : byLine) ordered.push_back(std::move(mutant));
+        return ordered;
     }
 
 private:

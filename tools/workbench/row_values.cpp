@@ -87,13 +87,15 @@ std::string textCell(const std::string& text) {
 }
 
 std::string isoDate(DATE date) {
-    using namespace std::chrono;
-    constexpr sys_days first{year{1899} / December / 30};
+    namespace chrono = std::chrono;
+    using Milliseconds = chrono::milliseconds;
+    constexpr chrono::sys_days first{chrono::year{1899} / chrono::December / 30};
     const double whole = std::floor(date);
-    const year_month_day day(first + days(static_cast<int>(whole)));
-    const hh_mm_ss time(duration_cast<milliseconds>(duration<double, std::ratio<86400>>(date - whole) + 500us));
-    const std::string text = fmt::format("{:04}-{:02}-{:02}", static_cast<int>(day.year()),
-                                         static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()));
+    const chrono::year_month_day day(first + chrono::days(static_cast<int>(whole)));
+    const chrono::duration<double, std::ratio<86400>> share(date - whole);
+    const chrono::hh_mm_ss time(chrono::duration_cast<Milliseconds>(share + chrono::microseconds(500)));
+    std::string text = fmt::format("{:04}-{:02}-{:02}", static_cast<int>(day.year()),
+                                   static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()));
     if (date == whole) return text;
     return fmt::format("{}T{:02}:{:02}:{:02}.{:03}", text, time.hours().count(), time.minutes().count(),
                        time.seconds().count(), time.subseconds().count());
