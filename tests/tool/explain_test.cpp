@@ -194,4 +194,21 @@ TEST_F(Explain, HostileTextsDoNotSteerTheTerminal) {
     EXPECT_NE(explain({"--fid", "2"}).out.find("16 fetch LIGHTS: NAME = ''; --'  refused"), std::string::npos);
 }
 
+TEST_F(Explain, NearestRow) {
+    sql(dataset, "ALTER TABLE MARKS ADD COLUMN SYMBOL_C TEXT");
+    const std::string marks = writeFile(
+        "marks.cxml",
+        "<conditionMap name='m'><featureClass name='MARKS'><condition rulename='X'/></featureClass></conditionMap>");
+    const auto near = [&](Arguments more) {
+        more.insert(more.begin(), {"explain", marks, dataset, "MARKS", "--short"});
+        return cxml(more).out;
+    };
+    const std::string first = marks + ":1:MARKS/-/X\tMARKS\t1\tX\n";
+    const std::string second = marks + ":1:MARKS/-/X\tMARKS\t2\tX\n";
+    EXPECT_EQ(near({"--near", "-1.1999,50.55"}), second);
+    EXPECT_EQ(near({"--near", "-1.1999,50.55", "--where", "fid = 1"}), first);
+    EXPECT_EQ(near({"--near", "-1.1999,50.55", "--limit", "2"}), first + second);
+    EXPECT_EQ(near({"--near", "-1.1999,50.55", "--where", "fid = 9"}), "");
+}
+
 }  // namespace

@@ -3,6 +3,7 @@
 #include "document.h"
 #include "layer_choice.h"
 #include "messages.h"
+#include "nearest_rows.h"
 #include "object_ids.h"
 #include "report.h"
 #include "services.h"
@@ -11,8 +12,10 @@
 
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -294,6 +297,39 @@ TEST(Services, DebuggerOutputIsShownWithItsLines) {
     }
     OutputDebugStringA("too late");
     EXPECT_EQ(errors.take(), "debugger: one\ntwo\\x1B\n");
+}
+
+TEST(NearestRows, DistancesToShapes) {
+    using embedded_host::Shape;
+    using embedded_host::ShapeKind;
+    const Shape point{ShapeKind::Point, {{{10, 60}}}};
+    const Shape line{ShapeKind::Line, {{{0, 0}, {4, 0}}}};
+    const Shape ring{ShapeKind::Area,
+                     {{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {0, 0}}, {{1, 1}, {3, 1}, {3, 3}, {1, 3}, {1, 1}}}};
+    const struct {
+        const char* name;
+        Shape shape;
+        embedded_host::Position position;
+        double distance;
+    } cases[] = {
+        {"the point itself", point, {10, 60}, 0},
+        {"a degree of longitude at 60 degrees is half of one of latitude", point, {12, 60}, 1},
+        {"the short way round", point, {10 - 360, 60}, 0},
+        {"across the antimeridian", Shape{ShapeKind::Point, {{{179.5, 0}}}}, {-179.5, 0}, 1},
+        {"beside the middle of a line", line, {2, -0.5}, 0.5},
+        {"behind its end", line, {5, 0}, 1},
+        {"inside of an area", ring, {0.5, 2}, 0},
+        {"in its hole", ring, {2, 2}, 1},
+        {"outside of it", ring, {-2, 0}, 2},
+        {"no shape", Shape{}, {0, 0}, std::numeric_limits<double>::infinity()},
+    };
+    for (const auto& row : cases) {
+        const double found = cxml::distanceTo(row.shape, row.position);
+        if (std::isinf(row.distance))
+            EXPECT_EQ(found, row.distance) << row.name;
+        else
+            EXPECT_NEAR(found, row.distance, 0.01) << row.name;
+    }
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 // cxml explain: why a row gets its symbol, and why not another.
 #include "commands.h"
 #include "explain_report.h"
+#include "interrupt.h"
 #include "json_head.h"
 #include "layer_options.h"
+#include "nearest_rows.h"
 #include "object_ids.h"
 #include "observed_run.h"
 #include "symbolize/runs.h"
@@ -24,7 +26,8 @@ using embedded_host::HostError;
 struct Arguments : LayerArguments {
     RowArguments rows;
     std::string layer;
-    std::size_t limit = 20;
+    std::optional<std::string> near;
+    std::optional<std::size_t> limit;
     std::vector<std::string> set;
     std::optional<std::string> whyNot;
     std::optional<std::string> expected;
@@ -169,9 +172,14 @@ ExitStatus explain(const Arguments& arguments, LayerWork work) {
     return runLayers(arguments, work);
 }
 
+std::vector<ObjectId> nearestTo(const Arguments& arguments, const std::string& layer) {
+    return nearestRows(arguments.dataset, {.lockTimeout = arguments.lockTimeout, .stop = &stopRequested()}, layer,
+                       arguments.rows.where, *parsePosition(*arguments.near), arguments.limit.value_or(1));
+}
+
 void checkUsage(const Arguments& arguments) {
-    if (!arguments.rows.ids && !arguments.rows.where)
-        throw CLI::ValidationError("explain", "which row? --fid N, --fids N,N or --where SQL is missing");
+    if (!arguments.rows.ids && !arguments.rows.where && !arguments.near)
+        throw CLI::ValidationError("explain", "which row? --fid N, --fids N,N, --where SQL or --near X,Y is missing");
     for (const std::string& set : arguments.set)
         if (set.find('=') == std::string::npos || set.front() == '=')
             throw CLI::ValidationError("--set", fmt::format("'{}' is not FIELD=VALUE", oneLine(set)));
@@ -190,7 +198,14 @@ void addExplain(CLI::App& app, Command& chosen) {
     command->add_option("--fid", arguments->rows.ids, "this row")->type_name("N")->check([](const std::string& text) {
         return whyNotObjectIds(text);
     });
-    command->add_option("--limit", arguments->limit, "at most so many rows")->type_name("N")->capture_default_str();
+    command->add_option("--near", arguments->near, "the row that is nearest, of degrees of longitude and latitude")
+        ->type_name("X,Y")
+        ->check([](const std::string& text) { return parsePosition(text) ? "" : "it is no position, -81.5,41.9"; })
+        ->excludes("--fid")
+        ->excludes("--fids");
+    command->add_option("--limit", arguments->limit, "at most so many rows: 20 without it, with --near 1")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
     command->add_option("--set", arguments->set, "try another value; NULL is none; may be repeated")
         ->type_name("FIELD=VALUE")
         ->allow_extra_args(false);
@@ -209,7 +224,11 @@ void addExplain(CLI::App& app, Command& chosen) {
         limitTo(arguments->rows, work);
         work.select = [arguments, all = work.select](embedded_host::GdalWorkspace& workspace,
                                                      const std::string& layer) {
-            return workspace.select(layer, std::nullopt, firstIds(all(workspace, layer), arguments->limit));
+            constexpr std::size_t usual = 20;
+            const std::vector<ObjectId> ids = arguments->near
+                                                  ? nearestTo(*arguments, layer)
+                                                  : firstIds(all(workspace, layer), arguments->limit.value_or(usual));
+            return workspace.select(layer, std::nullopt, ids);
         };
         chosen = [arguments, work] { return explain(*arguments, work); };
     });
