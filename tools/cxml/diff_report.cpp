@@ -1,5 +1,6 @@
 #include "diff_report.h"
 
+#include "ledger_report.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
@@ -24,14 +25,6 @@ std::string nameOf(const ShownValue& value) {
 std::string lineOf(const ChangeSide& side, const Document* document) {
     if (!side.by || !document) return "-";
     return fmt::format("{}", document->places.lineOf(*side.by));
-}
-
-std::string rowsText(const RowList& rows) {
-    constexpr std::size_t shown = 5;
-    const auto count = std::min(shown, rows.ids.size());
-    std::string text =
-        fmt::format("fid {}", fmt::join(rows.ids.begin(), rows.ids.begin() + static_cast<std::ptrdiff_t>(count), " "));
-    return std::cmp_greater(rows.rows, count) ? text + " ..." : text;
 }
 
 class Text {
@@ -78,7 +71,7 @@ private:
             add(fmt::format("  and {} beyond {} groups", plural(rows, "row"), Difference::mostGroups));
         if (const RowList& kept = layer.difference.kept(); kept.rows != 0)
             add(fmt::format("  {} same only because an older symbol stays: one document names none  {}",
-                            plural(kept.rows, "row"), rowsText(kept)));
+                            plural(kept.rows, "row"), firstRows(kept)));
     }
 
     void group(const LayerDifference& layer, std::size_t i) {
@@ -87,7 +80,7 @@ private:
         if (group.fields != "SYMBOL_C") what = oneLine(group.fields) + ": ";
         std::string line = fmt::format("  {:>6}   {}{} -> {}    {} -> {}    {}", group.rows.rows, what,
                                        nameOf(group.from.value), nameOf(group.to.value), lineOf(group.from, all_.first),
-                                       lineOf(group.to, all_.second), rowsText(group.rows));
+                                       lineOf(group.to, all_.second), firstRows(group.rows));
         if (group.change == RowChange::Error) line += "    an error on one side";
         if (all_.hasIntention && group.outside != 0) line += fmt::format("    {} outside", group.outside);
         add(line);

@@ -17,13 +17,11 @@ namespace {
 using embedded_host::RowList;
 using nlohmann::ordered_json;
 
+constexpr std::size_t rowsShown = 5;
+
 std::string shownRows(const RowList& rows) {
-    constexpr std::size_t shown = 5;
-    const auto count = std::min(shown, rows.ids.size());
-    std::string text =
-        fmt::format("fid {}", fmt::join(rows.ids.begin(), rows.ids.begin() + static_cast<std::ptrdiff_t>(count), " "));
-    if (std::cmp_greater(rows.rows, count)) text += fmt::format(" ... ({})", rows.rows);
-    return text;
+    return std::cmp_greater(rows.rows, rowsShown) ? fmt::format("{} ({})", firstRows(rows), rows.rows)
+                                                  : firstRows(rows);
 }
 
 void writeLayer(std::ostream& out, const LayerResult& result, std::size_t width) {
@@ -87,6 +85,13 @@ ordered_json layerJson(const Document& document, const LayerResult& result) {
 }
 
 }  // namespace
+
+std::string firstRows(const RowList& rows) {
+    const auto count = std::min(rowsShown, rows.ids.size());
+    std::string text =
+        fmt::format("fid {}", fmt::join(rows.ids.begin(), rows.ids.begin() + static_cast<std::ptrdiff_t>(count), " "));
+    return std::cmp_greater(rows.rows, count) ? text + " ..." : text;
+}
 
 void writeLedgers(std::ostream& out, const Document& document, const std::vector<LayerResult>& results) {
     std::size_t width = 5;

@@ -8,6 +8,9 @@
 
 namespace cxml {
 
+/// "fid 3 7 12", with " ..." when there are more than are shown.
+std::string firstRows(const embedded_host::RowList& rows);
+
 /// One line for each layer, what decided, and what was said; see docs/workbench.md.
 void writeLedgers(std::ostream& out, const Document& document, const std::vector<LayerResult>& results);
 

@@ -28,11 +28,6 @@ const std::string& symbolName() {
     return name;
 }
 
-bool isPlacement(const std::string& field) {
-    return std::ranges::any_of(ConditionalXml::placements,
-                               [&](const auto& placement) { return field == toUtf8(WideView(placement.field)); });
-}
-
 // A field that at least one side writes, and what both leave in it.
 struct Pair {
     std::string field;
@@ -80,14 +75,14 @@ RowChange changeOf(const RowOutcome* first, const RowOutcome* second, const std:
         if (isEmpty(symbol->to)) return RowChange::Lost;
         return isEmpty(symbol->from) ? RowChange::Gained : RowChange::Symbol;
     }
-    const bool isPlaced = std::ranges::any_of(pairs, [](const Pair& pair) { return isPlacement(pair.field); });
+    const bool isPlaced = std::ranges::any_of(pairs, [](const Pair& pair) { return isPlacementField(pair.field); });
     return isPlaced ? RowChange::Placement : RowChange::Fields;
 }
 
 // Of the pairs, those that make the change what it is: the symbol, placement values or computed ones.
 bool isOf(RowChange change, const std::string& field, bool hasSymbol) {
     if (hasSymbol) return field == symbolName();
-    return change == RowChange::Placement ? isPlacement(field) : true;
+    return change == RowChange::Placement ? isPlacementField(field) : true;
 }
 
 ChangeGroup groupOf(RowChange change, const RowOutcome* first, const RowOutcome* second,

@@ -63,7 +63,6 @@ void OutcomeSpool::write(const RowOutcome& outcome) {
     writeNumber(outcome.row);
     writeNumber(outcome.isFailed);
     writeNumber(outcome.hasError);
-    writeNumber(outcome.hadSymbol);
     writeCondition(outcome.named);
     writeCondition(outcome.placed);
     writeNumber(static_cast<std::uint32_t>(outcome.puts.size()));
@@ -87,7 +86,6 @@ bool OutcomeSpool::read(RowOutcome& outcome) {
     outcome.row = readNumber<ObjectId>();
     outcome.isFailed = readNumber<bool>();
     outcome.hasError = readNumber<bool>();
-    outcome.hadSymbol = readNumber<bool>();
     outcome.named = readCondition();
     outcome.placed = readCondition();
     outcome.puts.resize(readNumber<std::uint32_t>());

@@ -9,19 +9,10 @@ namespace cxml {
 
 using ConditionalXml::Condition;
 
-namespace {
-
-bool isEmpty(const VARIANT* value) {
-    return !value || value->vt == VT_NULL || value->vt == VT_EMPTY ||
-           (value->vt == VT_BSTR && SysStringLen(value->bstrVal) == 0);
-}
-
-bool isPlacement(WideView field) {
+bool isPlacementField(std::string_view field) {
     return std::ranges::any_of(ConditionalXml::placements,
-                               [&](const auto& placement) { return field == WideView(placement.field); });
+                               [&](const auto& placement) { return field == toUtf8(WideView(placement.field)); });
 }
-
-}  // namespace
 
 const RowOutcome::Put* RowOutcome::findPut(std::string_view field) const noexcept {
     const auto found = std::ranges::find(puts, field, &Put::field);
@@ -40,7 +31,6 @@ void OutcomeObserver::onDecision(const ConditionalXml::RowDecision& decision) {
     isDecided_ = true;
     outcome_.named = decision.named;
     outcome_.placed = decision.matched && decision.matched->hasPlacement ? decision.matched : nullptr;
-    outcome_.hadSymbol = !isEmpty(decision.symbol);
 }
 
 ShownValue OutcomeObserver::taken(WideView field, const VARIANT& value) {
@@ -56,9 +46,9 @@ ShownValue OutcomeObserver::taken(WideView field, const VARIANT& value) {
     return shown(&held);
 }
 
-const Condition* OutcomeObserver::responsible(WideView field) const {
+const Condition* OutcomeObserver::responsible(std::string_view field) const {
     if (!isDecided_) return evaluation_->condition;  // expressions write while conditions are evaluated
-    return isPlacement(field) ? outcome_.placed : outcome_.named;
+    return isPlacementField(field) ? outcome_.placed : outcome_.named;
 }
 
 void OutcomeObserver::onPut(WideView field, const VARIANT& before, const VARIANT& value, HRESULT status) {
@@ -68,7 +58,7 @@ void OutcomeObserver::onPut(WideView field, const VARIANT& before, const VARIANT
     if (known == outcome_.puts.end())
         known = outcome_.puts.insert(known, {.field = name, .before = shown(&before), .value = {}, .by = nullptr});
     known->value = taken(field, value);
-    known->by = responsible(field);
+    known->by = responsible(name);
 }
 
 void OutcomeObserver::onError(const Condition& /*condition*/, const char* /*text*/) {

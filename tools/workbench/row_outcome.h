@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -24,11 +25,13 @@ struct RowOutcome {
     bool hasError = false;  // an error has broken a condition off
     const ConditionalXml::Condition* named = nullptr;
     const ConditionalXml::Condition* placed = nullptr;  // whose placement counts; null without any
-    bool hadSymbol = false;                             // before
     std::vector<Put> puts;                              // each field once
 
     const Put* findPut(std::string_view field) const noexcept;
 };
+
+/// Whether it is one of the fields that conditions' placements go to.
+bool isPlacementField(std::string_view field);
 
 /// Attached to the run of one layer: tells what became of each row.
 class OutcomeObserver : public ConditionalXml::EvaluationObserver {
@@ -46,7 +49,7 @@ private:
     void onError(const ConditionalXml::Condition& condition, const char* text) override;
 
     ShownValue taken(WideView field, const VARIANT& value);
-    const ConditionalXml::Condition* responsible(WideView field) const;
+    const ConditionalXml::Condition* responsible(std::string_view field) const;
 
     const ObjectId& row_;
     std::function<void(RowOutcome&)> onRow_;
