@@ -10,6 +10,7 @@
 #include "python/get_gil.h"
 #include "python/py_ref.h"
 
+#include <Python.h>
 #include <array>
 #include <cstdio>
 #include <functional>

@@ -12,8 +12,16 @@ install(FILES platform/platform.h platform/atl.h platform/export.h platform/inte
 install(DIRECTORY examples/host DESTINATION share/symbology/examples)
 install(DIRECTORY share/symbology/symbols DESTINATION share/symbology)
 install(FILES README.md DESTINATION share/doc/symbology)
-install(DIRECTORY docs DESTINATION share/doc/symbology FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
-install(FILES cmake/symbology-config.cmake DESTINATION ${libdir}/cmake/symbology)
+install(DIRECTORY docs DESTINATION share/doc/symbology FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.svg")
+# How builds find it, by CMake and by pkg-config. Before 1.0 each minor version may change what hosts see.
+include(CMakePackageConfigHelpers)
+write_basic_package_version_file("${CMAKE_BINARY_DIR}/symbology-config-version.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES cmake/symbology-config.cmake "${CMAKE_BINARY_DIR}/symbology-config-version.cmake"
+        DESTINATION ${libdir}/cmake/symbology)
+if(NOT WIN32)
+  configure_file(cmake/symbology.pc.in "${CMAKE_BINARY_DIR}/symbology.pc" @ONLY)
+  install(FILES "${CMAKE_BINARY_DIR}/symbology.pc" DESTINATION ${libdir}/pkgconfig)
+endif()
 
 if(WIN32)
   # Import libraries of Microsoft's form; the compiler's runtime, which library and host share.
@@ -47,9 +55,6 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_GENERATOR TGZ DEB)
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
-  if(NOT SYMBOLOGY_EXPRESSIONS)
-    set(CPACK_SYSTEM_NAME win64-without-expressions)
-  endif()
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)

@@ -1,16 +1,11 @@
-# embedded_python on Windows: the Python 3.13 that scripts/setup-windows-python fetched. A library without expressions
-# looks like one with them until it loads a document that has some, so it is only made when it is asked for.
-option(SYMBOLOGY_EXPRESSIONS "Build the library for Windows with Python" ON)
+# embedded_python on Windows: the Python 3.13 that scripts/setup-windows-python fetched, for the tests of expressions and
+# their host. The library itself needs none.
 set(SYMBOLOGY_WINDOWS_PYTHON "${SYMBOLOGY_CACHE}/windows-python" CACHE PATH
     "The folder of the Python 3.13 for Windows that is embedded: python313.dll, include and lib")
-if(SYMBOLOGY_EXPRESSIONS AND NOT EXISTS "${SYMBOLOGY_WINDOWS_PYTHON}/python313.dll")
-  message(FATAL_ERROR "No Python for Windows in ${SYMBOLOGY_WINDOWS_PYTHON}: run scripts/setup windows, or build a "
-                      "library without expressions, with the preset windows-without-expressions")
+if(NOT EXISTS "${SYMBOLOGY_WINDOWS_PYTHON}/python313.dll")
+  message(FATAL_ERROR "No Python for Windows in ${SYMBOLOGY_WINDOWS_PYTHON}: run scripts/setup windows")
 endif()
 find_program(SYMBOLOGY_LLVM_DLLTOOL llvm-dlltool REQUIRED)
-if(NOT SYMBOLOGY_EXPRESSIONS)
-  return()
-endif()
 
 set(embedded_library "${CMAKE_BINARY_DIR}/python/python313.lib")
 if(NOT EXISTS "${embedded_library}")

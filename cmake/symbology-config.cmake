@@ -15,6 +15,7 @@ if(NOT TARGET symbology::symbology)
   else()
     set_target_properties(symbology::symbology PROPERTIES
       IMPORTED_LOCATION "${_symbology_prefix}/lib/libsymbology.so"
+      IMPORTED_SONAME libsymbology.so.0
       INTERFACE_LINK_LIBRARIES "${_symbology_prefix}/lib/libsymbology-platform.so")
   endif()
 endif()

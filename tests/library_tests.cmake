@@ -9,14 +9,6 @@ if(NOT WIN32)
 else()
   set(library_tests_dom api/msxml_memory_test.cpp)
 endif()
-# Documents with expressions are compiled when they load.
-if(TARGET embedded_python)
-  set(library_tests_expressions cxml/expression_source_test.cpp)
-  set(library_tests_interpreter support/interpreter.cpp)
-  set(library_tests_python cxpython)
-else()
-  needs_python(library_tests.expressions)
-endif()
 
 symbology_test(library_tests
   SOURCES
@@ -31,6 +23,7 @@ symbology_test(library_tests
     cxml/condition_evaluate_test.cpp
     cxml/condition_map_test.cpp
     cxml/condition_test.cpp
+    cxml/expression_source_test.cpp
     cxml/feature_class_rule_test.cpp
     gdb/product_files_test.cpp
     gdb/table_manager_test.cpp
@@ -57,15 +50,14 @@ symbology_test(library_tests
     symbolize/single_row_test.cpp
     symbolize/value_table_test.cpp
     text/failures_test.cpp
-    ${library_tests_expressions}
     ${library_tests_dom}
-    ${library_tests_interpreter}
-  LIBS symbology_core library_test_support ${library_tests_python})
+    support/interpreter.cpp
+  LIBS symbology_core library_test_support cxpython)
 
 # The same library as hosts link it.
 symbology_test(exported_class_test
-  SOURCES ${object_counters} api/exported_class_test.cpp ${library_tests_interpreter}
-  LIBS symbology library_test_support ${library_tests_python})
+  SOURCES ${object_counters} api/exported_class_test.cpp support/interpreter.cpp
+  LIBS symbology library_test_support cxpython)
 
 if(WIN32)
   find_program(SYMBOLOGY_CXXFILT x86_64-w64-mingw32-c++filt REQUIRED)

@@ -55,6 +55,10 @@ public:
         return new SelectionSet(new FeatureClass(table, usableSubtypeMetadata(*table)), std::move(selected));
     }
 
+    std::optional<Refusal> whyRefused(const std::string& layer, const std::string& where) override {
+        return dataset_->table(layer)->whyRefused(where);
+    }
+
     std::vector<std::string> fieldNames(const std::string& layer) override {
         const std::shared_ptr<const TableSchema> schema = dataset_->table(layer)->schema();
         std::vector<std::string> names;
@@ -64,31 +68,58 @@ public:
     }
 
     std::optional<VARTYPE> fieldType(const std::string& layer, const std::string& field) override {
-        const std::shared_ptr<const TableSchema> schema = dataset_->table(layer)->schema();
-        const LONG position = schema->find(toWide(field));
-        if (position < 0) return std::nullopt;
-        return variantTypeOf(schema->columns[static_cast<std::size_t>(position)].type);
+        const std::optional<FieldInfo> found = this->field(layer, field);
+        return found ? std::optional(found->type) : std::nullopt;
     }
 
-    std::vector<std::pair<std::string, RowList>> unreadableValues(const std::string& layer,
-                                                                  const std::vector<std::string>& fields) override {
-        std::vector<std::pair<std::string, RowList>> found;
-        if (dataset_->server()) return found;
+    std::optional<FieldInfo> field(const std::string& layer, const std::string& name) override {
+        const std::shared_ptr<const TableSchema> schema = dataset_->table(layer)->schema();
+        const LONG found = schema->find(toWide(name));
+        if (found < 0) return std::nullopt;
+        const auto position = static_cast<std::size_t>(found);
+        const Column& column = schema->columns[position];
+        return FieldInfo{column, variantTypeOf(column.type), position == schema->keyPosition()};
+    }
+
+    void readFields(const std::string& layer, const std::vector<std::string>& fields,
+                    const std::function<bool(ObjectId, const std::vector<const Cell*>&)>& visit) override {
+        const std::shared_ptr<Table> table = dataset_->table(layer);
+        if (!table->hasKey()) return;
+        const std::shared_ptr<const TableSchema> schema = table->schema();
+        Cells cells(schema->columns.size());
+        ColumnSet columns;
+        for (const std::string& field : fields) columns.push_back(positionOf(*schema, field));
+        const ColumnSet positions = columns;
+        sortUnique(columns);
+        std::vector<const Cell*> ofFields(fields.size());
+        const std::unique_ptr<RowReader> reader = table->read(columns, nullptr);
+        for (ObjectId id = 0; reader->next(id, cells);) {
+            for (const std::size_t i : columns)
+                if (!isReadable(schema->columns[i], cells[i])) cells[i].state = Cell::State::Foreign;
+            // A reader may give the row in other storage.
+            std::ranges::transform(positions, ofFields.begin(), [&](std::size_t i) { return &cells[i]; });
+            if (!visit(id, ofFields)) return;
+        }
+    }
+
+    std::vector<Column> columns(const std::string& layer) override {
+        const std::shared_ptr<const TableSchema> schema = dataset_->table(layer)->schema();
+        return {schema->columns.begin(), schema->columns.begin() + static_cast<std::ptrdiff_t>(schema->fieldCount())};
+    }
+
+    void readRows(const std::string& layer, const std::function<void(const Cells&)>& visit) override {
         const std::shared_ptr<Table> table = dataset_->table(layer);
         const std::shared_ptr<const TableSchema> schema = table->schema();
         ColumnSet columns;
-        for (const std::string& field : fields)
-            if (const LONG position = schema->find(toWide(field)); position >= 0)
-                columns.push_back(static_cast<std::size_t>(position));
-        sortUnique(columns);
-        for (const std::size_t column : columns) found.emplace_back(schema->columns[column].name, RowList());
+        for (std::size_t i = 0; i < schema->fieldCount(); ++i)
+            if (partOf(schema->columns[i].type) != CellPart::None) columns.push_back(i);
         const std::unique_ptr<RowReader> reader = table->read(columns, nullptr);
         Cells cells(schema->columns.size());
-        for (ObjectId id = 0; reader->next(id, cells);)
-            for (std::size_t i = 0; i < columns.size(); ++i)
-                if (!isReadable(schema->columns[columns[i]], cells[columns[i]])) found[i].second.add(id);
-        std::erase_if(found, [](const auto& field) { return field.second.rows == 0; });
-        return found;
+        for (ObjectId id = 0; reader->next(id, cells);) {
+            for (const std::size_t i : columns)
+                if (!isReadable(schema->columns[i], cells[i])) cells[i].state = Cell::State::Foreign;
+            visit(cells);
+        }
     }
 
     std::size_t addFields(const std::string& layer, const std::vector<FieldRequest>& fields) override {
@@ -124,6 +155,12 @@ private:
         }
     }
 
+    static std::size_t positionOf(const TableSchema& schema, const std::string& field) {
+        const LONG position = schema.find(toWide(field));
+        if (position < 0) throw HostError("there is no field '" + field + "'");
+        return static_cast<std::size_t>(position);
+    }
+
     static ObjectIds ascending(ObjectIds ids) {
         sortUnique(ids);
         return ids;
@@ -145,6 +182,17 @@ std::shared_ptr<Dataset> openDataset(const std::string& name, Access access, con
 }
 
 }  // namespace
+
+std::optional<std::string> whyNotPut(const FieldInfo& field, const CComVariant& value) {
+    if (field.isKey) return "field " + field.column.name + ": the key of a row does not change";
+    try {
+        Cell cell;
+        fromVariant(field.column, value, cell);
+        return std::nullopt;
+    } catch (const StatusError& error) {
+        return error.what();
+    }
+}
 
 std::shared_ptr<GdalWorkspace> GdalWorkspace::open(const std::string& dataset, Access access,
                                                    const WorkspaceOptions& options) {

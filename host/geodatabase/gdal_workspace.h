@@ -3,14 +3,18 @@
 // implement.
 #pragma once
 
+#include "host/geodatabase/base/cell.h"
+#include "host/geodatabase/base/column.h"
 #include "host/geodatabase/base/field_request.h"
 #include "host/geodatabase/base/layer_info.h"
+#include "host/geodatabase/base/refusal.h"
 #include "host/geodatabase/base/run_monitor.h"
 #include "host/geodatabase/base/workspace_options.h"
 #include "host/host_error.h"
 #include "symbology/host_interfaces.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +22,16 @@
 #include <vector>
 
 namespace embedded_host {
+
+/// A field of a layer, or its key.
+struct FieldInfo {
+    Column column;
+    VARTYPE type;  // of the values that rows give; VT_EMPTY when it cannot be read
+    bool isKey;
+};
+
+/// Why no row takes the value in the field; nothing when rows take it.
+std::optional<std::string> whyNotPut(const FieldInfo& field, const CComVariant& value);
 
 /// One open dataset. Used from one thread. COM objects that it handed out keep what they need of it alive, but cursors
 /// must be released before commit() or rollback().
@@ -52,6 +66,10 @@ public:
     virtual CComPtr<ISelectionSet> select(const std::string& layer, const std::optional<std::string>& where,
                                           const std::optional<std::vector<ObjectId>>& ids) = 0;
 
+    /// Has the dataset prepare a question about a layer or table and asks nothing. Not within a transaction.
+    /// \return why the SQL where clause is refused; nothing when it is taken. \throws HostError
+    virtual std::optional<Refusal> whyRefused(const std::string& layer, const std::string& where) = 0;
+
     /// The names of the layer's fields, in order, without key and geometry.
     virtual std::vector<std::string> fieldNames(const std::string& layer) = 0;
 
@@ -60,11 +78,20 @@ public:
     /// \throws HostError when there is no such layer.
     virtual std::optional<VARTYPE> fieldType(const std::string& layer, const std::string& field) = 0;
 
-    /// Reads all rows. Those whose value of a field cannot be read, for each of the fields where there are any; fields
-    /// that the layer does not have are passed over. A server's columns hold only what is of their type: none are read.
-    /// \throws HostError
-    virtual std::vector<std::pair<std::string, RowList>> unreadableValues(const std::string& layer,
-                                                                          const std::vector<std::string>& fields) = 0;
+    /// The same with more of the field.
+    virtual std::optional<FieldInfo> field(const std::string& layer, const std::string& name) = 0;
+
+    /// Reads rows, in ascending id, until `visit` says no; none of a layer on a server whose rows have no key.
+    /// \param visit is called with a row's id and its cells of the fields, which the layer has, in their order. A value
+    /// that a run cannot read is Foreign. \throws HostError
+    virtual void readFields(const std::string& layer, const std::vector<std::string>& fields,
+                            const std::function<bool(ObjectId, const std::vector<const Cell*>&)>& visit) = 0;
+
+    /// The layer's fields, in order, without key and geometry.
+    virtual std::vector<Column> columns(const std::string& layer) = 0;
+    /// Reads all rows: calls `visit` with the cells of each, one for each of columns(). A value that a run cannot read
+    /// is Foreign. \throws HostError
+    virtual void readRows(const std::string& layer, const std::function<void(const Cells&)>& visit) = 0;
 
     /// Adds those of the fields that the layer does not have (names compared without regard to case), all or none.
     /// \return how many were added. \throws HostError

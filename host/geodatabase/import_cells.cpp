@@ -323,28 +323,31 @@ void Import::add(const std::string& path, const std::function<void(double)>& pro
 
 }  // namespace
 
+void makeOfCells(const std::vector<std::string>& cells, const std::string& file,
+                 const std::function<void(double)>& progress, const std::function<void(const std::string&)>& message) {
+    GDALAllRegister();
+    const GdalErrors errors;  // before the dataset: it may also complain when a failure closes it
+    Import import(file, message);
+    const auto count = static_cast<double>(cells.size());
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        import.add(cells[i], [&](double done) { progress((static_cast<double>(i) + done) / count); });
+    import.close();
+    if (errors.any()) throw HostError("the dataset cannot be finished: " + errors.text({}));
+}
+
 std::vector<LayerInfo> importCells(const std::vector<std::string>& cells, const std::string& dataset,
                                    const std::function<void(double)>& progress,
                                    const std::function<void(const std::string&)>& message) {
     if (cells.empty()) throw HostError(dataset + ": there are no cells to import");
-    GDALAllRegister();
     NewFile file(dataset);
-    {
-        const GdalErrors errors;  // before the dataset: it may also complain when a failure closes it
-        const std::function<void(const std::string&)> tell = [&](const std::string& text) {
-            if (message) message(text);
-        };
-        Import import(file.path(), tell);
-        const auto count = static_cast<double>(cells.size());
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            import.add(cells[i], [&](double done) {
-                if (progress) progress((static_cast<double>(i) + done) / count);
-            });
-        import.close();
-        if (errors.any()) throw HostError(dataset + ": cannot be finished: " + errors.text({}));
-    }
+    const auto share = [&](double done) {
+        if (progress) progress(done);
+    };
+    makeOfCells(cells, file.path(), share, [&](const std::string& text) {
+        if (message) message(text);
+    });
     file.finish();
-    if (progress) progress(1.0);
+    share(1.0);
     return GdalWorkspace::open(dataset, GdalWorkspace::Access::Read)->layers();
 }
 

@@ -20,4 +20,8 @@ std::vector<LayerInfo> importCells(const std::vector<std::string>& cells, const 
                                    const std::function<void(double)>& progress,
                                    const std::function<void(const std::string&)>& message = {});
 
+/// The same into a file that the caller gives its name; both functions are called.
+void makeOfCells(const std::vector<std::string>& cells, const std::string& file,
+                 const std::function<void(double)>& progress, const std::function<void(const std::string&)>& message);
+
 }  // namespace embedded_host

@@ -27,7 +27,7 @@ bool renamedToNew(const std::string& from, const std::string& to) {
 }
 
 [[noreturn]] void refuseExisting(const std::string& name) {
-    throw HostError(name + ": exists already; an import makes a new dataset");
+    throw HostError(name + ": exists already; only a new file is made");
 }
 
 std::string words(int error) {
@@ -36,18 +36,30 @@ std::string words(int error) {
 
 }  // namespace
 
-NewFile::NewFile(std::string name) : name_(std::move(name)) {
-    std::error_code error;
-    if (std::filesystem::exists(std::filesystem::symlink_status(name_, error))) refuseExisting(name_);
+NewFile::NewFile(std::string name, WhenThere whenThere) : name_(std::move(name)), whenThere_(whenThere) {
+    expectFree();
     folder_ = name_ + ".partial-XXXXXX";
     if (!mkdtemp(folder_.data())) throw HostError(name_ + ": no folder can be made beside it: " + words(errno));
     path_ = folder_ + "/" + std::filesystem::path(name_).filename().string();
     files_ = {path_, path_ + "-journal", path_ + "-wal", path_ + "-shm"};
-    unfinished = this;
+    for (std::atomic<const NewFile*>& place : unfinished)
+        if (const NewFile* none = nullptr; place.compare_exchange_strong(none, this)) break;
+}
+
+void NewFile::expectFree() const {
+    std::error_code error;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(name_, error))) return;
+    if (whenThere_ == WhenThere::Refuse) refuseExisting(name_);
+    if (!std::filesystem::is_regular_file(name_, error)) throw HostError(name_ + ": is no regular file");
+    // What a database has beside its file would be taken for part of the new one.
+    for (const char* ending : {"-journal", "-wal"})
+        if (std::filesystem::exists(name_ + ending, error))
+            throw HostError(name_ + ": is not replaced: " + name_ + ending + " says that it is in use");
 }
 
 NewFile::~NewFile() {
-    if (unfinished == this) unfinished = nullptr;
+    for (std::atomic<const NewFile*>& place : unfinished)
+        if (const NewFile* own = this; place.compare_exchange_strong(own, nullptr)) break;
     if (removeKnown()) return;
     try {
         std::filesystem::remove_all(folder_);
@@ -61,11 +73,15 @@ bool NewFile::removeKnown() const noexcept {
 }
 
 void NewFile::removeUnfinished() noexcept {
-    if (const NewFile* const last = unfinished) last->removeKnown();
+    for (const std::atomic<const NewFile*>& place : unfinished)
+        if (const NewFile* const file = place) file->removeKnown();
 }
 
 void NewFile::finish() {
-    if (renamedToNew(path_, name_)) return;
+    expectFree();
+    const bool isRenamed =
+        whenThere_ == WhenThere::Refuse ? renamedToNew(path_, name_) : std::rename(path_.c_str(), name_.c_str()) == 0;
+    if (isRenamed) return;
     const int error = errno;
     if (error == EEXIST) refuseExisting(name_);
     throw HostError(name_ + ": the finished file cannot be given this name: " + words(error));

@@ -3,6 +3,7 @@
 
 #include "host/geodatabase/base/gdal_errors.h"
 #include "host/geodatabase/base/text.h"
+#include "host/geodatabase/gdal/degrees.h"
 #include "host/geodatabase/gdal/feature_values.h"
 #include "host/geodatabase/gdal/gdal_dataset.h"
 #include "host/geodatabase/gdal/layer_description.h"
@@ -19,29 +20,6 @@
 namespace embedded_host {
 
 namespace {
-
-struct TransformationCloser {
-    void operator()(OGRCoordinateTransformation* transformation) const noexcept {
-        OGRCoordinateTransformation::DestroyCT(transformation);
-    }
-};
-using Transformation = std::unique_ptr<OGRCoordinateTransformation, TransformationCloser>;
-
-// Null where the layer is in degrees already, or does not say what it is in.
-Transformation toDegrees(OGRLayer& layer, bool inverse) {
-    const OGRSpatialReference* const own = layer.GetSpatialRef();
-    OGRSpatialReference degrees;
-    degrees.SetWellKnownGeogCS("WGS84");
-    degrees.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-    if (!own) return nullptr;
-    const std::unique_ptr<OGRSpatialReference> source(own->Clone());
-    source->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-    if (source->IsSame(&degrees) != 0) return nullptr;
-    Transformation made(inverse ? OGRCreateCoordinateTransformation(&degrees, source.get())
-                                : OGRCreateCoordinateTransformation(source.get(), &degrees));
-    if (!made) throw HostError("its coordinates cannot be brought to degrees");
-    return made;
-}
 
 ShapeKind kindOf(OGRwkbGeometryType type) {
     if (OGR_GT_IsSubClassOf(type, wkbPoint) || OGR_GT_IsSubClassOf(type, wkbMultiPoint)) return ShapeKind::Point;
@@ -90,13 +68,17 @@ void addParts(Shape& shape, const OGRGeometry& geometry) {
     }
 }
 
+void bringToDegrees(OGRGeometry& geometry, ObjectId row, OGRCoordinateTransformation* transformation) {
+    if (transformation && geometry.transform(transformation) != OGRERR_NONE)
+        throw HostError("row " + std::to_string(row) + ": its coordinates cannot be brought to degrees");
+}
+
 Shape shapeOf(OGRFeature& feature, OGRCoordinateTransformation* transformation) {
     Shape shape;
     std::unique_ptr<OGRGeometry> geometry(feature.StealGeometry());
     if (!geometry || geometry->IsEmpty()) return shape;
     if (geometry->hasCurveGeometry() != 0) geometry.reset(geometry->getLinearGeometry());
-    if (transformation && geometry->transform(transformation) != OGRERR_NONE)
-        throw HostError("row " + std::to_string(feature.GetFID()) + ": its coordinates cannot be brought to degrees");
+    bringToDegrees(*geometry, feature.GetFID(), transformation);
     shape.kind = highestKind(*geometry);
     addParts(shape, *geometry);
     if (shape.parts.empty()) shape.kind = ShapeKind::None;
@@ -139,7 +121,7 @@ private:
     void setWithin(const Bounds& within) {
         Bounds own = within;
         constexpr int pointsOfAnEdge = 21;
-        if (const Transformation inverse = toDegrees(layer_, true))
+        if (const Transformation inverse = transformationOf(layer_, Direction::FromDegrees))
             if (inverse->TransformBounds(within.west, within.south, within.east, within.north, &own.west, &own.south,
                                          &own.east, &own.north, pointsOfAnEdge) == 0)
                 throw HostError("the bounds cannot be brought to its coordinates");
@@ -180,23 +162,51 @@ public:
     }
 
     void read(const ShapeQuery& query, const std::function<bool(ShapeRow&&)>& visit) override {
-        const std::string title = dataset_->table(query.layer)->title() + ": ";
-        if (query.where && query.where->find('\0') != std::string::npos)
-            throw HostError(title + "the where clause has a zero character");
+        withLayer(query.layer, [&](OGRLayer& layer, const GdalErrors& errors) {
+            if (query.where && query.where->find('\0') != std::string::npos)
+                throw HostError("the where clause has a zero character");
+            readLayer(layer, query, visit, errors);
+        });
+    }
+
+    std::string wellKnownBinary(const std::string& layerName, ObjectId id) override {
+        std::string bytes;
+        withLayer(layerName, [&](OGRLayer& layer, const GdalErrors& errors) {
+            const OGRFeatureUniquePtr feature{layer.GetFeature(id)};
+            if (!feature) throw HostError("there is no row " + std::to_string(id) + ": " + errors.text({}));
+            OGRGeometry* const geometry = feature->GetGeometryRef();
+            if (!geometry) return;
+            if (layerName != transformedLayer_) {
+                transformation_ = transformationOf(layer, Direction::ToDegrees);
+                transformedLayer_ = layerName;
+            }
+            bringToDegrees(*geometry, id, transformation_.get());
+            bytes.resize(geometry->WkbSize());
+            if (geometry->exportToWkb(wkbNDR, reinterpret_cast<unsigned char*>(bytes.data()), wkbVariantIso) !=
+                OGRERR_NONE)
+                throw HostError("row " + std::to_string(id) + ": its geometry cannot be written");
+        });
+        return bytes;
+    }
+
+private:
+    // What goes wrong names the layer.
+    template <class Work>
+    void withLayer(const std::string& name, Work&& work) {
+        const std::string title = dataset_->table(name)->title() + ": ";
         const GdalErrors errors;
-        OGRLayer* const layer = dataset_->gdal().GetLayerByName(query.layer.c_str());
+        OGRLayer* const layer = dataset_->gdal().GetLayerByName(name.c_str());
         try {
             if (!layer) throw HostError("it is gone");
-            readLayer(*layer, query, visit, errors);
+            work(*layer, errors);
         } catch (const HostError& error) {
             throw HostError(title + error.what());
         }
     }
 
-private:
     void readLayer(OGRLayer& layer, const ShapeQuery& query, const std::function<bool(ShapeRow&&)>& visit,
                    const GdalErrors& errors) const {
-        const Transformation transformation = toDegrees(layer, false);
+        const Transformation transformation = transformationOf(layer, Direction::ToDegrees);
         const std::shared_ptr<const TableSchema> schema = schemaOf(layer);
         std::vector<int> fields;
         for (const std::string& field : query.fields) {
@@ -222,6 +232,8 @@ private:
 
     WorkspaceOptions options_;
     std::shared_ptr<GdalDataset> dataset_;
+    std::string transformedLayer_;  // that wellKnownBinary() was asked of last
+    Transformation transformation_;
 };
 
 // What a connection string says is nobody's business but the server's.
@@ -251,6 +263,9 @@ public:
     }
     void read(const ShapeQuery& query, const std::function<bool(ShapeRow&&)>& visit) override {
         discreet([&] { source_->read(query, visit); });
+    }
+    std::string wellKnownBinary(const std::string& layer, ObjectId id) override {
+        return discreet([&] { return source_->wellKnownBinary(layer, id); });
     }
 
 private:

@@ -65,6 +65,9 @@ public:
                                                                const std::vector<std::string>& wanted) = 0;
     /// Calls `visit` with each row until it returns false. \throws HostError
     virtual void read(const ShapeQuery& query, const std::function<bool(ShapeRow&&)>& visit) = 0;
+    /// The row's whole geometry in degrees, as ISO well-known binary; empty where it has none.
+    /// \throws HostError when there is no such row.
+    virtual std::string wellKnownBinary(const std::string& layer, ObjectId id) = 0;
 };
 
 }  // namespace embedded_host

@@ -88,10 +88,22 @@ def is_number(node, bound):
     if isinstance(node, ast.UnaryOp):
         return isinstance(node.op, ast.Not) or is_number(node.operand, bound)
     if isinstance(node, ast.BinOp):
-        return is_number(node.left, bound) and is_number(node.right, bound)
+        return makes_number(node, is_number(node.left, bound), is_number(node.right, bound))
     if isinstance(node, ast.Call) and isinstance(node.func, ast.Name):
-        return node.func.id in ("int", "float", "len") and node.func.id not in bound
+        return node.func.id in ("int", "float", "len", "round", "abs", "ord") and node.func.id not in bound
     return False
+
+# Texts and lists are added to their like, multiplied with whole numbers, and a text is formatted by %: all else that has
+# a number on one side is a number, or fails.
+def makes_number(node, left, right):
+    if isinstance(node.op, ast.Mod):
+        return left
+    if isinstance(node.op, ast.Mult):
+        return left and right or is_fraction(node.left) or is_fraction(node.right)
+    return left or right
+
+def is_fraction(node):
+    return isinstance(node, ast.Constant) and isinstance(node.value, float)
 
 def may_bind(node, function):
     if isinstance(node, ast.Name):

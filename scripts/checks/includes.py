@@ -37,14 +37,18 @@ ARROWS = {
     "host/geodatabase/objects": GEODATABASE | {"host/velcore"},
     "host/geodatabase": GEODATABASE | {f"host/geodatabase/{part}" for part in ("s57", "postgres", "gdal", "objects", "sqlite")},
     "tools/text": PLATFORM,
+    "tools/s57": PLATFORM | {"host/geodatabase", "tools/text"},
     # The tools look at documents, and at runs, with the library's own parts.
     "tools/places": TEXT | {"src/cxml", "tools/text"},
     "tools/workbench": RULES | {"src/cxml", "src/symbolize", "host", "host/geodatabase/base", "tools/text",
                               "tools/places"},
-    "tools/check": RULES | HOST | {"src/cxml", "tools/text", "tools/places"},
+    "tools/check": RULES | HOST | {"src/cxml", "tools/text", "tools/places", "tools/s57"},
+    "tools/format": PLATFORM | {"tools/text", "tools/check"},
     "tools/draw": PLATFORM | HOST | {"tools/text"},
+    "tools/lookups": PLATFORM | {"tools/text", "tools/s57"},
+    "tools/pages": PLATFORM | {"tools/text"},
     "tools/cxml": RULES | HOST | {"src/cxml", "src/symbolize", "src/api"} | {
-        f"tools/{part}" for part in ("text", "places", "workbench", "check", "draw")},
+        f"tools/{part}" for part in ("text", "s57", "places", "workbench", "check", "format", "draw", "lookups", "pages")},
 }
 
 
@@ -113,7 +117,7 @@ LIBRARIES = [
     ("libpq", re.compile(r"^libpq"), ("host/geodatabase/postgres/", "tests/postgres/")),
     ("SQLite", re.compile(r"^sqlite3"), ("host/geodatabase/", "tests/host/", "tests/tool/", "bench/", "fuzz/")),
     ("librsvg", re.compile(r"^(librsvg/|cairo)"), ("tools/draw/",)),
-    ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("src/python/", "host/python/", "tests/python/")),
+    ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("host/python/", "tests/python/", "bench/")),
     ("Windows", re.compile(r"^(windows|windef|winbase|winnls|ole\w*|oa\w+|objbase|unknwn|msxml\w*|comdef\w*|atl\w+)\.h$",
                            re.IGNORECASE), ("platform/", "tests/platform/differential/")),
 ]

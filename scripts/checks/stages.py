@@ -90,21 +90,18 @@ def formatting(log):
     return run("format", [sys.executable, "scripts/checks/format.py", "--clang-format", tool], log)
 
 
-def windows(preset, package_kind):
+def windows(log):
     """The library for Windows and the suite under Wine, counted case by case. Without the means to, it has failed."""
-    def stage(log):
-        missing = [what for what, there in (("the cross compiler", shutil.which("x86_64-w64-mingw32-g++-posix")),
-                                            ("Wine", find_wine())) if not there]
-        if missing:
-            return Counts(failed=[(preset, f"{' and '.join(missing)} cannot be found; scripts/setup {preset} installs them")])
-        counts = configure_and_build(preset, log)
-        if not counts.failed:
-            counts.add(ctest(preset, log, programs=ROOT / "build" / preset / "reports"))
-            if preset == "windows":  # the others' tests are those of expressions
-                counts.add(missing_on_windows(log))
-            counts.add(run(f"package.{package_kind}", ["scripts/package", package_kind], log))
-        return counts
-    return stage
+    missing = [what for what, there in (("the cross compiler", shutil.which("x86_64-w64-mingw32-g++-posix")),
+                                        ("Wine", find_wine())) if not there]
+    if missing:
+        return Counts(failed=[("windows", f"{' and '.join(missing)} cannot be found; scripts/setup windows installs them")])
+    counts = configure_and_build("windows", log)
+    if not counts.failed:
+        counts.add(ctest("windows", log, programs=ROOT / "build/windows/reports"))
+        counts.add(missing_on_windows(log))
+        counts.add(run("package.zip", ["scripts/package", "zip"], log))
+    return counts
 
 
 def missing_on_windows(log):
@@ -176,8 +173,19 @@ def faults(log):
     return counts
 
 
+def pictures(log):
+    """What is made to be looked at, in the programs that people look at it with: a browser, QGIS."""
+    counts = configure_and_build("release", log)
+    if not counts.failed:
+        environment = {**os.environ, "CXML": str(ROOT / "build/release/bin/cxml"), "SYMBOLOGY_PICTURES": str(LOGS.parent / "pictures")}
+        for script in sorted((ROOT / "tests/pictures").glob("*_test.py")):
+            counts.add(run(f"pictures.{script.stem.removesuffix('_test')}", ["/usr/bin/python3", "-B", script, "-v"], log,
+                           env=environment))
+    return counts
+
+
 # The platforms whose counts are compared.
-PLATFORMS = {"release": "Linux", "windows": "Windows, under Wine", "windows-without-expressions": "Windows, under Wine"}
+PLATFORMS = {"release": "Linux", "windows": "Windows, under Wine"}
 
 STAGES = {
     "dev": suite("dev"),
@@ -186,12 +194,12 @@ STAGES = {
     "tsan": suite("tsan"),
     "style": style,
     "format": formatting,
-    "windows": windows("windows", "zip"),
-    "windows-without-expressions": windows("windows-without-expressions", "zip-without-expressions"),
+    "windows": windows,
     "package": package,
     "fuzz": fuzz,
     "soak": soak,
     "faults": faults,
+    "pictures": pictures,
     "coverage": coverage,
 }
 

@@ -13,10 +13,11 @@ import dangers
 import landmarks
 import lights
 import marks
+import places
 from palette import Palette
 
 STYLES = Path(__file__).resolve().parents[2] / "share" / "symbology" / "symbols" / "styles.json"
-FAMILIES = (marks, lights, dangers, areas, landmarks)
+FAMILIES = (marks, lights, dangers, areas, landmarks, places)
 
 
 def all_pictures():

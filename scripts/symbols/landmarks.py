@@ -43,13 +43,45 @@ def monument(picture, ink, fill):
     picture.polygon([(-0.45, 0.5), (0.45, 0.5), (0.25, 2.7), (0, 3.2), (-0.25, 2.7)], fill, stroke=ink)
 
 
+def cairn(picture, ink, fill):
+    for x, y in ((-0.7, 0.5), (0.7, 0.5), (0, 0.5), (-0.35, 1.3), (0.35, 1.3), (0, 2.1)):
+        picture.circle(x, y, 0.42, fill if fill != ink else "grey", stroke=ink)
+
+
+def tank(picture, ink, fill):
+    picture.circle(0, 0, 1.1, fill, stroke=ink)
+
+
+def silo(picture, ink, fill):
+    picture.polygon([(-1.0, 0), (1.0, 0), (1.0, 2.6), (-1.0, 2.6)], "paper", stroke=ink)
+    for x in (-0.33, 0.33):
+        picture.line((x, 0), (x, 2.6), stroke=ink)
+    picture.polygon([(-1.0, 2.6), (1.0, 2.6), (0.6, 3.1), (-0.6, 3.1)], fill, stroke=ink)
+
+
+def water_tower(picture, ink, fill):
+    picture.line((-0.7, 0), (-0.35, 1.8), stroke=ink)
+    picture.line((0.7, 0), (0.35, 1.8), stroke=ink)
+    picture.polygon([(-0.9, 1.8), (0.9, 1.8), (0.9, 2.9), (0, 3.4), (-0.9, 2.9)], fill, stroke=ink)
+
+
+def house(picture, ink, fill):
+    picture.polygon([(-0.9, -0.7), (0.9, -0.7), (0.9, 0.7), (-0.9, 0.7)], fill, stroke=ink)
+
+
+STANDING = {chimney, mast, dome, tower, church, monument, cairn, silo, water_tower}
 LANDMARKS = [
     ("CHIMNY01", "CHIMNY11", "chimney", chimney),
     ("MSTCON04", "MSTCON14", "mast", mast),
     ("DOMES001", "DOMES011", "dome", dome),
     ("TOWERS01", "TOWERS03", "tower", tower),
+    ("TOWERS02", "TOWERS12", "water tower", water_tower),
+    ("CAIRNS01", "CAIRNS11", "cairn", cairn),
+    ("TNKCON02", "TNKCON12", "tank", tank),
+    ("SILBUI01", "SILBUI11", "silo", silo),
+    ("BUISGL01", "BUISGL11", "building", house),
     (None, "BUIREL13", "church", church),
-    (None, "MONUMT12", "monument", monument),
+    ("MONUMT02", "MONUMT12", "monument", monument),
 ]
 
 
@@ -58,14 +90,17 @@ def pictures():
         if plain:
             picture = Picture(plain, title)
             draw(picture, "brown", "paper")
-            base(picture, "brown")
+            if draw in STANDING:
+                base(picture, "brown")
             yield picture
         picture = Picture(conspicuous, "conspicuous " + title)
         draw(picture, "ink", "ink")
-        base(picture, "ink")
+        if draw in STANDING:
+            base(picture, "ink")
         yield picture
     for name, ink, title in (("POSGEN01", "brown", "place of something on land"),
-                             ("POSGEN03", "ink", "conspicuous place of something on land")):
+                             ("POSGEN03", "ink", "conspicuous place of something on land"),
+                             ("POSGEN04", "brown", "place of something natural or surveyed on land")):
         picture = Picture(name, title)
         picture.circle(0, 0, 1.0, "paper", stroke=ink, width=0.25)
         picture.circle(0, 0, 0.28, ink, stroke=None)

@@ -8,9 +8,11 @@ SHAPES = {
     "spherical": [(0, 1.4), (0.5, 1.33), (0.9, 1.2), (1.3, 0.98), (1.6, 0.72), (1.8, 0.45), (1.9, 0.1)],
     "pillar": [(0, 1.2), (0.55, 1.1), (0.75, 0.5), (2.1, 0.36)],
     "spar": [(0, 0.34), (2.3, 0.26)],
+    "barrel": [(0, 1.7), (0.3, 1.85), (0.9, 1.85), (1.2, 1.7)],
     "super": [(0, 2.1), (0.9, 1.75)],
     "tower": [(0, 0.75), (3.2, 0.55)],
     "pole": [(0, 0.2), (3.2, 0.2)],
+    "post": [(0, 0.45), (2.8, 0.45)],
 }
 
 # Name: shape, bands from the top down, what it is, and what more is drawn.
@@ -34,16 +36,64 @@ BUOYS = {
     "BOYCAR03": ("pillar", ["yellow", "black"], "south cardinal buoy, yellow over black, two cones points down"),
     "BOYCAR04": ("pillar", ["yellow", "black", "yellow"],
                  "west cardinal buoy, yellow, black, yellow, two cones point to point"),
+    # By shape and colour: 01 of unknown colour, 60 red, 61 green, 62 yellow (of cans 63), from 65 on several colours.
+    "BOYCON01": ("conical", ["white"], "conical buoy"),
+    "BOYCON60": ("conical", ["red"], "conical buoy, red"),
+    "BOYCON61": ("conical", ["green"], "conical buoy, green"),
+    "BOYCON62": ("conical", ["yellow"], "conical buoy, yellow"),
+    "BOYCAN01": ("can", ["white"], "can buoy"),
+    "BOYCAN60": ("can", ["red"], "can buoy, red"),
+    "BOYCAN61": ("can", ["green"], "can buoy, green"),
+    "BOYCAN63": ("can", ["yellow"], "can buoy, yellow"),
+    "BOYCAN77": ("can", ["white", "orange", "white"], "can buoy, white and orange"),
+    "BOYSPH01": ("spherical", ["white"], "spherical buoy"),
+    "BOYSPH62": ("spherical", ["yellow"], "spherical buoy, yellow"),
+    "BOYPIL62": ("pillar", ["yellow"], "pillar buoy, yellow"),
+    "BOYPIL68": ("pillar", ["black", "yellow"], "north cardinal pillar buoy, black over yellow"),
+    "BOYPIL69": ("pillar", ["yellow", "black"], "south cardinal pillar buoy, yellow over black"),
+    "BOYPIL70": ("pillar", ["black", "yellow", "black"], "east cardinal pillar buoy, black, yellow, black"),
+    "BOYPIL71": ("pillar", ["yellow", "black", "yellow"], "west cardinal pillar buoy, yellow, black, yellow"),
+    "BOYPIL72": ("pillar", ["black", "red", "black"], "isolated danger pillar buoy, black, red, black"),
+    "BOYPIL78": ("pillar", ["red", "white", "red", "white"], "pillar buoy, red and white"),
+    "BOYSPR62": ("spar", ["yellow"], "spar buoy, yellow"),
+    "BOYSPR68": ("spar", ["black", "yellow"], "north cardinal spar buoy, black over yellow"),
+    "BOYSPR69": ("spar", ["yellow", "black"], "south cardinal spar buoy, yellow over black"),
+    "BOYSPR70": ("spar", ["black", "yellow", "black"], "east cardinal spar buoy, black, yellow, black"),
+    "BOYSPR71": ("spar", ["yellow", "black", "yellow"], "west cardinal spar buoy, yellow, black, yellow"),
+    "BOYSPR72": ("spar", ["black", "red", "black"], "isolated danger spar buoy, black, red, black"),
+    "BOYBAR01": ("barrel", ["white"], "barrel buoy"),
+    "BOYBAR62": ("barrel", ["yellow"], "barrel buoy, yellow"),
+    "BOYINB01": ("super", ["yellow"], "installation buoy"),
     "BOYISD12": ("pillar", ["black", "red", "black"], "isolated danger buoy, black, red, black, two spheres"),
 }
 BEACONS = {
-    "BCNDEF13": ("tower", "white", "beacon of unknown kind"),
-    "BCNLAT15": ("tower", "red", "major lateral beacon, red"),
-    "BCNLAT16": ("tower", "green", "major lateral beacon, green"),
-    "BCNLAT21": ("pole", "red", "minor lateral beacon, red"),
-    "BCNLAT22": ("pole", "green", "minor lateral beacon, green"),
-    "BCNSPP13": ("tower", "yellow", "major special purpose beacon, yellow"),
-    "BCNSPP21": ("pole", "yellow", "minor special purpose beacon, yellow"),
+    "BCNDEF13": ("tower", ["white"], "beacon of unknown kind"),
+    "BCNLAT15": ("tower", ["red"], "major lateral beacon, red"),
+    "BCNLAT16": ("tower", ["green"], "major lateral beacon, green"),
+    "BCNLAT21": ("pole", ["red"], "minor lateral beacon, red"),
+    "BCNLAT22": ("pole", ["green"], "minor lateral beacon, green"),
+    "BCNSPP13": ("tower", ["yellow"], "major special purpose beacon, yellow"),
+    "BCNSPP21": ("pole", ["yellow"], "minor special purpose beacon, yellow"),
+    # By shape and colour, numbered as the buoys.
+    "BCNSTK02": ("pole", ["white"], "stake"),
+    "BCNSTK08": ("pole", ["yellow"], "stake, yellow"),
+    "BCNSTK60": ("pole", ["red"], "stake, red"),
+    "BCNSTK61": ("pole", ["green"], "stake, green"),
+    "BCNSTK78": ("pole", ["red", "white", "red", "white"], "stake, red and white"),
+    "BCNTOW01": ("tower", ["white"], "beacon tower"),
+    "BCNTOW60": ("tower", ["red"], "beacon tower, red"),
+    "BCNTOW61": ("tower", ["green"], "beacon tower, green"),
+    "BCNTOW62": ("tower", ["yellow"], "beacon tower, yellow"),
+    "BCNTOW65": ("tower", ["green", "white"], "beacon tower, green over white"),
+    "BCNTOW68": ("tower", ["black", "yellow"], "north cardinal beacon tower, black over yellow"),
+    "BCNTOW69": ("tower", ["yellow", "black"], "south cardinal beacon tower, yellow over black"),
+    "BCNTOW70": ("tower", ["black", "yellow", "black"], "east cardinal beacon tower, black, yellow, black"),
+    "BCNTOW71": ("tower", ["yellow", "black", "yellow"], "west cardinal beacon tower, yellow, black, yellow"),
+    "BCNTOW76": ("tower", ["black", "red", "black"], "isolated danger beacon tower, black, red, black"),
+    "BCNGEN01": ("post", ["white"], "beacon"),
+    "BCNGEN03": ("post", ["white"], "beacon of unknown shape"),
+    "BCNGEN60": ("post", ["red"], "beacon, red"),
+    "BCNGEN61": ("post", ["green"], "beacon, green"),
 }
 TOPMARKS_ON = {"BOYCAR01": "cones-up", "BOYCAR02": "cones-base", "BOYCAR03": "cones-down", "BOYCAR04": "cones-point",
                "BOYISD12": "spheres"}
@@ -152,29 +202,31 @@ def buoy(name, shape, bands, title):
     return picture
 
 
-def beacon(name, shape, colour, title):
+def beacon(name, shape, bands, title):
     picture = Picture(name, title)
     picture.line((-1.1, 0), (1.1, 0))
-    body(picture, shape, [colour])
-    if name == "BCNDEF13":
+    body(picture, shape, bands)
+    if name in ("BCNDEF13", "BCNGEN03"):
         question(picture, 1.7, 1.8, 1.9)
     position(picture)
     return picture
 
 
 def other_buoys():
-    picture = Picture("BOYSAW12", "safe water buoy, red and white stripes")
-    with picture.leaning():
-        stripes(picture, "spherical", ["red", "white", "red", "white", "red"])
-    position(picture)
-    yield picture
+    for name, shape in (("BOYSAW12", "spherical"), ("BOYSPH65", "spherical"), ("BOYPIL73", "pillar"), ("BOYSPR65", "spar")):
+        picture = Picture(name, f"safe water buoy{'' if name == 'BOYSAW12' else ', ' + shape}, red and white stripes")
+        with picture.leaning():
+            stripes(picture, shape, ["red", "white", "red", "white", "red"])
+        position(picture)
+        yield picture
 
-    picture = Picture("BOYDEF03", "buoy of unknown kind")
-    with picture.leaning():
-        body(picture, "pillar", ["white"])
-    question(picture, 2.0, 1.5, 1.9)
-    position(picture)
-    yield picture
+    for name, title in (("BOYDEF03", "buoy of unknown kind"), ("BOYGEN03", "buoy of unknown shape")):
+        picture = Picture(name, title)
+        with picture.leaning():
+            body(picture, "pillar", ["white"])
+        question(picture, 2.0, 1.5, 1.9)
+        position(picture)
+        yield picture
 
     picture = Picture("BOYMOR11", "mooring buoy")
     with picture.leaning():
@@ -184,23 +236,24 @@ def other_buoys():
     position(picture)
     yield picture
 
-    for name, title in (("BOYSUP01", "super-buoy"), ("BOYSUP02", "super-buoy in the place of a light-vessel")):
+    for name, title in (("BOYSUP01", "super-buoy"), ("BOYSUP62", "super-buoy, yellow"), ("BOYSUP02", "super-buoy in the place of a light-vessel")):
         picture = Picture(name, title)
         with picture.leaning():
-            body(picture, "super", ["yellow" if name == "BOYSUP01" else "red"])
+            body(picture, "super", ["red" if name == "BOYSUP02" else "yellow"])
             picture.polygon([(-0.5, 0.9), (0.5, 0.9), (0.3, 2.4), (-0.3, 2.4)], "white")
             if name == "BOYSUP02":
                 picture.polygon([(-0.45, 2.4), (0.45, 2.4), (0.45, 3.0), (-0.45, 3.0)], "magenta")
         position(picture)
         yield picture
 
-    picture = Picture("LITFLT02", "light float")
-    picture.polygon([(-2.2, 0.9), (-1.5, 0), (1.5, 0), (2.2, 0.9)], "red")
-    picture.line((0, 0.9), (0, 3.0), width=0.3)
-    picture.polygon([(-0.45, 2.5), (0.45, 2.5), (0.45, 3.3), (-0.45, 3.3)], "magenta")
-    picture.line((-1.6, 0.9), (0, 2.5), (1.6, 0.9), width=0.15)
-    position(picture)
-    yield picture
+    for name, title in (("LITFLT01", "light float"), ("LITFLT02", "light float"), ("LITVES01", "light vessel")):
+        picture = Picture(name, title)
+        picture.polygon([(-2.2, 0.9), (-1.5, 0), (1.5, 0), (2.2, 0.9)], "red")
+        picture.line((0, 0.9), (0, 3.0), width=0.3)
+        picture.polygon([(-0.45, 2.5), (0.45, 2.5), (0.45, 3.3), (-0.45, 3.3)], "magenta")
+        picture.line((-1.6, 0.9), (0, 2.5), (1.6, 0.9), width=0.15)
+        position(picture)
+        yield picture
 
 
 def daymarks():
@@ -215,14 +268,39 @@ def daymarks():
         picture.polygon(points, "white", width=0.3)
         picture.polygon([(x * 0.5, y * 0.5) for x, y in points], "black", stroke=None)
         yield picture
+    coloured = {
+        "TOPSHP20": ("day mark, triangle, red", boards["DAYTRI01"][1], ["red"]),
+        "TOPSHP48": ("day mark, square, green", boards["DAYSQR01"][1], ["green"]),
+        "TOPSHP67": ("day mark, rectangle, orange and white", boards["DAYREC01"][1], ["orange", "white"]),
+        "TOPSHP72": ("day mark, rectangle, white, red, white", boards["DAYREC01"][1], ["white", "red", "white"]),
+    }
+    for name, (title, points, colours) in coloured.items():
+        picture = Picture(name, title)
+        picture.line((0, -1.8), (0, -0.9), width=0.3)
+        left, low = points[0]
+        width = -2 * left / len(colours)
+        for i, colour in enumerate(colours):
+            if len(colours) > 1:
+                x = left + i * width
+                picture.polygon([(x, low), (x + width, low), (x + width, -low), (x, -low)], colour, stroke=None)
+        picture.polygon(points, colours[0] if len(colours) == 1 else None, width=0.3)
+        yield picture
+    for name, side, up in (("PRICKE03", "port", True), ("PRICKE04", "starboard", False)):
+        picture = Picture(name, f"withy, {side} hand")
+        picture.line((0, 0), (0, 3.4), width=0.3)
+        for y in (1.6, 2.2, 2.8):
+            rise = 0.5 if up else -0.5
+            picture.line((-0.7, y + rise), (0, y), (0.7, y + rise))
+        position(picture)
+        yield picture
 
 
 def pictures():
     for name, (shape, bands, title) in BUOYS.items():
         yield buoy(name, shape, bands, title)
     yield from other_buoys()
-    for name, (shape, colour, title) in BEACONS.items():
-        yield beacon(name, shape, colour, title)
+    for name, (shape, bands, title) in BEACONS.items():
+        yield beacon(name, shape, bands, title)
     for name, (kind, title) in TOPMARKS.items():
         picture = Picture(name, "top mark, " + title)
         topmark(picture, kind)

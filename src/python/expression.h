@@ -36,12 +36,12 @@ public:
     };
 
     Expression() = default;
-    ~Expression();  // NOLINT(performance-trivially-destructible): it is where there is no Python
+    ~Expression();
     Expression(const Expression&) = delete;
     Expression& operator=(const Expression&) = delete;
 
     /// Compiles a source that is not empty; there must be none yet.
-    /// \throws PythonError when it is not Python, std::runtime_error when the library was built without Python.
+    /// \throws PythonError when it is not Python, std::runtime_error when there is no Python in the process.
     void compile(WideView source);
     explicit operator bool() const noexcept { return code_ != nullptr; }
     /// The code object, borrowed.

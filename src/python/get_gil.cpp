@@ -1,5 +1,7 @@
 #include "python/get_gil.h"
 
+#include "python/python_calls.h"
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -19,12 +21,12 @@ namespace {
 
 GetGIL::GetGIL() {
     constexpr int assertionLine = 12;
-    if (!Py_IsInitialized()) failAssertion("Py_IsInitialized()", "GetGIL", assertionLine);
-    state_ = PyGILState_Ensure();
+    if (findPython() != PythonState::Ready) failAssertion("Py_IsInitialized()", "GetGIL", assertionLine);
+    state_ = py().PyGILState_Ensure();
 }
 
 GetGIL::~GetGIL() {
-    PyGILState_Release(state_);
+    py().PyGILState_Release(state_);
 }
 
 }  // namespace ConditionalXml

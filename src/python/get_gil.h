@@ -1,8 +1,6 @@
 // GetGIL: the scope in which Python objects may be touched.
 #pragma once
 
-#include "python/stable_python.h"
-
 namespace ConditionalXml {
 
 /// Holds the interpreter lock for the calling thread, one that Python has never seen included. The host must have
@@ -16,7 +14,7 @@ public:
     GetGIL& operator=(const GetGIL&) = delete;
 
 private:
-    PyGILState_STATE state_;
+    int state_;  // PyGILState_STATE
 };
 
 }  // namespace ConditionalXml

@@ -1,7 +1,7 @@
 // PyRef: the owner of a Python reference within one guarded scope.
 #pragma once
 
-#include "python/stable_python.h"
+#include "python/python_calls.h"
 
 #include <utility>
 
@@ -20,9 +20,14 @@ public:
     }
     PyRef(const PyRef&) = delete;
     PyRef& operator=(const PyRef&) = delete;
-    ~PyRef() { Py_XDECREF(object_); }
+    ~PyRef() {
+        if (object_) py().Py_DecRef(object_);
+    }
 
-    static PyRef borrow(PyObject* object) noexcept { return PyRef(Py_XNewRef(object)); }
+    static PyRef borrow(PyObject* object) noexcept {
+        if (object) py().Py_IncRef(object);
+        return PyRef(object);
+    }
 
     PyObject* get() const noexcept { return object_; }
     PyObject* release() noexcept { return std::exchange(object_, nullptr); }

@@ -15,9 +15,9 @@ namespace {
 struct PendingError {
     PendingError() {
         PyObject* parts[3]{};
-        PyErr_Fetch(&parts[0], &parts[1], &parts[2]);
-        if (parts[1] && reinterpret_cast<PyObject*>(Py_TYPE(parts[1])) != parts[0])
-            PyErr_NormalizeException(&parts[0], &parts[1], &parts[2]);
+        py().PyErr_Fetch(&parts[0], &parts[1], &parts[2]);
+        if (parts[1] && PyRef(py().PyObject_Type(parts[1])).get() != parts[0])
+            py().PyErr_NormalizeException(&parts[0], &parts[1], &parts[2]);
         type = PyRef(parts[0]);
         value = PyRef(parts[1]);
         traceback = PyRef(parts[2]);
@@ -28,26 +28,26 @@ struct PendingError {
 
 /// The UTF-8 text of str(object). An object that refuses to give one is shown as a question mark.
 std::string textOf(PyObject* object) {
-    const PyRef text(PyObject_Str(object));
-    const char* utf8 = text ? PyUnicode_AsUTF8AndSize(text.get(), nullptr) : nullptr;
+    const PyRef text(py().PyObject_Str(object));
+    const char* utf8 = text ? py().PyUnicode_AsUTF8AndSize(text.get(), nullptr) : nullptr;
     std::string result = utf8 ? utf8 : "?";
-    PyErr_Clear();
+    py().PyErr_Clear();
     return result;
 }
 
 PyRef attribute(const PyRef& object, const char* name) {
-    PyRef value(PyObject_GetAttrString(object.get(), name));
-    PyErr_Clear();
+    PyRef value(py().PyObject_GetAttrString(object.get(), name));
+    py().PyErr_Clear();
     return value;
 }
 
 void writeTraceback(std::ostream& report, PyRef traceback) {
     report << "ptrace =\n";
-    while (traceback && traceback.get() != Py_None) {
+    while (traceback && traceback.get() != py()._Py_NoneStruct) {
         const PyRef frame = attribute(traceback, "tb_frame");
         const PyRef line = attribute(traceback, "tb_lineno");
         if (!frame || !line) break;
-        const PyRef code(reinterpret_cast<PyObject*>(PyFrame_GetCode(reinterpret_cast<PyFrameObject*>(frame.get()))));
+        const PyRef code(py().PyFrame_GetCode(frame.get()));
         const PyRef file = attribute(code, "co_filename");
         // The number does not count: every frame shows the same.
         report << "frame0: " << (file ? textOf(file.get()) : "?") << '@' << textOf(line.get()) << '\n';

@@ -2,14 +2,17 @@
 
 An example is an ```xml block. Before it may stand <!-- broken: TEXT -->: loading must say TEXT. After it may stand
 <!-- rows: CLASS [subtype FIELD] --> and a table: its columns are the fields of a class ("NAME integer|real|text", or
-"before NAME" for what an output field holds at first) and, without a type, the values that symbolizing must give.
+"before NAME" for what an output field holds at first) and, without a type, the values that symbolizing must give. Right
+after that table may stand <!-- beside: TABLE --> and the rows of another table of the dataset.
 """
 import dataclasses
 import re
 
 EXAMPLE = re.compile(
     r"(?:<!-- broken: (?P<broken>[^\n]*?) -->\n)?```xml\n(?P<xml>.*?)```\n"
-    r"(?:<!-- rows: (?P<name>\w+)(?: subtype (?P<subtype>\w+))? -->\n(?P<table>(?:\|[^\n]*\n)+))?", re.DOTALL)
+    r"(?:<!-- rows: (?P<name>\w+)(?: subtype (?P<subtype>\w+))? -->\n(?P<table>(?:\|[^\n]*\n)+)"
+    r"(?:<!-- beside: (?P<beside>\w+) -->\n(?P<others>(?:\|[^\n]*\n)+))?)?", re.DOTALL)
+ROOT = re.compile(r"\s*(?:<!DOCTYPE.*?\]>\s*)?<(\w+)", re.DOTALL)
 
 # What stands around an example that shows an inner element only.
 FRAMES = {
@@ -37,6 +40,14 @@ class Example:
     subtype: str
     columns: list
     rows: list
+    beside: "Table"
+
+
+@dataclasses.dataclass
+class Table:
+    name: str
+    columns: list
+    rows: list
 
 
 def cells(line):
@@ -58,6 +69,11 @@ def value(text, kind):
     return {"integer": int, "real": float}.get(kind, str)(text)
 
 
+def table(name, text):
+    lines = (text or "").splitlines()
+    return Table(name, [column(cell) for cell in cells(lines[0])] if lines else [], [cells(line) for line in lines[2:]])
+
+
 def examples(page):
     text = page.read_text(encoding="utf-8")
     found = list(EXAMPLE.finditer(text))
@@ -67,10 +83,11 @@ def examples(page):
         raise ValueError(f"{page}: a table without an example")
     if sum(1 for match in found if match["broken"]) != text.count("<!-- broken:"):
         raise ValueError(f"{page}: a mark without an example")
+    if sum(1 for match in found if match["others"]) != text.count("<!-- beside:"):
+        raise ValueError(f"{page}: another table without a table of rows")
     for match in found:
-        root = re.match(r"\s*<(\w+)", match["xml"])[1]
-        lines = (match["table"] or "").splitlines()
-        columns = [column(cell) for cell in cells(lines[0])] if lines else []
+        root = ROOT.match(match["xml"])[1]
+        main = table(match["name"], match["table"])
         yield Example(f"{page.name}:{text.count(chr(10), 0, match.start('xml')) + 1}",
                       FRAMES[root].format(match["xml"].strip()), match["broken"] or "", match["name"] or "",
-                      match["subtype"] or "", columns, [cells(line) for line in lines[2:]])
+                      match["subtype"] or "", main.columns, main.rows, table(match["beside"], match["others"]))

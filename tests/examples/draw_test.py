@@ -167,6 +167,19 @@ class Harbour(Drawing):
         self.assertGreater(len(shown), 30)
         self.assertNotIn("Iso.WRG.4s18m12/9M", plain.read_text(encoding="utf-8"))
 
+    def test_a_computed_rotation_is_no_label(self):
+        dataset, document = self.folder / "turned.gpkg", self.folder / "turned.cxml"
+        shutil.copy(self.dataset, dataset)
+        document.write_text("""<conditionMap name="Turned"><featureClass name="BOYLAT">
+            <condition rulename="BOYLAT13" type="2" field="rotate_c"><expression>def Generate():\n    return "45.5"\n</expression></condition>
+            <condition type="2" field="LABEL_C"><expression>def Generate():\n    return "named"\n</expression></condition>
+            </featureClass></conditionMap>""", encoding="utf-8")
+        self.assertEqual(cxml_json("symbolize", document, dataset)[0], 0)
+        self.assertEqual(query(dataset, "SELECT DISTINCT Rotate_C, LABEL_C FROM BOYLAT"), [(45.5, "named")])
+        file, _ = self.draw(dataset, "BOYLAT", "--document", document)
+        labels = ElementTree.parse(file).getroot().find(f".//{SVG}g[@id='labels']")
+        self.assertEqual({text.text for text in labels}, {"named"})
+
     def test_the_same_input_gives_the_same_bytes(self):
         for name in ("chart.svg", "chart.png", "chart.pdf"):
             with self.subTest(name):
@@ -350,7 +363,7 @@ class Files(Drawing):
         file.write_text("mine", encoding="utf-8")
         done = cxml("draw", dataset, "-o", file)
         self.assertEqual((done.returncode, done.stdout), (2, ""))
-        self.assertEqual(done.stderr, f"cxml: {file}: exists already; --overwrite replaces it\n")
+        self.assertEqual(done.stderr, f"cxml: {file}: cannot be written: exists already; --overwrite replaces it\n")
         self.assertEqual(file.read_text(encoding="utf-8"), "mine")
         self.draw(dataset)
         self.assertTrue(file.read_text(encoding="utf-8").startswith("<svg"))

@@ -127,7 +127,7 @@ TEST_F(Import, OneCellIsImportedOnce) {
 
 TEST_F(Import, AnExistingDatasetIsNeverTouched) {
     makeChart(path_, 3);
-    EXPECT_EQ(failing({harbour()}), path_ + ": exists already; an import makes a new dataset");
+    EXPECT_EQ(failing({harbour()}), path_ + ": exists already; only a new file is made");
     EXPECT_EQ(sqlite(path_, "SELECT count(*) FROM BOYLAT").front(), "3");
 }
 

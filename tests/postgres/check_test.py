@@ -80,6 +80,54 @@ class Check(DatabaseTest):
             ("field-missing", "table 'newest' has no field 'TITLE' to fetch"),
             ("table-missing", "the dataset has no table 'nowhere': the query rule holds for no row")])
 
+    def test_clauses_are_prepared_and_not_run(self):
+        self.sql("CREATE TABLE notes (id uuid, day date, text text, n int); CREATE SEQUENCE asked")
+        self.sql("ALTER TABLE boylat ADD built date, ADD n int")
+
+        def clause(text, *fields):
+            params = "".join(f'<param value="{field}"/>' for field in fields)
+            params = f"<params>{params}</params>" if fields else ""
+            return RULE.format(f'<rule type="Q" operator="exists" table="notes"><query>{text}</query>'
+                               f'{params}</rule>')
+
+        refused = "the dataset refuses the where clause: ERROR: "
+        for text, fields, why in [
+                ("text LIEK '%s'", ["COLOUR"], 'syntax error at or near "LIEK"'),
+                ("titel = '%s'", ["COLOUR"], 'column "titel" does not exist'),
+                ("text = %s", ["COLOUR"], "operator does not exist: text = integer; No operator matches the given name and "
+                                          "argument types. You might need to add explicit type casts."),
+                ("no_function(n)", [], "function no_function(integer) does not exist; No function matches the given name and "
+                                       "argument types. You might need to add explicit type casts."),
+                ("day = 'soon'", [], 'invalid input syntax for type date: "soon"')]:
+            with self.subTest(text):
+                self.assertEqual(self.of_buoys(clause(text, *fields)), [("clause-refused", refused + why)])
+        # What a row's value brings about is the row's.
+        taken = [clause("text = '%s' AND n = %s", "COLOUR", "CATLAM"), clause("day = '%s' AND n IN (%s)", "BUILT", "COLOUR"),
+                 clause("id = '%s'", "COLOUR"), clause("day = '%s'", "COLOUR"), clause("nextval('asked') > 0")]
+        self.assertEqual(self.of_buoys(*taken), [])
+        self.assertEqual(self.sql("SELECT is_called FROM asked"), ["f"])
+        self.assertEqual(self.sql("SELECT count(*) FROM pg_prepared_statements"), ["0"])
+
+    def test_values_and_subtypes_that_no_row_has(self):
+        self.sql("INSERT INTO boylat (catlam, colour) VALUES (1, '3,4'), (2, NULL);"
+                 "ALTER TABLE boylat ADD fcsubtype int, ADD nation varchar(2)")
+        subtypes = '<subtype number="1"><condition rulename="S"/></subtype>'
+        self.assertEqual(self.of_buoys(compare("CATLAM", 1), compare("CATLAM", 3), compare("COLOUR", 4, "L", "containsany"),
+                                       compare("COLOUR", 6, "L", "containsany")), [
+            ("code-without-row", "no row of layer boylat has CATLAM 3, nor COLOUR 6")])
+        self.assertEqual(self.of_buoys(subtypes), [
+            ("subtype-field-missing", "layer boylat has no subtype field: all its rows get the default list")])
+        self.sql("COMMENT ON TABLE boylat IS 'SUBTYPE_FIELD=fcsubtype'")
+        self.assertEqual(self.of_buoys(subtypes), [("subtype-without-row", "no row of layer boylat has the subtype 1")])
+        self.sql("UPDATE boylat SET fcsubtype = 1 WHERE fid = 2")
+        self.assertEqual(self.of_buoys(subtypes), [])
+        self.assertEqual(self.of_buoys(compare("NATION", "DEU")), [
+            ("operand-never-fits", "no value equals the operand 'DEU': field 'nation' of layer boylat holds 2 characters at most")])
+        # What has no key cannot be run over, and is not read.
+        self.sql("CREATE VIEW few AS SELECT catlam, symbol_c FROM boylat; DROP TABLE IF EXISTS notes")
+        self.assertNotIn("code-without-row", dict(self.findings(
+            f'<featureClass name="FEW">{compare("CATLAM", 7)}</featureClass>')))
+
     def test_what_a_role_may_not_read_is_not_there(self):
         self.sql("DO $$ BEGIN CREATE ROLE rita LOGIN; EXCEPTION WHEN duplicate_object OR unique_violation THEN END $$;"
                  "CREATE TABLE hidden (id int); GRANT SELECT (fid, catlam, symbol_c) ON boylat TO rita")

@@ -1,26 +1,36 @@
-# Compares what a shared library imports from Python with the names of Python's stable interface: any other fails.
-#   cmake -DNM=... -DLIBRARY=x.so -DLIST=... -P check_imports.cmake
-#   cmake -DOBJDUMP=... -DLIBRARY=x.dll -DLIST=... -P check_imports.cmake
+# A shared library must import nothing from Python, and what it looks up must be of the stable interface.
+#   cmake -DREADELF=... -DLIBRARY=x.so -DCALLS=python_calls.h -DLIST=... -P check_imports.cmake
+#   cmake -DOBJDUMP=... -DLIBRARY=x.dll -DCALLS=python_calls.h -DLIST=... -P check_imports.cmake
 cmake_minimum_required(VERSION 3.25)
-file(STRINGS "${LIST}" stable REGEX "^[A-Za-z_]")
 if(OBJDUMP)
-  # Its import table has a part for each DLL.
   execute_process(COMMAND "${OBJDUMP}" -p "${LIBRARY}" OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
-  string(REGEX MATCH "DLL Name: python[^\n]*\n.*" output "${output}")
-  string(REGEX REPLACE "\n\n.*" "" output "${output}")
+  set(known "DLL Name: OLEAUT32.dll")
 else()
-  execute_process(COMMAND "${NM}" -D --undefined-only "${LIBRARY}" OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND "${READELF}" --wide --dynamic --dyn-syms "${LIBRARY}" OUTPUT_VARIABLE output
+                  COMMAND_ERROR_IS_FATAL ANY)
+  set(known "NEEDED[^\n]*libc\\.so")
 endif()
-string(REGEX MATCHALL "[ \t]_?Py[A-Za-z0-9_]*" imported "${output}")
-list(TRANSFORM imported STRIP)
-# Without these it is not the library, or nothing was understood.
-foreach(name Py_IsInitialized PyGILState_Ensure PyObject_CallObject)
-  if(NOT name IN_LIST imported OR NOT name IN_LIST stable)
-    message(FATAL_ERROR "${LIBRARY} does not import ${name}, or ${LIST} does not have it")
-  endif()
-endforeach()
-list(REMOVE_ITEM imported ${stable})
+# Without this it is not the library, or nothing was understood.
+if(NOT output MATCHES "${known}")
+  message(FATAL_ERROR "${LIBRARY} does not import what it must")
+endif()
+string(REGEX MATCHALL "(libpython|DLL Name: python)[^\n]*|[ \t]_?Py[A-Z_][A-Za-z0-9_]*" imported "${output}")
 if(imported)
   list(JOIN imported "\n  " imported)
-  message(FATAL_ERROR "Imported, but not of the stable interface:\n  ${imported}")
+  message(FATAL_ERROR "Imported from Python:\n  ${imported}")
+endif()
+
+file(STRINGS "${LIST}" stable REGEX "^[A-Za-z_]")
+file(READ "${CALLS}" calls)
+string(REGEX MATCHALL "(FUNCTION|OBJECT)\\(_?Py[A-Za-z0-9_]*" used "${calls}")
+list(TRANSFORM used REPLACE ".*\\(" "")
+foreach(name Py_IsInitialized PyGILState_Ensure PyObject_CallObject PyUnicode_Type PyExc_AttributeError)
+  if(NOT name IN_LIST used OR NOT name IN_LIST stable)
+    message(FATAL_ERROR "${CALLS} does not have ${name}, or ${LIST} does not")
+  endif()
+endforeach()
+list(REMOVE_ITEM used ${stable})
+if(used)
+  list(JOIN used "\n  " used)
+  message(FATAL_ERROR "Used, but not of the stable interface:\n  ${used}")
 endif()

@@ -89,7 +89,7 @@ TEST(SourceDescriptions, TellNumbersThatAreReturned) {
         {"def Generate(A):\n if A: return -1.5\n return len(A) + 1", "2 3 : A Generate |"},
         {"def Generate(A): return not A", "1 : A Generate |"},
         {"def Generate(A): return A", ": A Generate |"},
-        {"def Generate(A): return A + 1", ": A Generate |"},
+        {"def Generate(A): return A + 1", "1 : A Generate |"},
         {"def Generate(A): return '5'", ": A Generate |"},
         {"def Generate(A): return None", ": A Generate |"},
         {"def Generate(A): return str(5)", ": A Generate |"},

@@ -1,4 +1,4 @@
-// The library built without Python: its stub comes with this program and is linked before the library's own parts.
+// The library in a process that has no Python.
 #include "support/loaded_map.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ TEST(WithoutPython, documentsWithExpressionsDoNotLoad) {
                            "<condition type='2'><expression>def Generate(): return 'x'</expression></condition>");
         ADD_FAILURE() << "it loaded";
     } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "This library was built without Python: it has no expressions.");
+        EXPECT_STREQ(error.what(), "There is no Python in this process: it has no expressions.");
     }
 }
 

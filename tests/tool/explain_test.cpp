@@ -65,6 +65,7 @@ TEST_F(Explain, WalkForPeople) {
     EXPECT_EQ(explain({"--fid", "1"}).out,
               "BOYLAT fid 1   SYMBOL_C = PLAIN   decided by buoys.cxml:3  BOYLAT/-/PLAIN\n"
               "default list\n"
+              "  CATLAM = 1 (port-hand lateral mark)  COLOUR = \"3\" (red)\n"
               "     3  PLAIN            DECIDES\n"
               "     4  OUT              no              5 CATLAM = 1  equal 2  false\n"
               "    10  BOTH             no              11 COLOUR = \"3\"  containsany 4, 6  false\n"
@@ -76,6 +77,7 @@ TEST_F(Explain, WalkForPeople) {
     EXPECT_EQ(explain({"--fid", "2"}).out,
               "BOYLAT fid 2   SYMBOL_C = IN   decided by buoys.cxml:6  BOYLAT/-/IN in 4\n"
               "default list\n"
+              "  CATLAM = 2 (starboard-hand lateral mark)  COLOUR = \"4\" (green)\n"
               "     3  PLAIN            replaced by 6\n"
               "     4  OUT              no              5 CATLAM = 2  equal 2  true\n"
               "                                         8 COLOUR = \"4\"  like \"3*\"  false\n"
@@ -102,9 +104,45 @@ TEST_F(Explain, EveryKindOfEndAndValueInJson) {
     EXPECT_EQ(conditions[2]["rules"][1], json::parse(R"({"line": 12, "type": "A", "operator": "gte", "answer": "true",
         "field": "DEPTH", "seen": {"type": "real", "value": "9"}, "operands": [{"type": "real", "value": "5"}],
         "comparable": true, "nested": []})"));
+    EXPECT_EQ(conditions[2]["rules"][0]["seen"], json::parse(R"({"type": "text", "value": "3,4"})"));
+    EXPECT_EQ(conditions[2]["rules"][0]["meaning"], "red, green");
     EXPECT_EQ(conditions[2]["rules"][2]["seen"], json::parse(R"({"type": "missing"})"));
     EXPECT_EQ(conditions[3]["rules"][0]["clause"], "NAME = 'three'");
     EXPECT_EQ(row["fields"].size(), 2U);
+}
+
+TEST_F(Explain, MeaningsWrapAndAreToldOfFieldsOfS57Only) {
+    sql(dataset, "INSERT INTO BOYLAT (CATLAM, COLOUR) VALUES (3, '3,4,3,99')");
+    const std::string shown = explain({"--fid", "4"}).out;
+    EXPECT_NE(shown.find("\n  CATLAM = 3 (preferred channel to starboard lateral mark)\n"
+                         "  COLOUR = \"3,4,3,99\" (red, green, red, no code of COLOUR)\n"),
+              std::string::npos)
+        << shown;
+    sql(dataset, "UPDATE BOYLAT SET CATLAM = 9, COLOUR = NULL WHERE fid = 4");
+    EXPECT_EQ(explain({"--fid", "4"}).out.find('('), explain({"--fid", "4"}).out.find("(no name)")) << "no such code";
+    sql(dataset,
+        "ALTER TABLE BOYLAT RENAME TO BUOYS; UPDATE gpkg_contents SET table_name = 'BUOYS', identifier = 'BUOYS' "
+        "WHERE table_name = 'BOYLAT'");
+    const std::string other =
+        writeFile("other.cxml",
+                  "<conditionMap name='m'><featureClass name='BUOYS'><condition rulename='P'><rule type='A' "
+                  "field='CATLAM' operator='equal' value='2'/></condition></featureClass></conditionMap>");
+    const Outcome outcome = cxml({"explain", other, dataset, "BUOYS", "--fid", "2"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("CATLAM = 2  equal 2  true"), std::string::npos) << outcome.out;
+    EXPECT_EQ(outcome.out.find("starboard"), std::string::npos) << outcome.out;
+}
+
+TEST_F(Explain, WithoutTablesOfS57ThereAreNoMeanings) {
+    setenv("S57_CSV", inFolder("none").c_str(), 1);
+    const Outcome outcome = explain({"--fid", "1"});
+    unsetenv("S57_CSV");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_TRUE(outcome.err.ends_with(
+        "\ncxml: the tables of S-57 are not installed with GDAL: meanings of codes are not shown\n"))
+        << outcome.err;
+    EXPECT_NE(outcome.out.find("CATLAM = 1  equal 2  false"), std::string::npos) << outcome.out;
+    EXPECT_EQ(outcome.out.find("port-hand"), std::string::npos) << outcome.out;
 }
 
 TEST_F(Explain, OtherValuesAreTriedAndNotWritten) {

@@ -100,7 +100,7 @@ TEST_F(Import, OfTwoToOneNameOneWins) {
         std::ranges::sort(outcomes, {}, &Outcome::status);
         EXPECT_EQ(outcomes[0].status, 0) << outcomes[0].err;
         EXPECT_EQ(outcomes[1].status, 2) << outcomes[1].err;
-        EXPECT_EQ(outcomes[1].err, "cxml: " + dataset + ": exists already; an import makes a new dataset\n");
+        EXPECT_EQ(outcomes[1].err, "cxml: " + dataset + ": exists already; only a new file is made\n");
         EXPECT_EQ(sql(dataset, "SELECT count(*) FROM SOUNDG"), "271");
         expectIntact(dataset);
         fs::remove(dataset);

@@ -131,6 +131,32 @@ TEST_F(Symbolize, WhereLimitsTheRows) {
     EXPECT_EQ(symbols(dataset), "- - GREEN - -");
 }
 
+TEST_F(Symbolize, WhereIsReadFromAFile) {
+    addBuoys(dataset);
+    const std::string file = writeFile("rows.sql",
+                                       "\xEF\xBB\xBF"
+                                       "CATLAM = 1 -- port hand\nAND fid > 1 -- not the first\n");
+    EXPECT_EQ(runJson({"--where", "@" + file}), report({layer("BOYLAT", true, 1, 1)}));
+    EXPECT_EQ(symbols(dataset), "- - GREEN - -");
+    const Outcome outcome = run({"--where", "@" + writeFile("zero.sql", std::string("1\0 = 1", 6))});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_NE(outcome.err.find("zero.sql: no text"), std::string::npos) << outcome.err;
+}
+
+TEST_F(Symbolize, LayersAreNamedByOptionsToo) {
+    addBuoys(dataset);
+    addTable(dataset, "BCNLAT", "CATLAM MEDIUMINT, SYMBOL_C TEXT", "(CATLAM) VALUES (2)", "boylat");
+    addTable(dataset, "[A,B]", "CATLAM MEDIUMINT, SYMBOL_C TEXT", "(CATLAM) VALUES (2)", "BoyLat");
+    const std::string document = data("buoys.cxml");
+    EXPECT_EQ(cxml({"symbolize", "-l", "BCNLAT", document, dataset}).out, "BCNLAT: 1 row, 1 changed; 1 rule\n");
+    const Outcome outcome = cxml({"symbolize", document, dataset, "BCNLAT", "-l", "[A,B]", "--layer=BCNLAT"});
+    EXPECT_EQ(outcome.out, "BCNLAT: 1 row, 0 changed; 1 rule\n[A,B]: 1 row, 1 changed; 1 rule\n");
+    EXPECT_EQ(symbols(dataset), "- - - - -");
+    const Outcome unknown = cxml({"reset", document, dataset, "-l", "BCNLAR"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_NE(unknown.err.find("there is no layer 'BCNLAR'; similar: BCNLAT"), std::string::npos) << unknown.err;
+}
+
 TEST_F(Symbolize, WhereThatNoRowSatisfies) {
     addBuoys(dataset);
     EXPECT_EQ(runJson({"--where", "CATLAM = 99"}), report({layer("BOYLAT", true, 0, 0)}));

@@ -224,7 +224,8 @@ TEST_F(TestCommand, junit) {
     const Outcome nowhere = cxml({"test", document(), file, "--junit", inFolder("none/junit.xml").string()});
     EXPECT_EQ(nowhere.status, 2);
     EXPECT_EQ(nowhere.out, "") << "nothing is worked out for a file that cannot be written";
-    EXPECT_NE(nowhere.err.find("none/junit.xml: there is no such folder"), std::string::npos) << nowhere.err;
+    EXPECT_NE(nowhere.err.find("none/junit.xml: cannot be written: there is no such folder"), std::string::npos)
+        << nowhere.err;
     EXPECT_EQ(cxml({"test", document(), file, "--junit", xml, "--overwrite"}).status, 1);
 }
 

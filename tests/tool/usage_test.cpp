@@ -33,7 +33,7 @@ TEST_P(Usage, IsRefusedWithOneLine) {
 const UsageCase usageCases[] = {
     {"NoCommand", {}, "a command is missing"},
     {"UnknownCommand", {"simbolize", "a", "b"}, "simbolize; did you mean 'symbolize'?"},
-    {"CommandLikeNoOther", {"frobnicate", "a"}, "; there are import, symbolize, "},
+    {"CommandLikeNoOther", {"frobnicate", "a"}, "; there are import, init, symbolize, "},
     {"UnknownOption", {"symbolize", "a", "b", "--frobnicate"}, "--frobnicate (see"},
     {"OptionLikeAnother", {"diff", "a", "b", "--onyl=x"}, "did you mean '--only'?"},
     {"HelpOfAnUnknownCommand", {"help", "legder"}, "'legder' is no command; did you mean 'ledger'?"},
@@ -43,6 +43,8 @@ const UsageCase usageCases[] = {
     {"ResetWithoutDataset", {"reset", "a"}, "DATASET"},
     {"ResetTakesNoWhere", {"reset", "a", "b", "--where", "1"}, "--where"},
     {"ImportWithoutDataset", {"import", "a.000"}, "DATASET"},
+    {"InitWithoutDataset", {"init"}, "DATASET"},
+    {"InitTakesNoJson", {"init", "b.gpkg", "--json"}, "--json"},
     {"ImportTakesNoJson", {"import", "a.000", "b.gpkg", "--json"}, "--json"},
     {"CheckWithoutDocument", {"check"}, "DOCUMENT"},
     {"CheckOfTwoDatasets", {"check", "a", "b", "c"}, "c"},
@@ -65,6 +67,9 @@ const UsageCase usageCases[] = {
     {"PinWithoutOutput", {"pin", "a", "b"}, "--output"},
     {"PinWithoutDataset", {"pin", "a", "-o", "b"}, "DATASET"},
     {"DryRunWritesNoFields", {"symbolize", "a", "b", "--dry-run", "--add-fields"}, "--add-fields"},
+    {"FmtWithoutDocument", {"fmt"}, "DOCUMENT"},
+    {"FmtTakesNoJson", {"fmt", "a", "--json"}, "--json"},
+    {"SchemaOfADocument", {"schema", "a.cxml"}, "a.cxml"},
     {"DrawWithoutOutput", {"draw", "a"}, "--output"},
     {"DrawWithoutDataset", {"draw", "-o", "a.svg"}, "DATASET"},
     {"DrawTakesNoIds", {"draw", "a", "-o", "b.svg", "--fids", "1"}, "--fids"},
@@ -72,9 +77,17 @@ const UsageCase usageCases[] = {
     {"BoundsOfThreeNumbers", {"draw", "a", "-o", "b.svg", "--bbox", "1,2,3"}, "--bbox"},
     {"SymbolsWithoutACommand", {"symbols"}, "subcommand"},
     {"SymbolsOfAnUnknownPalette", {"symbols", "import", "a", "b", "--palette", "noon"}, "--palette"},
+    {"LookupsWithoutOutput", {"lookups", "a.xml"}, "--output"},
+    {"LookupsOfAnUnknownTable", {"lookups", "a.xml", "-o", "b", "--points", "paperchart"}, "--points"},
+    {"LookupsTakeNoLog", {"lookups", "a.xml", "-o", "b", "--log", "c"}, "--log"},
     {"SymbolsWithoutAFolder", {"symbols", "import", "a"}, "DIR"},
     {"WhereIsEmpty", {"symbolize", "a", "b", "--where", ""}, "--where"},
     {"WhereIsBlank", {"symbolize", "a", "b", "--where", " \t\n"}, "--where"},
+    {"WhereOfNoFile", {"symbolize", "a", "b", "--where", "@/no such file"}, "/no such file: No such file"},
+    {"WhereOfAFolder", {"ledger", "a", "b", "--where", "@/"}, "/: Is a directory"},
+    {"WhereOfAnEmptyFile", {"draw", "a", "-o", "b.svg", "--where", "@/dev/null"}, "--where: a condition is missing"},
+    {"WhereOfAnEndlessFile", {"symbolize", "a", "b", "--where", "@/dev/zero"}, "/dev/zero: longer than"},
+    {"LayerWithoutAName", {"reset", "a", "b", "-l"}, "--layer"},
     {"IdIsTooLarge", {"symbolize", "a", "b", "--fids", "9223372036854775808"}, "'9223372036854775808'"},
 };
 
@@ -162,8 +175,9 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::string page = readFile(SOURCE_ROOT "/docs/cxml.1");
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
-    for (const std::string command : {"import", "symbolize", "explain", "ledger", "diff", "coverage", "test", "pin",
-                                      "reset", "check", "draw", "symbols import", "completion", "help"}) {
+    for (const std::string command :
+         {"import", "init", "symbolize", "explain", "ledger", "diff", "coverage", "report", "test", "pin", "reset",
+          "check", "fmt", "schema", "draw", "symbols import", "lookups", "completion", "help"}) {
         const std::size_t blank = std::min(command.find(' '), command.size());
         Arguments words{command.substr(0, blank)};
         if (blank < command.size()) words.push_back(command.substr(blank + 1));

@@ -111,6 +111,7 @@ class ChecksTest(unittest.TestCase):
             ("tools/cxml/gdal.cpp", "#include <cpl_conv.h>\n", "GDAL (cpl_conv.h)"),
             ("src/rules/dom.cpp", "bool read(IXMLDOMNode* element);\n", "IXMLDOMNode: documents are read in src/cxml/"),
             ("src/rules/python.cpp", "#include <Python.h>\n", "Python (Python.h)"),
+            ("src/python/python.cpp", "#include <Python.h>\n", "Python (Python.h)"),
             ("src/api/windows.cpp", "#include <Windows.h>\n", "Windows (Windows.h)"),
             ("src/gdb/posix.cpp", "#include <sys/stat.h>\n", "POSIX"),
             ("platform/posix.h", "#include <dlfcn.h>\n", "POSIX"),

@@ -12,8 +12,8 @@ sys.path.insert(0, str(ROOT / "scripts/checks"))
 
 from stages import STAGES  # noqa: E402
 
-# Not among everything: they are parts of other stages, measure and do not test, or make do with less than a stage.
-APART = {"dev", "format", "coverage", "windows-without-expressions"}
+# Not among everything: they are parts of other stages, or measure and do not test.
+APART = {"dev", "format", "coverage"}
 
 
 def sets_of_stages():

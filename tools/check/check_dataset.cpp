@@ -1,9 +1,11 @@
 // What a document needs and a dataset does not have.
+#include "check_clauses.h"
+#include "check_fields.h"
+#include "check_rows.h"
 #include "checks.h"
 #include "gdb/workspace_utilities.h"
 #include "names.h"
 #include "rules/attribute_rules.h"
-#include "rules/list_attribute_rules.h"
 #include "rules/query_rules.h"
 #include "tools/text/similar.h"
 #include "tools/text/text.h"
@@ -20,137 +22,91 @@
 namespace cxml {
 namespace {
 
-using ConditionalXml::Condition;
 using ConditionalXml::CXAttributeRule;
-using ConditionalXml::CXAttributeRuleLike;
 using ConditionalXml::QueryRule;
 using ConditionalXml::QueryRuleFetch;
+using embedded_host::FieldInfo;
 using embedded_host::GdalWorkspace;
 using embedded_host::LayerInfo;
-
-// In the words that people use for columns.
-std::string typeName(VARTYPE type) {
-    switch (type) {
-        case VT_BOOL:
-            return "boolean";
-        case VT_I2:
-        case VT_I4:
-        case VT_I8:
-            return "integer";
-        case VT_R4:
-        case VT_R8:
-            return "real";
-        case VT_DATE:
-            return "date";
-        default:
-            return "text";
-    }
-}
 
 // One layer against its configuration.
 class LayerCheck {
 public:
-    LayerCheck(const CheckedClass& checked, const LayerInfo& layer, GdalWorkspace& dataset, Findings& findings)
-        : checked_(checked), layer_(layer), dataset_(dataset), findings_(findings) {}
+    LayerCheck(const CheckedClass& checked, const LayerInfo& layer, const CheckedDataset& dataset, Findings& findings)
+        : checked_(checked),
+          layer_(layer),
+          dataset_(*dataset.workspace),
+          findings_(findings),
+          fields_(layer, dataset_, findings),
+          rows_(checked, layer, dataset_, findings) {
+        const auto subtypeField = dataset.subtypeFields.find(layer.name);
+        if (subtypeField != dataset.subtypeFields.end()) namedSubtypeField_ = subtypeField->second;
+    }
 
     /// \return the fields that a run writes and the layer lacks, as the layer's part of a list; empty when it has all.
     std::string run() {
-        needTarget("SYMBOL_C");
+        fields_.needTarget("SYMBOL_C");
         DocumentModel::forEachIn(checked_.conditions, [this](const CheckedCondition& condition) {
-            if (condition.isKept) checkTargets(condition);
-            for (const CheckedRule& rule : condition.rules) checkOperands(rule);
+            if (condition.isKept) fields_.checkTargets(condition);
+            for (const CheckedRule& rule : condition.rules) checkRule(rule);
         });
         forEachUnfetched(checked_, [this](const NameUse& use) {
-            if (use.isQualified() || typeOf(use.name)) return;
+            if (use.isQualified() || fields_.find(use.name)) return;
             findings_
                 .add(use.at, use.isArgument ? "argument-unsupplied" : "field-missing",
                      fmt::format("{} '{}' is no field of layer {}, and no fetch rule supplies it before it is used",
                                  use.what, use.name, layer_.name))
                 .help = suggestion(use.name, dataset_.fieldNames(layer_.name), "the layer's fields are: ");
         });
-        checkValues();
-        return missing_.empty() ? std::string() : fmt::format("{} ({})", layer_.name, fmt::join(missing_, ", "));
+        checkSubtypes();
+        rows_.lookForUnreadable(fields_.found());
+        rows_.run();
+        return fields_.missing().empty() ? std::string()
+                                         : fmt::format("{} ({})", layer_.name, fmt::join(fields_.missing(), ", "));
     }
 
 private:
-    // Of the fields that were asked for so far.
-    void checkValues() {
-        std::vector<std::string> fields;
-        for (const auto& [field, type] : types_)
-            if (type) fields.push_back(field);
-        for (const auto& [field, list] : dataset_.unreadableValues(layer_.name, fields)) {
-            const std::int64_t more = list.rows - static_cast<std::int64_t>(list.ids.size());
-            findings_.addIn({dataset_.name()}, "value-unreadable",
-                            fmt::format("layer {}: field '{}' holds values that are not of its type, in {} row{}: {}{}",
-                                        layer_.name, field, list.rows, list.rows == 1 ? "" : "s",
-                                        fmt::join(list.ids, ", "), more > 0 ? fmt::format(" and {} more", more) : ""));
-        }
-    }
-
-    // Asked once: a server has to look it up.
-    std::optional<VARTYPE> typeOf(const std::string& field) {
-        const auto [known, isNew] = types_.try_emplace(field);
-        if (isNew) known->second = dataset_.fieldType(layer_.name, field);
-        return known->second;
-    }
-
-    void needTarget(const std::string& field) {
-        if (!typeOf(field) && std::ranges::find(missing_, field) == missing_.end()) missing_.push_back(field);
-    }
-
-    void checkTargets(const CheckedCondition& checked) {
-        const Condition& condition = *checked.condition;
-        const std::pair<const char*, double> placements[] = {
-            {"Xoffset_C", condition.xoffset}, {"Yoffset_C", condition.yoffset}, {"Rotate_C", condition.angle}};
-        for (const auto& [field, value] : placements)
-            if (value != 0) needTarget(field);  // a zero is never written
-        if (checked.condition->callsExpression() && condition.field.Length() != 0) needTarget(toUtf8(condition.field));
-    }
-
-    void checkOperands(const CheckedRule& rule) {
+    void checkRule(const CheckedRule& rule) {
         auto* const attribute = rule.as<CXAttributeRule>();
         if (!attribute) return;
-        const std::string field = toUtf8(attribute->fieldName);
-        const std::optional<VARTYPE> type = typeOf(field);
-        if (!type || *type == VT_EMPTY || *type == VT_BSTR) return;
-        if (attribute->ruleType == 'L')
-            findings_.add(
-                rule.at, "list-field-type",
-                fmt::format("field '{}' of layer {} is of type {}: a list attribute rule finds codes in texts "
-                            "only",
-                            field, layer_.name, typeName(*type)));
-        // Patterns are matched by text.
-        else if (!rule.as<CXAttributeRuleLike>())
-            checkConversions(rule, *attribute, *type);
+        const FieldInfo* const field = fields_.find(toUtf8(attribute->fieldName));
+        if (!field || !fields_.check(rule, *field)) return;
+        rows_.lookFor(rule, *field);
     }
 
-    void checkConversions(const CheckedRule& rule, const CXAttributeRule& attribute, VARTYPE type) {
-        for (const CComVariant& operand : attribute.values) {
-            CComVariant converted;
-            if (operand.vt != VT_BSTR || SUCCEEDED(converted.ChangeType(type, &operand))) continue;
-            findings_.add(rule.at, "operand-type",
-                          fmt::format("the operand '{}' does not convert to the type of field '{}' of layer {}: {}",
-                                      toUtf8(WideView(operand.bstrVal, SysStringLen(operand.bstrVal))),
-                                      toUtf8(attribute.fieldName), layer_.name, typeName(type)));
-        }
+    void checkSubtypes() {
+        if (checked_.subtypes.empty()) return;
+        const CComQIPtr<ISubtypes> subtypes(dataset_.openFeatureClass(layer_.name, namedSubtypeField_));
+        VARIANT_BOOL has = VARIANT_FALSE;
+        CComBSTR name;
+        if (subtypes && SUCCEEDED(subtypes->get_HasSubtype(&has)) && has != VARIANT_FALSE &&
+            SUCCEEDED(subtypes->get_SubtypeFieldName(&name)))
+            return rows_.lookForSubtypes(toUtf8(name));
+        findings_.add(checked_.firstSubtype.value_or(checked_.at), "subtype-field-missing",
+                      fmt::format("layer {} has no subtype field: all its rows get the default list", layer_.name));
     }
 
     const CheckedClass& checked_;
     const LayerInfo& layer_;
     GdalWorkspace& dataset_;
     Findings& findings_;
-    std::map<std::string, std::optional<VARTYPE>> types_;
-    std::vector<std::string> missing_;  // target fields
+    FieldCheck fields_;
+    RowCheck rows_;
+    std::optional<std::string> namedSubtypeField_;
 };
 
 // The tables that query rules ask.
 class TableCheck {
 public:
     TableCheck(GdalWorkspace& dataset, const std::vector<LayerInfo>& layers, Findings& findings)
-        : dataset_(dataset), layers_(layers), workspace_(dataset.workspace()), findings_(findings) {}
+        : dataset_(dataset),
+          layers_(layers),
+          workspace_(dataset.workspace()),
+          findings_(findings),
+          clauses_(dataset, findings) {}
 
     // Looks for the table as a run does: on a server not every name is found that opens.
-    void check(const CheckedRule& rule) {
+    void check(const CheckedRule& rule, const ClauseCheck::TypeOf& typeOf) {
         auto* const query = rule.as<QueryRule>();
         if (!query || query->tableName.Length() == 0) return;
         CComPtr<ITable> table;
@@ -159,7 +115,9 @@ public:
             reportMissing(rule, toUtf8(query->tableName));
             return;
         }
-        queried_.insert(nameOf(table));
+        const std::string name = nameOf(table);
+        queried_.insert(name);
+        clauses_.check(rule, *query, name, typeOf);
         if (auto* const fetch = rule.as<QueryRuleFetch>()) checkFields(rule, *fetch, table);
     }
 
@@ -226,6 +184,7 @@ private:
     const std::vector<LayerInfo>& layers_;
     CComPtr<IWorkspace> workspace_;
     Findings& findings_;
+    ClauseCheck clauses_;
     std::set<std::string> queried_;
 };
 
@@ -266,15 +225,25 @@ void reportUnused(const std::vector<const CheckedClass*>& classes, const std::ve
 
 }  // namespace
 
-void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std::string& name, Findings& findings) {
+void checkDataset(const DocumentModel& model, const CheckedDataset& checkedDataset, Findings& findings) {
+    GdalWorkspace& dataset = *checkedDataset.workspace;
+    const std::string& name = checkedDataset.name;
     const std::vector<LayerInfo> layers = dataset.layers();
     for (const LayerInfo& layer : layers) dataset.fieldNames(layer.name);  // one that cannot be read ends the check
     TableCheck tables(dataset, layers, findings);
-    for (const CheckedClass& checked : model.classes())
-        if (checked.isKept)
-            DocumentModel::forEachIn(checked.conditions, [&](const CheckedCondition& condition) {
-                for (const CheckedRule& rule : condition.rules) tables.check(rule);
-            });
+    std::map<const CheckedClass*, const LayerInfo*> layerOf;
+    for (const LayerInfo& layer : layers)
+        if (const CheckedClass* const checked = model.find(layer.alias)) layerOf.try_emplace(checked, &layer);
+    for (const CheckedClass& checked : model.classes()) {
+        if (!checked.isKept) continue;
+        const auto typeOf = [&](const std::string& field) {
+            const auto layer = layerOf.find(&checked);
+            return layer == layerOf.end() ? std::nullopt : dataset.fieldType(layer->second->name, field);
+        };
+        DocumentModel::forEachIn(checked.conditions, [&](const CheckedCondition& condition) {
+            for (const CheckedRule& rule : condition.rules) tables.check(rule, typeOf);
+        });
+    }
     std::set<const CheckedClass*> used;
     std::vector<std::string> unconfigured;
     std::vector<std::string> unwritable;
@@ -282,7 +251,7 @@ void checkDataset(const DocumentModel& model, GdalWorkspace& dataset, const std:
         const CheckedClass* const checked = model.find(layer.alias);
         if (checked) {
             used.insert(checked);
-            std::string lacks = LayerCheck(*checked, layer, dataset, findings).run();
+            std::string lacks = LayerCheck(*checked, layer, checkedDataset, findings).run();
             if (!lacks.empty()) unwritable.push_back(std::move(lacks));
         } else if (!tables.isQueried(layer.name) && layer.name != "DSID") {  // which tells of the cells of an import
             unconfigured.push_back(layer.name);

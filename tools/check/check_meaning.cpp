@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cctype>
 #include <map>
-#include <optional>
 #include <set>
 #include <unordered_map>
 
@@ -21,20 +20,6 @@ using ConditionalXml::CXAttributeRuleEqual;
 using ConditionalXml::CXAttributeRuleLike;
 using ConditionalXml::CXAttributeRuleNotEqual;
 using ConditionalXml::ListAttributeRule;
-
-// Where an operand is written: the attribute, or the n-th <value>.
-Spot operandSpot(const CheckedRule& rule, std::size_t index) {
-    Spot at = attributeSpot(rule.element, OLESTR("value"));
-    if (at != rule.at) return at;
-    std::size_t passed = 0;
-    if (const CComQIPtr<INodeTrace> trace(rule.element); trace)
-        for (const CComPtr<IXMLDOMNode>& child : listed(trace, &INodeTrace::get_childElements)) {
-            CComBSTR name;
-            if (FAILED(child->get_nodeName(&name)) || toUtf8(name) != "value") continue;
-            if (passed++ == index) return spotOf(child);
-        }
-    return rule.at;
-}
 
 bool isDigits(std::string_view text) {
     return !text.empty() && std::ranges::all_of(text, [](unsigned char c) { return std::isdigit(c) != 0; });
@@ -96,56 +81,6 @@ void checkOperand(const CheckedRule& rule, const CComVariant& operand, std::size
                  fmt::format("'{}' is the number {} where the field holds numbers: the comma separates thousands", text,
                              number))
             .help = "write a decimal point";
-}
-
-// The values of which a rule wants the field to be one, when they are whole numbers or NULL: those are different in
-// fields of any type.
-std::optional<std::set<std::string>> wantedValues(const CheckedRule& rule) {
-    auto* const equal = rule.as<CXAttributeRuleEqual>();
-    if (!equal || equal->values.empty() || equal->valueFieldName.Length() != 0) return std::nullopt;
-    std::set<std::string> values;
-    for (const CComVariant& operand : equal->values) {
-        if (operand.vt == VT_NULL) {
-            values.insert("NULL");
-            continue;
-        }
-        const std::string text = textOf(operand);
-        if (!isDigits(text) || text.size() > 9 || (text.size() > 1 && text.starts_with('0'))) return std::nullopt;
-        values.insert(text);
-    }
-    return values;
-}
-
-void checkContradictions(const CheckedCondition& condition, Findings& findings) {
-    struct Wanted {
-        const CheckedRule* rule;
-        std::string field;
-        std::set<std::string> values;
-    };
-    std::vector<Wanted> wanted;
-    for (const CheckedRule& rule : condition.rules) {
-        std::optional<std::set<std::string>> values = wantedValues(rule);
-        if (!values) continue;
-        const std::string field = toUtf8(upperCase(rule.as<CXAttributeRule>()->fieldName));
-        for (const Wanted& earlier : wanted) {
-            if (earlier.field != field) continue;
-            const bool canBoth =
-                std::ranges::any_of(*values, [&](const std::string& value) { return earlier.values.contains(value); });
-            if (canBoth) continue;
-            Finding& finding =
-                findings.add(rule.at, "contradiction",
-                             fmt::format("no row can match {}: '{}' cannot be one of the values of both rules",
-                                         condition.title(), toUtf8(rule.as<CXAttributeRule>()->fieldName)));
-            finding.other =
-                Remark{{findings.document(), earlier.rule->at.line, earlier.rule->at.column}, {}, "the other rule"};
-            finding.help =
-                "write the values into one rule when any of them will do; a list attribute rule (type L) asks "
-                "whether a list has several";
-            finding.condition = condition.condition.get();
-            return;
-        }
-        wanted.push_back({&rule, field, std::move(*values)});
-    }
 }
 
 // Whether evaluating the condition cannot end otherwise than with a choice, or none, of symbol and placement.
@@ -228,7 +163,6 @@ void checkMeaning(const DocumentModel& model, Findings& findings) {
                 for (std::size_t i = 0; i < attribute->values.size(); ++i)
                     checkOperand(rule, attribute->values[i], i, findings);
         if (!condition.isKept) return;
-        checkContradictions(condition, findings);
         checkOuterName(condition, findings);
     });
 }

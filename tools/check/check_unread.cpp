@@ -25,7 +25,8 @@ bool wasRead(INodeTrace* trace) {
 }
 
 bool isForTheReader(const std::string& attribute) {
-    return attribute == "xmlns" || attribute.starts_with("xmlns:") || attribute.starts_with("xml:");
+    return attribute == "xmlns" || attribute.starts_with("xmlns:") || attribute.starts_with("xml:") ||
+           attribute == "xsi:noNamespaceSchemaLocation";
 }
 
 bool has(std::span<const std::string> words, const std::string& word) {
@@ -57,6 +58,7 @@ struct Unread {
     std::string parent;                     // of that element
     std::span<const std::string> siblings;  // the names of what is read beside an element
     std::vector<Spot> within;
+    std::vector<std::string> children;  // of an element: the names of those in it
 };
 
 class Search {
@@ -72,8 +74,8 @@ public:
         read |= visitChildren(trace, place);
         if (!read) {
             found.resize(before);
-            found.push_back(
-                {false, place.at, place.name, place.name, place.parentName(), place.siblings(), place.chain()});
+            found.push_back({false, place.at, place.name, place.name, place.parentName(), place.siblings(),
+                             place.chain(), childNames(trace)});
         }
         return read;
     }
@@ -92,9 +94,16 @@ private:
             if (isForTheReader(name)) continue;
             read = read || attributeRead;
             if (!attributeRead)
-                found.push_back({true, spotOf(attribute), name, place.name, place.parentName(), {}, place.chain()});
+                found.push_back({true, spotOf(attribute), name, place.name, place.parentName(), {}, place.chain(), {}});
         }
         return read;
+    }
+
+    static std::vector<std::string> childNames(INodeTrace* trace) {
+        std::vector<std::string> names;
+        for (const CComPtr<IXMLDOMNode>& child : listed(trace, &INodeTrace::get_childElements))
+            names.push_back(nameOf(child));
+        return names;
     }
 
     bool visitChildren(INodeTrace* trace, const Step& place) {
@@ -138,7 +147,9 @@ void reportElement(const Unread& unread, Findings& findings) {
     const std::string meant = mostSimilar(unread.name, unread.siblings);
     if (meant.empty()) return;
     finding.severity = Severity::Error;
-    finding.help = fmt::format("did you mean '{}'?", meant);
+    finding.help = has(unread.children, meant)
+                       ? fmt::format("write the '{}' elements directly into '{}'", meant, unread.parent)
+                       : fmt::format("did you mean '{}'?", meant);
     finding.isMisspelling = true;
 }
 

@@ -3,7 +3,9 @@
 
 #include "finding.h"
 
+#include <map>
 #include <string>
+#include <vector>
 
 namespace embedded_host {
 class GdalWorkspace;
@@ -14,7 +16,14 @@ namespace cxml {
 /// A dataset to hold a document against.
 struct CheckedDataset {
     embedded_host::GdalWorkspace* workspace;
-    std::string name;  // for findings
+    std::string name;                                    // for findings
+    std::map<std::string, std::string> subtypeFields{};  // by layer, where somebody names one
+};
+
+/// The symbols that there are pictures of.
+struct CheckedSymbols {
+    std::string folder;              // for findings
+    std::vector<std::string> names;  // ascending
 };
 
 /// Adds what of a document nothing has read so far.
@@ -22,8 +31,9 @@ void checkUnread(IXMLDOMDocument* document, Findings& findings);
 
 /// Adds the findings of a document that was read, also of one that the library then did not load. Python must be there;
 /// no expression is run. What is looked at counts as read in the tree.
-/// \param findings knows the document's path, as the library got it. \param dataset may be null.
+/// \param findings knows the document's path, as the library got it. \param dataset, symbols may be null.
 /// \throws embedded_host::HostError when the dataset cannot be read.
-void checkDocument(IXMLDOMDocument* document, const CheckedDataset* dataset, Findings& findings);
+void checkDocument(IXMLDOMDocument* document, const CheckedDataset* dataset, const CheckedSymbols* symbols,
+                   Findings& findings);
 
 }  // namespace cxml

@@ -178,6 +178,7 @@ void DocumentModel::beginSubtype(IXMLDOMNode* element, const std::optional<CComB
                                  const std::set<LONG>& codes) {
     list_.clear();
     const Spot at = spotOf(element);
+    if (!class_->firstSubtype) class_->firstSubtype = at;
     if (!number) {
         Finding& finding = findings_.add(at, "subtype-number",
                                          fmt::format("the subtype has no attribute 'number': the featureClass '{}' is "
@@ -266,6 +267,19 @@ void DocumentModel::onExpressionSource(const std::vector<ConditionalXml::Express
     expression.arguments = arguments;
     expression.source = source;
     expression.escapesResolved = escapesResolved;
+}
+
+Spot operandSpot(const CheckedRule& rule, std::size_t index) {
+    Spot at = attributeSpot(rule.element, OLESTR("value"));
+    if (at != rule.at) return at;
+    std::size_t passed = 0;
+    if (const CComQIPtr<INodeTrace> trace(rule.element); trace)
+        for (const CComPtr<IXMLDOMNode>& child : listed(trace, &INodeTrace::get_childElements)) {
+            CComBSTR name;
+            if (FAILED(child->get_nodeName(&name)) || toUtf8(name) != "value") continue;
+            if (passed++ == index) return spotOf(child);
+        }
+    return rule.at;
 }
 
 }  // namespace cxml

@@ -66,6 +66,7 @@ struct CheckedClass {
     std::deque<CheckedCondition> conditions;  // all, document order
     List defaults;                            // of the kept ones
     std::map<LONG, List> subtypes;            // of the kept ones, by code
+    std::optional<Spot> firstSubtype;         // its element, kept or not
 
     /// The default list, then those of the subtypes.
     std::vector<const List*> lists() const;
@@ -148,6 +149,8 @@ private:
 Spot spotOf(IXMLDOMNode* node);
 /// Where an attribute of the element begins; the element when it has none of the name.
 Spot attributeSpot(IXMLDOMNode* element, const OLECHAR* name);
+/// Where an operand of a rule is written: the attribute, or the n-th <value>.
+Spot operandSpot(const CheckedRule& rule, std::size_t index);
 /// What a trace lists, in the order of the document; that does not count as reading.
 std::vector<CComPtr<IXMLDOMNode>> listed(INodeTrace* trace,
                                          HRESULT (STDMETHODCALLTYPE INodeTrace::*list)(IXMLDOMNodeList**));

@@ -16,17 +16,18 @@ bool isOneOf(const std::array<std::string_view, Count>& kinds, const std::string
 
 // Said of an element that lacks something, which may stand there under a misspelled name.
 bool saysSomethingIsMissing(const Finding& finding) {
-    static constexpr std::array<std::string_view, 11> kinds{
-        "rule-discarded",   "unreachable",      "class-unnamed",       "subtype-number",
-        "query-incomplete", "library-unnamed",  "param-without-value", "fetch-field-incomplete",
+    static constexpr std::array<std::string_view, 13> kinds{
+        "rule-discarded",   "unreachable",      "never-holds",        "always-replaced",     "class-unnamed",
+        "subtype-number",   "query-incomplete", "library-unnamed",    "param-without-value", "fetch-field-incomplete",
         "between-operands", "generate-missing", "type2-without-field"};
     return isOneOf(kinds, finding.kind);
 }
 
 // Said of what is in an element that is not what was written, or behind it.
 bool saysSomethingIsLost(const Finding& finding) {
-    static constexpr std::array<std::string_view, 6> kinds{
-        "unread-attribute", "unread-element", "condition-discarded", "unreachable", "generate-missing", "python-name"};
+    static constexpr std::array<std::string_view, 8> kinds{"unread-attribute", "unread-element", "condition-discarded",
+                                                           "unreachable",      "never-holds",    "always-replaced",
+                                                           "generate-missing", "python-name"};
     return isOneOf(kinds, finding.kind) && !finding.isMisspelling;
 }
 

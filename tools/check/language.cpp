@@ -13,32 +13,25 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-struct Element {
-    Words parents;
-    std::string name;
-    Words attributes;
-    Words children;
-};
-
-const std::vector<Element>& elements() {
-    static const std::vector<Element> all{
+const std::vector<LanguageElement>& elements() {
+    static const std::vector<LanguageElement> all{
         {{""}, "conditionMap", {"name", "alias"}, {"functionLibrary", "featureClass"}},
         {{"conditionMap"}, "functionLibrary", {}, {"expression", "expressionFile"}},
-        {{"functionLibrary"}, "expression", {"name"}, {}},
-        {{"functionLibrary"}, "expressionFile", {"name"}, {}},
+        {{"functionLibrary"}, "expression", {"name"}, {}, true},
+        {{"functionLibrary"}, "expressionFile", {"name"}, {}, true},
         {{"conditionMap"}, "featureClass", {"name"}, {"subtype", "condition"}},
         {{"featureClass"}, "subtype", {"number"}, {"condition"}},
         {{"featureClass", "subtype", "rule"},
          "condition",
-         {"rulename", "xoffset", "yoffset", "angle", "type", "field"},
+         {"rulename", "type", "field", "xoffset", "yoffset", "angle"},
          {"rule", "expression"}},
-        {{"condition"}, "expression", {"library"}, {}},
+        {{"condition"}, "expression", {"library"}, {}, true},
         {{"condition"},
          "rule",
-         {"type", "operator", "field", "value", "fieldValue", "table", "selectOption"},
+         {"type", "field", "operator", "fieldValue", "value", "table", "selectOption"},
          {"value", "query", "params", "fields", "condition"}},
-        {{"rule"}, "value", {}, {}},
-        {{"rule"}, "query", {}, {}},
+        {{"rule"}, "value", {}, {}, true},
+        {{"rule"}, "query", {}, {}, true},
         {{"rule"}, "params", {}, {"param"}},
         {{"params"}, "param", {"value"}, {}},
         {{"rule"}, "fields", {}, {"field"}},
@@ -78,15 +71,19 @@ bool has(std::span<const std::string> words, std::string_view word) {
 
 }  // namespace
 
+std::span<const LanguageElement> languageElements() {
+    return elements();
+}
+
 ElementWords wordsOf(std::string_view parent, std::string_view element) {
-    for (const Element& known : elements())
+    for (const LanguageElement& known : elements())
         if (known.name == element && has(known.parents, parent)) return {known.attributes, known.children};
     return {};
 }
 
 std::string whereReadIn(std::string_view element) {
     Words parents;
-    for (const Element& known : elements())
+    for (const LanguageElement& known : elements())
         if (known.name == element) parents.insert(parents.end(), known.parents.begin(), known.parents.end());
     std::string text;
     for (std::size_t i = 0; i < parents.size(); ++i) {

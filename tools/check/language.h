@@ -4,8 +4,20 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace cxml {
+
+/// An element where it is read; of one name there may be several, with parents of their own.
+struct LanguageElement {
+    std::vector<std::string> parents;  // the empty one for the root
+    std::string name;
+    std::vector<std::string> attributes;  // in the order in which people write them
+    std::vector<std::string> children;
+    bool hasText = false;  // whether its text is read
+};
+
+std::span<const LanguageElement> languageElements();
 
 /// What an element may have.
 struct ElementWords {

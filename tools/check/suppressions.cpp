@@ -35,7 +35,7 @@ std::optional<Expectation> parse(std::string_view comment) {
 
 bool isIn(const Finding& finding, const std::string& document, const CommentedTag& tag) {
     const Spot at{finding.place.line, finding.place.column};
-    return finding.place.file == document && tag.tag.line != 0 && at >= tag.tag && at <= tag.tagEnd;
+    return finding.place.file == document && tag.tag.line != 0 && at >= tag.tag && at < tag.tagEnd;
 }
 
 std::string digest(std::string_view text) {

@@ -1,17 +1,18 @@
 // cxml check: what loading a document says, what in it nothing reads, and what a run would trip over.
 #include "commands.h"
+#include "document_findings.h"
 #include "finding_json.h"
 #include "finding_text.h"
 #include "host/geodatabase/gdal_workspace.h"
 #include "host/host_error.h"
 #include "interrupt.h"
+#include "layer_choice.h"
 #include "layer_options.h"
-#include "load_findings.h"
 #include "out_of_memory.h"
 #include "services.h"
-#include "tools/check/document_check.h"
-#include "tools/check/fold.h"
+#include "subtype_fields.h"
 #include "tools/check/suppressions.h"
+#include "tools/draw/symbol_set.h"
 
 #include <fmt/format.h>
 #include <algorithm>
@@ -39,41 +40,48 @@ struct Arguments {
     Severity failLevel = Severity::Error;
     std::vector<std::string> ignored;  // kinds
     std::optional<std::string> baseline;
+    std::optional<std::string> symbols;  // a folder
+    std::vector<std::string> subtypeOptions;
+    SubtypeFields subtypeFields;
     ServiceOptions services;
 };
 
-// Whether it has a root whose content configures symbology.
-bool isConfiguration(IXMLDOMDocument* dom) {
-    CComPtr<IXMLDOMNode> root;
-    return dom && dom->selectSingleNode(CComBSTR(OLESTR("/conditionMap/@name")), &root) == S_OK && root;
-}
-
-// Loading ends at the first failure, the checks go on. What loading itself has not read is asked before the checks
-// read the tree too; of a document that did not load, what they have not read is what nothing reads.
-void findIn(Document& document, GdalWorkspace* workspace, Findings& findings) {
-    document.map.reset();  // the checks make a model of their own; two at once would be too much of a big one
-    if (!document.loaded && !isConfiguration(document.dom)) return;
-    if (document.loaded) checkUnread(document.dom, findings);
-    const CheckedDataset dataset{workspace, workspace ? workspace->name() : std::string()};
-    checkDocument(document.dom, workspace ? &dataset : nullptr, findings);
-    if (!document.loaded) checkUnread(document.dom, findings);
-}
-
 // In the order in which they are shown, with what is to be ignored marked or left out.
-std::vector<Finding> findAll(const Arguments& arguments, Document& document, GdalWorkspace* workspace,
-                             Sources& sources) {
-    Findings found(document.path);
-    findIn(document, workspace, found);
-    const SourceText& source = sources.of(document.path);
-    addLoadFindings(document, source, found);
-    std::vector<Finding> findings = found.take();
-    applyExpectations(source, document.path, findings);
-    std::erase_if(findings, [&](const Finding& finding) {
-        return std::ranges::find(arguments.ignored, finding.kind) != arguments.ignored.end();
-    });
-    findings = fold(std::move(findings));
+std::vector<Finding> findAll(const Arguments& arguments, Document& document, const CheckedDataset* dataset,
+                             const CheckedSymbols* symbols, Sources& sources) {
+    document.map.reset();  // the checks make a model of their own; two at once would be too much of a big one
+    std::vector<Finding> findings = findingsOf(document, dataset, symbols, sources, arguments.ignored);
     if (arguments.baseline) applyBaseline(readBaseline(*arguments.baseline), document.path, findings);
     return findings;
+}
+
+// By layer, those that --subtype-field names.
+std::map<std::string, std::string> subtypeFieldsOf(const Arguments& arguments, GdalWorkspace& workspace) {
+    const SubtypeFields& named = arguments.subtypeFields;
+    std::map<std::string, std::string> fields;
+    if (!named.ofAll && named.byLayer.empty()) return fields;
+    const std::vector<embedded_host::LayerInfo> layers = workspace.layers();
+    for (const auto& [layer, field] : named.byLayer)
+        fields[findLayer(layers, workspace.layerName(layer), workspace.name()).name] = field;
+    if (!named.ofAll) return fields;
+    bool isFound = false;
+    for (const embedded_host::LayerInfo& layer : layers) {
+        if (fields.contains(layer.name) || !workspace.fieldType(layer.name, *named.ofAll)) continue;
+        fields[layer.name] = *named.ofAll;
+        isFound = true;
+    }
+    if (!isFound)
+        throw embedded_host::HostError(fmt::format("{}: no layer has a field '{}'", workspace.name(), *named.ofAll));
+    return fields;
+}
+
+std::optional<CheckedSymbols> symbolsOf(const Arguments& arguments) {
+    if (!arguments.symbols) return std::nullopt;
+    try {
+        return CheckedSymbols{*arguments.symbols, SymbolSet(*arguments.symbols, "day").names()};
+    } catch (const DrawError& error) {
+        throw embedded_host::HostError(error.what());
+    }
 }
 
 // What --json writes of a check that did not come to its end.
@@ -117,7 +125,11 @@ ExitStatus checkDocument(const Arguments& arguments, Console& console, std::opti
     if (workspace && workspace->type() == workspaceRemoteDatabase) nothing.reset();
     if (workspace) workspace->watch(&monitor);
     Sources sources;
-    const std::vector<Finding> findings = findAll(arguments, document, workspace.get(), sources);
+    const std::optional<CheckedSymbols> symbols = symbolsOf(arguments);
+    std::optional<CheckedDataset> dataset;
+    if (workspace) dataset = {workspace.get(), workspace->name(), subtypeFieldsOf(arguments, *workspace)};
+    const std::vector<Finding> findings =
+        findAll(arguments, document, dataset ? &*dataset : nullptr, symbols ? &*symbols : nullptr, sources);
     nothing.reset();  // what is said now is said whole
     // What could not be asked is not what is not there.
     if (!monitor.failure.empty()) throw embedded_host::HostError(monitor.failure);
@@ -176,6 +188,11 @@ void addCheck(CLI::App& app, Command& chosen) {
     command->add_option("DATASET", arguments->dataset, "the dataset that the document is for")->type_name("");
     command->add_flag("--json", arguments->json, "write one JSON object to standard output");
     addFindingOptions(*command, *arguments);
+    command
+        ->add_option("--symbols", arguments->symbols,
+                     "a folder with pictures, NAME.svg, as for draw: symbols without one are found")
+        ->type_name("DIR");
+    addSubtypeOption(*command, arguments->subtypeOptions);
     addServiceOptions(*command, arguments->services);
     command->footer(
         "Checked: the document loads, without messages; every element and attribute is read; no rule or condition is\n"
@@ -186,7 +203,12 @@ void addCheck(CLI::App& app, Command& chosen) {
         "An XML comment of cxml: expect KIND \"why\" above an element ignores a finding there.\n"
         "Exit status: 0 no errors, 1 errors, findings of the level that was asked for, or a document that does not\n"
         "load, 2 wrong usage or a dataset that cannot be opened.");
-    command->callback([&chosen, arguments] { chosen = [arguments] { return check(*arguments); }; });
+    command->callback([&chosen, arguments] {
+        arguments->subtypeFields = subtypeFieldsOf(arguments->subtypeOptions);
+        if (!arguments->subtypeOptions.empty() && !arguments->dataset)
+            throw CLI::RequiresError("--subtype-field", "DATASET");
+        chosen = [arguments] { return check(*arguments); };
+    });
 }
 
 }  // namespace cxml

@@ -153,17 +153,22 @@ Command readCommandLine(int argc, char** argv) {
         "layer that cannot be opened or written; 130 interrupted.");
     Command command;
     addImport(app, command);
+    addInit(app, command);
     addSymbolize(app, command);
     addReset(app, command);
     addExplain(app, command);
     addLedger(app, command);
     addDiff(app, command);
     addCoverage(app, command);
+    addReport(app, command);
     addTest(app, command);
     addPin(app, command);
     addCheck(app, command);
+    addFmt(app, command);
+    addSchema(app, command);
     addDraw(app, command);
     addSymbols(app, command);
+    addLookups(app, command);
     addCompletion(app, command);
     addHelp(app, command);
     try {

@@ -27,6 +27,11 @@ void Console::complain(std::string_view text) {
     put(stderr, fmt::format("cxml: {}\n", oneLine(text)));
 }
 
+void Console::remark(std::string_view line) {
+    progress_.hide();
+    put(stderr, fmt::format("{}\n", oneLine(line)));
+}
+
 void Console::result(std::string_view line) {
     progress_.hide();
     put(stdout, fmt::format("{}\n", oneLine(line)));

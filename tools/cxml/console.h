@@ -19,6 +19,8 @@ public:
     void message(std::string_view source, std::string_view text);
     /// The tool's own word, one line "cxml: text", to standard error.
     void complain(std::string_view text);
+    /// One line to standard error, as it is.
+    void remark(std::string_view line);
     /// One line of results to standard output.
     void result(std::string_view line);
 

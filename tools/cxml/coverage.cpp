@@ -1,16 +1,15 @@
 // cxml coverage: what the rows of a dataset put to the test of a document.
 #include "commands.h"
+#include "coverage_floors.h"
 #include "coverage_report.h"
 #include "json_head.h"
 #include "layer_options.h"
 #include "observed_run.h"
+#include "output_place.h"
 #include "symbolize/runs.h"
-#include "tools/text/output_file.h"
+#include "test_files.h"
 #include "watched_process.h"
 
-#include <fmt/format.h>
-#include <algorithm>
-#include <charconv>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -24,34 +23,13 @@ using Answers = ConditionalXml::RowSymbolization::Answers;
 struct Arguments : LayerArguments {
     RowArguments rows;
     std::vector<std::string> earlier;
+    std::vector<std::string> tests;
     std::vector<std::string> floors;
     std::optional<std::string> lcov;
     bool overwrite = false;
 
-    WhenThere whenThere() const noexcept { return overwrite ? WhenThere::Replace : WhenThere::Refuse; }
+    OutputPlace place() const { return {{document, dataset}, overwrite}; }
 };
-
-struct Floor {
-    Measure measure;
-    std::int64_t percent;
-};
-
-std::optional<Floor> readFloor(const std::string& text) {
-    constexpr std::int64_t all = 100;
-    const std::size_t sign = std::min(text.find('='), text.size());
-    const auto* const name = std::ranges::find(measureNames, text.substr(0, sign));
-    const std::string number = text.substr(std::min(sign + 1, text.size()));
-    std::int64_t percent = 0;
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), percent);
-    if (name == measureNames.end() || error != std::errc{} || end != number.data() + number.size() || percent < 0 ||
-        percent > all)
-        return std::nullopt;
-    return Floor{static_cast<Measure>(name - measureNames.begin()), percent};
-}
-
-std::string cannotBeWritten(const std::string& file, const std::string& why) {
-    return fmt::format("{}: cannot be written: {}", file, why);
-}
 
 bool runCovered(const LayerRun& run, Coverage& coverage) {
     CComBSTR name;
@@ -67,28 +45,31 @@ bool runCovered(const LayerRun& run, Coverage& coverage) {
 }
 
 CoverageView viewOf(const Arguments& arguments, const Document& document, Coverage& coverage) {
-    CoverageView view{document, coverage, {}, {}};
+    CoverageView view{document, coverage, {}, floorsOf(arguments.floors)};
     if (document.loaded) view.classes = classesOf(document.places, *document.map);
     // Who names layers asks for theirs.
     if (!arguments.layers.empty())
         std::erase_if(view.classes, [&](const CoveredClass& one) { return !coverage.hasRunOf(*one.configuration); });
-    for (const std::string& text : arguments.floors)
-        if (const auto floor = readFloor(text)) view.floors[floor->measure] = floor->percent;
     return view;
 }
 
 // What cannot be done is said before the first row is visited.
 void beginCounting(const Arguments& arguments, const Document& document, Coverage& coverage) {
-    if (arguments.lcov)
-        if (const std::string why = whyNotWritable(*arguments.lcov, arguments.whenThere()); !why.empty())
-            throw embedded_host::HostError(cannotBeWritten(*arguments.lcov, why));
+    if (arguments.lcov) arguments.place().expectFree(*arguments.lcov);
     for (const std::string& path : arguments.earlier) addEarlier(path, document, coverage);
+    OperandState operands(*document.map);
+    const TestedRules rules{*document.map, document.places, document.path, operands};
+    for (const std::string& path : arguments.tests) {
+        const TestFile file = readTests(path, {});
+        for (const auto& run : file.runs) run->cover(rules, coverage);
+    }
+    operands.restore();
 }
 
 ExitStatus writeLcov(const Arguments& arguments, Console& console, const CoverageView& view) {
-    const std::string why = writeFile(*arguments.lcov, coverageLcov(view), arguments.whenThere());
+    const std::string why = arguments.place().write(*arguments.lcov, coverageLcov(view));
     if (why.empty()) return ExitStatus::Good;
-    console.complain(cannotBeWritten(*arguments.lcov, why));
+    console.complain(why);
     return ExitStatus::Unusable;
 }
 
@@ -138,13 +119,10 @@ void addCoverage(CLI::App& app, Command& chosen) {
     command->add_option("--add", arguments->earlier, "add what --json gave for other rows; may be repeated")
         ->type_name("FILE")
         ->allow_extra_args(false);
-    command->add_option("--fail-under", arguments->floors, "status 1 when a measure is below so many percent")
-        ->type_name("held=N,decided=N,rules=N")
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->check([](const std::string& text) {
-            return readFloor(text) ? std::string() : fmt::format("'{}' is no measure with a percentage", text);
-        });
+    command->add_option("--tests", arguments->tests, "add the rows of tests; may be repeated")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+    addFloors(*command, arguments->floors);
     command->add_option("--lcov", arguments->lcov, "write a tracefile for tools that show coverage beside lines")
         ->type_name("FILE");
     command->add_flag("--overwrite", arguments->overwrite, "files that are there may be written anew");

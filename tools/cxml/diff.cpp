@@ -2,13 +2,16 @@
 #include "diff.h"
 
 #include "commands.h"
+#include "diff_page.h"
 #include "diff_report.h"
+#include "diff_rows.h"
 #include "document_run.h"
 #include "interrupt.h"
 #include "json_head.h"
 #include "layer_options.h"
 #include "observed_run.h"
 #include "out_of_memory.h"
+#include "output_place.h"
 #include "symbolize/runs.h"
 #include "tools/text/text.h"
 #include "tools/workbench/outcome_spool.h"
@@ -58,7 +61,6 @@ public:
         : arguments_(arguments),
           work_(std::move(work)),
           console_(arguments.json || arguments.quiet ? Console::Bar::Never : Console::Bar::WhenTerminal),
-          services_(arguments.services, console_),
           second_(console_, arguments.document, MessageLog::Keep::Counts) {
         if (arguments.first) first_.emplace(console_, *arguments.first, MessageLog::Keep::Counts);
         work_.showsLayers = false;
@@ -67,10 +69,17 @@ public:
         work_.inTransaction = true;
     }
 
+    void startServices() { services_.emplace(arguments_.services, console_); }
+    /// For who has services already and wants the comparison itself; nothing is shown then.
+    void handOverTo(std::function<void(const DatasetDifference&)> onDone) { onDone_ = std::move(onDone); }
+
     ExitStatus run();
 
 private:
+    OutputPlace place() const;
+    void expectPlaces() const;
     bool loadDocuments();
+    void makeUpDataset();
     void open(Access access);
     void findCrossReads();
     void findIntended();
@@ -81,16 +90,20 @@ private:
     bool observe(const LayerRun& run, std::function<void(RowOutcome&)> onRow) const;
     void explainGroups(const LayerRun& run, LayerDifference& layer) const;
     LayerDifference& differenceOf(const std::string& layer);
+    void addRow(const std::string& layer, ObjectId row, const ChangeGroup& change, bool isInside);
+    void finishRows();
     bool isIntended(const std::string& layer, ObjectId row) const;
     static bool has(const DocumentRun& run, const std::string& layer);
     ExitStatus report(ExitStatus status);
 
-    const DiffArguments& arguments_;
+    DiffArguments arguments_;
     LayerWork work_;
     Console console_;
-    Services services_;  // outlives the documents, whose expressions need Python to the end
+    std::optional<Services> services_;  // outlives the documents, whose expressions need Python to the end
+    std::function<void(const DatasetDifference&)> onDone_;
     std::optional<Document> first_;
     Document second_;
+    std::optional<embedded_host::MemoryDataset> madeUp_;
     std::shared_ptr<GdalWorkspace> workspace_;
     std::vector<LayerResult> results_;
     std::optional<DocumentRun> firstRun_;
@@ -100,13 +113,28 @@ private:
     std::map<std::string, std::vector<ObjectId>> intended_;
     std::map<std::string, std::string> notApplied_;  // why --only did not, by layer
     DatasetDifference all_;
+    std::optional<DiffRows> rows_;
+    std::string rowsFailure_;  // the comparison goes on without the file
 };
+
+embedded_host::WorkspaceOptions workspaceOptions(const LayerArguments& arguments) {
+    return {.lockTimeout = arguments.lockTimeout, .stop = &stopRequested()};
+}
+
+OutputPlace DiffCommand::place() const {
+    return {{arguments_.document, arguments_.dataset, arguments_.first.value_or("")}, arguments_.overwrite};
+}
+
+void DiffCommand::expectPlaces() const {
+    for (const std::optional<std::string>& file : {arguments_.rowsFile, arguments_.page})
+        if (file) place().expectFree(*file);
+}
 
 bool DiffCommand::loadDocuments() {
     const NothingToLose nothing(arguments_.json ? interruptedWhileLoading : "");
     bool all = true;
     const auto loadOne = [&](Document& document) {
-        load(document);
+        load(document, arguments_.isStatic ? Expressions::PassedOver : Expressions::Compiled);
         if (!document.loaded) console_.complain(notLoaded(document));
         all = all && document.loaded;
     };
@@ -115,12 +143,23 @@ bool DiffCommand::loadDocuments() {
     return all;
 }
 
+void DiffCommand::makeUpDataset() {
+    all_.madeUp = makeUpRows(*first_->map, *second_.map);
+    if (all_.madeUp.empty()) throw HostError("neither document has a class");
+    std::vector<embedded_host::MemoryDataset::Table> tables;
+    tables.reserve(all_.madeUp.size());
+    for (const MadeUpRows& made : all_.madeUp) {
+        tables.push_back(made.table);
+        if (!made.subtypeField.empty()) work_.subtypeFields.byLayer[made.table.name] = made.subtypeField;
+    }
+    arguments_.dataset = madeUp_.emplace(tables).name();
+}
+
 void DiffCommand::open(Access access) {
     firstRun_.reset();
     secondRun_.reset();
     workspace_.reset();
-    workspace_ = GdalWorkspace::open(arguments_.dataset, access,
-                                     {.lockTimeout = arguments_.lockTimeout, .stop = &stopRequested()});
+    workspace_ = GdalWorkspace::open(arguments_.dataset, access, workspaceOptions(arguments_));
     work_.access = access;
     if (first_) firstRun_.emplace(arguments_, work_, console_, *first_, *workspace_, results_).prepare();
     secondRun_.emplace(arguments_, work_, console_, second_, *workspace_, results_).prepare();
@@ -171,8 +210,31 @@ bool DiffCommand::has(const DocumentRun& run, const std::string& layer) {
 LayerDifference& DiffCommand::differenceOf(const std::string& layer) {
     const auto found = std::ranges::find(all_.layers, layer, &LayerDifference::layer);
     if (found != all_.layers.end()) return *found;
-    all_.layers.emplace_back().layer = layer;
-    return all_.layers.back();
+    LayerDifference& added = all_.layers.emplace_back();
+    added.layer = layer;
+    if (rows_)
+        added.difference.onChange = [this, layer](ObjectId row, const ChangeGroup& change, bool isInside) {
+            addRow(layer, row, change, isInside);
+        };
+    return added;
+}
+
+void DiffCommand::addRow(const std::string& layer, ObjectId row, const ChangeGroup& change, bool isInside) {
+    if (!rowsFailure_.empty()) return;
+    try {
+        rows_->add(layer, row, change, isInside, first_ ? &*first_ : nullptr, second_);
+    } catch (const HostError& error) {
+        rowsFailure_ = error.what();
+    }
+}
+
+/// Behind the runs, whose transactions could keep others from reading.
+void DiffCommand::finishRows() {
+    if (!rows_) return;
+    if (!rowsFailure_.empty()) throw HostError(rowsFailure_);
+    firstRun_.reset();
+    secondRun_.reset();
+    rows_->finish(arguments_.dataset, workspaceOptions(arguments_));
 }
 
 bool DiffCommand::isIntended(const std::string& layer, ObjectId row) const {
@@ -256,20 +318,22 @@ ExitStatus DiffCommand::runBoth() {
 ExitStatus DiffCommand::run() {
     ExitStatus status = ExitStatus::Unusable;
     try {
+        expectPlaces();
         if (!loadDocuments()) return report(status);
+        if (arguments_.isStatic) makeUpDataset();
         open(Access::Rehearse);
         findCrossReads();
         if (!all_.crossReads.empty()) open(Access::Update);
+        if (arguments_.rowsFile) rows_.emplace(*arguments_.rowsFile, arguments_.overwrite);
         for (const DocumentRun* run : {firstRun_ ? &*firstRun_ : nullptr, &*secondRun_})
             if (run)
                 for (const embedded_host::LayerInfo& layer : run->layers()) differenceOf(layer.name);
         findIntended();
         status = runBoth();
+        if (status == ExitStatus::Good) finishRows();
     } catch (const HostError& error) {
-        if (stopped())
-            status = ExitStatus::Interrupted;
-        else
-            console_.complain(error.what());
+        status = stopped() ? ExitStatus::Interrupted : ExitStatus::Unusable;
+        if (!stopped()) console_.complain(error.what());
     }
     return report(status);
 }
@@ -285,14 +349,24 @@ ExitStatus DiffCommand::report(ExitStatus status) {
     }
     all_.first = first_ ? &*first_ : nullptr;
     all_.second = &second_;
-    all_.dataset = workspace_->name();
+    all_.dataset = arguments_.isStatic ? "rows that are made up" : workspace_->name();
     all_.hasIntention = arguments_.only.has_value();
+    if (onDone_) {
+        onDone_(all_);
+        return status;
+    }
     if (arguments_.json) {
         nlohmann::ordered_json object = jsonHead("diff", second_);
         object.update(differenceJson(all_));
         std::cout << dumped(object) << '\n';
     } else {
         std::cout << differenceText(all_, arguments_.isFull);
+    }
+    if (arguments_.page) {
+        if (const std::string why = place().write(*arguments_.page, differencePage(all_)); !why.empty()) {
+            console_.complain(why);
+            return ExitStatus::Unusable;
+        }
     }
     for (const LayerDifference& layer : all_.layers)
         if (const auto why = notApplied_.find(layer.layer); why != notApplied_.end() && layer.difference.outside() != 0)
@@ -323,11 +397,19 @@ ExitStatus showDifference(const DiffArguments& arguments, const LayerWork& work)
     goOnWatched();
     try {
         DiffCommand command(arguments, work);
+        command.startServices();
         return orEndOutOfMemory([&] { return command.run(); });
     } catch (const HostError& error) {  // of the services: nothing has begun
         Console(Console::Bar::Never).complain(error.what());
         return ExitStatus::Unusable;
     }
+}
+
+ExitStatus compareDocuments(const DiffArguments& arguments, const LayerWork& work,
+                            std::function<void(const DatasetDifference&)> onDone) {
+    DiffCommand command(arguments, work);
+    command.handOverTo(std::move(onDone));
+    return command.run();
 }
 
 void addDiff(CLI::App& app, Command& chosen) {
@@ -344,15 +426,32 @@ void addDiff(CLI::App& app, Command& chosen) {
         ->add_option("LAYER", arguments->layers,
                      "layers to compare; without any, all that a document has a configuration for")
         ->type_name("");
+    addLayerOption(*command, arguments->layers);
     addOutputOptions(*command, *arguments);
     addRowOptions(*command, arguments->rows);
     command->add_option("--only", arguments->only, "the rows that are to change: status 1 for others only")
         ->type_name("SQL")
         ->check(whyNoCondition);
     command->add_flag("--full", arguments->isFull, "every group of rows, not only the first of each layer");
+    command
+        ->add_option("--rows", arguments->rowsFile,
+                     "write a GeoPackage with the rows that are otherwise, a map of them")
+        ->type_name("FILE.gpkg");
+    command->add_option("--html", arguments->page, "write all groups as a page that opens from disk")
+        ->type_name("FILE");
+    command->add_flag("--overwrite", arguments->overwrite, "a file that is there may be written anew");
+    auto* const isStatic = command->add_flag(
+        "--static", arguments->isStatic, "without DATASET: over rows that are made up from what both documents say");
+    for (const char* option : {"--only", "--rows", "--html", "--where", "--fids", "--subtype-field"})
+        isStatic->excludes(command->get_option(option));
     command->footer("Example: cxml diff rules.cxml edited.cxml chart.gpkg --only \"BOYSHP = 5\"");
     command->callback([&chosen, arguments] {
-        if (isDocument(arguments->dataset)) {
+        if (arguments->isStatic) {
+            arguments->services.withoutPython = true;  // values that are made up would only make expressions fail
+            if (!arguments->layers.empty()) throw CLI::ValidationError("diff", "--static takes two documents only");
+            arguments->first = std::exchange(arguments->document, arguments->dataset);
+            arguments->dataset.clear();
+        } else if (isDocument(arguments->dataset)) {
             if (arguments->layers.empty()) throw CLI::ValidationError("diff", "DATASET is missing");
             arguments->first = std::exchange(arguments->document, arguments->dataset);
             arguments->dataset = arguments->layers.front();

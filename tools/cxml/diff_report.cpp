@@ -78,34 +78,23 @@ private:
         const ChangeGroup& group = layer.groups[i];
         std::string what;
         if (group.fields != "SYMBOL_C") what = oneLine(group.fields) + ": ";
-        std::string line = fmt::format("  {:>6}   {}{} -> {}    {} -> {}    {}", group.rows.rows, what,
-                                       nameOf(group.from.value), nameOf(group.to.value), lineOf(group.from, all_.first),
-                                       lineOf(group.to, all_.second), firstRows(group.rows));
+        std::string line =
+            fmt::format("  {:>6}   {}{} -> {}    {} -> {}    {}", group.rows.rows, what, nameOf(group.from.value),
+                        nameOf(group.to.value), lineOf(group.from, all_.first), lineOf(group.to, all_.second),
+                        all_.isStatic() ? witnessText(layer, group) : firstRows(group.rows));
         if (group.change == RowChange::Error) line += "    an error on one side";
         if (all_.hasIntention && group.outside != 0) line += fmt::format("    {} outside", group.outside);
         add(line);
         if (i >= layer.causes.size()) return;
-        for (const Cause& cause : layer.causes[i]) add("           cause: " + causeText(cause));
+        for (const Cause& cause : layer.causes[i]) add("           cause: " + causeText(all_, cause));
     }
 
-    std::string causeText(const Cause& cause) const {
-        const std::string first = oneLine(all_.first->path);
-        const std::string second = oneLine(all_.second->path);
-        const auto word = [](bool answer) { return answer ? "true" : "false"; };
-        switch (cause.kind) {
-            case Cause::Kind::Rule:
-                return fmt::format("{}:{}  {}  ({}:{}  {}): {} -> {}", second, cause.second.line,
-                                   oneLine(cause.second.text), first, cause.first.line, oneLine(cause.first.text),
-                                   word(cause.first.answer), word(cause.second.answer));
-            case Cause::Kind::OnlyInFirst:
-                return fmt::format("{} is only in {}:{}", oneLine(cause.first.text), first, cause.first.line);
-            case Cause::Kind::OnlyInSecond:
-                return fmt::format("{} is only in {}:{}", oneLine(cause.second.text), second, cause.second.line);
-            case Cause::Kind::Order:
-                break;
-        }
-        return fmt::format("both hold in both documents; the later one counts: {}:{}, {}:{}", first, cause.first.line,
-                           second, cause.second.line);
+    std::string witnessText(const LayerDifference& layer, const ChangeGroup& group) const {
+        std::vector<std::string> parts;
+        for (const auto& [field, value] : all_.witness(layer.layer, group.rows.ids.front()))
+            parts.push_back(oneLine(fmt::format("{} = {}", field, value)));
+        return fmt::format("for one: {}",
+                           parts.empty() ? "no value in any field" : fmt::format("{}", fmt::join(parts, ", ")));
     }
 
     void tail(std::size_t same) {
@@ -118,6 +107,7 @@ private:
             count(RowChange::Placement), count(RowChange::Fields), count(RowChange::Error)));
         if (const std::int64_t failed = all_.sum(&Difference::failed); failed != 0)
             add(fmt::format("{} failed{}", plural(failed, "row"), all_.first ? " with both" : ""));
+        for (const std::string& line : all_.undecided()) add(oneLine(line));
         if (all_.hasIntention)
             add(fmt::format("{} outside of what was to change", plural(all_.sum(&Difference::outside), "row")));
     }
@@ -172,12 +162,67 @@ ordered_json groupJson(const DatasetDifference& all, const LayerDifference& laye
                       {"rows", group.rows.rows},
                       {"sample", group.rows.ids},
                       {"outside", all.hasIntention ? group.outside : 0}};
+    if (all.isStatic()) {
+        json["witness"] = ordered_json::object();
+        for (const auto& [field, value] : all.witness(layer.layer, group.rows.ids.front()))
+            json["witness"][field] = value;
+    }
     if (i < layer.causes.size())
         for (const Cause& cause : layer.causes[i]) json["cause"].push_back(causeJson(cause));
     return json;
 }
 
 }  // namespace
+
+std::vector<std::pair<std::string, std::string>> DatasetDifference::witness(const std::string& layer,
+                                                                            ObjectId row) const {
+    std::vector<std::pair<std::string, std::string>> values;
+    const auto made = std::ranges::find(madeUp, layer, [](const MadeUpRows& rows) { return rows.table.name; });
+    if (made == madeUp.end()) return values;
+    const auto& cells = made->table.rows.at(static_cast<std::size_t>(row) - 1);
+    for (std::size_t i = 0; i < made->given; ++i) {
+        if (std::holds_alternative<std::monostate>(cells[i])) continue;
+        const auto* const text = std::get_if<std::string>(&cells[i]);
+        const auto* const integer = std::get_if<std::int64_t>(&cells[i]);
+        values.emplace_back(made->table.fields[i].name, text      ? '"' + *text + '"'
+                                                        : integer ? std::to_string(*integer)
+                                                                  : fmt::format("{}", std::get<double>(cells[i])));
+    }
+    return values;
+}
+
+std::vector<std::string> DatasetDifference::undecided() const {
+    std::vector<std::string> lines;
+    for (const MadeUpRows& made : madeUp) {
+        std::string why;
+        if (!made.isComplete)
+            why = fmt::format("{} rows were tried, not every combination of the values", made.table.rows.size());
+        if (made.hasQueries) why += std::string(why.empty() ? "" : "; ") + "no table answers its queries";
+        if (made.hasExpressions) why += std::string(why.empty() ? "" : "; ") + "its expressions are not run";
+        if (!why.empty()) lines.push_back(fmt::format("{}: not decided for every row: {}", made.table.name, why));
+    }
+    return lines;
+}
+
+std::string causeText(const DatasetDifference& all, const Cause& cause) {
+    const std::string first = oneLine(all.first->path);
+    const std::string second = oneLine(all.second->path);
+    const auto word = [](bool answer) { return answer ? "true" : "false"; };
+    switch (cause.kind) {
+        case Cause::Kind::Rule:
+            return fmt::format("{}:{}  {}  ({}:{}  {}): {} -> {}", second, cause.second.line,
+                               oneLine(cause.second.text), first, cause.first.line, oneLine(cause.first.text),
+                               word(cause.first.answer), word(cause.second.answer));
+        case Cause::Kind::OnlyInFirst:
+            return fmt::format("{} is only in {}:{}", oneLine(cause.first.text), first, cause.first.line);
+        case Cause::Kind::OnlyInSecond:
+            return fmt::format("{} is only in {}:{}", oneLine(cause.second.text), second, cause.second.line);
+        case Cause::Kind::Order:
+            break;
+    }
+    return fmt::format("both hold in both documents; the later one counts: {}:{}, {}:{}", first, cause.first.line,
+                       second, cause.second.line);
+}
 
 std::int64_t DatasetDifference::sum(std::int64_t (Difference::*count)() const noexcept) const {
     std::int64_t sum = 0;
@@ -214,6 +259,7 @@ ordered_json differenceJson(const DatasetDifference& all) {
     json["real_runs"] = ordered_json::array();
     for (const CrossRead& read : all.crossReads)
         json["real_runs"].push_back({{"line", read.line}, {"table", read.table}, {"field", read.field}});
+    if (all.isStatic()) json["undecided"] = all.undecided();
     json["groups"] = ordered_json::array();
     for (const LayerDifference& layer : all.layers)
         for (std::size_t i = 0; i < layer.groups.size(); ++i) json["groups"].push_back(groupJson(all, layer, i));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "document.h"
+#include "made_up_rows.h"
 #include "tools/workbench/cause.h"
 #include "tools/workbench/cross_reads.h"
 #include "tools/workbench/difference.h"
@@ -29,11 +30,20 @@ struct DatasetDifference {
     bool hasIntention = false;          // whether only some rows were to change
     std::vector<CrossRead> crossReads;  // that made the runs real ones
     std::vector<LayerDifference> layers;
+    // Where the rows are made up: what is in them, and what they cannot tell.
+    std::vector<MadeUpRows> madeUp;
 
+    bool isStatic() const noexcept { return !madeUp.empty(); }
+    /// "CATLAM = 2, BOYSHP = 5", by field and value.
+    std::vector<std::pair<std::string, std::string>> witness(const std::string& layer, ObjectId row) const;
+    /// Lines about classes that the rows may not have told apart.
+    std::vector<std::string> undecided() const;
     std::int64_t sum(std::int64_t (Difference::*count)() const noexcept) const;
     std::int64_t sum(RowChange change) const;
 };
 
+/// What two explanations say is the cause, in one line.
+std::string causeText(const DatasetDifference& all, const Cause& cause);
 std::string differenceText(const DatasetDifference& all, bool isFull);
 nlohmann::ordered_json differenceJson(const DatasetDifference& all);
 

@@ -6,9 +6,14 @@
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
+#include <array>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <system_error>
+
+#include <sha2.h>
 
 namespace cxml {
 namespace {
@@ -87,16 +92,16 @@ std::string whyNotParsed(const std::string& exceptionText, IXMLDOMDocument* dom)
 namespace {
 
 // What SymbologyManager::loadCXML does, with an observer. A document of another kind has no path to find files by.
-bool readMap(Document& document, IGPMessages* messages) {
+bool readMap(Document& document, IGPMessages* messages, Expressions expressions) {
     const CComBSTR path = toPathBstr(document.path);
     const CComPtr<IXMLDOMDocument> dom = ConditionalXml::loadDocument(path);
     if (!dom) return false;
     const bool isMap = !ConditionalXml::readHead(dom, OLESTR("/ruleDefinitions"), OLESTR("spec")) &&
                        ConditionalXml::readHead(dom, OLESTR("/conditionMap"), OLESTR("name"));
     document.map = std::make_shared<ConditionalXml::ConditionMap>();
-    return ConditionalXml::readDocument(
-        *document.map, isMap ? path.m_str : nullptr, dom,
-        {.messages = messages, .compile = ConditionalXml::compileWithPython, .observer = &document.places});
+    ConditionalXml::Reading reading{.messages = messages, .observer = &document.places};
+    if (expressions == Expressions::PassedOver) reading.compile = [](ConditionalXml::Condition&) {};
+    return ConditionalXml::readDocument(*document.map, isMap ? path.m_str : nullptr, dom, reading);
 }
 
 }  // namespace
@@ -106,11 +111,24 @@ std::string notLoaded(const Document& document) {
                        document.reason.empty() ? "the document did not load" : document.reason);
 }
 
-void load(Document& document) {
+namespace {
+
+// A pipe can be read once, and the library does.
+std::optional<std::string> sha256Of(const std::string& path) {
+    std::error_code error;
+    std::array<char, SHA256_DIGEST_STRING_LENGTH> text{};
+    if (!std::filesystem::is_regular_file(path, error) || !SHA256File(path.c_str(), text.data())) return std::nullopt;
+    return text.data();
+}
+
+}  // namespace
+
+void load(Document& document, Expressions expressions) {
+    document.sha256 = sha256Of(document.path);
     const DocumentCapture capture(document.dom);
     const CComPtr<IGPMessages> messages = collectInto(document.messages);
     try {
-        document.loaded = readMap(document, messages);
+        document.loaded = readMap(document, messages, expressions);
         if (!document.loaded && document.messages.empty()) document.reason = whyRootIsRefused(document.dom);
         return;
     } catch (const CAtlException& e) {

@@ -21,8 +21,9 @@ struct Document {
     std::shared_ptr<ConditionalXml::ConditionMap> map;  // null when there is no document
     DocumentPlaces places;
     bool loaded = false;
-    std::optional<std::string> error;  // the text of the exception that left the library, word for word
-    std::string reason;                // one line for people when it did not load; empty when messages told all
+    std::optional<std::string> sha256;  // of the file's bytes, hexadecimal; none of what is no regular file
+    std::optional<std::string> error;   // the text of the exception that left the library, word for word
+    std::string reason;                 // one line for people when it did not load; empty when messages told all
     MessageLog messages;
     CComPtr<IXMLDOMDocument> dom;  // as the library read it; null when it made none
 };
@@ -37,7 +38,10 @@ std::string whyNotParsed(const std::string& exceptionText, IXMLDOMDocument* dom)
 /// One line for people about a document that did not load.
 std::string notLoaded(const Document& document);
 
+/// What becomes of expressions: they are compiled, or passed over, so that no code of the document ever runs.
+enum class Expressions : unsigned char { Compiled, PassedOver };
+
 /// Loads the document; failures are in the result.
-void load(Document& document);
+void load(Document& document, Expressions expressions = Expressions::Compiled);
 
 }  // namespace cxml

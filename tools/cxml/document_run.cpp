@@ -129,8 +129,8 @@ CComPtr<IFeatureClass> DocumentRun::openLayer(const LayerInfo& layer) const {
 
 ExitStatus DocumentRun::runLayer(const LayerInfo& layer) {
     const std::string source = work_.namesDocument ? fmt::format("{}: {}", document_.path, layer.name) : layer.name;
-    LayerResult& result =
-        results_.emplace_back(LayerResult{.layer = layer.name, .messages = MessageLog(console_, source, keep_)});
+    LayerResult& result = results_.emplace_back(
+        LayerResult{.layer = layer.name, .messages = MessageLog(console_, source, keep_, work_.showsMessages)});
     ExitStatus status = ExitStatus::Unusable;
     try {
         status = runInTransaction(layer, result);

@@ -1,6 +1,6 @@
 // cxml draw: a symbolized dataset as a picture.
+#include "chart_order.h"
 #include "commands.h"
-#include "configurations.h"
 #include "document.h"
 #include "host/geodatabase/shapes.h"
 #include "host/host_error.h"
@@ -8,13 +8,13 @@
 #include "layer_choice.h"
 #include "layer_options.h"
 #include "out_of_memory.h"
+#include "output_place.h"
 #include "report.h"
 #include "services.h"
 #include "tools/draw/chart.h"
 #include "tools/draw/frame.h"
 #include "tools/draw/raster.h"
 #include "tools/draw/svg.h"
-#include "tools/text/output_file.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
@@ -23,7 +23,6 @@
 #include <cmath>
 #include <iostream>
 #include <memory>
-#include <set>
 
 namespace cxml {
 namespace {
@@ -89,28 +88,6 @@ PictureForm formOf(const std::string& file) {
     throw DrawError(file + ": the file's name ends in none of .svg, .png and .pdf");
 }
 
-// Room around what is there, and for a single point, too.
-Bounds withMargin(const Bounds& bounds) {
-    constexpr double share = 0.02;
-    constexpr double least = 0.001;  // degrees
-    const double x = std::max((bounds.east - bounds.west) * share, least);
-    const double y = std::max((bounds.north - bounds.south) * share, least);
-    return {bounds.west - x, bounds.south - y, bounds.east + x, bounds.north + y};
-}
-
-std::vector<ClassOrder> classesOf(const ConditionalXml::ConditionMap& map) {
-    std::vector<ClassOrder> classes;
-    std::set<const ConditionalXml::FeatureClassRule*> known;
-    for (const auto& condition : map.conditions) {
-        const ConditionalXml::FeatureClassRule* const owner = condition->featureClassRule;
-        const CComBSTR upperName = upperCase(owner->name);
-        // Another class of the name has taken the place of one that is not found.
-        if (map.find(upperName).get() != owner || !known.insert(owner).second) continue;
-        classes.push_back({toUtf8(upperName), resultFields(*owner)});
-    }
-    return classes;
-}
-
 class DrawCommand {
 public:
     explicit DrawCommand(const Arguments& arguments) : arguments_(arguments), console_(Console::Bar::Never) {}
@@ -120,9 +97,9 @@ public:
         if (form != PictureForm::Svg && !canRender())
             throw DrawError(arguments_.output +
                             ": this program was built without librsvg and writes SVG only; name the file .svg");
-        const WhenThere whenThere = arguments_.overwrite ? WhenThere::Replace : WhenThere::Refuse;
-        if (const std::string why = whyNotWritable(arguments_.output, whenThere); !why.empty())
-            throw DrawError(arguments_.output + ": " + why);
+        const OutputPlace place{{arguments_.dataset, arguments_.document.value_or(""), arguments_.against.value_or("")},
+                                arguments_.overwrite};
+        place.expectFree(arguments_.output);
         FeatureQuery query;
         query.layers = arguments_.layers;
         query.where = arguments_.where;
@@ -138,8 +115,7 @@ public:
         const std::string& bytes = form == PictureForm::Svg
                                        ? picture.svg
                                        : rendered_ = render(picture.svg, form, picture.width, picture.height);
-        if (const std::string why = writeFile(arguments_.output, bytes, whenThere); !why.empty())
-            throw DrawError(arguments_.output + ": cannot be written: " + why);
+        if (const std::string why = place.write(arguments_.output, bytes); !why.empty()) throw DrawError(why);
         if (arguments_.json)
             writeJson(features, page, picture);
         else
@@ -155,7 +131,7 @@ private:
         Document document(console_, *arguments_.document, MessageLog::Keep::Counts);
         load(document);
         if (document.loaded)
-            query.classes = classesOf(*document.map);
+            query.classes = chartOrderOf(*document.map);
         else
             console_.complain(notLoaded(document));
         return document.loaded;
@@ -209,7 +185,7 @@ private:
         console_.result(line);
         for (const auto& [name, count] : picture.withoutPicture)
             console_.result(fmt::format("no picture: {} ({})", shortened(name, mostNamed), count));
-        for (const Difference& difference : picture.differences)
+        for (const DrawnDifference& difference : picture.differences)
             console_.result(fmt::format("differs: {} -> {} ({})", nameOrNothing(difference.from),
                                         nameOrNothing(difference.to), difference.features));
         if (picture.movedOnly != 0)
@@ -250,7 +226,7 @@ private:
     static void writeDifferences(const ChartPicture& picture) {
         std::cout << ",\n \"differences\": [";
         const char* separator = "";
-        for (const Difference& difference : picture.differences) {
+        for (const DrawnDifference& difference : picture.differences) {
             std::cout << separator << R"({"from": )" << jsonString(difference.from) << R"(, "to": )"
                       << jsonString(difference.to) << R"(, "features": )" << difference.features << '}';
             separator = ", ";
@@ -286,6 +262,7 @@ void addDraw(CLI::App& app, Command& chosen) {
         ->type_name("");
     command->add_option("LAYER", arguments->layers, "layers to draw; without any, all that have a shape and SYMBOL_C")
         ->type_name("");
+    addLayerOption(*command, arguments->layers);
     command->add_option("-o,--output", arguments->output, "the picture; its name ends in .svg, .png or .pdf")
         ->required()
         ->type_name("FILE");

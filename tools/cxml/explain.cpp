@@ -1,13 +1,16 @@
 // cxml explain: why a row gets its symbol, and why not another.
 #include "commands.h"
 #include "explain_report.h"
+#include "explained_run.h"
 #include "interrupt.h"
 #include "json_head.h"
 #include "layer_options.h"
 #include "nearest_rows.h"
 #include "object_ids.h"
 #include "observed_run.h"
+#include "s57_tables.h"
 #include "symbolize/runs.h"
+#include "tools/s57/catalogue.h"
 #include "tools/text/text.h"
 #include "watched_process.h"
 
@@ -82,20 +85,10 @@ public:
     }
 
     bool run(const LayerRun& run) {
-        const std::string subtypeField = subtypeFieldOf(run.featureClass);
-        Explainer explainer(run.document.places, [&](RowExplanation&& explanation) {
-            explanation.row = run.monitor.row;
-            ExplainedRow& row = rows_.emplace_back();
-            row.layer = run.result.layer;
-            row.subtypeField = subtypeField;
+        const bool succeeded = runExplained(run, [&](ExplainedRow&& row) {
             row.set = set_;
-            row.explanation = std::move(explanation);
+            rows_.push_back(std::move(row));
         });
-        const OriginsOf origins(run.result.messages, [&](std::string_view text) -> MessageLog::Origin {
-            return {run.monitor.row, explainer.onMessage(text)};
-        });
-        using Answers = ConditionalXml::RowSymbolization::Answers;
-        const bool succeeded = symbolizeLayer(run, &explainer, Answers::Evaluated);
         if (succeeded && arguments_.whyNot)
             for (ExplainedRow& row : rows_) explainWhyNot(run, row);
         return succeeded;
@@ -138,6 +131,7 @@ bool isColoured() {
 
 ExitStatus report(const Arguments& arguments, Console& console, const Document& document,
                   const std::vector<ExplainedRow>& rows, ExitStatus status) {
+    if (looksLikeS57(arguments.layer)) complainOfMissingTables(console);
     if (arguments.json) {
         nlohmann::ordered_json object = jsonHead("explain", document);
         object["rows"] = nlohmann::ordered_json::array();
@@ -212,6 +206,8 @@ void addExplain(CLI::App& app, Command& chosen) {
     command
         ->add_option("--why-not", arguments->whyNot, "why the row does not get this symbol, and what would change it")
         ->type_name("NAME|LINE|ADDRESS");
+    command->add_flag("--no-python", arguments->services.withoutPython,
+                      "no expression is run: for documents that you do not trust");
     command->add_option("--expect", arguments->expected, "status 1 when a row gets another symbol")->type_name("NAME");
     auto* isShort =
         command->add_flag("--short", arguments->isShort, "one line a row: file:line:address, layer, id, symbol");

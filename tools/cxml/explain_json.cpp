@@ -18,9 +18,9 @@ ordered_json valueJson(const ShownValue& value) {
     return json;
 }
 
-ordered_json conditionJson(const DocumentPlaces& places, const WalkedCondition& walked);
+ordered_json conditionJson(const DocumentPlaces& places, const ExplainedRow& row, const WalkedCondition& walked);
 
-ordered_json ruleJson(const DocumentPlaces& places, const WalkedRule& walked) {
+ordered_json ruleJson(const DocumentPlaces& places, const ExplainedRow& row, const WalkedRule& walked) {
     ordered_json json{{"line", places.lineOf(*walked.rule)},
                       {"type", std::string(1, walked.rule->ruleType)},
                       {"operator", places.operatorOf(*walked.rule)},
@@ -31,6 +31,7 @@ ordered_json ruleJson(const DocumentPlaces& places, const WalkedRule& walked) {
         json["field"] = toUtf8(attribute->fieldName);
         if (walked.isAsked) {
             json["seen"] = valueJson(walked.seen);
+            if (const std::string meaning = meaningOf(row, walked); !meaning.empty()) json["meaning"] = meaning;
             if (walked.other) json["other"] = valueJson(*walked.other);
             json["operands"] = ordered_json::array();
             for (const ShownValue& operand : walked.operands) json["operands"].push_back(valueJson(operand));
@@ -45,18 +46,18 @@ ordered_json ruleJson(const DocumentPlaces& places, const WalkedRule& walked) {
         }
     }
     json["nested"] = ordered_json::array();
-    for (const WalkedCondition& nested : walked.nested) json["nested"].push_back(conditionJson(places, nested));
+    for (const WalkedCondition& nested : walked.nested) json["nested"].push_back(conditionJson(places, row, nested));
     return json;
 }
 
-ordered_json conditionJson(const DocumentPlaces& places, const WalkedCondition& walked) {
+ordered_json conditionJson(const DocumentPlaces& places, const ExplainedRow& row, const WalkedCondition& walked) {
     ordered_json json{{"line", places.lineOf(*walked.condition)},
                       {"address", places.addressOf(*walked.condition)},
                       {"name", toUtf8(walked.condition->rulename)},
                       {"end", nameOf(walked.end)}};
     if (walked.by) json["by"] = places.lineOf(*walked.by);
     json["rules"] = ordered_json::array();
-    for (const WalkedRule& rule : walked.rules) json["rules"].push_back(ruleJson(places, rule));
+    for (const WalkedRule& rule : walked.rules) json["rules"].push_back(ruleJson(places, row, rule));
     if (walked.generated || !walked.arguments.empty()) {
         for (const auto& [name, values] : walked.arguments) {
             json["arguments"][name] = ordered_json::array();
@@ -65,6 +66,7 @@ ordered_json conditionJson(const DocumentPlaces& places, const WalkedCondition& 
         if (walked.generated == ConditionalXml::Expression::Outcome::Accepted)
             json["generated"] = toUtf8(walked.condition->generatedValue);
     }
+    if (walked.isNotRun()) json["notRun"] = true;
     if (!walked.error.empty()) json["error"] = walked.error;
     return json;
 }
@@ -105,7 +107,7 @@ ordered_json explainedJson(const Document& document, const ExplainedRow& row) {
                                   {"taken", put.isTaken}});
     json["conditions"] = ordered_json::array();
     for (const WalkedCondition& walked : explanation.conditions)
-        json["conditions"].push_back(conditionJson(places, walked));
+        json["conditions"].push_back(conditionJson(places, row, walked));
     json["why_not"] = ordered_json::array();
     for (const WhyNot& answer : row.whyNot) {
         ordered_json& entry = json["why_not"].emplace_back(

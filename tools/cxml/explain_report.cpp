@@ -1,9 +1,11 @@
 #include "explain_report.h"
 
+#include "tools/s57/catalogue.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <algorithm>
 #include <filesystem>
 
 namespace cxml {
@@ -34,6 +36,7 @@ public:
     std::string all() {
         head();
         list();
+        meanings();
         for (const WalkedCondition& walked : row_.explanation.conditions) condition(walked, 0);
         placement();
         for (const RowExplanation::Message& message : row_.explanation.messages)
@@ -119,6 +122,34 @@ private:
         if (row.conditions.empty()) add("  the list has no conditions");
     }
 
+    // "  CATLAM = 1 (port-hand lateral mark)  COLOUR = ...": each field once, however many rules ask for it.
+    void meanings() {
+        std::vector<std::string> parts;
+        addMeanings(row_.explanation.conditions, parts);
+        std::string line;
+        for (const std::string& part : parts) {
+            if (!line.empty() && line.size() + 2 + part.size() > lineWidth) {
+                add(line);
+                line.clear();
+            }
+            line += "  " + part;
+        }
+        if (!line.empty()) add(line);
+    }
+
+    void addMeanings(const std::vector<WalkedCondition>& conditions, std::vector<std::string>& parts) const {
+        for (const WalkedCondition& walked : conditions)
+            for (const WalkedRule& rule : walked.rules) {
+                if (const std::string meaning = meaningOf(row_, rule); !meaning.empty()) {
+                    const auto* attribute = dynamic_cast<const CXAttributeRule*>(rule.rule);
+                    std::string part =
+                        oneLine(fmt::format("{} = {} ({})", toUtf8(attribute->fieldName), inWords(rule.seen), meaning));
+                    if (std::ranges::find(parts, part) == parts.end()) parts.push_back(std::move(part));
+                }
+                addMeanings(rule.nested, parts);
+            }
+    }
+
     // "  48  BOYLAT13        replaced  by 58" and behind it the rules.
     void condition(const WalkedCondition& walked, std::size_t depth) {
         std::string line = fmt::format("{:>6}  {}{}", places_.lineOf(*walked.condition), std::string(2 * depth, ' '),
@@ -132,6 +163,7 @@ private:
         for (const WalkedRule& rule : walked.rules)
             if (detail_ == Detail::Full || rule.isAsked) parts.push_back(ruleText(places_, rule));
         if (!walked.arguments.empty() || walked.generated) parts.push_back(callText(walked));
+        if (walked.isNotRun()) parts.emplace_back("its expression was not run");
         if (!walked.error.empty()) parts.push_back(oneLine(walked.error.substr(0, walked.error.find('\n'))));
         wrap(std::move(line), walked.end == End::Decides && isColoured_ ? emphasized("").size() : 0, parts);
         for (const WalkedRule& rule : walked.rules)
@@ -232,6 +264,17 @@ std::string whyNotText(const Document& document, const ExplainedRow& row) {
 }
 
 }  // namespace
+
+std::string meaningOf(const ExplainedRow& row, const WalkedRule& walked) {
+    const auto* const attribute = dynamic_cast<const CXAttributeRule*>(walked.rule);
+    if (!attribute || !walked.isAsked || (walked.seen.type != "integer" && !walked.seen.isText())) return {};
+    const S57Catalogue& catalogue = S57Catalogue::installed();
+    const auto* const configuration = row.explanation.configuration;
+    const S57Class* const ofClass =
+        catalogue.findClass(row.layer, configuration ? toUtf8(configuration->name) : std::string());
+    const S57Attribute* const found = catalogue.findField(ofClass, toUtf8(attribute->fieldName));
+    return found ? found->meaningOf(walked.seen.text) : std::string();
+}
 
 std::string explained(const Document& document, const ExplainedRow& row, Detail detail, bool isColoured) {
     if (detail == Detail::Short) {

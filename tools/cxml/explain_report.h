@@ -29,6 +29,9 @@ std::string explained(const Document& document, const ExplainedRow& row, Detail 
 /// document is to be called.
 std::string whyNotLine(const DocumentPlaces& places, const std::string& file, const WhyNot& answer);
 
+/// What a value that a rule has seen means, where layer and field are S-57's; else empty.
+std::string meaningOf(const ExplainedRow& row, const WalkedRule& walked);
+
 nlohmann::ordered_json explainedJson(const Document& document, const ExplainedRow& row);
 
 }  // namespace cxml

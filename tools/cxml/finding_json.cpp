@@ -1,6 +1,7 @@
 #include "finding_json.h"
 
 #include "host/host_error.h"
+#include "json_head.h"
 #include "report.h"
 #include "tools/check/suppressions.h"
 
@@ -39,10 +40,6 @@ Json findingOf(const Finding& finding, const std::string& fingerprint) {
     json["fingerprint"] = fingerprint;
     if (finding.ignored) json["ignored"] = finding.ignored->why;
     return json;
-}
-
-std::string dumped(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 void writeList(std::ostream& out, const std::vector<std::string>& objects) {
@@ -132,7 +129,9 @@ void writeJson(std::ostream& out, const Document& document, const std::vector<Fi
     std::vector<std::string> shown;
     std::vector<std::string> ignored;
     for (std::size_t i = 0; i < findings.size(); ++i)
-        (findings[i].ignored ? ignored : shown).push_back(dumped(findingOf(findings[i], fingerprints[i])));
+        (findings[i].ignored ? ignored : shown)
+            .push_back(withEscapedControls(
+                findingOf(findings[i], fingerprints[i]).dump(-1, ' ', false, Json::error_handler_t::replace)));
     out << "{\"document\": ";
     writeJson(out, document);
     out << ",\n \"findings\": [";
@@ -144,6 +143,13 @@ void writeJson(std::ostream& out, const Document& document, const std::vector<Fi
         out << ']';
     }
     out << "}\n";
+}
+
+Json findingsJson(const std::string& document, const std::vector<Finding>& findings) {
+    const std::vector<std::string> fingerprints = fingerprintsOf(findings, document);
+    Json all = Json::array();
+    for (std::size_t i = 0; i < findings.size(); ++i) all.push_back(findingOf(findings[i], fingerprints[i]));
+    return all;
 }
 
 void writeSarif(std::ostream& out, const std::string& document, const std::vector<Finding>& findings) {

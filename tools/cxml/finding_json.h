@@ -4,6 +4,7 @@
 #include "document.h"
 #include "tools/check/finding.h"
 
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <ostream>
 #include <set>
@@ -14,6 +15,9 @@ namespace cxml {
 
 /// The object of check --json.
 void writeJson(std::ostream& out, const Document& document, const std::vector<Finding>& findings);
+
+/// An array of them all; those that are ignored have the member "ignored".
+nlohmann::ordered_json findingsJson(const std::string& document, const std::vector<Finding>& findings);
 
 /// A SARIF log of one run. Paths are as given.
 void writeSarif(std::ostream& out, const std::string& document, const std::vector<Finding>& findings);

@@ -10,6 +10,8 @@ namespace cxml {
 void addLayerOptions(CLI::App& command, LayerArguments& arguments);
 /// The two halves of it around LAYER.
 void addDatasetOptions(CLI::App& command, LayerArguments& arguments);
+/// -l, for a command that has added LAYER to the same names.
+void addLayerOption(CLI::App& command, std::vector<std::string>& layers);
 void addOutputOptions(CLI::App& command, LayerArguments& arguments);
 
 void addDocumentOption(CLI::App& command, std::string& document);
@@ -27,6 +29,10 @@ struct RowArguments {
 };
 
 void addRowOptions(CLI::App& command, RowArguments& arguments);
+
+void addSubtypeOption(CLI::App& command, std::vector<std::string>& options);
+/// \throws CLI::ValidationError when they cannot be read.
+SubtypeFields subtypeFieldsOf(const std::vector<std::string>& options);
 
 /// Has the work run over these rows. \throws CLI::ValidationError for subtype fields that cannot be read.
 void limitTo(const RowArguments& arguments, LayerWork& work);

@@ -59,15 +59,16 @@ ExitStatus LayerCommand::run() {
 ExitStatus LayerCommand::runAll() {
     {
         const NothingToLose nothing(arguments_.json ? interruptedWhileLoading : "");
-        load(document_);
+        load(document_, arguments_.services.withoutPython ? Expressions::PassedOver : Expressions::Compiled);
     }
     if (!document_.loaded) {
         console_.complain(notLoaded(document_));
         return work_.notLoaded;
     }
     if (work_.onLoaded) work_.onLoaded(document_);
-    const std::shared_ptr<GdalWorkspace> workspace = GdalWorkspace::open(
-        arguments_.dataset, work_.access, {.lockTimeout = arguments_.lockTimeout, .stop = &stopRequested()});
+    const embedded_host::WorkspaceOptions options{.lockTimeout = arguments_.lockTimeout, .stop = &stopRequested()};
+    const std::shared_ptr<GdalWorkspace> workspace =
+        work_.open ? work_.open(console_, options) : GdalWorkspace::open(arguments_.dataset, work_.access, options);
     DocumentRun run(arguments_, work_, console_, document_, *workspace, results_);
     run.prepare();
     return run.run();

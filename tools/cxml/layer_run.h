@@ -42,6 +42,8 @@ struct LayerWork {
     SubtypeFields subtypeFields;
     /// When the document has loaded, before the dataset is opened; may be empty.
     std::function<void(const Document&)> onLoaded;
+    /// Opens the dataset; empty: that of the arguments.
+    std::function<std::shared_ptr<embedded_host::GdalWorkspace>(Console&, const embedded_host::WorkspaceOptions&)> open;
     /// Before the first run, for each layer that the document configures and that will run; may be empty.
     std::function<void(embedded_host::GdalWorkspace&, const std::string& layer,
                        const ConditionalXml::FeatureClassRule&)>
@@ -59,6 +61,8 @@ struct LayerWork {
     ExitStatus notLoaded = ExitStatus::Failed;
     /// Whether a line for each layer is shown when its run has ended.
     bool showsLayers = true;
+    /// Whether messages are shown as they come.
+    MessageLog::Show showsMessages = MessageLog::Show::AsTheyCome;
     /// Whether the lead of messages names the document besides the layer.
     bool namesDocument = false;
     /// Whether layers that are named and have no configuration are left out.

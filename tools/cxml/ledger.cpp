@@ -2,6 +2,7 @@
 #include "commands.h"
 #include "json_head.h"
 #include "layer_options.h"
+#include "ledger_files.h"
 #include "ledger_report.h"
 #include "observed_run.h"
 #include "watched_process.h"
@@ -16,7 +17,7 @@ namespace {
 struct Arguments : LayerArguments {
     RowArguments rows;
     std::vector<std::string> failOn;
-    LedgerFiles files;
+    LedgerFileOptions files;
 };
 
 bool hasOne(const LayerResult& result, const std::string& what) {
@@ -28,16 +29,16 @@ bool hasOne(const LayerResult& result, const std::string& what) {
     return false;
 }
 
-ExitStatus report(const Arguments& arguments, Console& console, const Document& document,
+ExitStatus report(const Arguments& arguments, LedgerFiles& files, Console& console, const Document& document,
                   const std::vector<LayerResult>& results, ExitStatus status) {
     if (arguments.json) {
         nlohmann::ordered_json object = jsonHead("ledger", document);
         object.update(ledgersJson(document, results));
         std::cout << dumped(object) << '\n';
-    } else if (document.loaded) {
+    } else if (document.loaded && (!results.empty() || status == ExitStatus::Good)) {
         writeLedgers(std::cout, document, results);
     }
-    status = graver(status, arguments.files.write(console, document, results));
+    status = files.end(console, document, results, status);
     for (const LayerResult& result : results) {
         if (!result.ledger || !result.succeeded) continue;
         if (!result.ledger->isBalanced() || result.ledger->rows() != result.rows) {
@@ -50,14 +51,22 @@ ExitStatus report(const Arguments& arguments, Console& console, const Document& 
     return status;
 }
 
+bool runAndLookAround(const LayerRun& run, LedgerFiles& files) {
+    const bool succeeded = runWithLedger(run, files);
+    findNearest(run);
+    return succeeded;
+}
+
 ExitStatus showLedger(const Arguments& arguments, LayerWork work) {
     goOnWatched();
+    LedgerFiles files(arguments.files, arguments);
+    work.onLoaded = [&](const Document&) { files.begin(); };
     work.access = embedded_host::Access::Rehearse;
     work.showsLayers = false;
     work.notLoaded = ExitStatus::Unusable;
-    work.run = [](const LayerRun& run) { return runWithLedger(run); };
+    work.run = [&](const LayerRun& run) { return runAndLookAround(run, files); };
     work.report = [&](Console& console, const Document& document, const std::vector<LayerResult>& results,
-                      ExitStatus status) { return report(arguments, console, document, results, status); };
+                      ExitStatus status) { return report(arguments, files, console, document, results, status); };
     return runLayers(arguments, work);
 }
 

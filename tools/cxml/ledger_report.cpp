@@ -1,7 +1,5 @@
 #include "ledger_report.h"
 
-#include "json_head.h"
-#include "tools/text/output_file.h"
 #include "tools/text/text.h"
 #include "tools/workbench/explanation.h"
 
@@ -32,6 +30,13 @@ void writeLayer(std::ostream& out, const LayerResult& result, std::size_t width)
     out << fmt::format(" {:>8}\n", ledger.messageCount());
 }
 
+// "nearest rules.cxml:600; ", where it is known.
+std::string nearestText(const Document& document, const LayerResult& result, RowEnd end) {
+    const auto nearest = result.nearest.find(end);
+    if (nearest == result.nearest.end()) return {};
+    return fmt::format("nearest {}:{}; ", oneLine(document.path), document.places.lineOf(*nearest->second));
+}
+
 void writeDetails(std::ostream& out, const Document& document, const LayerResult& result) {
     const Ledger& ledger = *result.ledger;
     const std::string layer = oneLine(result.layer);
@@ -41,7 +46,8 @@ void writeDetails(std::ostream& out, const Document& document, const LayerResult
                            rows->rows == 1 ? "" : "s", document.places.isFallback(*condition) ? " (default)" : "");
     for (const RowEnd end : {RowEnd::Kept, RowEnd::None, RowEnd::Failed})
         if (const RowList& rows = ledger.of(end); rows.rows != 0)
-            out << fmt::format("{}  {}: {}\n", layer, rowEndNames[static_cast<std::size_t>(end)], shownRows(rows));
+            out << fmt::format("{}  {}: {}{}\n", layer, rowEndNames[static_cast<std::size_t>(end)],
+                               nearestText(document, result, end), shownRows(rows));
     for (const auto& [line, question] : ledger.unanswered())
         out << fmt::format("{}  {}:{}  not answered ({}): {}  {}\n", layer, oneLine(document.path), line,
                            nameOf(question->outcome), oneLine(question->clause), shownRows(question->rows));
@@ -58,6 +64,9 @@ ordered_json layerJson(const Document& document, const LayerResult& result) {
         layer["ends"][rowEndNames[end]] = ledger.count(static_cast<RowEnd>(end));
     for (const RowEnd end : {RowEnd::Kept, RowEnd::None, RowEnd::Failed})
         if (ledger.count(end) != 0) layer["samples"][rowEndNames[static_cast<std::size_t>(end)]] = ledger.of(end).ids;
+    for (const auto& [end, condition] : result.nearest)
+        layer["nearest"][rowEndNames[static_cast<std::size_t>(end)]] = {
+            {"line", document.places.lineOf(*condition)}, {"address", document.places.addressOf(*condition)}};
     layer["writes"] = ordered_json::object();
     for (const auto& [field, count] : ledger.writes()) layer["writes"][field] = count;
     layer["decided"] = ordered_json::array();
@@ -125,23 +134,6 @@ ordered_json ledgersJson(const Document& document, const std::vector<LayerResult
     all["rows"] = rows;
     all["accounted"] = accounted;
     return all;
-}
-
-ExitStatus LedgerFiles::write(Console& console, const Document& document,
-                              const std::vector<LayerResult>& results) const {
-    if (!ledger) return ExitStatus::Good;
-    ordered_json object = jsonHead("ledger", document);
-    object.update(ledgersJson(document, results));
-    const WhenThere whenThere = overwrite ? WhenThere::Replace : WhenThere::Refuse;
-    const std::string why = writeFile(*ledger, dumped(object) + '\n', whenThere);
-    if (why.empty()) return ExitStatus::Good;
-    console.complain(fmt::format("{}: cannot be written: {}", *ledger, why));
-    return ExitStatus::Unusable;
-}
-
-void addLedgerFiles(CLI::App& command, LedgerFiles& files) {
-    command.add_option("--ledger", files.ledger, "write how each row ended, as JSON")->type_name("FILE");
-    command.add_flag("--overwrite", files.overwrite, "files that are there may be written anew");
 }
 
 }  // namespace cxml

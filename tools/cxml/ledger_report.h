@@ -17,15 +17,4 @@ void writeLedgers(std::ostream& out, const Document& document, const std::vector
 /// {"layers": [...], "rows": N, "accounted": N}
 nlohmann::ordered_json ledgersJson(const Document& document, const std::vector<LayerResult>& results);
 
-/// Files beside the output.
-struct LedgerFiles {
-    std::optional<std::string> ledger;
-    bool overwrite = false;
-
-    /// \return what the files make of the status: Unusable when one cannot be written, which is said.
-    ExitStatus write(Console& console, const Document& document, const std::vector<LayerResult>& results) const;
-};
-
-void addLedgerFiles(CLI::App& command, LedgerFiles& files);
-
 }  // namespace cxml

@@ -47,12 +47,13 @@ public:
 
     void run(const TestedRules& rules, Occurrences& occurrences, RowCover& cover) {
         for (const auto& run : runs_) {
-            const TestedSection tested = run->run(rules, SectionRun::Detail::Everything);
+            const TestedSection tested = run->run(rules, SectionRun::Detail::Everything, [&](TestedRow& row) {
+                if (row.isTest()) cover.know(occurrences.of(*row.explanation));
+                row.explanation->conditions.clear();
+            });
             for (const auto& [line, text] : tested.failures) failed(line, text);
-            for (const TestedRow& row : tested.rows) {
-                if (row.explanation && row.isTest()) cover.know(occurrences.of(*row.explanation));
+            for (const TestedRow& row : tested.rows)
                 if (!row.misses.empty()) change(row);
-            }
         }
     }
 

@@ -1,5 +1,6 @@
 #include "report.h"
 
+#include "json_head.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
@@ -113,7 +114,7 @@ std::string summaryLine(const LayerResult& result) {
 }
 
 std::string jsonString(std::string_view text) {
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return withEscapedControls(nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 void writeJson(std::ostream& out, const Document& document) {

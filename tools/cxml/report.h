@@ -6,6 +6,7 @@
 #include "tools/workbench/ledger.h"
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -25,6 +26,9 @@ struct LayerResult {
     embedded_host::RowList refused{};
     MessageLog messages;
     std::unique_ptr<Ledger> ledger = nullptr;  // null where none is kept
+    // Of rows that ended without a decision: the condition that lacked least, for most of the first ones.
+    // NOLINTNEXTLINE(readability-redundant-member-init): designated initializers leave it out
+    std::map<RowEnd, const ConditionalXml::Condition*> nearest{};
 };
 
 /// "BOYLAT: 12 rows, 3 changed", what went wrong, and the count of every text that came more than once.

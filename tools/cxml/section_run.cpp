@@ -249,7 +249,7 @@ bool SectionRun::concerns(const std::string& className) const {
     });
 }
 
-TestedSection SectionRun::run(const TestedRules& rules, Detail detail) {
+TestedSection SectionRun::run(const TestedRules& rules, Detail detail, const OnExplained& onExplained) {
     TestedSection result{&section_, {}, {}};
     if (std::ranges::none_of(tables_, &Table::isRun))
         result.failures.emplace_back(section_.tables.front().line, "no table says what to expect: nothing was run");
@@ -263,16 +263,30 @@ TestedSection SectionRun::run(const TestedRules& rules, Detail detail) {
     runTables(
         rules, again,
         [&](const Table& table, const std::shared_ptr<FeatureClassRule>& configuration, IFeatureClass* featureClass) {
-            std::map<ObjectId, RowExplanation> explanations = explain(featureClass, rules);
-            for (ObjectId id = 1; std::cmp_less_equal(id, table.written->rows.size()); ++id, ++at) {
-                const auto known = explanations.find(id);
-                if (known == explanations.end()) continue;
-                TestedRow& row = result.rows.at(at);
-                row.explanation = std::move(known->second);
+            explain(featureClass, rules, [&](RowExplanation&& explanation) {
+                TestedRow& row = result.rows.at(at + static_cast<std::size_t>(explanation.row) - 1);
+                row.explanation = std::move(explanation);
                 row.reasons = reasonsOf(row, configuration, rules);
-            }
+                if (onExplained) onExplained(row);
+            });
+            at += table.written->rows.size();
         });
     return result;
+}
+
+void SectionRun::cover(const TestedRules& rules, Coverage& coverage) {
+    TestedSection unused{&section_, {}, {}};
+    runTables(rules, unused,
+              [&](const Table& /*table*/, const std::shared_ptr<FeatureClassRule>& configuration,
+                  IFeatureClass* featureClass) {
+                  monitor_ = {};
+                  coverage.beginRun(*configuration);
+                  const struct End {
+                      Coverage& coverage;
+                      ~End() { coverage.endRun(); }
+                  } end{coverage};
+                  symbolize(rules, featureClass, Answers::Evaluated, coverage, [](const std::string&) {});
+              });
 }
 
 void SectionRun::runTables(const TestedRules& rules, TestedSection& result, const OnTable& onTable) {
@@ -342,17 +356,16 @@ void SectionRun::judge(const Table& table, const FeatureClassRule& configuration
     if (!isTest) result.failures.emplace_back(written.line, "no row of the table says what to expect");
 }
 
-std::map<ObjectId, RowExplanation> SectionRun::explain(IFeatureClass* featureClass, const TestedRules& rules) {
+void SectionRun::explain(IFeatureClass* featureClass, const TestedRules& rules,
+                         const std::function<void(RowExplanation&&)>& onRow) {
     monitor_ = {};
-    std::map<ObjectId, RowExplanation> explanations;
     Explainer explainer(rules.places, [&](RowExplanation&& explanation) {
         explanation.row = monitor_.row;
-        explanations.insert_or_assign(monitor_.row, std::move(explanation));
+        onRow(std::move(explanation));
     });
     // That it can fail, the run before has told.
     symbolize(rules, featureClass, Answers::Evaluated, explainer,
               [&](const std::string& text) { explainer.onMessage(text); });
-    return explanations;
 }
 
 std::vector<std::string> SectionRun::reasonsOf(const TestedRow& row,

@@ -6,6 +6,7 @@
 #include "host/geodatabase/memory_dataset.h"
 #include "symbolize/row_symbolization.h"
 #include "tools/places/places.h"
+#include "tools/workbench/coverage.h"
 #include "tools/workbench/explanation.h"
 #include "tools/workbench/markdown_tables.h"
 #include "tools/workbench/operand_state.h"
@@ -75,8 +76,13 @@ public:
     /// \param section must outlive this. \throws MarkdownError, embedded_host::HostError
     explicit SectionRun(const MarkdownSection& section);
 
+    /// Told of each row when it has got its explanation, of which it may take what is large.
+    using OnExplained = std::function<void(TestedRow&)>;
+
     /// As if the dataset were new each time. \throws embedded_host::HostError
-    TestedSection run(const TestedRules& rules, Detail detail);
+    TestedSection run(const TestedRules& rules, Detail detail, const OnExplained& onExplained = {});
+    /// Counts what the rows of its tables put to the test; what runs have to say, run() tells.
+    void cover(const TestedRules& rules, Coverage& coverage);
     const MarkdownSection& section() const noexcept { return section_; }
     /// Whether the class of one of the tables that are run has this name, in any case.
     bool concerns(const std::string& className) const;
@@ -99,7 +105,8 @@ private:
     void judge(const Table& table, const FeatureClassRule& configuration, IFeatureClass* featureClass,
                const TestedRules& rules, TestedSection& result);
     /// \return a row's explanation by its id.
-    std::map<ObjectId, RowExplanation> explain(IFeatureClass* featureClass, const TestedRules& rules);
+    void explain(IFeatureClass* featureClass, const TestedRules& rules,
+                 const std::function<void(RowExplanation&&)>& onRow);
     static std::vector<std::string> reasonsOf(const TestedRow& row,
                                               const std::shared_ptr<FeatureClassRule>& configuration,
                                               const TestedRules& rules);

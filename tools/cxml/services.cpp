@@ -49,8 +49,8 @@ void addServiceOptions(CLI::App& command, ServiceOptions& options) {
     command.add_flag("--user-site", options.userSite, "let expressions import the user's own Python packages");
 }
 
-Services::Services(const ServiceOptions& options, Console& console)
-    : log_(openLog(options.log)), python_({.userSitePackages = options.userSite}) {
+Services::Services(const ServiceOptions& options, Console& console) : log_(openLog(options.log)) {
+    if (!options.withoutPython) python_.emplace(embedded_host::PythonOptions{.userSitePackages = options.userSite});
     if (log_) TarnSetEventSink(writeEvent, log_.get());
     if (options.debugOutput) PlatformSetDebugSink(showDebugOutput, &console);
 }

@@ -16,6 +16,7 @@ struct ServiceOptions {
     bool debugOutput = false;
     std::optional<std::string> log;
     bool userSite = false;
+    bool withoutPython = false;  // no interpreter is started, and no expression runs
 };
 
 void addServiceOptions(CLI::App& command, ServiceOptions& options);
@@ -36,7 +37,7 @@ private:
     };
 
     std::unique_ptr<std::FILE, CloseFile> log_;
-    embedded_host::PythonInterpreter python_;
+    std::optional<embedded_host::PythonInterpreter> python_;
 };
 
 }  // namespace cxml

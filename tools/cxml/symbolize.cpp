@@ -2,7 +2,8 @@
 #include "commands.h"
 #include "diff.h"
 #include "layer_options.h"
-#include "ledger_report.h"
+#include "ledger_files.h"
+#include "new_chart.h"
 #include "observed_run.h"
 #include "watched_process.h"
 
@@ -15,13 +16,15 @@ namespace {
 using embedded_host::FieldKind;
 using embedded_host::FieldRequest;
 using embedded_host::GdalWorkspace;
+using embedded_host::WorkspaceOptions;
 
 struct Arguments : LayerArguments {
     RowArguments rows;
     bool addFields = false;
     bool strict = false;
     bool dryRun = false;
-    LedgerFiles files;
+    LedgerFileOptions files;
+    NewChartOptions chart;
 };
 
 void addTargetFields(GdalWorkspace& workspace, const std::string& layer,
@@ -36,8 +39,16 @@ void addTargetFields(GdalWorkspace& workspace, const std::string& layer,
 
 ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
     goOnWatched();  // expressions run in this process, and may end it
-    if (arguments.addFields) work.prepare = addTargetFields;
-    work.run = [](const LayerRun& run) { return runWithLedger(run); };
+    LedgerFiles files(arguments.files, arguments);
+    NewChart chart(arguments.chart, arguments, arguments.files.overwrite);
+    work.onLoaded = [&](const Document&) {
+        files.begin();
+        if (chart) chart.begin();
+    };
+    if (chart)
+        work.open = [&](Console& console, const WorkspaceOptions& options) { return chart.open(console, options); };
+    if (arguments.addFields || chart) work.prepare = addTargetFields;
+    work.run = [&](const LayerRun& run) { return runWithLedger(run, files); };
     work.whyFailed = [](GdalWorkspace& workspace, const std::string& layer) -> std::string {
         // The library has said so for each row, which alone is no failure of a run.
         if (workspace.fieldType(layer, "SYMBOL_C")) return {};
@@ -46,7 +57,7 @@ ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
     work.report = [&](Console& console, const Document& document, const std::vector<LayerResult>& results,
                       ExitStatus status) {
         if (arguments.json) writeJson(std::cout, document, results);
-        status = graver(status, arguments.files.write(console, document, results));
+        status = chart.end(console, files.end(console, document, results, status));
         return arguments.strict && status == ExitStatus::Good && !isFlawless(document, results) ? ExitStatus::Failed
                                                                                                 : status;
     };
@@ -65,14 +76,16 @@ void addSymbolize(CLI::App& app, Command& chosen) {
     auto* const strict = command->add_flag("--strict", arguments->strict,
                                            "status 1 for any message, failed row or query that could not be asked");
     addLedgerFiles(*command, arguments->files);
+    addNewChart(*command, arguments->chart);
     command
         ->add_flag("--dry-run", arguments->dryRun, "only show what would change, as 'cxml diff' does; status 1 if any")
-        ->excludes(addFields, strict, command->get_option("--ledger"));
+        ->excludes(addFields, strict, command->get_option("--ledger"), command->get_option("--rows"),
+                   command->get_option("--output"));
     command->callback([&chosen, arguments] {
         LayerWork work;
         limitTo(arguments->rows, work);
         if (arguments->dryRun)
-            chosen = [arguments, work] { return showDifference({*arguments, {}, {}}, work); };
+            chosen = [arguments, work] { return showDifference({*arguments, {}, {}, {}, {}, {}, {}, {}}, work); };
         else
             chosen = [arguments, work] { return symbolize(*arguments, work); };
     });

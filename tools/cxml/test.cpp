@@ -1,13 +1,15 @@
 // cxml test: holds a document to the tables of rows that are written beside it.
 #include "commands.h"
+#include "coverage_floors.h"
+#include "coverage_report.h"
 #include "interrupt.h"
 #include "json_head.h"
 #include "layer_options.h"
 #include "out_of_memory.h"
+#include "output_place.h"
 #include "services.h"
 #include "test_files.h"
 #include "test_report.h"
-#include "tools/text/output_file.h"
 #include "tools/text/text.h"
 #include "watched_process.h"
 
@@ -16,6 +18,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace cxml {
 namespace {
@@ -25,6 +28,8 @@ struct Arguments {
     std::vector<std::string> files;
     std::string filter;
     bool allowEmpty = false;
+    bool coverage = false;
+    std::vector<std::string> floors;
     bool mutate = false;
     std::size_t limit = 0;
     std::optional<std::string> junit;
@@ -60,6 +65,7 @@ public:
         if (arguments_.json) {
             nlohmann::ordered_json object = jsonHead("test", document_);
             object.update(testsJson(document_, files_, mutants_));
+            if (coverage_) object["coverage"] = coverageJson(coverageView(), {});
             std::cout << dumped(object) << '\n';
         }
         return status;
@@ -68,12 +74,17 @@ public:
 private:
     ExitStatus runAll();
     bool read(const std::string& path);
-    WhenThere whenThere() const noexcept { return arguments_.overwrite ? WhenThere::Replace : WhenThere::Refuse; }
-    ExitStatus refuse(const std::string& why) {
-        console_.complain(fmt::format("{}: {}", *arguments_.junit, why));
-        return ExitStatus::Unusable;
+    OutputPlace place() const {
+        std::vector<std::string> inputs = arguments_.files;
+        inputs.push_back(arguments_.document);
+        inputs.push_back(fileBeside(arguments_.document));
+        return {std::move(inputs), arguments_.overwrite};
     }
     bool runSections(TestFile& file);
+    ExitStatus cover();
+    CoverageView coverageView() {
+        return {document_, *coverage_, classesOf(document_.places, *document_.map), floorsOf(arguments_.floors)};
+    }
     ExitStatus mutate();
 
     const Arguments& arguments_;
@@ -83,12 +94,11 @@ private:
     std::unique_ptr<OperandState> operands_;
     std::vector<TestFile> files_;
     MutationResult mutants_;
+    std::optional<Coverage> coverage_;
 };
 
 ExitStatus TestCommand::runAll() {
-    if (arguments_.junit) {
-        if (const std::string why = whyNotWritable(*arguments_.junit, whenThere()); !why.empty()) return refuse(why);
-    }
+    if (arguments_.junit) place().expectFree(*arguments_.junit);
     {
         const NothingToLose nothing("");
         load(document_);
@@ -109,8 +119,10 @@ ExitStatus TestCommand::runAll() {
     if (!arguments_.json) writeTests(console_, files_);
     ExitStatus status = ExitStatus::Good;
     if (arguments_.junit) {
-        if (const std::string why = writeFile(*arguments_.junit, junitXml(files_), whenThere()); !why.empty())
-            status = refuse(why);
+        if (const std::string why = place().write(*arguments_.junit, junitXml(files_)); !why.empty()) {
+            console_.complain(why);
+            status = ExitStatus::Unusable;
+        }
     }
     const TestCounts counts = countsOf(files_);
     if (counts.failed != 0) status = graver(status, ExitStatus::Failed);
@@ -119,7 +131,9 @@ ExitStatus TestCommand::runAll() {
                                         : std::string("no tests in what was asked for"));
         status = graver(status, ExitStatus::Failed);
     }
-    return arguments_.mutate ? graver(status, mutate()) : status;
+    if (arguments_.coverage) status = graver(status, cover());
+    if (arguments_.mutate && status != ExitStatus::Interrupted) status = graver(status, mutate());
+    return status;
 }
 
 // What the tests hold is only known of tests that pass.
@@ -137,20 +151,34 @@ ExitStatus TestCommand::mutate() {
 }
 
 bool TestCommand::read(const std::string& path) {
-    TestFile& file = files_.emplace_back();
-    file.path = path;
     try {
-        file.sections = readMarkdown(readTestFile(path));
-        for (const MarkdownSection& section : file.sections)
-            if (section.name.find(arguments_.filter) != std::string::npos)
-                file.runs.push_back(std::make_unique<SectionRun>(section));
+        files_.push_back(readTests(path, arguments_.filter));
         return true;
-    } catch (const MarkdownError& e) {
-        console_.complain(fmt::format("{}:{}:{}: {}", path, e.place.line, e.place.column, e.what()));
     } catch (const embedded_host::HostError& e) {
         console_.complain(e.what());
+        return false;
     }
-    return false;
+}
+
+// Not of tables that fail: their rows would count, and nothing holds the document to them.
+ExitStatus TestCommand::cover() {
+    if (countsOf(files_).failed != 0) {
+        console_.complain("--coverage needs tests that pass");
+        return ExitStatus::Failed;
+    }
+    const TestedRules rules{*document_.map, document_.places, document_.path, *operands_};
+    coverage_.emplace();
+    for (const TestFile& file : files_)
+        for (const auto& run : file.runs) {
+            if (stopped()) return ExitStatus::Interrupted;
+            run->cover(rules, *coverage_);
+        }
+    const CoverageView view = coverageView();
+    if (!arguments_.json) writeCoverage(std::cout, view);
+    ExitStatus status = ExitStatus::Good;
+    for (const auto& [measure, floor] : view.floors)
+        if (view.isBelow(measure)) status = ExitStatus::Failed;
+    return status;
 }
 
 bool TestCommand::runSections(TestFile& file) {
@@ -183,6 +211,9 @@ void addTest(CLI::App& app, Command& chosen) {
         ->type_name("");
     command->add_option("--filter", arguments->filter, "only sections with this text in their name")->type_name("TEXT");
     command->add_flag("--allow-empty", arguments->allowEmpty, "finding no test is no failure");
+    auto* const coverage = command->add_flag("--coverage", arguments->coverage,
+                                             "tell which conditions and rules the rows of the tests put to the test");
+    addFloors(*command, arguments->floors)->needs(coverage);
     command->add_flag("--mutate", arguments->mutate,
                       "change the document, one rule or condition at a time, and tell what no test notices");
     command
@@ -195,7 +226,7 @@ void addTest(CLI::App& app, Command& chosen) {
     addServiceOptions(*command, arguments->services);
     command->footer(
         "Example: cxml test harbour.cxml harbour.tests.md\n"
-        "Exit status: 0 all passed, 1 a failure or no test, 2 a document or file that cannot be read.");
+        "Exit status: 0 all passed, 1 a failure, no test or a floor missed, 2 a document or file that cannot be read.");
     command->callback([&chosen, arguments] { chosen = [arguments] { return test(*arguments); }; });
 }
 

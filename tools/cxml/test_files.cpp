@@ -33,4 +33,18 @@ std::string readTestFile(const std::string& path) {
     return content.str();
 }
 
+TestFile readTests(const std::string& path, const std::string& filter) {
+    TestFile file;
+    file.path = path;
+    try {
+        file.sections = readMarkdown(readTestFile(path));
+        for (const MarkdownSection& section : file.sections)
+            if (section.name.find(filter) != std::string::npos)
+                file.runs.push_back(std::make_unique<SectionRun>(section));
+    } catch (const MarkdownError& e) {
+        throw HostError(fmt::format("{}:{}:{}: {}", path, e.place.line, e.place.column, e.what()));
+    }
+    return file;
+}
+
 }  // namespace cxml

@@ -4,22 +4,13 @@
 #include "console.h"
 #include "document.h"
 #include "mutation_run.h"
-#include "section_run.h"
+#include "test_files.h"
 
-#include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
 namespace cxml {
-
-/// A file of tests, and how they ended.
-struct TestFile {
-    std::string path;
-    std::vector<MarkdownSection> sections;
-    std::vector<std::unique_ptr<SectionRun>> runs;  // of the sections that were asked for
-    std::vector<TestedSection> results;             // in the same order
-};
 
 struct TestCounts {
     std::size_t passed = 0;   // rows

@@ -12,7 +12,7 @@
 namespace cxml {
 
 /// How one feature is drawn otherwise than in another dataset.
-struct Difference {
+struct DrawnDifference {
     std::string from;  // names; empty where there is none
     std::string to;
     std::size_t features = 0;
@@ -21,7 +21,7 @@ struct Difference {
 struct ChartPicture {
     std::string svg;
     std::map<std::string, std::size_t> withoutPicture;  // names, and how many features have each
-    std::vector<Difference> differences;                // by names
+    std::vector<DrawnDifference> differences;           // by names
     std::size_t movedOnly = 0;                          // differ in offset or rotation
     double width = 0;                                   // of the whole picture, in millimetres
     double height = 0;

@@ -107,6 +107,10 @@ public:
         const ShapeQuery query{layer_.name, columns_.names(), query_.where, query_.within};
         source_.read(query, [&](ShapeRow&& row) {
             if (query_.within && row.shape.kind != ShapeKind::None && !overlaps(row.shape, *query_.within)) return true;
+            if (query_.onRow) {
+                HeldRow held{layer_.name, row.id, columns_.names(), row.values};
+                if (!query_.onRow(held)) return true;
+            }
             fits = add(std::move(row), room);
             return fits;
         });

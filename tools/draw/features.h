@@ -5,6 +5,7 @@
 #include "tools/draw/styles.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -45,11 +46,21 @@ struct ClassOrder {
     std::vector<std::string> labelFields;
 };
 
+/// What a row of a layer holds: the fields that were asked for and their values, in the same order.
+struct HeldRow {
+    const std::string& layer;
+    ObjectId id;
+    const std::vector<std::string>& fields;
+    std::vector<std::optional<std::string>>& values;
+};
+
 struct FeatureQuery {
     std::vector<std::string> layers;  // empty: all that have a shape and the field SYMBOL_C
     std::optional<std::string> where;
     std::optional<embedded_host::Bounds> within;
     std::vector<ClassOrder> classes;  // their layers come first, in this order
+    /// Is shown each row before it becomes a feature, and may give it other values; false leaves it out. May be empty.
+    std::function<bool(HeldRow&)> onRow{};
 };
 
 struct Features {

@@ -3,6 +3,7 @@
 #include "tools/draw/picture.h"
 
 #include <filesystem>
+#include <set>
 #include <system_error>
 
 namespace cxml {
@@ -36,6 +37,18 @@ SymbolSet::SymbolSet(const std::string& folder, const std::string& palette) {
     }
     if (error) throw DrawError(folder + ": the folder of the pictures cannot be read: " + error.message());
     styles_ = readStyles(styleSheetOf(folder), palette);
+}
+
+std::vector<std::string> SymbolSet::names() const {
+    std::set<std::string> names;
+    const auto add = [&](const auto& those) {
+        for (const auto& [name, what] : those) names.insert(name);
+    };
+    add(files_);
+    add(styles_.lines);
+    add(styles_.areas);
+    add(styles_.figures);
+    return {names.begin(), names.end()};
 }
 
 const std::string* SymbolSet::picture(const std::string& name) {

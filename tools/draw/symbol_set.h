@@ -21,6 +21,9 @@ public:
 
     const Styles& styles() const noexcept { return styles_; }
 
+    /// What is drawn as more than its name, ascending: pictures, and lines, areas and figures of the style sheet.
+    std::vector<std::string> names() const;
+
     /// The elements of the name's picture; null when there is none. Names are those of files that the folder has: no
     /// path is ever made of a name.
     const std::string* picture(const std::string& name);

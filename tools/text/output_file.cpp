@@ -29,6 +29,21 @@ bool writeAll(int file, std::string_view content) {
     return true;
 }
 
+// Gives the file the owner of the one that it replaces. \return the permissions that it is to have.
+mode_t inherit(const std::string& replaced, int file) {
+    constexpr mode_t permissions = 07777;
+    constexpr mode_t special = 07000;
+    struct stat there{};
+    if (lstat(replaced.c_str(), &there) == 0 && S_ISREG(there.st_mode)) {
+        const bool isTheirs = fchown(file, there.st_uid, there.st_gid) == 0;
+        return there.st_mode & (isTheirs ? permissions : permissions & ~special);
+    }
+    const mode_t mask = umask(0);
+    umask(mask);
+    constexpr mode_t readableAndWritable = 0666;
+    return readableAndWritable & ~mask;
+}
+
 // False, with errno, when the file has not got its name.
 bool nameFile(const std::string& from, const std::string& to, WhenThere whenThere) {
     if (whenThere == WhenThere::Replace) return std::rename(from.c_str(), to.c_str()) == 0;
@@ -58,11 +73,8 @@ std::string writeFile(const std::string& name, std::string_view content, WhenThe
     std::string partial = name + ".partial-XXXXXX";
     const int file = mkstemp(partial.data());
     if (file < 0) return words(errno);
-    const mode_t mask = umask(0);
-    umask(mask);
     int failure = 0;
-    constexpr mode_t readableAndWritable = 0666;
-    if (!writeAll(file, content) || fchmod(file, readableAndWritable & ~mask) != 0 || fsync(file) != 0) failure = errno;
+    if (!writeAll(file, content) || fchmod(file, inherit(name, file)) != 0 || fsync(file) != 0) failure = errno;
     if (close(file) != 0 && failure == 0) failure = errno;
     if (failure == 0 && !nameFile(partial, name, whenThere)) failure = errno;
     if (failure == 0) return {};

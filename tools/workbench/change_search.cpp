@@ -43,6 +43,7 @@ struct Candidate {
     std::vector<CComVariant> values;
 
     void add(const CComVariant& value) {
+        if (values.size() == mostTrials) return;  // more cannot be tried
         const ShownValue wanted = shown(&value);
         const auto isSame = [&](const CComVariant& other) {
             const ShownValue known = shown(&other);
@@ -65,7 +66,9 @@ std::optional<CComVariant> shifted(const CComVariant& operand, double by) {
 class Search {
 public:
     Search(const TriedRow& row, const Condition& wanted, const DocumentPlaces& places)
-        : row_(row), wanted_(wanted), places_(places) {
+        : row_(row), wanted_(wanted), places_(places), conditions_(places.conditionsOf(*row.configuration)) {
+        constexpr std::size_t fewest = 50;
+        trialsLeft_ = std::clamp(mostConditions / std::max<std::size_t>(conditions_.size(), 1), fewest, mostTrials);
         collect();
     }
 
@@ -86,7 +89,7 @@ private:
         addSubtype();
         for (const Condition* condition = &wanted_; condition; condition = places_.outerOf(*condition))
             for (const auto& rule : condition->rules) addRule(*rule, true);
-        for (const Condition* condition : places_.conditionsOf(*row_.configuration)) {
+        for (const Condition* condition : conditions_) {
             const bool mayReplace = condition->rulename.Length() != 0 && condition != &wanted_ &&
                                     places_.listOf(*condition) == places_.listOf(wanted_) &&
                                     places_.orderOf(*condition) > places_.orderOf(wanted_);
@@ -159,13 +162,14 @@ private:
                 const bool isFound = choose(i + 1, more - 1);
                 changes_.pop_back();
                 if (isFound) return true;
-                if (trials_ > mostTrials) return false;
+                if (trialsLeft_ == 0) return false;
             }
         return false;
     }
 
     bool evaluate() {
-        if (++trials_ > mostTrials) return false;
+        if (trialsLeft_ == 0) return false;
+        --trialsLeft_;
         std::vector<Change> tried = changes_;
         std::optional<RowExplanation> evaluated = row_.trial(tried);
         if (!evaluated || evaluated->named != &wanted_) return false;
@@ -176,9 +180,10 @@ private:
     const TriedRow& row_;
     const Condition& wanted_;
     const DocumentPlaces& places_;
+    std::vector<const Condition*> conditions_;  // of the class
     std::vector<Candidate> candidates_;
     std::vector<Change> changes_;
-    std::size_t trials_ = 0;
+    std::size_t trialsLeft_ = 0;
     std::optional<FoundChange> found_;
 };
 

@@ -126,6 +126,7 @@ void Difference::compare(const RowOutcome* first, const RowOutcome* second, bool
     }
     if (!isInside) ++outside_;
     ChangeGroup group = groupOf(change, first, second, pairs);
+    if (onChange) onChange(row, group, isInside);
     const bool hasText = group.fields == symbolName();
     Key key(change, group.fields, group.from.by, group.to.by, hasText ? group.from.value.text : std::string(),
             hasText ? group.to.value.text : std::string());

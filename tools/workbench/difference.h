@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -51,6 +52,9 @@ public:
     /// \param isInside whether the row was to change.
     /// \throws std::runtime_error when the two have not seen the same row.
     void compare(const RowOutcome* first, const RowOutcome* second, bool isInside);
+
+    /// Told of each row that is otherwise, with its own values in the group's sides; may be empty.
+    std::function<void(ObjectId row, const ChangeGroup& change, bool isInside)> onChange;
 
     std::int64_t rows() const noexcept { return rows_; }
     std::int64_t count(RowChange change) const noexcept { return counts_[static_cast<std::size_t>(change)]; }

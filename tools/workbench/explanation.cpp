@@ -10,6 +10,10 @@
 
 namespace cxml {
 
+bool WalkedCondition::isNotRun() const {
+    return held && condition->callsExpression() && !condition->compiledExpression && !condition->expressionText.empty();
+}
+
 using ConditionalXml::CXAttributeRule;
 using ConditionalXml::Expression;
 using ConditionalXml::QueryRule;

@@ -65,6 +65,9 @@ struct WalkedCondition {
     std::optional<ConditionalXml::Expression::Outcome> generated;            // when Generate was called and returned
     std::vector<std::pair<std::string, std::vector<ShownValue>>> arguments;  // of the call
     std::string error;                                                       // that broke it off
+
+    /// Whether it holds and has an expression that was not compiled: the document was loaded without them.
+    bool isNotRun() const;
 };
 
 /// "decides", "outer-name" and so on: words that stay.

@@ -1,19 +1,13 @@
 // MarkupTree: where the elements of a well-formed document stand in its text.
 #pragma once
 
+#include "tools/text/markup.h"
+
 #include <cstddef>
-#include <string>
 #include <string_view>
 #include <vector>
 
 namespace cxml {
-
-struct MarkupAttribute {
-    std::string_view name;
-    std::size_t begin;  // of the name
-    std::size_t value;  // begin of the text between the quotes
-    std::size_t end;    // of that text
-};
 
 struct MarkupElement {
     std::string_view name;

@@ -6,20 +6,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <set>
 #include <vector>
 
 namespace cxml {
 
 /// Rows come one after the other, each with what occurs in it, as numbers. Memory grows with what is different among
-/// the rows, not with the rows.
+/// the rows, up to a bound, and not with the rows.
 class RowCover {
 public:
-    using Elements = std::set<std::uint32_t>;
-    static constexpr std::size_t distinctRows = 100000;  // from there on only rows with something new are kept
+    using Elements = std::vector<std::uint32_t>;           // ascending, each once
+    static constexpr std::size_t elementsKept = 10000000;  // from there on only rows with something new are kept
 
     /// What occurs elsewhere need not occur in the chosen rows.
-    void know(const Elements& elements) { known_.insert(elements.begin(), elements.end()); }
+    void know(const Elements& elements);
     void add(ObjectId row, const Elements& elements);
 
     /// Greedily: next the row with the most that no row before has; of several the first. \param most how many; 0 for
@@ -27,9 +26,12 @@ public:
     std::vector<ObjectId> choose(std::size_t most) const;
 
 private:
+    enum State : char { Unseen, Seen, Known };
+    State& stateOf(std::uint32_t element);
+
     std::map<Elements, ObjectId> rows_;  // the first with these
-    Elements known_;
-    Elements seen_;
+    std::size_t size_ = 0;               // of all keys
+    std::vector<State> states_;          // by element
 };
 
 }  // namespace cxml

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "host/geodatabase/base/cell.h"
+#include "host/geodatabase/base/refusal.h"
 #include "host/geodatabase/base/table_schema.h"
 #include "symbology/host_interfaces.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,6 +51,8 @@ public:
     const std::string& name() const noexcept { return description_.name; }
     const std::string& fullName() const noexcept { return description_.fullName; }
     const std::string& alias() const noexcept { return description_.alias; }
+    /// Whether rows have ids that stay theirs, by which all can be read.
+    virtual bool hasKey() const noexcept { return true; }
     bool isSpatial() const noexcept { return description_.spatial; }
     std::shared_ptr<const TableSchema> schema() const noexcept { return description_.schema; }
     /// The layer's metadata item SUBTYPE_FIELD; empty when it has none.
@@ -63,6 +67,9 @@ public:
     /// \param ahead columns that these rows will be fetched with next; empty when they will not be.
     /// \throws HostError for a clause that is not understood.
     virtual ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) = 0;
+    /// Has the dataset prepare what select() would ask, and asks nothing. Not within a transaction.
+    /// \return nothing when it is taken. \throws HostError when that cannot be told.
+    virtual std::optional<Refusal> whyRefused(const std::string& where) = 0;
     /// Those of the ascending `ids` that have a row which satisfies `where`.
     virtual ObjectIds restrict(const ObjectIds& ids, const std::string& where) = 0;
     /// The rows of `ids`, all rows when it is null; ids without a row are passed over.

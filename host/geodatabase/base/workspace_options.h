@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <optional>
+#include <string>
 
 namespace embedded_host {
 
@@ -13,7 +14,8 @@ enum class Access { Read, Rehearse, Update };
 struct WorkspaceOptions {
     // Seconds to wait for what someone else has locked, all waits together; on a server each, and 0 is for ever.
     std::optional<double> lockTimeout;
-    const std::atomic<bool>* stop = nullptr;  // when it turns true, what takes long ends
+    const std::atomic<bool>* stop = nullptr;         // when it turns true, what takes long ends
+    std::optional<std::string> name = std::nullopt;  // of a file in messages, where it is to have another one
 };
 
 }  // namespace embedded_host

@@ -36,7 +36,7 @@ void executeSql(GDALDataset& gdal, const std::string& sql) {
 }
 
 GdalDataset::GdalDataset(const std::string& name, Access access, const WorkspaceOptions& options)
-    : Dataset(name, access),
+    : Dataset(options.name.value_or(name), access),
       lockWait_(options.lockTimeout, options.stop),
       gdal_(openGdal(name, access, lockWait_)),
       description_(*this, *gdal_, connectionOf(*gdal_)) {

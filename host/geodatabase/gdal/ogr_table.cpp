@@ -178,6 +178,31 @@ ObjectIds OgrTable::select(const std::string& where, bool onlyOne, const ColumnS
     return ids;
 }
 
+std::optional<Refusal> OgrTable::whyRefused(const std::string& where) {
+    checkClause(where);
+    if (where.empty()) return std::nullopt;
+    if (sqlite3* const connection = dataset_.sqlite()) return whyRefusedBy(connection, where);
+    const GdalErrors errors;
+    std::optional<Refusal> refusal;
+    if (layer_.SetAttributeFilter(where.c_str()) != OGRERR_NONE) refusal = Refusal{errors.text("it is not understood")};
+    layer_.SetAttributeFilter(nullptr);
+    layer_.ResetReading();
+    return refusal;
+}
+
+// What GDAL makes of the layer's filter when rows are read.
+std::optional<Refusal> OgrTable::whyRefusedBy(sqlite3* connection, const std::string& where) {
+    const GdalErrors errors;
+    const ClauseScope clause(dataset_.clauseGuard(), ClauseGuard::Phase::Preparing);
+    try {
+        const SqliteStatement statement(connection, "SELECT 1 FROM " + quotedName(name()) + " WHERE (" + where + "\n)");
+        return std::nullopt;
+    } catch (const SqliteError& error) {
+        if (error.isStatements()) return Refusal{errors.text(error.what())};
+        fail("where clause \"" + where + "\": " + error.what());
+    }
+}
+
 ObjectIds OgrTable::restrict(const ObjectIds& ids, const std::string& where) {
     ObjectIds kept;
     if (!dataset_.hasSql() && !where.empty()) {

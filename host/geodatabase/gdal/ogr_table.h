@@ -8,6 +8,7 @@
 #include <string>
 
 class OGRFeature;
+struct sqlite3;
 
 namespace embedded_host {
 
@@ -19,6 +20,7 @@ public:
 
     void refresh() override;
     ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) override;
+    std::optional<Refusal> whyRefused(const std::string& where) override;
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
@@ -34,6 +36,7 @@ public:
 
 private:
     class Reading;
+    std::optional<Refusal> whyRefusedBy(sqlite3* connection, const std::string& where);
     std::string literal(const Column& column, const Cell& cell) const;
     // Column by column, what a statement says of the new value.
     using Say = std::string (*)(const std::string& column, const std::string& value);

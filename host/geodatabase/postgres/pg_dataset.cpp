@@ -201,6 +201,23 @@ PgResult PgDataset::askAlone(const PgStatement& statement) {
     return answer;
 }
 
+// What is prepared outlives a transaction, and behind a pooler it would be somebody else's.
+std::optional<Refusal> PgDataset::whyRefused(const std::string& question) {
+    checkRun();
+    try {
+        readOnly([&] {
+            connection_.queue({"PREPARE question AS " + question, {}}, {});
+            connection_.queue({"DEALLOCATE question", {}}, {});
+            connection_.finish();
+        });
+        return std::nullopt;
+    } catch (const PgError& error) {
+        if (connection_.isLost() || !isQuerysFault(error.sqlState())) throw HostError(name() + ": " + error.what());
+        constexpr std::string_view unfitData = "22";
+        return Refusal{error.what(), error.sqlState().starts_with(unfitData)};
+    }
+}
+
 void PgDataset::readOnly(const std::function<void()>& questions) {
     connection_.finish();  // what an abandoned cursor has left must not be the transaction's beginning
     try {

@@ -40,6 +40,9 @@ public:
     /// the session is taken back.
     /// \throws PgError; HostError when the transaction has broken.
     PgResult ask(const PgStatement& statement);
+    /// Has the server prepare a question and asks nothing. Not within a transaction.
+    /// \return nothing when the server takes it. \throws HostError
+    std::optional<Refusal> whyRefused(const std::string& question);
     /// Runs `questions` in a transaction of its own that only reads and is rolled back. Not within another transaction.
     /// \throws PgError
     void readOnly(const std::function<void()>& questions);

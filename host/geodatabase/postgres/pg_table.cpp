@@ -119,6 +119,11 @@ ObjectIds PgTable::select(const std::string& where, bool onlyOne, const ColumnSe
     return ids;
 }
 
+std::optional<Refusal> PgTable::whyRefused(const std::string& where) {
+    checkClause(where);
+    return dataset_.whyRefused("SELECT 1 FROM " + sqlName_ + condition(where));
+}
+
 // A selection may be as long as the table: its ids come through a cursor, so that no more than they is in memory.
 ObjectIds PgTable::allIds(const std::string& sql, const std::string& where) {
     PgConnection& connection = dataset_.connection();

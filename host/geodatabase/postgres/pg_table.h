@@ -19,8 +19,10 @@ public:
     PgTable(const std::shared_ptr<PgDataset>& dataset, const PgRelation& relation);
 
     PgDataset& dataset() const noexcept { return dataset_; }
+    bool hasKey() const noexcept override { return !keySql_.empty(); }
     void refresh() override;
     ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) override;
+    std::optional<Refusal> whyRefused(const std::string& where) override;
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
@@ -35,7 +37,6 @@ public:
     void readRow(const PgResult& result, int row, const ColumnSet& columns, Cells& cells) const;
 
 private:
-    bool hasKey() const noexcept { return !keySql_.empty(); }
     void describe();
     void requireKey() const;
     PgResult ask(const PgStatement& statement, const std::string& where);

@@ -84,6 +84,11 @@ ObjectIds SqliteSelections::select(const std::string& where, bool onlyOne, const
     return ids;
 }
 
+void SqliteSelections::prepare(const std::string& where) const {
+    const ClauseScope clause(rows_.connection().clauseGuard(), ClauseGuard::Phase::Preparing);
+    const SqliteStatement statement(rows_.handle(), sqlOf(where, false, {}));
+}
+
 ObjectIds SqliteSelections::restrict(const ObjectIds& ids, const std::string& where) const {
     std::string sql = "SELECT 1 FROM " + rows_.tableSql() + " WHERE " + rows_.key() + " = ?1";
     if (!where.empty()) sql += " AND " + conditionSql(where);

@@ -24,6 +24,8 @@ public:
     /// \param ahead columns that are read for the fetches to come, within a transaction; empty when none are.
     /// \throws SqliteError
     ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead);
+    /// Prepares what select() would run. \throws SqliteError
+    void prepare(const std::string& where) const;
     /// Those of the ascending `ids` that have a row which satisfies `where`. \throws SqliteError
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) const;
 

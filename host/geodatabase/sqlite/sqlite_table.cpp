@@ -69,6 +69,18 @@ ObjectIds SqliteTable::select(const std::string& where, bool onlyOne, const Colu
     }
 }
 
+std::optional<Refusal> SqliteTable::whyRefused(const std::string& where) {
+    checkClause(where);
+    const GdalErrors errors;
+    try {
+        selections_.prepare(where);
+        return std::nullopt;
+    } catch (const SqliteError& error) {
+        if (error.isStatements()) return Refusal{errors.text(error.what())};
+        failForClause(error, where, error.what());
+    }
+}
+
 ObjectIds SqliteTable::restrict(const ObjectIds& ids, const std::string& where) {
     checkClause(where);
     const GdalErrors errors;

@@ -29,6 +29,7 @@ public:
 
     void refresh() override;
     ObjectIds select(const std::string& where, bool onlyOne, const ColumnSet& ahead) override;
+    std::optional<Refusal> whyRefused(const std::string& where) override;
     ObjectIds restrict(const ObjectIds& ids, const std::string& where) override;
     std::unique_ptr<RowReader> read(const ColumnSet& columns, SharedIds ids) override;
     bool fetch(ObjectId id, const ColumnSet& columns, Cells& cells) override;
