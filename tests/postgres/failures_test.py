@@ -133,10 +133,6 @@ class Failures(DatabaseTest):
                              f'<rule type="Q" operator="exists" table="notes"><query>{clause}</query></rule>'
                              f'</condition></featureClass>', "asking.cxml")
 
-    def role(self, name, grants):
-        self.sql(f"DO $$ BEGIN CREATE ROLE {name} LOGIN; EXCEPTION WHEN duplicate_object OR unique_violation THEN END $$")
-        self.sql(grants)
-
     def test_a_constraint(self):
         self.sql("ALTER TABLE boylat ADD CONSTRAINT known CHECK (symbol_c <> 'PORT')")
         self.expect_failure(self.start("symbolize", self.rules, self.dataset()),

@@ -236,6 +236,7 @@ class Faults(FaultTest):
                 holder.sql("SELECT pg_advisory_lock(7)")
                 process = self.start("symbolize", self.rules, self.dataset())
                 self.wait_for_lock_wait()
+                self.addCleanup(self.start_server)  # for the tests after this one, also when this one fails
                 self.kill_server()
                 out, err = process.communicate(timeout=60)
                 self.assertEqual((process.returncode, len(err.splitlines())), (1, 1), (out, err))

@@ -12,14 +12,9 @@ EXAMPLE = re.compile(r"^    <!-- (" + "|".join(KINDS) + r"): [^\n]*\n((?:    .*\
 class Init(DatabaseTest):
     postgis = True
 
-    def setUp(self):
-        super().setUp()
-        self.sql("DROP ROLE IF EXISTS reader; CREATE ROLE reader LOGIN")
-        self.addCleanup(lambda: self.sql("DROP OWNED BY reader; DROP ROLE reader"))
-
     def init(self, *arguments):
         """The document for what somebody may read who may not write."""
-        self.sql("GRANT SELECT ON ALL TABLES IN SCHEMA public TO reader; GRANT USAGE ON SCHEMA public TO reader")
+        self.make_reader()
         status, out, err = self.run_tool("init", self.dataset(user="reader"), *arguments)
         self.assertEqual((status, err), (0, ""))
         return out

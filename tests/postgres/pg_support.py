@@ -119,6 +119,15 @@ class DatabaseTest(unittest.TestCase):
         self.addCleanup(session.close)
         return session
 
+    def role(self, name, grants):
+        """Somebody else, with these rights in the test's database. Roles are the server's, and tests run beside each other: they stay."""
+        self.sql(f"DO $$ BEGIN CREATE ROLE {name} LOGIN; EXCEPTION WHEN duplicate_object OR unique_violation THEN END $$")
+        self.sql(grants)
+
+    def make_reader(self):
+        """Somebody who may read what the test's database has by now, and may not write: `reader`."""
+        self.role("reader", "GRANT SELECT ON ALL TABLES IN SCHEMA public TO reader; GRANT USAGE ON SCHEMA public TO reader")
+
     def dataset(self, user="admin", more=""):
         return f"PG:host={self.server} dbname={self.database} user={user} {more}"
 
@@ -225,7 +234,7 @@ class OwnServerTest(DatabaseTest):
         raise AssertionError(f"process {first} is still there")
 
     def start_server(self):
-        (pathlib.Path(self.server) / "down").unlink()
+        (pathlib.Path(self.server) / "down").unlink(missing_ok=True)
         private_server.wait_until_ready(pathlib.Path(self.server), private_server.programs())
         self.admin = self.session()
         self.sql = self.admin.sql

@@ -23,9 +23,7 @@ class Questions(DatabaseTest):
         # The key's name is the file's: clauses name it.
         subprocess.run(["ogr2ogr", "-f", "PostgreSQL", "-lco", "FID=fid", "-lco", "GEOMETRY_NAME=geom", "-preserve_fid",
                         self.dataset(), self.chart], check=True, capture_output=True)
-        self.sql("DROP ROLE IF EXISTS reader; CREATE ROLE reader LOGIN;"
-                 "GRANT SELECT ON ALL TABLES IN SCHEMA public TO reader; GRANT USAGE ON SCHEMA public TO reader")
-        self.addCleanup(lambda: self.sql("DROP OWNED BY reader; DROP ROLE reader"))
+        self.make_reader()
         shutil.copy(HARBOUR / "light_character.py", self.folder)
         lines = DOCUMENT.read_text(encoding="utf-8").splitlines(keepends=True)
         lines[53] = lines[53].replace('value="5"', 'value="4"')
