@@ -72,6 +72,15 @@ class Output(TestCase):
                 self.assertEqual(query(self.chart, "SELECT DISTINCT SYMBOL_C FROM BOYLAT ORDER BY 1"),
                                  [("BOYDEF03",), ("BOYLAT13",), ("BOYLAT24",), ("BOYSPR60",), ("BOYSPR61",)])
 
+    def test_configuration_options_of_gdal(self):
+        geojson = self.folder / "BOYLAT.geojson"
+        subprocess.run(["ogr2ogr", "-f", "GeoJSON", geojson, self.dataset, "BOYLAT"], check=True)
+        tiny = ("--config", "CPL_TMPDIR=/", "--config", "OGR_GEOJSON_MAX_OBJ_SIZE=0.00001")
+        done = self.run_to_chart(DOCUMENT, geojson, *tiny, "--subtype-field", "FCSUBTYPE", status=2)
+        self.assertIn("OGR_GEOJSON_MAX_OBJ_SIZE", done.stderr)
+        self.assertFalse(self.chart.exists())
+        self.run_to_chart(DOCUMENT, geojson, "--subtype-field", "FCSUBTYPE")
+
     def test_lists_and_names_of_columns(self):
         feature = {"type": "Feature", "id": 7, "geometry": {"type": "Point", "coordinates": [1, 2]},
                    "properties": {"COLOUR": [3, 4], "NAMES": ["a", "b,c"], "fid": "mine", "geom": "too"}}

@@ -75,6 +75,15 @@ TEST_F(Check, DocumentThatConfiguresNothingHasNoOtherFindings) {
     EXPECT_EQ(said["findings"][0]["line"], 1);
 }
 
+TEST_F(Check, OrderOfNeighboursWhenItIsAskedFor) {
+    const std::string file = data("check/order.cxml");
+    const Outcome outcome = cxml({"check", file, "--order"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(withoutFolders(outcome.out, folderOf(file)), readFile(data("check/order.expected")));
+    EXPECT_EQ(cxml({"check", file}).out.find("[order-"), std::string::npos);
+}
+
 struct CheckedDocument {
     const char* name;  // of a document in data/check, whose findings are in the file NAME.expected
     bool loads;

@@ -249,4 +249,15 @@ TEST_F(Explain, NearestRow) {
     EXPECT_EQ(near({"--near", "-1.1999,50.55", "--where", "fid = 9"}), "");
 }
 
+TEST_F(Explain, LayerThatLacksTheSymbolFieldIsToldTheWayOut) {
+    addTable(dataset, "BOYCAR", "CATLAM MEDIUMINT", "(CATLAM) VALUES (1)");
+    const Outcome outcome = cxml({"explain", file, dataset, "BOYCAR", "--fid", "1"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_NE(
+        outcome.err.find("BOYCAR: no row has got a symbol: the layer has no field SYMBOL_C, which 'cxml symbolize' "
+                         "with --add-fields adds\n"),
+        std::string::npos)
+        << outcome.err;
+}
+
 }  // namespace

@@ -241,8 +241,8 @@ TEST_F(Symbolize, LayerWhoseEveryRowFailedForWantOfTheSymbolFieldHasFailed) {
     addBuoys(dataset, "LIGHTS");
     const Outcome outcome = run({}, "two_classes.cxml");
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_NE(outcome.err.find("BOYLAT: no row has got a symbol: the layer has no field SYMBOL_C, which --add-fields "
-                               "adds\n"),
+    EXPECT_NE(outcome.err.find("BOYLAT: no row has got a symbol: the layer has no field SYMBOL_C, which 'cxml "
+                               "symbolize' with --add-fields adds\n"),
               std::string::npos)
         << outcome.err;
     EXPECT_NE(outcome.out.find("LIGHTS: 5 rows, 5 changed; 5 default\n"), std::string::npos)

@@ -89,6 +89,8 @@ const UsageCase usageCases[] = {
     {"WhereOfAnEndlessFile", {"symbolize", "a", "b", "--where", "@/dev/zero"}, "/dev/zero: longer than"},
     {"LayerWithoutAName", {"reset", "a", "b", "-l"}, "--layer"},
     {"IdIsTooLarge", {"symbolize", "a", "b", "--fids", "9223372036854775808"}, "'9223372036854775808'"},
+    {"GdalOptionWithoutAValue", {"symbolize", "a", "b", "--config", "CPL_DEBUG"}, "'CPL_DEBUG' is not NAME=VALUE"},
+    {"GdalOptionWithoutAName", {"symbolize", "a", "b", "--config", "=ON"}, "'=ON' is not NAME=VALUE"},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, Usage, testing::ValuesIn(usageCases),
@@ -114,7 +116,7 @@ TEST_F(Tool, HelpOfACommandNamesItsOptions) {
     const Outcome outcome = cxml({"symbolize", "--help"});
     EXPECT_EQ(outcome.status, 0);
     for (const char* word : {"DOCUMENT", "DATASET", "LAYER", "--where", "--fids", "--subtype-field", "--add-fields",
-                             "--json", "--quiet", "--debug-output", "--log", "--user-site"})
+                             "--json", "--quiet", "--debug-output", "--log", "--user-site", "--config"})
         EXPECT_NE(outcome.out.find(word), std::string::npos) << word;
 }
 

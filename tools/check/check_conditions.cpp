@@ -8,6 +8,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <algorithm>
+#include <string_view>
+#include <utility>
 
 namespace cxml {
 namespace {
@@ -31,6 +33,9 @@ std::string helpForOperator(const std::string& type, const std::string& keyword)
     const std::string meant = meantOperator(type, keyword);
     if (const std::string other = familyWith(keyword); meant.empty() && !other.empty())
         return fmt::format("'{}' is an operator of {} rules: type=\"{}\"; {}", keyword, familyOf(other), other,
+                           operatorList(type));
+    if (const std::string inList = meant.empty() ? meantOperator("L", keyword) : ""; !inList.empty())
+        return fmt::format("to ask what a list of codes has: type=\"L\" operator=\"{}\"; {}", inList,
                            operatorList(type));
     return meant.empty() ? operatorList(type) : fmt::format("did you mean '{}'? {}", meant, operatorList(type));
 }
@@ -102,20 +107,33 @@ void checkRule(const CheckedRule& rule, Findings& findings) {
         checkOperands(rule, findings);
 }
 
+// Of a field, perhaps.
+bool isName(std::string_view text) {
+    constexpr std::string_view characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789";
+    return text.find_first_not_of(characters) == std::string_view::npos &&
+           text.find_first_of(characters.substr(0, characters.find('0'))) == 0;
+}
+
 // The first of the attributes that is no number: those behind it are not read.
 void reportPlacement(const CheckedCondition& checked, Findings& findings) {
     Spot at = checked.at;
     std::string what = "its xoffset, yoffset or angle is not a number";
-    for (const OLECHAR* name : {OLESTR("xoffset"), OLESTR("yoffset"), OLESTR("angle")}) {
+    std::string help = "write a number with a decimal point and without a unit";
+    static constexpr std::pair<const OLECHAR*, const char*> placements[] = {
+        {OLESTR("xoffset"), "Xoffset_C"}, {OLESTR("yoffset"), "Yoffset_C"}, {OLESTR("angle"), "Rotate_C"}};
+    for (const auto& [name, field] : placements) {
         const std::optional<std::string> text = attributeOf(checked.element, name);
         if (!text || isPlacement(*text)) continue;
         at = attributeSpot(checked.element, name);
         what = fmt::format("its {} '{}' is not a number", toUtf8(WideView(name)), oneLine(*text));
+        if (isName(*text))
+            help += fmt::format("; a placement that a field decides is computed: <condition type=\"2\" field=\"{}\">",
+                                field);
         break;
     }
     Finding& finding =
         findings.add(at, "condition-discarded", fmt::format("{} is discarded: {}", checked.title(), what));
-    finding.help = "write a number with a decimal point and without a unit";
+    finding.help = help;
     finding.within = finding.spoils = {checked.at};
 }
 

@@ -167,8 +167,17 @@ private:
         Finding& finding = findings_.add(unknown.front().first, "code-unknown",
                                          fmt::format("{} ({}) has no code{} {}", attribute.acronym, attribute.name,
                                                      codes.size() == 1 ? "" : "s", fmt::join(codes, ", ")));
-        finding.help = "its codes are: " + codesOf(attribute);
+        finding.help = meantCode(unknown.front().second, attribute) + "its codes are: " + codesOf(attribute);
         for (const auto& [at, code] : unknown) alsoAt(finding, at);
+    }
+
+    // For somebody who wrote what a code means, or how that begins, in quotation marks.
+    static std::string meantCode(std::string_view quoted, const S57Attribute& attribute) {
+        const std::string wanted = lowerAscii(quoted.substr(1, quoted.size() - 2));
+        const auto isMeant = [&](const auto& entry) { return lowerAscii(entry.second).starts_with(wanted); };
+        if (wanted.empty() || std::ranges::count_if(attribute.meanings, isMeant) != 1) return {};
+        const auto& [code, meaning] = *std::ranges::find_if(attribute.meanings, isMeant);
+        return fmt::format("did you mean {}, {}? ", code, meaning);
     }
 
     // Not a number of another kind, which rules make a code of.

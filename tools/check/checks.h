@@ -26,6 +26,9 @@ void checkMeaning(const DocumentModel& model, Findings& findings);
 /// checkMeaning: what is repeated is not said again.
 void checkReach(const DocumentModel& model, Findings& findings);
 
+/// Of each two neighbours whether they may change places.
+void checkNeighbours(const DocumentModel& model, Findings& findings);
+
 /// Classes and fields whose names are those of S-57: codes and attributes that it does not have.
 /// \param dataset may be null. \throws embedded_host::HostError when it cannot be read.
 void checkS57(const DocumentModel& model, embedded_host::GdalWorkspace* dataset, const S57Catalogue& catalogue,

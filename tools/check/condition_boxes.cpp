@@ -1,6 +1,11 @@
 #include "condition_boxes.h"
 
+#include "rules/query_rules.h"
+#include "tools/text/text.h"
+
+#include <fmt/format.h>
 #include <algorithm>
+#include <set>
 
 namespace cxml {
 
@@ -99,6 +104,35 @@ void addBoxes(std::vector<MatchStep>& steps, const RowSpace& space) {
             step.may.restrict(answer->axis, answer->may);
             step.must.restrict(answer->axis, answer->must);
         }
+}
+
+std::vector<Rule*> rulesOf(const std::vector<MatchStep>& steps) {
+    std::vector<Rule*> rules;
+    std::set<const Rule*> known;
+    for (const MatchStep& step : steps)
+        for (Rule* rule : step.rules)
+            if (known.insert(rule).second) rules.push_back(rule);
+    return rules;
+}
+
+bool onlyChooses(const Condition& condition) {
+    return !condition.callsExpression() && std::ranges::all_of(condition.rules, [](const auto& rule) {
+        return !dynamic_cast<const ConditionalXml::QueryRuleFetch*>(rule.get()) &&
+               std::ranges::all_of(rule->nestedConditions, [](const auto& nested) { return onlyChooses(*nested); });
+    });
+}
+
+std::string assumptionsOf(const RowSpace& space, const std::vector<const Rule*>& rules) {
+    std::set<std::size_t> axes;
+    for (const Rule* rule : rules)
+        if (const auto* answer = space.answerOf(*rule)) axes.insert(answer->axis);
+    std::string text;
+    for (const std::size_t axis : axes) {
+        if (*space.assumptionOf(axis) == 0) continue;
+        text += fmt::format("{}{} holds {}", text.empty() ? "" : " and ", oneLine(toUtf8(space.fieldOf(axis))),
+                            space.assumptionOf(axis));
+    }
+    return text;
 }
 
 CoverSearch::CoverSearch(const std::vector<MatchStep>& steps, const RowSpace& space, ProofBudget& budget)

@@ -44,6 +44,13 @@ std::vector<MatchStep> stepsOf(const std::vector<ConditionalXml::Condition*>& li
 /// Gives each step its boxes.
 void addBoxes(std::vector<MatchStep>& steps, const RowSpace& space);
 
+/// The rules of all of them, each once.
+std::vector<ConditionalXml::Rule*> rulesOf(const std::vector<MatchStep>& steps);
+/// Whether evaluating the condition does nothing but choose symbol and placement.
+bool onlyChooses(const ConditionalXml::Condition& condition);
+/// What cells of fields that the rules look at rest on: "VALSOU holds numbers"; empty when that is nothing.
+std::string assumptionsOf(const RowSpace& space, const std::vector<const ConditionalXml::Rule*>& rules);
+
 /// Looks for later steps that cover an earlier one.
 class CoverSearch {
 public:

@@ -5,8 +5,7 @@
 
 namespace cxml {
 
-void checkDocument(IXMLDOMDocument* document, const CheckedDataset* dataset, const CheckedSymbols* symbols,
-                   Findings& findings) {
+void checkDocument(IXMLDOMDocument* document, const CheckScope& scope, Findings& findings) {
     const DocumentModel model(document, findings);
     checkConditions(model, findings);
     checkExpressions(model, findings);
@@ -14,9 +13,10 @@ void checkDocument(IXMLDOMDocument* document, const CheckedDataset* dataset, con
     checkMeaning(model, findings);
     checkReach(model, findings);
     checkQualifiedNames(model, findings);
-    checkS57(model, dataset ? dataset->workspace : nullptr, S57Catalogue::installed(), findings);
-    if (symbols) checkSymbols(model, *symbols, findings);
-    if (dataset) checkDataset(model, *dataset, findings);
+    if (scope.neighbours) checkNeighbours(model, findings);
+    checkS57(model, scope.dataset ? scope.dataset->workspace : nullptr, S57Catalogue::installed(), findings);
+    if (scope.symbols) checkSymbols(model, *scope.symbols, findings);
+    if (scope.dataset) checkDataset(model, *scope.dataset, findings);
 }
 
 }  // namespace cxml

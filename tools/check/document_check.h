@@ -26,14 +26,20 @@ struct CheckedSymbols {
     std::vector<std::string> names;  // ascending
 };
 
+/// What a document is held against, and what is told that is no mistake.
+struct CheckScope {
+    const CheckedDataset* dataset = nullptr;
+    const CheckedSymbols* symbols = nullptr;
+    bool neighbours = false;  // whether the order of each two matters
+};
+
 /// Adds what of a document nothing has read so far.
 void checkUnread(IXMLDOMDocument* document, Findings& findings);
 
 /// Adds the findings of a document that was read, also of one that the library then did not load. Python must be there;
 /// no expression is run. What is looked at counts as read in the tree.
-/// \param findings knows the document's path, as the library got it. \param dataset, symbols may be null.
+/// \param findings knows the document's path, as the library got it.
 /// \throws embedded_host::HostError when the dataset cannot be read.
-void checkDocument(IXMLDOMDocument* document, const CheckedDataset* dataset, const CheckedSymbols* symbols,
-                   Findings& findings);
+void checkDocument(IXMLDOMDocument* document, const CheckScope& scope, Findings& findings);
 
 }  // namespace cxml

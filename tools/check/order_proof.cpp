@@ -2,10 +2,7 @@
 
 #include "condition_boxes.h"
 #include "order_witness.h"
-#include "rules/query_rules.h"
-#include "tools/text/text.h"
 
-#include <fmt/format.h>
 #include <algorithm>
 #include <set>
 
@@ -17,14 +14,6 @@ using ConditionalXml::Rule;
 namespace {
 
 constexpr std::size_t mostTogether = 12;  // rules of one axis whose contradiction is told smallest first
-
-// Whether evaluating the condition does nothing but choose symbol and placement.
-bool onlyChooses(const Condition& condition) {
-    return !condition.callsExpression() && std::ranges::all_of(condition.rules, [](const auto& rule) {
-        return !dynamic_cast<const ConditionalXml::QueryRuleFetch*>(rule.get()) &&
-               std::ranges::all_of(rule->nestedConditions, [](const auto& nested) { return onlyChooses(*nested); });
-    });
-}
 
 class Proving {
 public:
@@ -52,15 +41,6 @@ public:
     }
 
 private:
-    static std::vector<Rule*> rulesOf(const std::vector<MatchStep>& steps) {
-        std::vector<Rule*> rules;
-        std::set<const Rule*> known;
-        for (const MatchStep& step : steps)
-            for (Rule* rule : step.rules)
-                if (known.insert(rule).second) rules.push_back(rule);
-        return rules;
-    }
-
     void addNeverHolds(std::size_t step) {
         std::vector<const Rule*> rules;
         for (const Box::Part& part : steps_[step].may.parts())
@@ -72,7 +52,7 @@ private:
         result_.proofs.push_back({.kind = OrderProof::Kind::NeverHolds,
                                   .condition = steps_[step].condition,
                                   .rules = rules,
-                                  .assumptions = assumptionsOf(rules)});
+                                  .assumptions = assumptionsOf(space_, rules)});
     }
 
     // The fewest of its rules over the axis that nothing satisfies: no more than what their values leave to each other.
@@ -119,7 +99,7 @@ private:
                                   .by = std::move(conditions),
                                   .isByAll = isByAll,
                                   .witness = witness.value_or(std::string()),
-                                  .assumptions = assumptionsOf(rules)});
+                                  .assumptions = assumptionsOf(space_, rules)});
     }
 
     static bool hasNested(const Condition& condition) {
@@ -131,19 +111,6 @@ private:
         return (later.condition->rules.empty() && later.outer == step.outer) ||
                std::ranges::all_of(later.must.parts(),
                                    [&](const Box::Part& part) { return part.second == space_.universe(part.first); });
-    }
-
-    std::string assumptionsOf(const std::vector<const Rule*>& rules) const {
-        std::set<std::size_t> axes;
-        for (const Rule* rule : rules)
-            if (const auto* answer = space_.answerOf(*rule)) axes.insert(answer->axis);
-        std::string text;
-        for (const std::size_t axis : axes) {
-            if (*space_.assumptionOf(axis) == 0) continue;
-            text += fmt::format("{}{} holds {}", text.empty() ? "" : " and ", oneLine(toUtf8(space_.fieldOf(axis))),
-                                space_.assumptionOf(axis));
-        }
-        return text;
     }
 
     std::vector<MatchStep> steps_;

@@ -41,16 +41,17 @@ struct Arguments {
     std::vector<std::string> ignored;  // kinds
     std::optional<std::string> baseline;
     std::optional<std::string> symbols;  // a folder
+    bool order = false;
     std::vector<std::string> subtypeOptions;
     SubtypeFields subtypeFields;
     ServiceOptions services;
 };
 
 // In the order in which they are shown, with what is to be ignored marked or left out.
-std::vector<Finding> findAll(const Arguments& arguments, Document& document, const CheckedDataset* dataset,
-                             const CheckedSymbols* symbols, Sources& sources) {
+std::vector<Finding> findAll(const Arguments& arguments, Document& document, const CheckScope& scope,
+                             Sources& sources) {
     document.map.reset();  // the checks make a model of their own; two at once would be too much of a big one
-    std::vector<Finding> findings = findingsOf(document, dataset, symbols, sources, arguments.ignored);
+    std::vector<Finding> findings = findingsOf(document, scope, sources, arguments.ignored);
     if (arguments.baseline) applyBaseline(readBaseline(*arguments.baseline), document.path, findings);
     return findings;
 }
@@ -128,8 +129,11 @@ ExitStatus checkDocument(const Arguments& arguments, Console& console, std::opti
     const std::optional<CheckedSymbols> symbols = symbolsOf(arguments);
     std::optional<CheckedDataset> dataset;
     if (workspace) dataset = {workspace.get(), workspace->name(), subtypeFieldsOf(arguments, *workspace)};
-    const std::vector<Finding> findings =
-        findAll(arguments, document, dataset ? &*dataset : nullptr, symbols ? &*symbols : nullptr, sources);
+    const std::vector<Finding> findings = findAll(arguments, document,
+                                                  {.dataset = dataset ? &*dataset : nullptr,
+                                                   .symbols = symbols ? &*symbols : nullptr,
+                                                   .neighbours = arguments.order},
+                                                  sources);
     nothing.reset();  // what is said now is said whole
     // What could not be asked is not what is not there.
     if (!monitor.failure.empty()) throw embedded_host::HostError(monitor.failure);
@@ -192,6 +196,7 @@ void addCheck(CLI::App& app, Command& chosen) {
         ->add_option("--symbols", arguments->symbols,
                      "a folder with pictures, NAME.svg, as for draw: symbols without one are found")
         ->type_name("DIR");
+    command->add_flag("--order", arguments->order, "also say of each two neighbours whether their order matters");
     addSubtypeOption(*command, arguments->subtypeOptions);
     addServiceOptions(*command, arguments->services);
     command->footer(

@@ -18,20 +18,19 @@ bool isConfiguration(IXMLDOMDocument* dom) {
 
 // Loading ends at the first failure, the checks go on. What loading itself has not read is asked before the checks
 // read the tree too; of a document that did not load, what they have not read is what nothing reads.
-void findIn(const Document& document, const CheckedDataset* dataset, const CheckedSymbols* symbols,
-            Findings& findings) {
+void findIn(const Document& document, const CheckScope& scope, Findings& findings) {
     if (!document.loaded && !isConfiguration(document.dom)) return;
     if (document.loaded) checkUnread(document.dom, findings);
-    checkDocument(document.dom, dataset, symbols, findings);
+    checkDocument(document.dom, scope, findings);
     if (!document.loaded) checkUnread(document.dom, findings);
 }
 
 }  // namespace
 
-std::vector<Finding> findingsOf(const Document& document, const CheckedDataset* dataset, const CheckedSymbols* symbols,
-                                Sources& sources, const std::vector<std::string>& leftOut) {
+std::vector<Finding> findingsOf(const Document& document, const CheckScope& scope, Sources& sources,
+                                const std::vector<std::string>& leftOut) {
     Findings found(document.path);
-    findIn(document, dataset, symbols, found);
+    findIn(document, scope, found);
     const SourceText& source = sources.of(document.path);
     addLoadFindings(document, source, found);
     std::vector<Finding> findings = found.take();

@@ -11,9 +11,9 @@
 namespace cxml {
 
 /// In the order in which they are shown, those that a comment of the document silences are marked. Python must be
-/// there; no expression is run. \param dataset, symbols null, or what the document is held against.
-/// \param leftOut kinds of findings that are left out. \throws embedded_host::HostError
-std::vector<Finding> findingsOf(const Document& document, const CheckedDataset* dataset, const CheckedSymbols* symbols,
-                                Sources& sources, const std::vector<std::string>& leftOut = {});
+/// there; no expression is run. \param leftOut kinds of findings that are left out.
+/// \throws embedded_host::HostError
+std::vector<Finding> findingsOf(const Document& document, const CheckScope& scope, Sources& sources,
+                                const std::vector<std::string>& leftOut = {});
 
 }  // namespace cxml

@@ -4,6 +4,7 @@
 #include "explained_run.h"
 #include "interrupt.h"
 #include "json_head.h"
+#include "layer_choice.h"
 #include "layer_options.h"
 #include "nearest_rows.h"
 #include "object_ids.h"
@@ -161,6 +162,7 @@ ExitStatus explain(const Arguments& arguments, LayerWork work) {
     work.notLoaded = ExitStatus::Unusable;
     if (!arguments.set.empty()) work.onRow = [&](IRow* row) { explaining.onRow(row); };
     work.run = [&](const LayerRun& run) { return explaining.run(run); };
+    work.whyFailed = whyNoSymbols;
     work.report = [&](Console& console, const Document& document, const std::vector<LayerResult>& /*results*/,
                       ExitStatus status) { return report(arguments, console, document, rows, status); };
     return runLayers(arguments, work);

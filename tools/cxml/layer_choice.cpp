@@ -35,6 +35,11 @@ std::vector<std::string> similarNames(const std::string& name, const std::vector
 
 }  // namespace
 
+std::string whyNoSymbols(embedded_host::GdalWorkspace& workspace, const std::string& layer) {
+    if (workspace.fieldType(layer, "SYMBOL_C")) return {};
+    return "no row has got a symbol: the layer has no field SYMBOL_C, which 'cxml symbolize' with --add-fields adds";
+}
+
 std::string listOf(const std::vector<std::string>& names) {
     std::string list;
     for (std::size_t i = 0; i < names.size() && i < longestList; ++i) list += (i == 0 ? "" : ", ") + names[i];

@@ -20,6 +20,10 @@ std::vector<embedded_host::LayerInfo> chooseLayers(std::vector<embedded_host::La
 const embedded_host::LayerInfo& findLayer(const std::vector<embedded_host::LayerInfo>& available,
                                           const std::string& name, const std::string& dataset);
 
+/// What to say of a run over the layer in which no row can get a symbol, though the library has said so for each of its
+/// rows and calls it no failure; empty when they can.
+std::string whyNoSymbols(embedded_host::GdalWorkspace& workspace, const std::string& layer);
+
 /// Names for a message: "A, B and 3 more".
 std::string listOf(const std::vector<std::string>& names);
 

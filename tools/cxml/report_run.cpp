@@ -74,7 +74,7 @@ void ReportRun::findFindings() {
     workspace->watch(&monitor);
     Sources sources;
     const CheckedDataset dataset{workspace.get(), workspace->name()};
-    findings_ = findingsOf(document_, &dataset, nullptr, sources);
+    findings_ = findingsOf(document_, {.dataset = &dataset}, sources);
     // What could not be asked is not what is not there.
     if (!monitor.failure.empty()) throw HostError(monitor.failure);
 }

@@ -1,5 +1,6 @@
 #include "services.h"
 
+#include "host/geodatabase/gdal_options.h"
 #include "host/host_error.h"
 #include "host/tarnlib/event_sink.h"
 #include "tools/text/text.h"
@@ -41,15 +42,30 @@ std::FILE* openLog(const std::optional<std::string>& path) {
     return file;
 }
 
+void setGdalOptions(const std::vector<std::string>& options) {
+    for (const std::string& option : options) {
+        const std::size_t sign = option.find('=');
+        embedded_host::setGdalOption(option.substr(0, sign), option.substr(sign + 1));
+    }
+}
+
 }  // namespace
 
 void addServiceOptions(CLI::App& command, ServiceOptions& options) {
     command.add_flag("--debug-output", options.debugOutput, "show what is written to the debugger on standard error");
     command.add_option("--log", options.log, "append the diagnostic event log to this file")->type_name("FILE");
     command.add_flag("--user-site", options.userSite, "let expressions import the user's own Python packages");
+    command.add_option("--config", options.gdalOptions, "a configuration option of GDAL's; may be repeated")
+        ->allow_extra_args(false)
+        ->check([](const std::string& option) {
+            const std::size_t sign = option.find('=');
+            return sign == 0 || sign == std::string::npos ? "'" + option + "' is not NAME=VALUE" : "";
+        })
+        ->type_name("NAME=VALUE");
 }
 
 Services::Services(const ServiceOptions& options, Console& console) : log_(openLog(options.log)) {
+    setGdalOptions(options.gdalOptions);
     if (!options.withoutPython) python_.emplace(embedded_host::PythonOptions{.userSitePackages = options.userSite});
     if (log_) TarnSetEventSink(writeEvent, log_.get());
     if (options.debugOutput) PlatformSetDebugSink(showDebugOutput, &console);

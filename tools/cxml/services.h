@@ -1,4 +1,5 @@
-// What the tool, as a host, provides while documents are loaded: Python, debugger output, the event log.
+// What the tool, as a host, provides while documents are loaded: Python, debugger output, the event log, GDAL as somebody
+// wants it.
 #pragma once
 
 #include "console.h"
@@ -9,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace cxml {
 
@@ -16,6 +18,7 @@ struct ServiceOptions {
     bool debugOutput = false;
     std::optional<std::string> log;
     bool userSite = false;
+    std::vector<std::string> gdalOptions;  // NAME=VALUE
     bool withoutPython = false;  // no interpreter is started, and no expression runs
 };
 

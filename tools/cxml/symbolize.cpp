@@ -1,6 +1,7 @@
 // cxml symbolize: decides the symbols of a dataset's rows and writes them.
 #include "commands.h"
 #include "diff.h"
+#include "layer_choice.h"
 #include "layer_options.h"
 #include "ledger_files.h"
 #include "new_chart.h"
@@ -49,11 +50,7 @@ ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
         work.open = [&](Console& console, const WorkspaceOptions& options) { return chart.open(console, options); };
     if (arguments.addFields || chart) work.prepare = addTargetFields;
     work.run = [&](const LayerRun& run) { return runWithLedger(run, files); };
-    work.whyFailed = [](GdalWorkspace& workspace, const std::string& layer) -> std::string {
-        // The library has said so for each row, which alone is no failure of a run.
-        if (workspace.fieldType(layer, "SYMBOL_C")) return {};
-        return "no row has got a symbol: the layer has no field SYMBOL_C, which --add-fields adds";
-    };
+    work.whyFailed = whyNoSymbols;
     work.report = [&](Console& console, const Document& document, const std::vector<LayerResult>& results,
                       ExitStatus status) {
         if (arguments.json) writeJson(std::cout, document, results);
