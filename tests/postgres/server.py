@@ -115,7 +115,7 @@ def guard(folder, binaries, drop, caller):
 
 
 def wait_until_ready(folder, binaries):
-    for _ in range(600):
+    for _ in range(2400):
         if subprocess.run([binaries / "pg_isready", "-q", "-h", folder], check=False).returncode == 0:
             return
         time.sleep(0.05)
