@@ -1,5 +1,6 @@
-"""The QGIS plug-in's way of running cxml, without QGIS. CXML names the program."""
+"""The QGIS plug-in's way of running cxml, and of naming a layer's dataset. CXML names the program."""
 
+import importlib.util
 import os
 import sys
 import tempfile
@@ -31,6 +32,37 @@ class Runner(unittest.TestCase):
             with self.assertRaises(runner.Cancelled):
                 runner.run(os.environ["CXML"], ["check", never], lambda: time.monotonic() - begun > 0.5)
             self.assertLess(time.monotonic() - begun, 1.5)
+
+
+@unittest.skipUnless(importlib.util.find_spec("qgis"), "QGIS's Python modules are not installed")
+class Source(unittest.TestCase):
+    def test_saved_layers_only_and_none_in_edit_mode(self):
+        os.environ["QT_QPA_PLATFORM"] = "offscreen"
+        from qgis.core import QgsApplication, QgsVectorFileWriter, QgsVectorLayer
+        from cxml_symbology.source import dataset_and_layer
+        application = QgsApplication([], False)
+        application.initQgis()
+        self.addCleanup(application.exitQgis)
+        memory = QgsVectorLayer("Point?crs=EPSG:4326&field=A:integer", "buoys", "memory")
+        with self.assertRaisesRegex(runner.ToolError, "buoys is not a saved layer"):
+            dataset_and_layer(memory)
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "chart.gpkg")
+            options = QgsVectorFileWriter.SaveVectorOptions()
+            options.layerName = "BOYLAT"
+            QgsVectorFileWriter.writeAsVectorFormatV3(memory, path, application_context(), options)
+            for uri in (path, path + "|layername=BOYLAT"):
+                layer = QgsVectorLayer(uri, "b", "ogr")
+                self.assertEqual(dataset_and_layer(layer), (path, "BOYLAT"))
+            self.assertTrue(layer.startEditing())
+            with self.assertRaisesRegex(runner.ToolError, "being edited"):
+                dataset_and_layer(layer)
+            layer.rollBack()
+
+
+def application_context():
+    from qgis.core import QgsProject
+    return QgsProject.instance().transformContext()
 
 
 if __name__ == "__main__":
