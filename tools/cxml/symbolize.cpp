@@ -46,8 +46,9 @@ ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
         files.begin();
         if (chart) chart.begin();
     };
-    if (chart)
-        work.open = [&](Console& console, const WorkspaceOptions& options) { return chart.open(console, options); };
+    work.open = [&](Console& console, const WorkspaceOptions& options) {
+        return chart ? chart.open(console, options) : openInPlace(arguments.dataset, options);
+    };
     if (arguments.addFields || chart) work.prepare = addTargetFields;
     work.run = [&](const LayerRun& run) { return runWithLedger(run, files); };
     work.whyFailed = whyNoSymbols;
