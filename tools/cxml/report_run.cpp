@@ -211,10 +211,16 @@ ExitStatus ReportRun::run(Report& report) {
     operands_.emplace(*document_.map);
     findFindings();
     ExitStatus status = runRows();
-    if (status == ExitStatus::Interrupted || (status == ExitStatus::Unusable && results_.empty())) return status;
-    status = statusOf(status);
-    explainSamples();
-    if (stopped()) return ExitStatus::Interrupted;
+    if (status == ExitStatus::Unusable && results_.empty()) return status;
+    if (status != ExitStatus::Interrupted) {
+        status = statusOf(status);
+        explainSamples();
+        if (stopped()) status = ExitStatus::Interrupted;
+    }
+    if (status == ExitStatus::Interrupted) {
+        console_.complain("interrupted");
+        return status;
+    }
     report.content = jsonHead("report", document_);
     report.content["dataset"] = dataset_;
     report.content["stamp"] = arguments_.stamp;

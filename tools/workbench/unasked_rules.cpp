@@ -28,7 +28,9 @@ CXAttributeRule* asAttributeRule(Rule& rule) {
 class RuleState {
 public:
     explicit RuleState(CXAttributeRule& rule)
-        : rule_(rule), list_(rule.ruleType == 'L' ? static_cast<ListAttributeRule*>(&rule) : nullptr), operands_(rule.values) {
+        : rule_(rule),
+          list_(rule.ruleType == 'L' ? static_cast<ListAttributeRule*>(&rule) : nullptr),
+          operands_(rule.values) {
         if (list_) items_ = list_->listItems;
     }
     ~RuleState() {
