@@ -33,4 +33,15 @@ std::vector<std::string> resultFields(const ConditionalXml::FeatureClassRule& co
     return fields;
 }
 
+bool isTargetField(std::string_view name) {
+    return std::ranges::any_of(targetFields, [&](std::string_view target) { return isSameName(target, name); });
+}
+
+std::vector<std::string> writtenFields(const ConditionalXml::FeatureClassRule& configuration) {
+    std::vector<std::string> fields(targetFields.begin(), targetFields.end());
+    for (const std::string& field : resultFields(configuration))
+        if (!isTargetField(field)) fields.push_back(field);
+    return fields;
+}
+
 }  // namespace cxml

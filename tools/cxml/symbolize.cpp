@@ -1,5 +1,6 @@
 // cxml symbolize: decides the symbols of a dataset's rows and writes them.
 #include "commands.h"
+#include "configurations.h"
 #include "diff.h"
 #include "layer_choice.h"
 #include "layer_options.h"
@@ -30,11 +31,11 @@ struct Arguments : LayerArguments {
 
 void addTargetFields(GdalWorkspace& workspace, const std::string& layer,
                      const ConditionalXml::FeatureClassRule& configuration) {
-    std::vector<FieldRequest> fields{{"SYMBOL_C", FieldKind::Text},
-                                     {"Xoffset_C", FieldKind::Real},
-                                     {"Yoffset_C", FieldKind::Real},
-                                     {"Rotate_C", FieldKind::Real}};
-    for (const std::string& field : resultFields(configuration)) fields.push_back({field, FieldKind::Text});
+    std::vector<FieldRequest> fields;
+    for (const std::string& field : writtenFields(configuration)) {
+        const bool isPlacement = isTargetField(field) && field != targetFields.front();
+        fields.push_back({field, isPlacement ? FieldKind::Real : FieldKind::Text});
+    }
     workspace.addFields(layer, fields);
 }
 
