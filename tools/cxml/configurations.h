@@ -4,6 +4,7 @@
 #include "cxml/condition_map.h"
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,5 +17,8 @@ std::shared_ptr<ConditionalXml::FeatureClassRule> findConfiguration(const Condit
 /// The fields that conditions of type 2 write, each once: those of the default list, then of the subtypes' by code;
 /// those of nested conditions follow that of the condition that they are in.
 std::vector<std::string> resultFields(const ConditionalXml::FeatureClassRule& configuration);
+
+/// The symbols that its conditions name, ascending.
+std::set<std::string> symbolNames(const ConditionalXml::FeatureClassRule& configuration);
 
 }  // namespace cxml
