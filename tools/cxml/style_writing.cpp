@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace cxml {
@@ -101,7 +102,9 @@ void StyleWriting::write(GdalWorkspace& workspace, const std::vector<LayerInfo>&
                           {{ownStyle, "Pictures of symbols, written by cxml style", pictureStyle(*order, symbols_)},
                            {ownStyleByName, "Symbols by name from QGIS's own SVG folders, written by cxml style",
                             nameStyle(*order, symbols_.styles())}}});
-        layers_.push_back({layer.name, order->names.size(), {}});
+        std::set<std::string> names;
+        for (const auto& [kind, name] : order->names) names.insert(name);
+        layers_.push_back({layer.name, names.size(), {}});
     }
     if (styled.empty())
         throw HostError(workspace.name() + ": no layer has shapes and the field SYMBOL_C; symbolize it first");

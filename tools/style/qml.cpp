@@ -133,6 +133,7 @@ void writeLabels(Writer& writer, const Labels& labels) {
                             {"fontSize", "2"},
                             {"fontSizeUnit", "MM"},
                             {"textColor", labels.ink},
+                            {"fontWeight", "50"},
                             {"multilineHeight", "1"}});
         writer.empty("text-buffer", {{"bufferDraw", "1"},
                                      {"bufferSize", "0.25"},
@@ -144,6 +145,7 @@ void writeLabels(Writer& writer, const Labels& labels) {
     writer.empty("placement", {{"placement", fmt::format("{}", labels.placement)},
                                {"predefinedPositionOrder", "TR,BR,TL,BL,R,L,TSR,BSR"},
                                {"dist", "2"},
+                               {"priority", "5"},
                                {"distUnits", "MM"},
                                {"offsetType", "0"}});
     writer.empty("rendering", {{"drawLabels", "1"}, {"obstacle", "1"}, {"displayAll", "0"}});

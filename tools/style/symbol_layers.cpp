@@ -28,6 +28,14 @@ std::string base64(std::string_view bytes) {
     return text;
 }
 
+// Dots are dashes without a length, which QGIS leaves out.
+std::string withDots(std::string elements) {
+    constexpr std::string_view dots = R"(stroke-dasharray="0 )";
+    for (std::size_t at = 0; (at = elements.find(dots, at)) != std::string::npos; at += dots.size())
+        elements.insert(at + dots.size() - 1, ".01");
+    return elements;
+}
+
 SymbolLayer svgLayer(std::string name, double width) {
     return {"SvgMarker", {{"name", std::move(name)}, {"size", svgNumber(width)}, {"size_unit", "MM"}}};
 }
@@ -42,7 +50,9 @@ std::string colourText(const std::string& colour) {
 }
 
 SymbolLayer pictureLayer(const Picture& picture) {
-    return svgLayer("base64:" + base64(pictureFile(picture)), 2 * picture.halfWidth);
+    Picture dotted = picture;
+    dotted.elements = withDots(std::move(dotted.elements));
+    return svgLayer("base64:" + base64(pictureFile(dotted)), 2 * dotted.halfWidth);
 }
 
 SymbolLayer namedLayer(const std::string& field) {
