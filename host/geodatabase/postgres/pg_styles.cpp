@@ -53,7 +53,7 @@ ShapeValues shapeValuesOf(PgDataset& dataset, const PgRelation& relation, const 
     const PgResult answer =
         dataset.ask({"SELECT coalesce(GeometryType(" + quotedName(geometry.text(0, 0)) + "::geometry), ''), coalesce(" +
                          quotedName(column) + "::text, ''), count(*) FROM " + relation.sqlName() +
-                         " GROUP BY 1, 2 ORDER BY 1, 2 COLLATE \"C\"",
+                         " GROUP BY 1, 2",
                      {}});
     for (int row = 0; row < answer.rows(); ++row) {
         const ShapeKind kind = kindOfGeometryType(answer.bytes(row, 0));

@@ -67,7 +67,7 @@ ShapeValues shapeValuesOf(sqlite3* connection, const std::string& table, const s
     // The names are identifiers, which may hold the sign of a parameter; nothing is bound.
     SqliteStatement statement(connection, "SELECT ST_GeometryType(" + quotedName(geometry) + "), CAST(" +
                                               quotedName(column) + " AS TEXT), count(*) FROM " + quotedName(table) +
-                                              " GROUP BY 1, 2 ORDER BY 1, 2");
+                                              " GROUP BY 1, 2");
     while (statement.step()) {
         StyleRows::Texts texts = rowOf(statement);
         const ShapeKind kind = kindOfGeometryType(texts[0]);
