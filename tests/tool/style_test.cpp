@@ -192,6 +192,19 @@ TEST_F(Style, NamesWithoutAPictureAreCounted) {
     EXPECT_EQ(xpath(qml(dataset), "string(//category[@value='NOSUCH01']/@label)"), "NOSUCH01: no such symbol");
 }
 
+TEST_F(Style, ManyNamesWithoutAPictureMakeNoEndlessStyle) {
+    const std::string dataset = newChart();
+    sql(dataset,
+        "INSERT INTO MARKS (geom, Symbol_C) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < "
+        "1000) SELECT (SELECT geom FROM MARKS LIMIT 1), 'NOSUCH' || i FROM n; "
+        "UPDATE MARKS SET Symbol_C = 'ZZZ' WHERE fid = 1; UPDATE MARKS SET Symbol_C = 'BOYLAT13' WHERE fid = 2");
+    const Outcome outcome = cxml({"style", dataset});
+    EXPECT_EQ(lineCount(outcome.out), 1002U) << "all are listed";
+    const std::string file = qml(dataset);
+    EXPECT_EQ(xpath(file, "count(//category)"), "502");
+    EXPECT_EQ(xpath(file, "count(//category[@value='BOYLAT13'])"), "1");
+}
+
 TEST_F(Style, RowsWithoutANameDrawNothing) {
     const std::string dataset = newChart();
     EXPECT_EQ(cxml({"style", dataset}).out, "MARKS: a style of 0 symbols\n");

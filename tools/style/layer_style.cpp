@@ -16,7 +16,8 @@ using embedded_host::ShapeKind;
 using qml::Symbol;
 using qml::SymbolLayer;
 
-constexpr std::size_t mostShown = 100;  // characters of a label
+constexpr std::size_t mostShown = 100;    // characters of a label
+constexpr std::size_t mostMissing = 500;  // names that have a mark of their own
 
 // As QGIS's geometry_type() calls them.
 std::string typeName(ShapeKind kind) {
@@ -144,8 +145,9 @@ std::string pictureStyle(const StyleOrder& order, SymbolSet& symbols) {
     const bool isOne = order.kinds.size() == 1;
     qml::Style style{order.symbolField, {}, labelsOf(order, symbols.styles())};
     std::vector<std::string> known;
+    std::size_t missing = 0;
     for (const auto& [kind, name] : order.names) {
-        if (!canBeStyled(name)) continue;
+        if (!canBeStyled(name) || (!hasPicture(kind, name, symbols) && ++missing > mostMissing)) continue;
         known.push_back(isOne ? name : typeName(kind) + " " + name);
         style.categories.push_back(
             {known.back(), styling.label(kind, name, symbols), styling.symbolOf(kind, name, symbols)});

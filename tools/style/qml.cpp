@@ -143,8 +143,8 @@ void writeLabels(Writer& writer, const Labels& labels) {
                                      {"bufferJoinStyle", "128"}});
     }
     writer.empty("placement", {{"placement", fmt::format("{}", labels.placement)},
-                               {"predefinedPositionOrder", "TR,BR,TL,BL,R,L,TSR,BSR"},
-                               {"dist", "2"},
+                               {"predefinedPositionOrder", "TR,BR,TL,BL"},
+                               {"dist", "3.5"},
                                {"priority", "5"},
                                {"distUnits", "MM"},
                                {"offsetType", "0"}});

@@ -52,8 +52,7 @@ ShapeValues shapeValuesOf(PgDataset& dataset, const PgRelation& relation, const 
     ShapeValues result{kindOfGeometryType(geometry.bytes(0, 1)), {}};
     const PgResult answer =
         dataset.ask({"SELECT coalesce(GeometryType(" + quotedName(geometry.text(0, 0)) + "::geometry), ''), coalesce(" +
-                         quotedName(column) + "::text, ''), count(*) FROM " + relation.sqlName() +
-                         " GROUP BY 1, 2",
+                         quotedName(column) + "::text, ''), count(*) FROM " + relation.sqlName() + " GROUP BY 1, 2",
                      {}});
     for (int row = 0; row < answer.rows(); ++row) {
         const ShapeKind kind = kindOfGeometryType(answer.bytes(row, 0));
