@@ -192,6 +192,32 @@ TEST_F(Style, NamesWithoutAPictureAreCounted) {
     EXPECT_EQ(xpath(qml(dataset), "string(//category[@value='NOSUCH01']/@label)"), "NOSUCH01: no such symbol");
 }
 
+TEST_F(Style, PicturesThatCannotBeUsedAreNamed) {
+    const std::string dataset = newChart();
+    setSymbol(dataset, "CASE fid WHEN 1 THEN 'SCRIPT' ELSE 'NOBOX' END");
+    std::filesystem::create_directory(inFolder("symbols"));
+    const std::string svg = R"(<svg xmlns="http://www.w3.org/2000/svg"><rect width="1" height="1"/>)";
+    writeFile("symbols/SCRIPT.svg", svg + "<script/></svg>");
+    writeFile("symbols/NOBOX.svg", svg + "</svg>");
+    for (const char* format : {"--layer=MARKS", "--json"}) {
+        const Outcome outcome = cxml({"style", dataset, "--symbols", inFolder("symbols").string(), format});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(lineCount(outcome.err), 1U) << outcome.err;
+        EXPECT_NE(outcome.err.find("SCRIPT.svg: refused: <script> is no plain shape"), std::string::npos)
+            << outcome.err;
+        for (const char* name : {"SCRIPT", "NOBOX"}) EXPECT_NE(outcome.out.find(name), std::string::npos);
+    }
+}
+
+TEST_F(Style, AFailureAfterARunIsNoStyle) {
+    const std::string dataset = newChart("BOYLAT");
+    sql(dataset, "ALTER TABLE BOYLAT ADD COLUMN CATLAM INTEGER; CREATE TABLE layer_styles (id INTEGER PRIMARY KEY)");
+    const Outcome outcome = cxml({"symbolize", data("buoys.cxml"), dataset, "-q", "--style"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out.find("a style of"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.err.find("layer_styles"), std::string::npos) << outcome.err;
+}
+
 TEST_F(Style, ManyNamesWithoutAPictureMakeNoEndlessStyle) {
     const std::string dataset = newChart();
     sql(dataset,
@@ -253,8 +279,9 @@ TEST_F(Style, TableOfStylesIsNoLayerToConfigure) {
     const std::string dataset = newChart("BOYLAT");
     sql(dataset, "ALTER TABLE BOYLAT ADD COLUMN CATLAM INTEGER");
     ASSERT_EQ(cxml({"style", dataset}).status, 0);
-    for (const nlohmann::json& finding : cxmlJson({"check", data("buoys.cxml"), dataset}, 0)["findings"])
-        EXPECT_NE(finding["kind"], "layer-unconfigured") << finding;
+    const nlohmann::json said = cxmlJson({"check", data("buoys.cxml"), dataset}, 0);
+    ASSERT_TRUE(said["findings"].is_array());
+    for (const nlohmann::json& finding : said["findings"]) EXPECT_NE(finding["kind"], "layer-unconfigured") << finding;
 }
 
 TEST_F(Style, AFailureLeavesTheTableAsItWas) {

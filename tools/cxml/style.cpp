@@ -64,6 +64,7 @@ ExitStatus write(const Arguments& arguments, Console& console) {
     const std::shared_ptr<GdalWorkspace> workspace = GdalWorkspace::open(
         arguments.dataset, GdalWorkspace::Access::Update, {.lockTimeout = std::nullopt, .stop = &stopRequested()});
     styles.write(*workspace, layersOf(arguments, *workspace), document ? document->map.get() : nullptr);
+    styles.complain(console);
     if (arguments.json)
         std::cout << '{' << styles.json() << "}\n";
     else

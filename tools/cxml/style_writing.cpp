@@ -95,6 +95,7 @@ void StyleWriting::write(GdalWorkspace& workspace, const std::vector<LayerInfo>&
                          const ConditionalXml::ConditionMap* map) {
     expectPlace(workspace);
     std::vector<StyledLayer> styled;
+    std::vector<Layer> written;
     for (const LayerInfo& layer : layers) {
         const std::optional<StyleOrder> order = orderOf(workspace, layer, map);
         if (!order) continue;
@@ -104,16 +105,20 @@ void StyleWriting::write(GdalWorkspace& workspace, const std::vector<LayerInfo>&
                             nameStyle(*order, symbols_.styles())}}});
         std::set<std::string> names;
         for (const auto& [kind, name] : order->names) names.insert(name);
-        layers_.push_back({layer.name, names.size(), {}});
+        written.push_back({layer.name, names.size(), {}});
     }
     if (styled.empty())
         throw HostError(workspace.name() + ": no layer has shapes and the field SYMBOL_C; symbolize it first");
     for (auto& [layer, style] : workspace.writeStyles(styled))
-        std::ranges::find(layers_, layer, &Layer::name)->keptDefault = std::move(style);
+        std::ranges::find(written, layer, &Layer::name)->keptDefault = std::move(style);
+    layers_ = std::move(written);
+}
+
+void StyleWriting::complain(Console& console) const {
+    for (const std::string& complaint : symbols_.complaints()) console.complain(complaint);
 }
 
 void StyleWriting::report(Console& console) const {
-    for (const std::string& complaint : symbols_.complaints()) console.complain(complaint);
     for (const Layer& layer : layers_) {
         std::string line =
             fmt::format("{}: a style of {}", layer.name, plural(static_cast<std::int64_t>(layer.symbols), "symbol"));

@@ -43,8 +43,8 @@ public:
     void write(embedded_host::GdalWorkspace& workspace, const std::vector<embedded_host::LayerInfo>& layers,
                const ConditionalXml::ConditionMap* map);
 
-    /// How many layers have got styles.
-    std::size_t count() const noexcept { return layers_.size(); }
+    /// Tells of pictures that cannot be used.
+    void complain(Console& console) const;
     /// What was done, for people.
     void report(Console& console) const;
     /// The same: "styles": [...], "withoutPicture": [...].

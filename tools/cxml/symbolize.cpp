@@ -68,6 +68,7 @@ ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
     };
     work.report = [&](Console& console, const Document& document, const std::vector<LayerResult>& results,
                       ExitStatus status) {
+        if (styles) styles->complain(console);
         if (arguments.json)
             writeJson(std::cout, document, results, styles ? styles->json() : "");
         else if (styles)
