@@ -60,7 +60,7 @@ public:
     }
 
     std::string label(ShapeKind kind, const std::string& name, SymbolSet& symbols) const {
-        const std::string shown = oneLine(shortened(name, mostShown));
+        std::string shown = oneLine(shortened(name, mostShown));
         if (!hasPicture(kind, name, symbols)) return shown + ": no such symbol";
         const Picture* const picture = symbols.picture(name);
         if (!picture || picture->title.empty()) return shown;

@@ -10,7 +10,12 @@ namespace cxml::qml {
 /// Names and values, in the order in which they are written.
 using Properties = std::vector<std::pair<std::string, std::string>>;
 
-struct Symbol;
+struct SymbolLayer;
+
+struct Symbol {
+    std::string kind;  // marker, line or fill
+    std::vector<SymbolLayer> layers;
+};
 
 /// A layer of a symbol: its class in QGIS, what is the same for all features, and expressions for what is not.
 struct SymbolLayer {
@@ -18,11 +23,6 @@ struct SymbolLayer {
     Properties properties;
     Properties expressions{};
     std::vector<Symbol> parts{};  // none, or the one symbol that it repeats
-};
-
-struct Symbol {
-    std::string kind;  // marker, line or fill
-    std::vector<SymbolLayer> layers;
 };
 
 /// Features for which the renderer's expression has this value; an empty one is for all that no other has.

@@ -315,6 +315,7 @@ void PgDataset::expectStyles(bool createTable) {
 std::vector<KeptDefault> PgDataset::writeStyles(const std::vector<StyledLayer>& layers) {
     checkWritable();
     std::vector<PgStyledLayer> found;
+    found.reserve(layers.size());
     for (const StyledLayer& layer : layers) found.push_back({relation(layer.layer), layer.styles});
     std::vector<std::optional<std::string>> others = named([&] { return embedded_host::writeStyles(*this, found); });
     std::vector<KeptDefault> kept;
