@@ -29,6 +29,11 @@ using embedded_host::FieldInfo;
 using embedded_host::GdalWorkspace;
 using embedded_host::LayerInfo;
 
+// Tables that tell of other layers: of the cells of an import, and how layers are drawn.
+bool isAboutOthers(const std::string& layer) {
+    return layer == "DSID" || layer == "layer_styles";
+}
+
 // One layer against its configuration.
 class LayerCheck {
 public:
@@ -253,7 +258,7 @@ void checkDataset(const DocumentModel& model, const CheckedDataset& checkedDatas
             used.insert(checked);
             std::string lacks = LayerCheck(*checked, layer, checkedDataset, findings).run();
             if (!lacks.empty()) unwritable.push_back(std::move(lacks));
-        } else if (!tables.isQueried(layer.name) && layer.name != "DSID") {  // which tells of the cells of an import
+        } else if (!tables.isQueried(layer.name) && !isAboutOthers(layer.name)) {
             unconfigured.push_back(layer.name);
         }
     }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,5 +27,8 @@ std::vector<std::string> resultFields(const ConditionalXml::FeatureClassRule& co
 
 /// All that a run of the class writes: targetFields, then those others that conditions of type 2 write.
 std::vector<std::string> writtenFields(const ConditionalXml::FeatureClassRule& configuration);
+
+/// The symbols that its conditions name, ascending.
+std::set<std::string> symbolNames(const ConditionalXml::FeatureClassRule& configuration);
 
 }  // namespace cxml
