@@ -40,7 +40,6 @@ std::vector<std::string> resultFields(const ConditionalXml::FeatureClassRule& co
     return fields;
 }
 
-<<<<<<< HEAD
 bool isTargetField(std::string_view name) {
     return std::ranges::any_of(targetFields, [&](std::string_view target) { return isSameName(target, name); });
 }
@@ -50,13 +49,13 @@ std::vector<std::string> writtenFields(const ConditionalXml::FeatureClassRule& c
     for (const std::string& field : resultFields(configuration))
         if (!isTargetField(field)) fields.push_back(field);
     return fields;
-=======
+}
+
 std::set<std::string> symbolNames(const ConditionalXml::FeatureClassRule& configuration) {
     std::set<std::string> names;
     addNamesOf(configuration.defaultConditions, names);
     for (const auto& [code, conditions] : configuration.subtypeConditions) addNamesOf(conditions, names);
     return names;
->>>>>>> style
 }
 
 }  // namespace cxml

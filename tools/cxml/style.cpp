@@ -49,11 +49,12 @@ std::vector<LayerInfo> layersOf(const Arguments& arguments, GdalWorkspace& works
 
 ExitStatus write(const Arguments& arguments, Console& console) {
     StyleWriting styles(arguments.style);
-    std::optional<Services> services;
+    ServiceOptions options = arguments.services;
+    options.withoutPython = !arguments.document;
+    const Services services(options, console);
     std::optional<Document> document;
     if (arguments.document) {
         const NothingToLose nothing("");
-        services.emplace(arguments.services, console);
         document.emplace(console, *arguments.document, MessageLog::Keep::Counts);
         load(*document);
         if (!document->loaded) {
