@@ -48,6 +48,9 @@ class Cells(TestCase):
             with self.subTest(layer, field="LABEL_C"):
                 self.assertEqual(query(dataset, f"SELECT fid, LABEL_C FROM {layer} ORDER BY fid"), sorted(rows))
 
+        status, said = cxml_json("check", ENC / "enc.cxml", dataset)
+        self.assertEqual((status, [one for one in said["findings"] if one["severity"] != "note"]), (0, []))
+
         status, said = cxml_json("symbolize", ENC / "enc.cxml", dataset)
         self.assertEqual((status, sum(layer["changed"] for layer in said["layers"])), (0, 0))
 
