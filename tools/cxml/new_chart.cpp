@@ -27,12 +27,7 @@ void addNewChart(CLI::App& command, NewChartOptions& options) {
 std::shared_ptr<GdalWorkspace> openInPlace(const std::string& dataset, const embedded_host::WorkspaceOptions& options) {
     try {
         return GdalWorkspace::open(dataset, GdalWorkspace::Access::Update, options);
-    } catch (const HostError& error) {
-        try {
-            GdalWorkspace::open(dataset, GdalWorkspace::Access::Read, options);
-        } catch (const HostError&) {
-            throw HostError(error);
-        }
+    } catch (const embedded_host::ReadOnlyError& error) {
         throw HostError(std::string(error.what()) + "; or write a symbolized copy: --output chart.gpkg");
     }
 }

@@ -24,7 +24,7 @@ struct NewChartOptions {
 /// Adds -o and --oo.
 void addNewChart(CLI::App& command, NewChartOptions& options);
 
-/// Opens a dataset for writing. \throws HostError, which also names -o when it can be read.
+/// Opens a dataset for writing. \throws HostError, which also names -o of one that is only not written.
 std::shared_ptr<embedded_host::GdalWorkspace> openInPlace(const std::string& dataset,
                                                           const embedded_host::WorkspaceOptions& options);
 

@@ -46,12 +46,12 @@ GdalDataset::GdalDataset(const std::string& name, Access access, const Workspace
     if (access != Access::Update) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
     if (!connection_)
-        failToOpen(name, access,
-                   gdal_->GetDriverName() +
-                       std::string(" datasets have no transactions; copy it into a GeoPackage: ogr2ogr -f GPKG "
-                                   "chart.gpkg ") +
-                       shellWord(name));
-    if (connection_->isReadOnly()) failToOpen(name, access, "the file is read-only");
+        throw ReadOnlyError(whyNotOpened(
+            name, access,
+            gdal_->GetDriverName() +
+                std::string(" datasets have no transactions; copy it into a GeoPackage: ogr2ogr -f GPKG chart.gpkg ") +
+                shellWord(name)));
+    if (connection_->isReadOnly()) throw ReadOnlyError(whyNotOpened(name, access, "the file is read-only"));
 }
 
 GdalDataset::~GdalDataset() = default;
