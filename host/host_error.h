@@ -12,4 +12,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// A dataset that can be read and not written: its format has no transactions, or the file is read-only.
+class ReadOnlyError : public HostError {
+public:
+    using HostError::HostError;
+};
+
 }  // namespace embedded_host

@@ -1,6 +1,6 @@
 -- The symbols that the features of an imported cell should have, worked out from the cell's attributes alone, the
 -- strongest reason first. One query for each layer, so that cells without some of the classes can be asked too; each
--- starts with the name of its layer. Placement that is not given is NULL.
+-- starts with the name of its layer. Placement that is not given is NULL. What the labels should say follows below.
 
 -- layer BOYLAT
 SELECT fid,
@@ -108,23 +108,33 @@ SELECT fid,
        CASE TOPSHP WHEN 1 THEN 'TOPMAR02' WHEN 3 THEN 'TOPMAR10' WHEN 4 THEN 'TOPMAR12' WHEN 5 THEN 'TOPMAR13'
                    WHEN 7 THEN 'TOPMAR65' WHEN 10 THEN 'TOPMAR08' WHEN 11 THEN 'TOPMAR07' WHEN 13 THEN 'TOPMAR05'
                    WHEN 14 THEN 'TOPMAR06' ELSE 'QUESMRK1' END,
-       CASE WHEN TOPSHP IN (10, 11, 13, 14) THEN 1.14 WHEN TOPSHP = 4 THEN 0.94 ELSE 0.8 END,
-       CASE WHEN TOPSHP IN (10, 11, 13, 14) THEN 4.25 WHEN TOPSHP = 4 THEN 3.5 ELSE 3.0 END, 15.0 FROM TOPMAR;
+       CASE WHEN isFixed THEN 0.001 WHEN TOPSHP IN (10, 11, 13, 14) THEN 1.14 WHEN TOPSHP = 4 THEN 0.94 ELSE 0.8 END,
+       CASE WHEN isFixed THEN 4.4 WHEN TOPSHP IN (10, 11, 13, 14) THEN 4.25 WHEN TOPSHP = 4 THEN 3.5 ELSE 3.0 END,
+       CASE WHEN isFixed THEN 360.0 ELSE 15.0 END
+  FROM (SELECT *, EXISTS (SELECT 1 FROM BCNLAT WHERE INSTR(BCNLAT.LNAM_REFS, TOPMAR.LNAM) > 0) AS isFixed FROM TOPMAR);
 
 -- layer LIGHTS
 SELECT fid,
-       CASE WHEN INSTR(STATUS, '11') > 0 THEN 'QUESMRK1'
-            WHEN COLOUR IN ('1', '6') THEN 'LIGHTS13'
-            WHEN COLOUR = '4' THEN 'LIGHTS12'
-            WHEN COLOUR = '3' THEN 'LIGHTS11'
-            ELSE 'LIGHTDEF' END,
-       CASE WHEN INSTR(COALESCE(STATUS, ''), '11') = 0 AND SECTR1 IS NOT NULL THEN 1.5 END,
+       CASE WHEN isOut THEN 'QUESMRK1'
+            WHEN isSector THEN 'LITSEC' || SUBSTR('DE11121313', 1 + 2 * hue, 2)
+            WHEN ORIENT IS NOT NULL AND kinds LIKE '%,1,%' THEN 'LITDIR' || SUBSTR('DE11121313', 1 + 2 * hue, 2)
+            WHEN kinds LIKE '%,9,%' THEN 'LIGHTS81'
+            WHEN kinds LIKE '%,8,%' OR kinds LIKE '%,11,%' THEN 'LIGHTS82'
+            WHEN hue = 0 THEN 'LIGHTDEF'
+            ELSE 'LIGHTS' || (10 + hue) END,
        NULL,
-       CASE WHEN INSTR(COALESCE(STATUS, ''), '11') > 0 THEN NULL
-            WHEN SECTR1 IS NOT NULL THEN 135.0
-            WHEN LENGTH(CATLIT) > 0 THEN 45.0
-            ELSE 135.0 END
-  FROM LIGHTS;
+       NULL,
+       CASE WHEN isOut THEN 360.0
+            WHEN isSector THEN SECTR1 + CASE WHEN SECTR1 < 180 THEN 180 ELSE -180 END
+            WHEN (SECTR1 IS NULL) <> (SECTR2 IS NULL) AND ORIENT IS NULL THEN 135.0
+            WHEN ORIENT IS NOT NULL THEN ORIENT + CASE WHEN ORIENT < 180 THEN 180 ELSE -180 END
+            WHEN kinds IN (',,', ',NULL,') OR SECTR1 IS NOT NULL THEN 135.0
+            WHEN kinds LIKE '%,8,%' OR kinds LIKE '%,9,%' OR kinds LIKE '%,11,%' THEN 360.0
+            ELSE 45.0 END
+  FROM (SELECT *, ',' || COALESCE(STATUS, '') || ',' LIKE '%,11,%' AS isOut, ',' || COALESCE(CATLIT, '') || ',' AS kinds,
+               COALESCE(ABS(SECTR2 - SECTR1) NOT IN (0, 360), 0) AS isSector,
+               CASE COLOUR WHEN '3' THEN 1 WHEN '4' THEN 2 WHEN '1' THEN 3 WHEN '6' THEN 3 WHEN '11' THEN 3 ELSE 0 END AS hue
+          FROM LIGHTS);
 
 -- layer LNDMRK
 SELECT fid,
@@ -152,6 +162,9 @@ SELECT fid,
 
 -- layer BUAARE
 SELECT fid, CASE PRIM WHEN 3 THEN 'BUAREA' ELSE 'BUAARE02' END, NULL, NULL, NULL FROM BUAARE;
+
+-- layer SEAARE
+SELECT fid, CASE PRIM WHEN 3 THEN 'SEAARE_AREA' ELSE 'POSGEN04' END, NULL, NULL, NULL FROM SEAARE;
 
 -- layer LNDRGN
 SELECT fid, CASE PRIM WHEN 3 THEN 'LNDRGN_AREA' ELSE 'POSGEN04' END, NULL, NULL, NULL FROM LNDRGN;
@@ -274,6 +287,7 @@ SELECT fid,
 SELECT fid,
        CASE WHEN PRIM = 3 THEN 'FOULAR01'
             WHEN CATWRK IN (4, 5) THEN 'WRECKS01'
+            WHEN VALSOU IS NOT NULL AND WATLEV IN (4, 5) THEN 'DANGER03'
             WHEN VALSOU > 5.4 THEN 'DANGER02'
             WHEN VALSOU IS NOT NULL THEN 'DANGER01'
             WHEN WATLEV IN (1, 2, 4, 5) THEN 'WRECKS01'
@@ -293,8 +307,13 @@ SELECT fid,
 
 -- layer SOUNDG
 SELECT fid,
-       CASE WHEN DEPTH <= 5.4 THEN 'SOUNDS' ELSE 'SOUNDG' END || CASE WHEN QUASOU IN ('3', '4', '8', '9') THEN 'C2' ELSE '' END,
-       NULL, NULL, NULL FROM SOUNDG;
+       CASE WHEN isDoubtful THEN CASE WHEN DEPTH <= 5.4 THEN 'SOUNDSC2' ELSE 'SOUNDGC2' END
+            WHEN ',' || TECSOU || ',' LIKE '%,6,%' THEN CASE WHEN DEPTH <= 5.4 THEN 'SOUNDSB1' ELSE 'SOUNDGB1' END
+            WHEN DEPTH < 0 THEN 'SOUNDSA1'
+            WHEN DEPTH <= 5.4 THEN 'SOUNDS' ELSE 'SOUNDG' END,
+       NULL, NULL, NULL
+  FROM (SELECT *, COALESCE(',' || STATUS || ',' LIKE '%,18,%', 0) OR COALESCE(QUASOU GLOB '[3489]*' OR QUASOU GLOB '*,[3489]*', 0) AS isDoubtful
+          FROM SOUNDG);
 
 -- layer DEPARE
 SELECT fid,
@@ -309,7 +328,10 @@ SELECT fid,
        NULL, NULL, NULL FROM DRGARE;
 
 -- layer DEPCNT
-SELECT fid, CASE WHEN VALDCO = 5.4 THEN 'DEPSC' ELSE 'DEPCN' END, NULL, NULL, NULL FROM DEPCNT;
+SELECT fid,
+       CASE WHEN VALDCO = (SELECT MIN(VALDCO) FROM DEPCNT AS Other WHERE Other.DSNM = DEPCNT.DSNM AND Other.VALDCO >= 5.4)
+            THEN 'DEPSC' ELSE 'DEPCN' END,
+       NULL, NULL, NULL FROM DEPCNT;
 
 -- layer COALNE
 SELECT fid, CASE WHEN CATCOA = 8 THEN 'CSTLN_MARSH' ELSE 'CSTLN' END, NULL, NULL, NULL FROM COALNE;
@@ -321,17 +343,29 @@ SELECT fid,
 
 -- layer SLCONS
 SELECT fid,
-       CASE WHEN PRIM = 1 THEN 'MORFAC03' WHEN WATLEV IN (3, 4) OR CONDTN IN (1, 2) THEN 'CSTLN_DASH' ELSE 'CSTLN' END,
+       CASE WHEN PRIM = 1 THEN 'MORFAC03'
+            WHEN WATLEV IN (3, 4, 5) OR CONDTN IN (1, 2, 3, 5) THEN 'CSTLN_DASH'
+            WHEN PRIM = 2 AND CATSLC IN (11, 12, 13) THEN 'SLCONS_LINE'
+            ELSE 'CSTLN' END,
        NULL, NULL, NULL FROM SLCONS;
 
 -- layer RESARE
-SELECT fid,
-       CASE WHEN ',' || RESTRN || ',' LIKE '%,7,%' OR ',' || RESTRN || ',' LIKE '%,8,%' OR ',' || RESTRN || ',' LIKE '%,14,%' THEN 'ENTRES51'
-            WHEN ',' || RESTRN || ',' LIKE '%,1,%' OR ',' || RESTRN || ',' LIKE '%,2,%' THEN 'ACHRES51'
-            WHEN ',' || RESTRN || ',' LIKE '%,3,%' OR ',' || RESTRN || ',' LIKE '%,4,%'
-                 OR ',' || RESTRN || ',' LIKE '%,5,%' OR ',' || RESTRN || ',' LIKE '%,6,%' THEN 'FSHRES51'
-            WHEN LENGTH(RESTRN) > 0 THEN 'INFARE51' ELSE 'RSRDEF51' END,
-       NULL, NULL, NULL FROM RESARE;
+WITH RECURSIVE Codes(fid, code, rest) AS (
+  SELECT fid, NULL, RESTRN || ',' FROM RESARE WHERE LENGTH(RESTRN) > 0
+  UNION ALL
+  SELECT fid, CAST(SUBSTR(rest, 1, INSTR(rest, ',') - 1) AS INTEGER), SUBSTR(rest, INSTR(rest, ',') + 1) FROM Codes WHERE rest <> ''),
+Told AS (
+  SELECT fid, MAX(code IN (7, 8, 14)) AS entry, MAX(code IN (1, 2)) AS anchoring, MAX(code IN (3, 4, 5, 6)) AS fishing,
+         MAX(code BETWEEN 9 AND 27 AND code <> 14) AS other
+    FROM Codes WHERE code IS NOT NULL GROUP BY fid)
+SELECT RESARE.fid,
+       CASE WHEN entry THEN 'ENTRES' || CASE WHEN anchoring OR fishing THEN '61' WHEN other THEN '71' ELSE '51' END
+            WHEN anchoring THEN 'ACHRES' || CASE WHEN fishing THEN '61' WHEN other THEN '71' ELSE '51' END
+            WHEN fishing THEN 'FSHRES' || CASE WHEN other THEN '71' ELSE '51' END
+            WHEN LENGTH(RESTRN) > 0 THEN 'INFARE51'
+            WHEN CATREA IN ('4', '5', '6', '7', '10', '20', '22', '23', '27', '28') THEN 'INFARE51'
+            ELSE 'RSRDEF51' END,
+       NULL, NULL, NULL FROM RESARE LEFT JOIN Told ON Told.fid = RESARE.fid;
 
 -- layer BRIDGE
 SELECT fid,
@@ -372,3 +406,123 @@ SELECT fid, 'NODTA03', NULL, NULL, NULL FROM UNSARE;
 
 -- layer LAKARE
 SELECT fid, 'DEPVS', NULL, NULL, NULL FROM LAKARE;
+
+-- label LIGHTS
+SELECT fid,
+       CASE WHEN kinds LIKE '%,5,%' OR kinds LIKE '%,6,%' THEN 'Aero ' WHEN kinds LIKE '%,1,%' THEN 'Dir ' ELSE '' END ||
+       CASE WHEN MLTYLT > 1 THEN MLTYLT ELSE '' END || character ||
+       CASE WHEN colours = '' THEN '' WHEN character LIKE '%)' THEN colours ELSE '.' || colours END ||
+       CASE WHEN figures = '' THEN '' WHEN colours = '' AND character LIKE '%)' THEN figures ELSE '.' || figures END ||
+       CASE WHEN kinds LIKE '%,20,%' THEN '(vert)' WHEN kinds LIKE '%,19,%' THEN '(hor)' ELSE '' END ||
+       CASE WHEN ABS(SECTR2 - SECTR1) NOT IN (0, 360)
+            THEN ' ' || SUBSTR('00', 1, 3 - LENGTH(CAST(SECTR1 AS INTEGER))) || PRINTF('%g', SECTR1) || '°-' ||
+                 SUBSTR('00', 1, 3 - LENGTH(CAST(SECTR2 AS INTEGER))) || PRINTF('%g', SECTR2) || '°'
+            WHEN ORIENT IS NOT NULL THEN ' ' || SUBSTR('00', 1, 3 - LENGTH(CAST(ORIENT AS INTEGER))) || PRINTF('%g', ORIENT) || '°'
+            ELSE '' END ||
+       CASE states WHEN '' THEN '' ELSE ' (' || SUBSTR(states, 3) || ')' END
+  FROM (SELECT *, ',' || COALESCE(CATLIT, '') || ',' AS kinds,
+               CASE LITCHR WHEN 1 THEN 'F' WHEN 2 THEN 'Fl' WHEN 3 THEN 'LFl' WHEN 4 THEN 'Q' WHEN 5 THEN 'VQ' WHEN 7 THEN 'Iso'
+                           WHEN 8 THEN 'Oc' WHEN 12 THEN 'Mo' WHEN 26 THEN 'VQ' WHEN 28 THEN 'Al' ELSE 'Lt' END ||
+               CASE WHEN LITCHR = 26 THEN SUBSTR(SIGGRP, 1, INSTR(SIGGRP, ')')) || '+LFl'
+                    WHEN SIGGRP IN ('()', '(1)') THEN '' ELSE COALESCE(SIGGRP, '') END AS character,
+               CASE WHEN COALESCE(COLOUR, '1') = '1' THEN '' ELSE
+                 CASE WHEN ',' || COLOUR || ',' LIKE '%,1,%' THEN 'W' ELSE '' END || CASE WHEN ',' || COLOUR || ',' LIKE '%,3,%' THEN 'R' ELSE '' END ||
+                 CASE WHEN ',' || COLOUR || ',' LIKE '%,4,%' THEN 'G' ELSE '' END || CASE WHEN ',' || COLOUR || ',' LIKE '%,5,%' THEN 'Bu' ELSE '' END ||
+                 CASE WHEN ',' || COLOUR || ',' LIKE '%,6,%' THEN 'Y' ELSE '' END || CASE WHEN ',' || COLOUR || ',' LIKE '%,11,%' THEN 'Or' ELSE '' END
+               END AS colours,
+               CASE WHEN SIGPER > 0 THEN PRINTF('%gs', SIGPER) ELSE '' END || CASE WHEN HEIGHT > 0 THEN PRINTF('%gm', HEIGHT) ELSE '' END ||
+               CASE WHEN VALNMR > 0 THEN PRINTF('%gM', VALNMR) ELSE '' END AS figures,
+               CASE WHEN ',' || STATUS || ',' LIKE '%,2,%' THEN ', occas' ELSE '' END || CASE WHEN ',' || STATUS || ',' LIKE '%,7,%' THEN ', temp' ELSE '' END ||
+               CASE WHEN ',' || STATUS || ',' LIKE '%,8,%' THEN ', priv' ELSE '' END || CASE WHEN ',' || STATUS || ',' LIKE '%,11,%' THEN ', exting' ELSE '' END AS states
+          FROM LIGHTS);
+
+-- label DEPCNT
+SELECT fid,
+       CASE WHEN VALDCO = (SELECT MIN(VALDCO) FROM DEPCNT AS Other WHERE Other.DSNM = DEPCNT.DSNM AND Other.VALDCO >= 5.4)
+            THEN PRINTF('%gm', VALDCO) END
+  FROM DEPCNT;
+
+-- label DRGARE
+SELECT fid, CASE WHEN DRVAL1 IS NULL THEN 'Dredged area' ELSE PRINTF('Dredged to %gm', DRVAL1) END FROM DRGARE;
+
+-- label WRECKS
+SELECT fid, CASE CATWRK WHEN 3 THEN 'Foul' WHEN 4 THEN 'Mast' ELSE 'Wk' END || depth || remark
+  FROM (SELECT *, CASE WHEN VALSOU < 0 THEN PRINTF(' Dr %g', -VALSOU) WHEN VALSOU < 31 THEN PRINTF(' %g', VALSOU) WHEN VALSOU >= 31 THEN PRINTF(' %d', VALSOU) ELSE '' END AS depth,
+               CASE WHEN QUASOU IN ('3', '4') THEN ' (SD)' WHEN QUASOU IN ('8', '9') THEN ' (Rep)' ELSE '' END AS remark FROM WRECKS);
+
+-- label OBSTRN
+SELECT fid,
+       CASE CATOBS WHEN 1 THEN 'Snag' WHEN 2 THEN 'Well' WHEN 3 THEN 'Diffuser' WHEN 4 THEN 'Crib' WHEN 5 THEN 'Fish haven' WHEN 6 THEN 'Foul'
+                   WHEN 7 THEN 'Foul' WHEN 8 THEN 'Ice boom' WHEN 9 THEN 'Ground tackle' WHEN 10 THEN 'Boom' ELSE 'Obstn' END || depth || remark
+  FROM (SELECT *, CASE WHEN VALSOU < 0 THEN PRINTF(' Dr %g', -VALSOU) WHEN VALSOU < 31 THEN PRINTF(' %g', VALSOU) WHEN VALSOU >= 31 THEN PRINTF(' %d', VALSOU) ELSE '' END AS depth,
+               CASE WHEN QUASOU IN ('3', '4') THEN ' (SD)' WHEN QUASOU IN ('8', '9') THEN ' (Rep)' ELSE '' END AS remark FROM OBSTRN);
+
+-- label UWTROC
+SELECT fid,
+       CASE WHEN VALSOU < 0 THEN PRINTF('Dr %g', -VALSOU) WHEN VALSOU < 31 THEN PRINTF('%g', VALSOU) WHEN VALSOU >= 31 THEN PRINTF('%d', VALSOU) END ||
+       CASE WHEN QUASOU IN ('3', '4') THEN ' (SD)' WHEN QUASOU IN ('8', '9') THEN ' (Rep)' ELSE '' END
+  FROM UWTROC;
+
+-- label SLCONS
+SELECT fid,
+       CASE WHEN CONDTN IN (1, 2, 3, 5) THEN
+         CASE WHEN CATSLC IN (1, 2, 4) THEN
+              CASE CATSLC WHEN 1 THEN 'Breakwater' WHEN 2 THEN 'Groyne' ELSE 'Pier' END ||
+              CASE CONDTN WHEN 1 THEN ' (under construction)' WHEN 2 THEN ' (ruins)' WHEN 3 THEN ' (works in progress)' ELSE ' (planned)' END
+              ELSE CASE CONDTN WHEN 1 THEN 'Under construction' WHEN 2 THEN 'Ruins' WHEN 3 THEN 'Works in progress' ELSE 'Planned' END END END
+  FROM SLCONS;
+
+-- label RESARE
+SELECT fid, COALESCE(NULLIF(OBJNAM, ''), CASE CATREA WHEN '9' THEN 'Military area' END) FROM RESARE;
+
+-- label LNDMRK
+SELECT fid, NULLIF(OBJNAM, '') FROM LNDMRK;
+
+-- label LNDRGN
+SELECT fid, NULLIF(OBJNAM, '') FROM LNDRGN;
+
+-- label RIVERS
+SELECT fid, NULLIF(OBJNAM, '') FROM RIVERS;
+
+-- label LAKARE
+SELECT fid, NULLIF(OBJNAM, '') FROM LAKARE;
+
+-- label FAIRWY
+SELECT fid, NULLIF(OBJNAM, '') FROM FAIRWY;
+
+-- label SEAARE
+SELECT fid, CASE WHEN RCID = MIN(RCID) OVER (PARTITION BY DSNM, OBJNAM) OR INSTR(OBJNAM, '''') > 0 THEN OBJNAM END FROM SEAARE;
+
+-- label LNDARE
+SELECT fid, CASE WHEN RCID = MIN(RCID) OVER (PARTITION BY DSNM, OBJNAM) OR INSTR(OBJNAM, '''') > 0 THEN OBJNAM END FROM LNDARE;
+
+-- label BUAARE
+SELECT fid, CASE WHEN RCID = MIN(RCID) OVER (PARTITION BY DSNM, OBJNAM) OR INSTR(OBJNAM, '''') > 0 THEN OBJNAM END FROM BUAARE;
+
+-- label BOYLAT
+SELECT fid, CASE WHEN last GLOB '*[0-9]*' OR LENGTH(last) = 1 THEN '"' || last || '"' END
+  FROM (SELECT fid, SUBSTR(OBJNAM, 1 + LENGTH(RTRIM(OBJNAM, REPLACE(OBJNAM, ' ', '')))) AS last FROM BOYLAT);
+
+-- label BOYCAR
+SELECT fid, CASE WHEN last GLOB '*[0-9]*' OR LENGTH(last) = 1 THEN '"' || last || '"' END
+  FROM (SELECT fid, SUBSTR(OBJNAM, 1 + LENGTH(RTRIM(OBJNAM, REPLACE(OBJNAM, ' ', '')))) AS last FROM BOYCAR);
+
+-- label BOYISD
+SELECT fid, CASE WHEN last GLOB '*[0-9]*' OR LENGTH(last) = 1 THEN '"' || last || '"' END
+  FROM (SELECT fid, SUBSTR(OBJNAM, 1 + LENGTH(RTRIM(OBJNAM, REPLACE(OBJNAM, ' ', '')))) AS last FROM BOYISD);
+
+-- label BOYSAW
+SELECT fid, CASE WHEN last GLOB '*[0-9]*' OR LENGTH(last) = 1 THEN '"' || last || '"' END
+  FROM (SELECT fid, SUBSTR(OBJNAM, 1 + LENGTH(RTRIM(OBJNAM, REPLACE(OBJNAM, ' ', '')))) AS last FROM BOYSAW);
+
+-- label BOYSPP
+SELECT fid, CASE WHEN last GLOB '*[0-9]*' OR LENGTH(last) = 1 THEN '"' || last || '"' END
+  FROM (SELECT fid, SUBSTR(OBJNAM, 1 + LENGTH(RTRIM(OBJNAM, REPLACE(OBJNAM, ' ', '')))) AS last FROM BOYSPP);
+
+-- label BCNLAT
+SELECT fid, CASE WHEN last GLOB '*[0-9]*' OR LENGTH(last) = 1 THEN '"' || last || '"' END
+  FROM (SELECT fid, SUBSTR(OBJNAM, 1 + LENGTH(RTRIM(OBJNAM, REPLACE(OBJNAM, ' ', '')))) AS last FROM BCNLAT);
+
+-- label BCNSPP
+SELECT fid, CASE WHEN last GLOB '*[0-9]*' OR LENGTH(last) = 1 THEN '"' || last || '"' END
+  FROM (SELECT fid, SUBSTR(OBJNAM, 1 + LENGTH(RTRIM(OBJNAM, REPLACE(OBJNAM, ' ', '')))) AS last FROM BCNSPP);

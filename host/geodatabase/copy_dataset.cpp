@@ -45,7 +45,7 @@ GdalHandle openInput(const std::string& input, std::vector<std::string> openOpti
     GdalHandle opened(GDALDataset::Open(input.c_str(), GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR,
                                         nullptr, pointers(openOptions).data(), nullptr));
     if (!opened || errors.any())
-        failToOpen(input, Access::Read, errors.text("no such dataset, or not one that GDAL knows"));
+        throw HostError(whyNotOpened(input, Access::Read, errors.text("no such dataset, or not one that GDAL knows")));
     if (opened->GetLayerCount() == 0) throw HostError(input + ": has no layers");
     return opened;
 }

@@ -138,6 +138,24 @@ public:
         return missing.size();
     }
 
+    void expectStyles(bool createTable) override { dataset_->expectStyles(createTable); }
+
+    ShapeValues shapeValues(const std::string& layer, const std::string& field) override {
+        return dataset_->shapeValues(layer, field);
+    }
+
+    std::vector<KeptDefault> writeStyles(const std::vector<StyledLayer>& layers) override {
+        dataset_->begin();
+        try {
+            std::vector<KeptDefault> kept = dataset_->writeStyles(layers);
+            dataset_->commit();
+            return kept;
+        } catch (...) {
+            dataset_->rollback();
+            throw;
+        }
+    }
+
     void begin() override { dataset_->begin(); }
     void commit() override { dataset_->commit(); }
     void rollback() noexcept override { dataset_->rollback(); }

@@ -7,6 +7,7 @@
 #include "host/geodatabase/base/column.h"
 #include "host/geodatabase/base/field_request.h"
 #include "host/geodatabase/base/layer_info.h"
+#include "host/geodatabase/base/layer_styles.h"
 #include "host/geodatabase/base/refusal.h"
 #include "host/geodatabase/base/run_monitor.h"
 #include "host/geodatabase/base/workspace_options.h"
@@ -96,6 +97,19 @@ public:
     /// Adds those of the fields that the layer does not have (names compared without regard to case), all or none.
     /// \return how many were added. \throws HostError
     virtual std::size_t addFields(const std::string& layer, const std::vector<FieldRequest>& fields) = 0;
+
+    /// \param createTable whether the table of styles is to be made where there is none on a server; in a GeoPackage it
+    /// is. \throws HostError when there is nowhere to write styles.
+    virtual void expectStyles(bool createTable) = 0;
+
+    /// How the values of a field that the layer has are spread over the kinds of its shapes. \throws HostError also
+    /// when the dataset keeps no styles, or the layer has no shapes.
+    virtual ShapeValues shapeValues(const std::string& layer, const std::string& field) = 0;
+
+    /// Writes styles into the table layer_styles, all or none, in a transaction of its own: rows of their names are
+    /// replaced, others stay; the table is made where there is none.
+    /// \return the layers that open with another style all the same. \throws HostError
+    virtual std::vector<KeptDefault> writeStyles(const std::vector<StyledLayer>& layers) = 0;
 
     /// All changes from begin() on reach the dataset together, at commit(). \throws HostError
     virtual void begin() = 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/geodatabase/base/layer_info.h"
+#include "host/geodatabase/base/shape_kind.h"
 #include "host/geodatabase/base/workspace_options.h"
 #include "host/host_error.h"
 #include "symbology/host_interfaces.h"
@@ -27,8 +28,6 @@ struct Bounds {
     double east;
     double north;
 };
-
-enum class ShapeKind { None, Point, Line, Area };
 
 /// What is drawn of a row's geometry: of several kinds in one collection those of the highest dimension.
 struct Shape {

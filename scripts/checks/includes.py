@@ -45,10 +45,11 @@ ARROWS = {
     "tools/check": RULES | HOST | {"src/cxml", "tools/text", "tools/places", "tools/s57"},
     "tools/format": PLATFORM | {"tools/text", "tools/check"},
     "tools/draw": PLATFORM | HOST | {"tools/text"},
+    "tools/style": PLATFORM | HOST | {"tools/text", "tools/draw"},
     "tools/lookups": PLATFORM | {"tools/text", "tools/s57"},
     "tools/pages": PLATFORM | {"tools/text"},
     "tools/cxml": RULES | HOST | {"src/cxml", "src/symbolize", "src/api"} | {
-        f"tools/{part}" for part in ("text", "s57", "places", "workbench", "check", "format", "draw", "lookups", "pages")},
+        f"tools/{part}" for part in ("text", "s57", "places", "workbench", "check", "format", "draw", "style", "lookups", "pages")},
 }
 
 
@@ -112,7 +113,7 @@ def check_arrows(root):
 # Headers of libraries: a pattern, and the folders that may include them.
 LIBRARIES = [
     ("ICU", re.compile(r"^unicode/"), ("platform/portable/",)),
-    ("libxml2", re.compile(r"^libxml/"), ("platform/portable/",)),
+    ("libxml2", re.compile(r"^libxml/"), ("platform/portable/", "tools/style/")),
     ("GDAL", re.compile(r"^(gdal|ogr|cpl_|vrt|gnm)\w*\.h$"), ("host/", "tests/host/")),
     ("libpq", re.compile(r"^libpq"), ("host/geodatabase/postgres/", "tests/postgres/")),
     ("SQLite", re.compile(r"^sqlite3"), ("host/geodatabase/", "tests/host/", "tests/tool/", "bench/", "fuzz/")),

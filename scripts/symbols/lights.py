@@ -18,9 +18,27 @@ def flare(name, colour, title):
     return picture
 
 
+def lines(name, colour, title, sides):
+    """A line on a bearing, which Rotate_C turns: dashed where a sector ends, with its colour on the side where it goes on."""
+    picture = Picture(name, title)
+    reach, stripe = 18, 0.45
+    for side in sides:
+        picture.polygon([(0, 4), (side * stripe, 4), (side * stripe, reach), (0, reach)], colour, stroke=None)
+    if len(sides) == 1:
+        picture.line((0, 0.7), (0, reach), width=0.15, dash=(1.6, 0.7))
+    else:
+        picture.line((0, 0.7), (0, reach), width=0.15)
+    picture.circle(0, 0, 0.7, colour, width=0.15)
+    picture.circle(0, 0, 0.22, "ink", stroke=None)
+    return picture
+
+
 def pictures():
     for name, (colour, title) in FLARES.items():
         yield flare(name, colour, title)
+        ending = name[-2:] if name != "LIGHTDEF" else "DE"
+        yield lines("LITSEC" + ending, colour, "first limit of the sector of a " + title, (1,))
+        yield lines("LITDIR" + ending, colour, "line of a directional " + title, (-1, 1))
 
     picture = Picture("LIGHTS05", "lighthouse")
     picture.polygon([(-0.85, 0), (0.85, 0), (0.5, 3.0), (-0.5, 3.0)], "white")

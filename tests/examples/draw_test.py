@@ -167,6 +167,18 @@ class Harbour(Drawing):
         self.assertGreater(len(shown), 30)
         self.assertNotIn("Iso.WRG.4s18m12/9M", plain.read_text(encoding="utf-8"))
 
+    def test_no_label_is_cut_by_the_edge(self):
+        ((west, south, east, north),) = query(self.dataset, "SELECT min(minx), min(miny), max(maxx), max(maxy) FROM rtree_LIGHTS_geom")
+        file, _ = self.draw(self.dataset, "--document", DOCUMENT, "--bbox", f"{west},{south},{east},{north}")
+        root = ElementTree.parse(file).getroot()
+        edge = root.find(f".//{SVG}clipPath[@id='map-edge']/{SVG}rect")
+        labels = root.find(f".//{SVG}g[@id='labels']")
+        size = float(labels.get("font-size"))
+        heights = [float(text.get("y")) for text in labels]
+        self.assertGreater(len(heights), 30)
+        self.assertGreaterEqual(min(heights), size * 0.8)
+        self.assertLessEqual(max(heights), float(edge.get("height")) - size * 0.2)
+
     def test_a_computed_rotation_is_no_label(self):
         dataset, document = self.folder / "turned.gpkg", self.folder / "turned.cxml"
         shutil.copy(self.dataset, dataset)

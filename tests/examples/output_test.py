@@ -72,6 +72,15 @@ class Output(TestCase):
                 self.assertEqual(query(self.chart, "SELECT DISTINCT SYMBOL_C FROM BOYLAT ORDER BY 1"),
                                  [("BOYDEF03",), ("BOYLAT13",), ("BOYLAT24",), ("BOYSPR60",), ("BOYSPR61",)])
 
+    def test_where_in_place_is_refused_the_copy_is_named(self):
+        geojson = self.folder / "BOYLAT.geojson"
+        subprocess.run(["ogr2ogr", "-f", "GeoJSON", geojson, self.dataset, "BOYLAT"], check=True)
+        done = cxml("symbolize", DOCUMENT, geojson)
+        self.assertEqual(done.returncode, 2)
+        self.assertTrue(done.stderr.endswith("; or write a symbolized copy: --output chart.gpkg\n"), done.stderr)
+        done = cxml("symbolize", DOCUMENT, self.folder / "none.gpkg")
+        self.assertNotIn("--output", done.stderr)
+
     def test_configuration_options_of_gdal(self):
         geojson = self.folder / "BOYLAT.geojson"
         subprocess.run(["ogr2ogr", "-f", "GeoJSON", geojson, self.dataset, "BOYLAT"], check=True)

@@ -3,6 +3,7 @@ import html.parser
 import json
 import os
 import shutil
+import signal
 import subprocess
 
 from report_support import HOSTILE, hostile_points, many_points
@@ -52,6 +53,23 @@ class Harbour(Report):
         _, check = cxml_json("check", DOCUMENT, self.dataset)
         self.assertEqual(told["findings"], check["findings"])
         self.assertEqual(told["document"], ledger["document"])
+
+    def test_an_interrupted_one_leaves_what_was_there(self):
+        document = self.folder / "slow.cxml"
+        document.write_text("<conditionMap name='m'><featureClass name='BOYLAT'><condition type='2' field='LABEL_C'>"
+                            "<expression>def Generate():\n import time\n print('asked', flush=True)\n time.sleep(1)\n"
+                            " return ''</expression></condition></featureClass>"
+                            "</conditionMap>", encoding="utf-8")
+        page = self.folder / "page.html"
+        page.write_text("yesterday's", encoding="utf-8")
+        with subprocess.Popen([os.environ["CXML"], "report", document, self.dataset, "-o", page, "--overwrite", "-q"],
+                              stderr=subprocess.PIPE, text=True) as process:
+            self.assertEqual(process.stderr.readline(), "asked\n")
+            process.send_signal(signal.SIGINT)
+            said = process.stderr.read()
+        self.assertEqual((process.returncode, said.splitlines()[-1]), (130, "cxml: interrupted"))
+        self.assertEqual(page.read_text(encoding="utf-8"), "yesterday's")
+        self.assertEqual([file.name for file in self.folder.iterdir() if "page" in file.name], ["page.html"])
 
     def test_its_conditions_have_the_counts_of_coverage(self):
         _, told = self.report(DOCUMENT, self.dataset)

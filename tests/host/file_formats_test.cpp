@@ -73,7 +73,7 @@ TEST_F(FileFormats, WithoutTransactionsThereIsNoUpdate) {
         try {
             GdalWorkspace::open(path_, Access::Update);
             ADD_FAILURE() << driver;
-        } catch (const HostError& error) {
+        } catch (const embedded_host::ReadOnlyError& error) {
             EXPECT_EQ(error.what(), path_ + ": cannot be opened for update: " + driver +
                                         " datasets have no transactions; copy it into a GeoPackage: ogr2ogr -f GPKG "
                                         "chart.gpkg " +

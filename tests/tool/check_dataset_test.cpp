@@ -46,6 +46,26 @@ TEST_F(CheckDataset, RunsNoClause) {
     EXPECT_EQ(refusals(endless, dataset, "BOYLAT"), std::vector<std::string>{});
 }
 
+TEST_F(CheckDataset, ClassesThatACellDoesNotHaveAreNoSlips) {
+    const std::string dataset = newDataset();
+    addTable(dataset, "BCNLAT", "OBJNAM TEXT, SYMBOL_C TEXT", "");
+    addTable(dataset, "BOYLAT", "OBJNAM TEXT", "");
+    const auto said = [&](const char* table, const char* featureClass) {
+        const std::string document = std::string("<conditionMap name='m'><featureClass name='BCNLAT'>") +
+                                     query("1 = 1", table) + "</featureClass><featureClass name='" + featureClass +
+                                     "'><condition rulename='S'/></featureClass></conditionMap>";
+        std::vector<std::string> severities;
+        const json found = json::parse(cxml({"check", writeFile("rules.cxml", document), dataset, "--json"}).out);
+        for (const json& finding : found["findings"])
+            if (finding["kind"] == "table-missing" || finding["kind"] == "configuration-without-layer")
+                severities.push_back(finding["severity"].get<std::string>());
+        return severities;
+    };
+    using Texts = std::vector<std::string>;
+    EXPECT_EQ(said("BCNSAW", "BOYCAR"), (Texts{"note", "note"}));
+    EXPECT_EQ(said("BCNLAD", "BOYLAX"), (Texts{"error", "warning"}));
+}
+
 TEST_F(CheckDataset, EveryKindOfTableHasItsWords) {
     const std::string dataset = newDataset();
     addBuoys(dataset);

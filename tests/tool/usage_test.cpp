@@ -80,6 +80,10 @@ const UsageCase usageCases[] = {
     {"LookupsWithoutOutput", {"lookups", "a.xml"}, "--output"},
     {"LookupsOfAnUnknownTable", {"lookups", "a.xml", "-o", "b", "--points", "paperchart"}, "--points"},
     {"LookupsTakeNoLog", {"lookups", "a.xml", "-o", "b", "--log", "c"}, "--log"},
+    {"StyleWithoutDataset", {"style"}, "DATASET"},
+    {"StyleOfAnUnknownPalette", {"style", "a.gpkg", "--palette", "noon"}, "--palette"},
+    {"PaletteWithoutAStyle", {"symbolize", "a", "b", "--palette", "dusk"}, "--style"},
+    {"DryRunWritesNoStyles", {"symbolize", "a", "b", "--dry-run", "--style"}, "--style"},
     {"SymbolsWithoutAFolder", {"symbols", "import", "a"}, "DIR"},
     {"WhereIsEmpty", {"symbolize", "a", "b", "--where", ""}, "--where"},
     {"WhereIsBlank", {"symbolize", "a", "b", "--where", " \t\n"}, "--where"},
@@ -178,8 +182,9 @@ TEST_F(Tool, ManualPageHasTheCommandsAndOptionsOfTheHelp) {
     std::erase(page, '\\');  // dashes are written \-
     std::set<std::string> helped = longOptions(cxml({"--help"}).out);
     for (const std::string command :
-         {"import", "init", "symbolize", "explain", "ledger", "diff", "coverage", "report", "test", "pin", "reset",
-          "check", "fmt", "schema", "draw", "symbols import", "lookups", "completion", "help"}) {
+         {"import",         "init",    "symbolize",  "explain", "ledger", "diff",   "coverage", "report",
+          "test",           "pin",     "reset",      "check",   "fmt",    "schema", "draw",     "style",
+          "symbols import", "lookups", "completion", "help"}) {
         const std::size_t blank = std::min(command.find(' '), command.size());
         Arguments words{command.substr(0, blank)};
         if (blank < command.size()) words.push_back(command.substr(blank + 1));

@@ -35,7 +35,7 @@ std::string helpForOperator(const std::string& type, const std::string& keyword)
         return fmt::format("'{}' is an operator of {} rules: type=\"{}\"; {}", keyword, familyOf(other), other,
                            operatorList(type));
     if (const std::string inList = meant.empty() ? meantOperator("L", keyword) : ""; !inList.empty())
-        return fmt::format("to ask what a list of codes has: type=\"L\" operator=\"{}\"; {}", inList,
+        return fmt::format(R"(to ask what a list of codes has: type="L" operator="{}"; {})", inList,
                            operatorList(type));
     return meant.empty() ? operatorList(type) : fmt::format("did you mean '{}'? {}", meant, operatorList(type));
 }
@@ -127,7 +127,7 @@ void reportPlacement(const CheckedCondition& checked, Findings& findings) {
         at = attributeSpot(checked.element, name);
         what = fmt::format("its {} '{}' is not a number", toUtf8(WideView(name)), oneLine(*text));
         if (isName(*text))
-            help += fmt::format("; a placement that a field decides is computed: <condition type=\"2\" field=\"{}\">",
+            help += fmt::format(R"(; a placement that a field decides is computed: <condition type="2" field="{}">)",
                                 field);
         break;
     }

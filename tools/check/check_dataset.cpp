@@ -7,6 +7,7 @@
 #include "names.h"
 #include "rules/attribute_rules.h"
 #include "rules/query_rules.h"
+#include "tools/s57/catalogue.h"
 #include "tools/text/similar.h"
 #include "tools/text/text.h"
 
@@ -28,6 +29,21 @@ using ConditionalXml::QueryRuleFetch;
 using embedded_host::FieldInfo;
 using embedded_host::GdalWorkspace;
 using embedded_host::LayerInfo;
+
+// Tables that tell of other layers: of the cells of an import, and how layers are drawn.
+bool isAboutOthers(const std::string& layer) {
+    return layer == "DSID" || layer == "layer_styles";
+}
+
+// A cell has the classes that occur in it: that one of S-57's is missing is no slip.
+bool isClassOfCells(std::string_view name) {
+    return S57Catalogue::installed().findClass(name) != nullptr;
+}
+
+// What somebody may have wanted to write; empty when nothing is like it.
+std::string meantName(const std::string& written, const std::vector<std::string>& names) {
+    return isClassOfCells(written) ? std::string() : mostSimilar(written, names);
+}
 
 // One layer against its configuration.
 class LayerCheck {
@@ -133,10 +149,11 @@ private:
         Finding& finding =
             findings_.add(attributeSpot(rule.element, OLESTR("table")), "table-missing",
                           fmt::format("the dataset has no table '{}': the query rule holds for no row", table));
+        if (isClassOfCells(table)) finding.severity = Severity::Note;
         std::vector<std::string> names;
         names.reserve(layers_.size());
         for (const LayerInfo& layer : layers_) names.push_back(layer.name);
-        const std::string meant = mostSimilar(table, names);
+        const std::string meant = meantName(table, names);
         if (meant.empty()) return;
         finding.severity = Severity::Error;
         finding.help = fmt::format("did you mean '{}'?", meant);
@@ -206,7 +223,7 @@ void reportUnused(const std::vector<const CheckedClass*>& classes, const std::ve
     Finding* others = nullptr;
     for (const CheckedClass* checked : classes) {
         const Place place{findings.document(), checked->at.line, checked->at.column};
-        const std::string meant = mostSimilar(checked->name, layers);
+        const std::string meant = meantName(checked->name, layers);
         if (!meant.empty()) {
             Finding& finding =
                 findings.addIn(place, "configuration-without-layer",
@@ -253,7 +270,7 @@ void checkDataset(const DocumentModel& model, const CheckedDataset& checkedDatas
             used.insert(checked);
             std::string lacks = LayerCheck(*checked, layer, checkedDataset, findings).run();
             if (!lacks.empty()) unwritable.push_back(std::move(lacks));
-        } else if (!tables.isQueried(layer.name) && layer.name != "DSID") {  // which tells of the cells of an import
+        } else if (!tables.isQueried(layer.name) && !isAboutOthers(layer.name)) {
             unconfigured.push_back(layer.name);
         }
     }

@@ -69,8 +69,9 @@ void TriedRows::addFields(const std::vector<CXAttributeRule*>& rules, const Box&
             field = fields_.insert(fields_.end(), {space_.slotOf(axis), space_.fieldOf(axis), {}});
         const CellSet* const own = within.find(axis);
         addValues(axis, own ? *own : space_.universe(axis), rules, field->values);
-        if (nullFirst)
-            std::ranges::stable_partition(field->values, [](const CComVariant& value) { return value.vt == VT_NULL; });
+        std::vector<CComVariant>& values = field->values;
+        const auto null = std::ranges::find(values, VT_NULL, &CComVariant::vt);
+        if (nullFirst && null != values.end()) std::rotate(values.begin(), null, null + 1);
     }
     std::erase_if(fields_, [](const Field& field) { return field.values.empty(); });
 }

@@ -11,7 +11,6 @@
 namespace cxml {
 namespace {
 
-// A rotation that is computed is no label.
 bool isPlacement(const std::string& field) {
     return std::ranges::any_of(ConditionalXml::placements, [&](const ConditionalXml::Placement& placement) {
         return isSameName(field, toUtf8(CComBSTR(placement.field)));
@@ -19,6 +18,12 @@ bool isPlacement(const std::string& field) {
 }
 
 }  // namespace
+
+std::vector<std::string> labelFields(const ConditionalXml::FeatureClassRule& configuration) {
+    std::vector<std::string> labels = resultFields(configuration);
+    std::erase_if(labels, isPlacement);
+    return labels;
+}
 
 std::vector<ClassOrder> chartOrderOf(const ConditionalXml::ConditionMap& map) {
     std::vector<ClassOrder> classes;
@@ -28,9 +33,7 @@ std::vector<ClassOrder> chartOrderOf(const ConditionalXml::ConditionMap& map) {
         const CComBSTR upperName = upperCase(owner->name);
         // Another class of the name has taken the place of one that is not found.
         if (map.find(upperName).get() != owner || !known.insert(owner).second) continue;
-        std::vector<std::string> labels = resultFields(*owner);
-        std::erase_if(labels, isPlacement);
-        classes.push_back({toUtf8(upperName), std::move(labels)});
+        classes.push_back({toUtf8(upperName), labelFields(*owner)});
     }
     return classes;
 }

@@ -167,6 +167,7 @@ Command readCommandLine(int argc, char** argv) {
     addFmt(app, command);
     addSchema(app, command);
     addDraw(app, command);
+    addStyle(app, command);
     addSymbols(app, command);
     addLookups(app, command);
     addCompletion(app, command);

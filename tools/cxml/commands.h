@@ -27,6 +27,7 @@ void addFmt(CLI::App& app, Command& chosen);
 void addSchema(CLI::App& app, Command& chosen);
 void addDraw(CLI::App& app, Command& chosen);
 void addLookups(CLI::App& app, Command& chosen);
+void addStyle(CLI::App& app, Command& chosen);
 void addSymbols(CLI::App& app, Command& chosen);
 
 }  // namespace cxml

@@ -19,6 +19,13 @@ void addFieldsOf(const ConditionList& conditions, std::vector<std::string>& fiel
     }
 }
 
+void addNamesOf(const ConditionList& conditions, std::set<std::string>& names) {
+    for (const auto& condition : conditions) {
+        if (condition->rulename.Length() != 0) names.insert(toUtf8(condition->rulename));
+        for (const auto& rule : condition->rules) addNamesOf(rule->nestedConditions, names);
+    }
+}
+
 }  // namespace
 
 std::shared_ptr<ConditionalXml::FeatureClassRule> findConfiguration(const ConditionalXml::ConditionMap& map,
@@ -31,6 +38,24 @@ std::vector<std::string> resultFields(const ConditionalXml::FeatureClassRule& co
     addFieldsOf(configuration.defaultConditions, fields);
     for (const auto& [code, conditions] : configuration.subtypeConditions) addFieldsOf(conditions, fields);
     return fields;
+}
+
+bool isTargetField(std::string_view name) {
+    return std::ranges::any_of(targetFields, [&](std::string_view target) { return isSameName(target, name); });
+}
+
+std::vector<std::string> writtenFields(const ConditionalXml::FeatureClassRule& configuration) {
+    std::vector<std::string> fields(targetFields.begin(), targetFields.end());
+    for (const std::string& field : resultFields(configuration))
+        if (!isTargetField(field)) fields.push_back(field);
+    return fields;
+}
+
+std::set<std::string> symbolNames(const ConditionalXml::FeatureClassRule& configuration) {
+    std::set<std::string> names;
+    addNamesOf(configuration.defaultConditions, names);
+    for (const auto& [code, conditions] : configuration.subtypeConditions) addNamesOf(conditions, names);
+    return names;
 }
 
 }  // namespace cxml

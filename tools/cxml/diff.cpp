@@ -2,6 +2,7 @@
 #include "diff.h"
 
 #include "commands.h"
+#include "configurations.h"
 #include "diff_page.h"
 #include "diff_report.h"
 #include "diff_rows.h"
@@ -170,9 +171,7 @@ void DiffCommand::findCrossReads() {
         std::vector<WrittenLayer> layers;
         for (const embedded_host::LayerInfo& layer : run.layers()) {
             const auto configuration = findConfiguration(*document.map, layer.alias);
-            std::vector<std::string> fields = resultFields(*configuration);
-            fields.insert(fields.end(), {"SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C"});
-            layers.push_back({layer.name, std::move(fields), configuration.get()});
+            layers.push_back({layer.name, writtenFields(*configuration), configuration.get()});
         }
         const std::vector<CrossRead> found = crossReads(layers, document.places);
         all_.crossReads.insert(all_.crossReads.end(), found.begin(), found.end());

@@ -71,7 +71,9 @@ ExitStatus LayerCommand::runAll() {
         work_.open ? work_.open(console_, options) : GdalWorkspace::open(arguments_.dataset, work_.access, options);
     DocumentRun run(arguments_, work_, console_, document_, *workspace, results_);
     run.prepare();
-    return run.run();
+    const ExitStatus status = run.run();
+    if (work_.afterwards && status != ExitStatus::Interrupted) work_.afterwards(*workspace, run.layers(), document_);
+    return status;
 }
 
 }  // namespace

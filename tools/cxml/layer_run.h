@@ -57,6 +57,9 @@ struct LayerWork {
     /// After a run over some rows that returned true: why it has failed all the same, else the empty text. May be
     /// empty.
     std::function<std::string(embedded_host::GdalWorkspace&, const std::string& layer)> whyFailed;
+    /// After the last run, unless it was interrupted; may be empty.
+    std::function<void(embedded_host::GdalWorkspace&, const std::vector<embedded_host::LayerInfo>&, const Document&)>
+        afterwards;
     /// The status of a command whose document did not load.
     ExitStatus notLoaded = ExitStatus::Failed;
     /// Whether a line for each layer is shown when its run has ended.

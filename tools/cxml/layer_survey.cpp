@@ -1,5 +1,6 @@
 #include "layer_survey.h"
 
+#include "configurations.h"
 #include "host/host_error.h"
 #include "interrupt.h"
 #include "subtype_fields.h"
@@ -47,11 +48,6 @@ std::optional<std::set<std::string_view>> codesOf(std::string_view text) {
         if (isMore) text.remove_prefix(comma + 1);
     }
     return codes;
-}
-
-bool isWritten(const std::string& field) {
-    return isSameName(field, "SYMBOL_C") || isSameName(field, "Xoffset_C") || isSameName(field, "Yoffset_C") ||
-           isSameName(field, "Rotate_C");
 }
 
 }  // namespace
@@ -191,7 +187,7 @@ LayerSurvey survey(GdalWorkspace& workspace, const LayerInfo& layer) {
         else
             found.hasMoreSubtypes = true;
     });
-    std::erase_if(found.fields, [](const FieldSurvey& field) { return isWritten(field.name()); });
+    std::erase_if(found.fields, [](const FieldSurvey& field) { return isTargetField(field.name()); });
     return found;
 }
 

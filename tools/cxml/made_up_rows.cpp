@@ -152,9 +152,8 @@ private:
     }
 
     void addFields() {
-        const std::set<std::string> targets{"SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C"};
         const auto isOutput = [&](const std::string& name) {
-            return std::ranges::any_of(targets, [&](const auto& other) { return isSameName(other, name); }) ||
+            return isTargetField(name) ||
                    std::ranges::any_of(outputs_, [&](const auto& other) { return isSameName(other, name); });
         };
         for (const FieldWords& field : fields_) {
@@ -175,11 +174,10 @@ private:
         }
         made_.given = made_.table.fields.size();
         for (const std::string& field : outputs_)
-            if (std::ranges::none_of(targets, [&](const auto& other) { return isSameName(other, field); }))
-                made_.table.fields.push_back({field, ColumnType::Text});
-        made_.table.fields.push_back({"SYMBOL_C", ColumnType::Text});
-        for (const char* field : {"Xoffset_C", "Yoffset_C", "Rotate_C"})
-            made_.table.fields.push_back({field, ColumnType::Real});
+            if (!isTargetField(field)) made_.table.fields.push_back({field, ColumnType::Text});
+        for (const std::string_view field : targetFields)
+            made_.table.fields.push_back(
+                {std::string(field), field == targetFields.front() ? ColumnType::Text : ColumnType::Real});
     }
 
     void enumerate(std::size_t combinations) {

@@ -24,6 +24,14 @@ void addNewChart(CLI::App& command, NewChartOptions& options) {
         ->needs(command.get_option("--output"));
 }
 
+std::shared_ptr<GdalWorkspace> openInPlace(const std::string& dataset, const embedded_host::WorkspaceOptions& options) {
+    try {
+        return GdalWorkspace::open(dataset, GdalWorkspace::Access::Update, options);
+    } catch (const embedded_host::ReadOnlyError& error) {
+        throw HostError(std::string(error.what()) + "; or write a symbolized copy: --output chart.gpkg");
+    }
+}
+
 void NewChart::begin() {
     OutputPlace{{arguments_.document, arguments_.dataset}, overwrite_}.expectFree(*options_.file);
     file_.emplace(*options_.file, overwrite_ ? NewFile::WhenThere::Replace : NewFile::WhenThere::Refuse);

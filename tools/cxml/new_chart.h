@@ -24,6 +24,10 @@ struct NewChartOptions {
 /// Adds -o and --oo.
 void addNewChart(CLI::App& command, NewChartOptions& options);
 
+/// Opens a dataset for writing. \throws HostError, which also names -o of one that is only not written.
+std::shared_ptr<embedded_host::GdalWorkspace> openInPlace(const std::string& dataset,
+                                                          const embedded_host::WorkspaceOptions& options);
+
 /// A copy of the input under a name of its own beside the file that it will be; gone with this unless it was finished.
 class NewChart {
 public:

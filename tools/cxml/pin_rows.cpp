@@ -43,10 +43,6 @@ void keepQueries(std::vector<WalkedCondition>& conditions) {
     conditions.shrink_to_fit();
 }
 
-bool isOutput(const std::string& field) {
-    return field == "SYMBOL_C" || field == "Xoffset_C" || field == "Yoffset_C" || field == "Rotate_C";
-}
-
 std::string quotedName(const std::string& name) {
     return name.find_first_of(" \t") == std::string::npos ? name : '"' + name + '"';
 }
@@ -142,10 +138,8 @@ public:
           subtypeField_(subtypeFieldOf(run.featureClass)) {
         if (!subtypeField_.empty()) own_.addColumn(subtypeField_);
         for (const CComBSTR& field : configuration.referencedFields)
-            if (!isOutput(toUtf8(field))) own_.addColumn(toUtf8(field));
-        outputs_ = {"SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C"};
-        for (const std::string& field : resultFields(configuration))
-            if (!isOutput(field)) outputs_.push_back(field);
+            if (!isTargetField(toUtf8(field))) own_.addColumn(toUtf8(field));
+        outputs_ = writtenFields(configuration);
     }
 
     /// \param chosen the rows that the section is to have, in the order of their ids.

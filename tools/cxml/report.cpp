@@ -124,7 +124,8 @@ void writeJson(std::ostream& out, const Document& document) {
     out << '}';
 }
 
-void writeJson(std::ostream& out, const Document& document, const std::vector<LayerResult>& layers) {
+void writeJson(std::ostream& out, const Document& document, const std::vector<LayerResult>& layers,
+               const std::string& more) {
     out << "{\"document\": ";
     writeJson(out, document);
     out << ",\n \"layers\": [";
@@ -134,7 +135,7 @@ void writeJson(std::ostream& out, const Document& document, const std::vector<La
         writeJson(out, layer);
         separator = ",\n  ";
     }
-    out << "]}\n";
+    out << "]" << (more.empty() ? "" : ",\n ") << more << "}\n";
 }
 
 }  // namespace cxml

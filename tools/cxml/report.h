@@ -34,8 +34,9 @@ struct LayerResult {
 /// "BOYLAT: 12 rows, 3 changed", what went wrong, and the count of every text that came more than once.
 std::string summaryLine(const LayerResult& result);
 
-/// The object with the members "document" and "layers".
-void writeJson(std::ostream& out, const Document& document, const std::vector<LayerResult>& layers);
+/// The object with the members "document" and "layers", and those of `more`, "name": value.
+void writeJson(std::ostream& out, const Document& document, const std::vector<LayerResult>& layers,
+               const std::string& more = {});
 
 /// The value of a member "document".
 void writeJson(std::ostream& out, const Document& document);

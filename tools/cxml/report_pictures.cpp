@@ -38,10 +38,10 @@ std::string example(const FigureStyle& style) {
 
 std::string PagePictures::elementsOf(const std::string& name) {
     const Styles& styles = symbols_.styles();
-    const std::string* const picture = symbols_.picture(name);
+    const Picture* const picture = symbols_.picture(name);
     if (const auto area = styles.areas.find(name); area != styles.areas.end())
-        return example(area->second) + (area->second.symbol && picture ? *picture : "");
-    if (picture) return *picture;
+        return example(area->second) + (area->second.symbol && picture ? picture->elements : "");
+    if (picture) return picture->elements;
     if (const auto figure = styles.figures.find(name); figure != styles.figures.end()) return example(figure->second);
     if (const auto line = styles.lines.find(name); line != styles.lines.end())
         return fmt::format(R"(<path fill="none" {} d="M-4.2,2L4.2,-2"/>)", stroke(line->second));

@@ -108,7 +108,7 @@ ExitStatus ReportRun::runRows() {
     return run.run();
 }
 
-void ReportRun::addExplanation(ExplainedRow&& row) {
+void ReportRun::addExplanation(const ExplainedRow& row) {
     std::string text = explained(document_, row, Detail::Usual, false);
     if (explanations_.size() == mostExplained || explainedBytes_ + text.size() > mostExplainedBytes) {
         ++notExplained_;
@@ -140,7 +140,7 @@ ordered_json ReportRun::valuesOf(IRow* row) const {
 /// Of layers that have come to their end; the same run as that of cxml explain.
 void ReportRun::explainSamples() {
     std::map<std::string, std::vector<ObjectId>> samples;
-    LayerArguments arguments = arguments_;
+    auto arguments = static_cast<const LayerArguments&>(arguments_);
     arguments.layers.clear();
     for (const LayerResult& result : results_) {
         if (!result.succeeded || !result.ledger) continue;
@@ -161,7 +161,7 @@ void ReportRun::explainSamples() {
         values_ = valuesOf(row);
     };
     work.run = [this](const LayerRun& run) {
-        return runExplained(run, [this](ExplainedRow&& row) { addExplanation(std::move(row)); });
+        return runExplained(run, [this](const ExplainedRow& row) { addExplanation(row); });
     };
     std::vector<LayerResult> results;
     DocumentRun run(arguments, work, console_, document_, *workspace_, results);
@@ -211,10 +211,16 @@ ExitStatus ReportRun::run(Report& report) {
     operands_.emplace(*document_.map);
     findFindings();
     ExitStatus status = runRows();
-    if (status == ExitStatus::Interrupted || (status == ExitStatus::Unusable && results_.empty())) return status;
-    status = statusOf(status);
-    explainSamples();
-    if (stopped()) return ExitStatus::Interrupted;
+    if (status == ExitStatus::Unusable && results_.empty()) return status;
+    if (status != ExitStatus::Interrupted) {
+        status = statusOf(status);
+        explainSamples();
+        if (stopped()) status = ExitStatus::Interrupted;
+    }
+    if (status == ExitStatus::Interrupted) {
+        console_.complain("interrupted");
+        return status;
+    }
     report.content = jsonHead("report", document_);
     report.content["dataset"] = dataset_;
     report.content["stamp"] = arguments_.stamp;

@@ -52,7 +52,7 @@ private:
     bool runLayer(const LayerRun& run);
     void explainSamples();
     bool explainLayer(const LayerRun& run);
-    void addExplanation(ExplainedRow&& row);
+    void addExplanation(const ExplainedRow& row);
     nlohmann::ordered_json valuesOf(IRow* row) const;
     void addMap(Report& report);
     ExitStatus statusOf(ExitStatus status);

@@ -26,12 +26,6 @@ using embedded_host::MemoryDataset;
 using embedded_host::partOf;
 using Role = TestColumn::Role;
 
-// What a run writes whatever the document says.
-constexpr std::array<std::pair<const char*, ColumnType>, 4> targets{{{"SYMBOL_C", ColumnType::Text},
-                                                                     {"Xoffset_C", ColumnType::Real},
-                                                                     {"Yoffset_C", ColumnType::Real},
-                                                                     {"Rotate_C", ColumnType::Real}}};
-
 template <class Number>
 Number numberIn(const MarkdownCell& cell, const std::string& text, const char* what) {
     Number number{};
@@ -224,7 +218,8 @@ MemoryDataset::Table SectionRun::contentOf(const Table& table) const {
     for (const TestColumn& column : table.columns)
         if (column.role == Role::Expected) add(column.name, column.type);
     if (table.isRun)
-        for (const auto& [name, type] : targets) add(name, type);
+        for (const std::string_view name : targetFields)
+            add(std::string(name), name == targetFields.front() ? ColumnType::Text : ColumnType::Real);
     for (std::vector<MemoryDataset::Value>& values : content.rows) values.resize(content.fields.size());
     return content;
 }

@@ -1,5 +1,5 @@
-// What the tool, as a host, provides while documents are loaded: Python, debugger output, the event log, GDAL as somebody
-// wants it.
+// What the tool, as a host, provides while documents are loaded: Python, debugger output, the event log, GDAL as
+// somebody wants it.
 #pragma once
 
 #include "console.h"
@@ -19,7 +19,7 @@ struct ServiceOptions {
     std::optional<std::string> log;
     bool userSite = false;
     std::vector<std::string> gdalOptions;  // NAME=VALUE
-    bool withoutPython = false;  // no interpreter is started, and no expression runs
+    bool withoutPython = false;            // no interpreter is started, and no expression runs
 };
 
 void addServiceOptions(CLI::App& command, ServiceOptions& options);

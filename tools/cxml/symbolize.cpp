@@ -1,11 +1,13 @@
 // cxml symbolize: decides the symbols of a dataset's rows and writes them.
 #include "commands.h"
+#include "configurations.h"
 #include "diff.h"
 #include "layer_choice.h"
 #include "layer_options.h"
 #include "ledger_files.h"
 #include "new_chart.h"
 #include "observed_run.h"
+#include "style_writing.h"
 #include "watched_process.h"
 
 #include <iostream>
@@ -26,15 +28,17 @@ struct Arguments : LayerArguments {
     bool dryRun = false;
     LedgerFileOptions files;
     NewChartOptions chart;
+    bool styles = false;
+    StyleOptions style;
 };
 
 void addTargetFields(GdalWorkspace& workspace, const std::string& layer,
                      const ConditionalXml::FeatureClassRule& configuration) {
-    std::vector<FieldRequest> fields{{"SYMBOL_C", FieldKind::Text},
-                                     {"Xoffset_C", FieldKind::Real},
-                                     {"Yoffset_C", FieldKind::Real},
-                                     {"Rotate_C", FieldKind::Real}};
-    for (const std::string& field : resultFields(configuration)) fields.push_back({field, FieldKind::Text});
+    std::vector<FieldRequest> fields;
+    for (const std::string& field : writtenFields(configuration)) {
+        const bool isPlacement = isTargetField(field) && field != targetFields.front();
+        fields.push_back({field, isPlacement ? FieldKind::Real : FieldKind::Text});
+    }
     workspace.addFields(layer, fields);
 }
 
@@ -42,18 +46,32 @@ ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
     goOnWatched();  // expressions run in this process, and may end it
     LedgerFiles files(arguments.files, arguments);
     NewChart chart(arguments.chart, arguments, arguments.files.overwrite);
+    std::optional<StyleWriting> styles;
     work.onLoaded = [&](const Document&) {
+        if (arguments.styles) styles.emplace(arguments.style);
         files.begin();
         if (chart) chart.begin();
     };
-    if (chart)
-        work.open = [&](Console& console, const WorkspaceOptions& options) { return chart.open(console, options); };
-    if (arguments.addFields || chart) work.prepare = addTargetFields;
+    work.open = [&](Console& console, const WorkspaceOptions& options) {
+        return chart ? chart.open(console, options) : openInPlace(arguments.dataset, options);
+    };
+    work.prepare = [&, addsFields = arguments.addFields || chart](GdalWorkspace& workspace, const std::string& layer,
+                                                                  const ConditionalXml::FeatureClassRule& rules) {
+        if (styles) styles->expectPlace(workspace);
+        if (addsFields) addTargetFields(workspace, layer, rules);
+    };
+    if (arguments.styles)
+        work.afterwards = [&](GdalWorkspace& workspace, const std::vector<embedded_host::LayerInfo>& layers,
+                              const Document& document) { styles->write(workspace, layers, document.map.get()); };
     work.run = [&](const LayerRun& run) { return runWithLedger(run, files); };
     work.whyFailed = whyNoSymbols;
     work.report = [&](Console& console, const Document& document, const std::vector<LayerResult>& results,
                       ExitStatus status) {
-        if (arguments.json) writeJson(std::cout, document, results);
+        if (styles) styles->complain(console);
+        if (arguments.json)
+            writeJson(std::cout, document, results, styles ? styles->json() : "");
+        else if (styles)
+            styles->report(console);
         status = chart.end(console, files.end(console, document, results, status));
         return arguments.strict && status == ExitStatus::Good && !isFlawless(document, results) ? ExitStatus::Failed
                                                                                                 : status;
@@ -74,9 +92,14 @@ void addSymbolize(CLI::App& app, Command& chosen) {
                                            "status 1 for any message, failed row or query that could not be asked");
     addLedgerFiles(*command, arguments->files);
     addNewChart(*command, arguments->chart);
+    auto* const styles =
+        command->add_flag("--style", arguments->styles, "write how QGIS draws it, as 'cxml style' does");
+    addStyleOptions(*command, arguments->style);
+    for (const char* option : {"--symbols", "--palette", "--create-style-table"})
+        command->get_option(option)->needs(styles);
     command
         ->add_flag("--dry-run", arguments->dryRun, "only show what would change, as 'cxml diff' does; status 1 if any")
-        ->excludes(addFields, strict, command->get_option("--ledger"), command->get_option("--rows"),
+        ->excludes(addFields, strict, styles, command->get_option("--ledger"), command->get_option("--rows"),
                    command->get_option("--output"));
     command->callback([&chosen, arguments] {
         LayerWork work;

@@ -2,7 +2,6 @@
 
 #include "tools/draw/picture.h"
 #include "tools/draw/style_sheet.h"
-#include "tools/draw/svg.h"
 #include "tools/text/output_file.h"
 #include "tools/text/text.h"
 
@@ -61,15 +60,6 @@ void makeFolder(const std::string& folder) {
         throw DrawError(folder + ": exists already and is no empty folder");
     fs::create_directory(folder, error);
     if (error) throw DrawError(folder + ": the folder cannot be made: " + error.message());
-}
-
-std::string pictureFile(const ImportedPicture& picture) {
-    const std::string half[] = {svgNumber(-picture.halfWidth), svgNumber(-picture.halfHeight)};
-    const std::string whole[] = {svgNumber(2 * picture.halfWidth), svgNumber(2 * picture.halfHeight)};
-    return fmt::format(
-        R"(<svg xmlns="http://www.w3.org/2000/svg" width="{0}mm" height="{1}mm" viewBox="{2} {3} {0} {1}">)"
-        "\n{4}\n</svg>\n",
-        whole[0], whole[1], half[0], half[1], picture.elements);
 }
 
 }  // namespace

@@ -71,7 +71,8 @@ void Labels::write(std::string& svg, const Page& page, const std::string& ink, c
         };
         const auto found = std::ranges::find_if(starts, [&](const auto& start) {
             const Box box = boxAt(start);
-            return box.left >= 0 && box.right <= page.width() && isFree(box);
+            return box.left >= 0 && box.right <= page.width() && box.top >= 0 && box.bottom <= page.height() &&
+                   isFree(box);
         });
         if (found == std::end(starts)) {
             ++leftOut_;

@@ -53,24 +53,27 @@ Depth shownDepth(const std::optional<std::string>& text) {
 
 }  // namespace
 
-std::string unknownMark(const std::string& name, const std::string& colour, const std::string& paper) {
+Picture unknownMark(const std::string& name, const std::string& colour, const std::string& paper) {
     const std::string shown = shortened(name, mostShown);
     const double half = (static_cast<double>(std::min(name.size(), mostShown + 1)) * 1.05 + 1.2) / 2;
-    return fmt::format(
+    constexpr double line = 0.35;
+    const std::string elements = fmt::format(
         R"(<rect x="{0}" y="-1.5" width="{1}" height="3" fill="{3}" stroke="{2}" stroke-width="0.35" )"
         R"(stroke-dasharray="1 0.5"/><text y="0.6" font-size="1.7" text-anchor="middle" fill="{2}">{4}</text>)",
         svgNumber(-half), svgNumber(2 * half), colour, paper, xmlText(shown));
+    return {elements, {}, half + line / 2, 1.5 + line / 2};
 }
 
 const Marks::Known& Marks::define(const std::string& symbol) {
     const auto [known, isNew] = known_.try_emplace(symbol);
     if (!isNew) return known->second;
-    const std::string* const picture = symbols_.picture(symbol);
+    const Picture* const picture = symbols_.picture(symbol);
     known->second = {fmt::format("s{}", known_.size()), picture == nullptr};
     const Styles& styles = symbols_.styles();
     definitions_ += fmt::format(R"(<g id="{}" data-symbol="{}"{}>)", known->second.id,
                                 xmlText(shortened(symbol, mostNamed)), picture ? "" : R"( data-picture="none")");
-    definitions_ += picture ? *picture : unknownMark(symbol, styles.colour("magenta"), styles.colour("paper"));
+    definitions_ +=
+        picture ? picture->elements : unknownMark(symbol, styles.colour("magenta"), styles.colour("paper")).elements;
     definitions_ += "</g>\n";
     return known->second;
 }

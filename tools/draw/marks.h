@@ -42,6 +42,6 @@ private:
 };
 
 /// The mark of a name without a picture: the name in a box, in `colour` on `paper`.
-std::string unknownMark(const std::string& name, const std::string& colour, const std::string& paper);
+Picture unknownMark(const std::string& name, const std::string& colour, const std::string& paper);
 
 }  // namespace cxml

@@ -236,8 +236,14 @@ std::string written(IXMLDOMNode* root, const Styling& styling) {
     return writer.take();
 }
 
-// How far the view box reaches to both sides of 0,0 at least.
-void measure(IXMLDOMNode* root, ImportedPicture& picture) {
+std::string titleOf(IXMLDOMNode* root) {
+    for (const CComPtr<IXMLDOMNode>& child : listed(root, &INodeTrace::get_childElements))
+        if (nameOf(child) == "title") return textOf(child);
+    return {};
+}
+
+// How far the view box reaches to both sides of 0,0 at least. \return whether there is one.
+bool measure(IXMLDOMNode* root, Picture& picture) {
     std::vector<double> box;
     for (const CComPtr<IXMLDOMNode>& attribute : listed(root, &INodeTrace::get_allAttributes)) {
         if (nameOf(attribute) != "viewBox") continue;
@@ -251,23 +257,38 @@ void measure(IXMLDOMNode* root, ImportedPicture& picture) {
     }
     constexpr double most = 1000;
     const auto isSensible = [](double number) { return std::abs(number) <= most; };
-    if (box.size() != 4 || !std::ranges::all_of(box, isSensible)) throw DrawError("has no view box of four numbers");
+    if (box.size() != 4 || !std::ranges::all_of(box, isSensible)) return false;
     picture.halfWidth = std::max(std::abs(box[0]), std::abs(box[0] + box[2]));
     picture.halfHeight = std::max(std::abs(box[1]), std::abs(box[1] + box[3]));
+    return true;
 }
 
 }  // namespace
 
-std::string readPicture(const std::string& file, const std::map<std::string, std::string>& colours) {
-    return written(rootOf(file), Tokens(colours));
+Picture readPicture(const std::string& file, const std::map<std::string, std::string>& colours) {
+    const CComPtr<IXMLDOMNode> root = rootOf(file);
+    Picture picture;
+    measure(root, picture);
+    picture.elements = written(root, Tokens(colours));
+    picture.title = titleOf(root);
+    return picture;
 }
 
-ImportedPicture importPicture(const std::string& file, const std::map<std::string, Declarations>& classes) {
+Picture importPicture(const std::string& file, const std::map<std::string, Declarations>& classes) {
     const CComPtr<IXMLDOMNode> root = rootOf(file);
-    ImportedPicture picture;
-    measure(root, picture);
+    Picture picture;
+    if (!measure(root, picture)) throw DrawError("has no view box of four numbers");
     picture.elements = written(root, Sheet(classes));
     return picture;
+}
+
+std::string pictureFile(const Picture& picture) {
+    const std::string half[] = {svgNumber(-picture.halfWidth), svgNumber(-picture.halfHeight)};
+    const std::string whole[] = {svgNumber(2 * picture.halfWidth), svgNumber(2 * picture.halfHeight)};
+    return fmt::format(
+        R"(<svg xmlns="http://www.w3.org/2000/svg" width="{0}mm" height="{1}mm" viewBox="{2} {3} {0} {1}">)"
+        "\n{4}\n</svg>\n",
+        whole[0], whole[1], half[0], half[1], picture.elements);
 }
 
 }  // namespace cxml

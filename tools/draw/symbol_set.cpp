@@ -1,7 +1,5 @@
 #include "tools/draw/symbol_set.h"
 
-#include "tools/draw/picture.h"
-
 #include <filesystem>
 #include <set>
 #include <system_error>
@@ -51,7 +49,7 @@ std::vector<std::string> SymbolSet::names() const {
     return {names.begin(), names.end()};
 }
 
-const std::string* SymbolSet::picture(const std::string& name) {
+const Picture* SymbolSet::picture(const std::string& name) {
     const auto file = files_.find(name);
     if (file == files_.end()) return nullptr;
     const auto [known, isNew] = pictures_.try_emplace(name);

@@ -1,6 +1,7 @@
 // A folder with pictures of symbols, and the style sheet that goes with them.
 #pragma once
 
+#include "tools/draw/picture.h"
 #include "tools/draw/styles.h"
 
 #include <map>
@@ -24,9 +25,9 @@ public:
     /// What is drawn as more than its name, ascending: pictures, and lines, areas and figures of the style sheet.
     std::vector<std::string> names() const;
 
-    /// The elements of the name's picture; null when there is none. Names are those of files that the folder has: no
+    /// The name's picture; null when there is none. Names are those of files that the folder has: no
     /// path is ever made of a name.
-    const std::string* picture(const std::string& name);
+    const Picture* picture(const std::string& name);
 
     /// Pictures that were asked for and cannot be used, each with the reason.
     const std::vector<std::string>& complaints() const noexcept { return complaints_; }
@@ -34,7 +35,7 @@ public:
 private:
     Styles styles_;
     std::map<std::string, std::string> files_;  // by name
-    std::map<std::string, std::optional<std::string>> pictures_;
+    std::map<std::string, std::optional<Picture>> pictures_;
     std::vector<std::string> complaints_;
 };
 

@@ -29,9 +29,9 @@ std::optional<bool> restHolds(const Condition& condition, std::size_t failed, co
 }
 
 bool isUnanswered(const Rule& rule) {
-    const auto* const query = dynamic_cast<const QueryRule*>(&rule);
-    return query && query->outcome() != QueryRule::Outcome::Answered &&
-           query->outcome() != QueryRule::Outcome::NotAsked;
+    if (rule.ruleType != 'Q') return false;
+    const QueryRule::Outcome outcome = static_cast<const QueryRule&>(rule).outcome();
+    return outcome != QueryRule::Outcome::Answered && outcome != QueryRule::Outcome::NotAsked;
 }
 
 }  // namespace

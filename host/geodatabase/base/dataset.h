@@ -3,6 +3,7 @@
 
 #include "host/geodatabase/base/database_server.h"
 #include "host/geodatabase/base/field_request.h"
+#include "host/geodatabase/base/layer_styles.h"
 #include "host/geodatabase/base/run_monitor.h"
 #include "host/geodatabase/base/workspace_options.h"
 #include "symbology/host_interfaces.h"
@@ -51,6 +52,15 @@ public:
     virtual std::int64_t rowCount(const std::string& layer) = 0;
     /// Adds all of the fields, which the table does not have, or none. \throws HostError
     virtual void addFields(Table& table, const std::vector<FieldRequest>& requests) = 0;
+
+    /// \param createTable whether the table of styles is to be made where there is none on a server; in a GeoPackage it
+    /// is. \throws HostError when there is nowhere to write styles.
+    virtual void expectStyles(bool createTable) = 0;
+    /// How the values of a field that the layer has are spread over the kinds of its shapes. \throws HostError
+    virtual ShapeValues shapeValues(const std::string& layer, const std::string& field) = 0;
+    /// Writes the styles within the transaction, and makes the table where there is none.
+    /// \return what opens with another style all the same. \throws HostError
+    virtual std::vector<KeptDefault> writeStyles(const std::vector<StyledLayer>& layers) = 0;
 
     virtual void begin() = 0;
     virtual void commit() = 0;

@@ -6,6 +6,7 @@
 #include "host/geodatabase/base/text.h"
 #include "host/geodatabase/gdal/layer_description.h"
 #include "host/geodatabase/gdal/ogr_table.h"
+#include "host/geodatabase/sqlite/sqlite_styles.h"
 #include "host/geodatabase/sqlite/sqlite_table.h"
 
 #include <gdal_priv.h>
@@ -45,12 +46,12 @@ GdalDataset::GdalDataset(const std::string& name, Access access, const Workspace
     if (access != Access::Update) return;
     // Without real transactions a kill in mid-run would leave a half-written dataset.
     if (!connection_)
-        failToOpen(name, access,
-                   gdal_->GetDriverName() +
-                       std::string(" datasets have no transactions; copy it into a GeoPackage: ogr2ogr -f GPKG "
-                                   "chart.gpkg ") +
-                       shellWord(name));
-    if (connection_->isReadOnly()) failToOpen(name, access, "the file is read-only");
+        throw ReadOnlyError(whyNotOpened(
+            name, access,
+            gdal_->GetDriverName() +
+                std::string(" datasets have no transactions; copy it into a GeoPackage: ogr2ogr -f GPKG chart.gpkg ") +
+                shellWord(name)));
+    if (connection_->isReadOnly()) throw ReadOnlyError(whyNotOpened(name, access, "the file is read-only"));
 }
 
 GdalDataset::~GdalDataset() = default;
@@ -109,6 +110,46 @@ void GdalDataset::checkWritable() const {
         throw StatusError(E_ACCESSDENIED, name() + ": the dataset is open for reading only");
     if (connection_ && connection_->transactionLost())
         throw HostError(name() + ": an earlier failure ended the transaction; nothing more is written");
+}
+
+std::string GdalDataset::geometryColumn(const std::string& layer) const {
+    OGRLayer* const found = description_.findLayer(layer);
+    if (!found) description_.failForMissing(layer);
+    const char* const column = found->GetGeometryColumn();
+    if (*column == '\0') throw HostError(name() + ": layer " + layer + " has no shapes");
+    return column;
+}
+
+void GdalDataset::expectStyles(bool /*createTable*/) {
+    if (!description_.isGeoPackage())
+        throw HostError(name() + ": styles are kept in GeoPackages and PostgreSQL databases, and this is neither");
+}
+
+ShapeValues GdalDataset::shapeValues(const std::string& layer, const std::string& field) {
+    expectStyles(true);
+    const std::string geometry = geometryColumn(layer);
+    const std::shared_ptr<Table> known = table(layer);
+    const GdalErrors errors;  // its function tells of geometries that it cannot read
+    try {
+        return shapeValuesOf(connection_->handle(), known->name(), geometry, field);
+    } catch (const HostError& error) {
+        throw HostError(known->title() + ": " + error.what());
+    }
+}
+
+std::vector<KeptDefault> GdalDataset::writeStyles(const std::vector<StyledLayer>& layers) {
+    checkWritable();
+    expectStyles(true);
+    constexpr const char* styles = "layer_styles";
+    bool changed = false;
+    try {
+        std::vector<KeptDefault> kept = embedded_host::writeStyles(
+            connection_->handle(), layers, [this](const std::string& layer) { return geometryColumn(layer); }, changed);
+        if (changed) noteChange(styles);
+        return kept;
+    } catch (const SqliteError& error) {
+        throw HostError(name() + ": table " + styles + ": " + error.what());
+    }
 }
 
 void GdalDataset::begin() {

@@ -41,6 +41,9 @@ public:
     std::shared_ptr<Table> table(const std::string& layer) override;
     std::int64_t rowCount(const std::string& layer) override { return description_.rowCount(layer); }
     void addFields(Table& table, const std::vector<FieldRequest>& requests) override;
+    void expectStyles(bool createTable) override;
+    ShapeValues shapeValues(const std::string& layer, const std::string& field) override;
+    std::vector<KeptDefault> writeStyles(const std::vector<StyledLayer>& layers) override;
     void begin() override;
     void commit() override;
     void rollback() noexcept override;
@@ -52,6 +55,7 @@ private:
     std::shared_ptr<Table> makeTable(OGRLayer& layer);
     void createFields(Table& table, const std::vector<FieldRequest>& requests);
     void writeChangeTimes();
+    std::string geometryColumn(const std::string& layer) const;
 
     // These outlive the connection.
     LockWait lockWait_;

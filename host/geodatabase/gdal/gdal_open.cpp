@@ -53,9 +53,9 @@ GdalHandle tryToOpen(const std::string& name, Access access, std::string& failur
     const GdalErrors errors;
     // Not left to GDAL: what it takes for a cell differs between its releases.
     if (access == Access::Update && beginsAsCell(name))
-        throw HostError(name +
-                        ": an S-57 cell, whose rows cannot be written; import it into a GeoPackage: cxml import " +
-                        shellWord(name) + " chart.gpkg");
+        throw ReadOnlyError(name +
+                            ": an S-57 cell, whose rows cannot be written; import it into a GeoPackage: cxml import " +
+                            shellWord(name) + " chart.gpkg");
     const unsigned flags = GDAL_OF_VECTOR | GDAL_OF_VERBOSE_ERROR |
                            static_cast<unsigned>(access == Access::Update ? GDAL_OF_UPDATE : GDAL_OF_READONLY);
     // A GeoPackage that cannot be read now is no other kind of file.
@@ -93,9 +93,8 @@ std::string shellWord(const std::string& text) {
     return word += '\'';
 }
 
-void failToOpen(const std::string& name, Access access, const std::string& why) {
-    const char* const what = access == Access::Update ? ": cannot be opened for update: " : ": cannot be opened: ";
-    throw HostError(name + what + why);
+std::string whyNotOpened(const std::string& name, Access access, const std::string& why) {
+    return name + (access == Access::Update ? ": cannot be opened for update: " : ": cannot be opened: ") + why;
 }
 
 GdalHandle openGdal(const std::string& name, Access access, LockWait& wait) {
@@ -106,7 +105,7 @@ GdalHandle openGdal(const std::string& name, Access access, LockWait& wait) {
         std::string failure;
         if (GdalHandle gdal = tryToOpen(name, access, failure)) return gdal;
         wait.spend(LockWait::Clock::now() - start);
-        if (!tellsOfALock(failure) || !wait.pause(pauses)) failToOpen(name, access, failure);
+        if (!tellsOfALock(failure) || !wait.pause(pauses)) throw HostError(whyNotOpened(name, access, failure));
     }
 }
 

@@ -22,7 +22,8 @@ using GdalHandle = std::unique_ptr<GDALDataset, GdalCloser>;
 GdalHandle openGdal(const std::string& name, Access access, LockWait& wait);
 
 /// Throws HostError.
-[[noreturn]] void failToOpen(const std::string& name, Access access, const std::string& why);
+/// What is said of a dataset that does not open.
+std::string whyNotOpened(const std::string& name, Access access, const std::string& why);
 
 /// A text as a shell reads it as one word.
 std::string shellWord(const std::string& text);

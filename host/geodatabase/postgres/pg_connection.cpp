@@ -134,6 +134,10 @@ void PgResult::Clear::operator()(pg_result* result) const noexcept {
     PQclear(result);
 }
 
+int PgResult::columns() const noexcept {
+    return PQnfields(result_.get());
+}
+
 int PgResult::rows() const noexcept {
     return PQntuples(result_.get());
 }

@@ -40,6 +40,7 @@ public:
     /// Whether the statement was carried out.
     bool isThere() const noexcept { return result_ != nullptr; }
     int rows() const noexcept;
+    int columns() const noexcept;
     bool isNull(int row, int column) const noexcept;
     std::string_view bytes(int row, int column) const noexcept;
     std::int64_t int64(int row, int column) const noexcept;

@@ -3,6 +3,7 @@
 
 #include "host/geodatabase/base/status_error.h"
 #include "host/geodatabase/base/text.h"
+#include "host/geodatabase/postgres/pg_styles.h"
 #include "host/geodatabase/postgres/pg_table.h"
 
 #include <algorithm>
@@ -264,14 +265,19 @@ std::optional<Dataset::Entry> PgDataset::find(const std::string& layer) {
     return Entry{relation->layerName(), relation->table, relation->spatial};
 }
 
-std::shared_ptr<Table> PgDataset::table(const std::string& layer) {
+PgRelation PgDataset::relation(const std::string& layer) {
     std::optional<PgRelation> relation = resolve(layer);
     if (!relation) throw HostError(name() + ": there is no layer '" + layer + "'");
-    std::weak_ptr<Table>& known = tables_[relation->sqlName()];
+    return std::move(*relation);
+}
+
+std::shared_ptr<Table> PgDataset::table(const std::string& layer) {
+    PgRelation relation = this->relation(layer);
+    std::weak_ptr<Table>& known = tables_[relation.sqlName()];
     if (std::shared_ptr<Table> table = known.lock()) return table;
-    if (relation->subtypeField.empty())
-        relation->subtypeField = named([&] { return catalog_.importedSubtypeField(*relation); });
-    auto table = std::make_shared<PgTable>(std::static_pointer_cast<PgDataset>(shared_from_this()), *relation);
+    if (relation.subtypeField.empty())
+        relation.subtypeField = named([&] { return catalog_.importedSubtypeField(relation); });
+    auto table = std::make_shared<PgTable>(std::static_pointer_cast<PgDataset>(shared_from_this()), relation);
     known = table;
     return table;
 }
@@ -293,6 +299,29 @@ void PgDataset::addFields(Table& table, const std::vector<FieldRequest>& request
     finish();
     noteChange();
     table.refresh();
+}
+
+ShapeValues PgDataset::shapeValues(const std::string& layer, const std::string& field) {
+    return named([&] { return shapeValuesOf(*this, relation(layer), field); });
+}
+
+void PgDataset::expectStyles(bool createTable) {
+    if (createTable || named([&] { return hasStyleTable(*this); })) return;
+    throw HostError(name() +
+                    ": there is no table public.layer_styles, in which styles are kept; --create-style-table "
+                    "makes it");
+}
+
+std::vector<KeptDefault> PgDataset::writeStyles(const std::vector<StyledLayer>& layers) {
+    checkWritable();
+    std::vector<PgStyledLayer> found;
+    found.reserve(layers.size());
+    for (const StyledLayer& layer : layers) found.push_back({relation(layer.layer), layer.styles});
+    std::vector<std::optional<std::string>> others = named([&] { return embedded_host::writeStyles(*this, found); });
+    std::vector<KeptDefault> kept;
+    for (std::size_t i = 0; i < layers.size(); ++i)
+        if (others[i]) kept.push_back({layers[i].layer, std::move(*others[i])});
+    return kept;
 }
 
 void PgDataset::checkWritable() const {

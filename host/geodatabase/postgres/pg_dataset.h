@@ -30,6 +30,9 @@ public:
     std::shared_ptr<Table> table(const std::string& layer) override;
     std::int64_t rowCount(const std::string& /*layer*/) override { return -1; }
     void addFields(Table& table, const std::vector<FieldRequest>& requests) override;
+    void expectStyles(bool createTable) override;
+    ShapeValues shapeValues(const std::string& layer, const std::string& field) override;
+    std::vector<KeptDefault> writeStyles(const std::vector<StyledLayer>& layers) override;
     void begin() override;
     void commit() override;
     void rollback() noexcept override;
@@ -84,6 +87,7 @@ private:
     PgResult askInTransaction(const PgStatement& statement);
     PgResult askAlone(const PgStatement& statement);
     std::optional<PgRelation> resolve(const std::string& layer);
+    PgRelation relation(const std::string& layer);
 
     std::unique_ptr<PgConnection> ownedConnection_;
     PgConnection& connection_;

@@ -91,6 +91,10 @@ void SqliteStatement::bind(int parameter, CellPart part, const Cell& cell) {
     if (status != SQLITE_OK) fail();
 }
 
+int SqliteStatement::columns() const noexcept {
+    return sqlite3_column_count(statement_);
+}
+
 std::int64_t SqliteStatement::integer(int column) const noexcept {
     return sqlite3_column_int64(statement_, column);
 }

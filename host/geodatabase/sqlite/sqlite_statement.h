@@ -44,6 +44,8 @@ public:
     /// Binds a cell; its text is not copied and must stay until the statement ran.
     void bind(int parameter, CellPart part, const Cell& cell);
 
+    /// How many columns a row has.
+    int columns() const noexcept;
     std::int64_t integer(int column) const noexcept;
     /// Fills `cell` from a column that should hold `part`.
     void read(int column, CellPart part, Cell& cell) const;
