@@ -18,21 +18,22 @@ class Cancelled(Exception):
 
 
 def find_tool(setting=""):
-    """The program that the setting names, else the one in PATH."""
+    """The program that the setting names, else the environment variable CXML, else the one in PATH."""
+    setting = setting or os.environ.get("CXML", "")
     found = shutil.which(setting or "cxml")
     if found:
         return found
     if setting:
-        raise ToolError(f"The program cxml is not at {setting}, which the settings name.")
+        raise ToolError(f"The program cxml is not at {setting}, which the settings or the environment variable CXML name.")
     raise ToolError("The program cxml was not found in PATH: install it, or name it in the settings.")
 
 
-def run(tool, arguments, is_cancelled=lambda: False):
-    """Returns the exit status, what the JSON says (None without any) and the text of standard error."""
+def run(tool, arguments, is_cancelled=lambda: False, as_json=True):
+    """Returns the exit status, what the JSON says (None without any) or the text, and the text of standard error."""
     # Files, not pipes: a full pipe would stop the program while this loop looks for a cancellation only.
     with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
         try:
-            process = subprocess.Popen([tool, *arguments, "--json"], stdin=subprocess.DEVNULL, stdout=output,
+            process = subprocess.Popen([tool, *arguments, *(["--json"] if as_json else [])], stdin=subprocess.DEVNULL, stdout=output,
                                        stderr=errors)
         except OSError as error:
             raise ToolError(f"The program {tool} does not start: {error.strerror}.") from error
@@ -50,6 +51,8 @@ def run(tool, arguments, is_cancelled=lambda: False):
         errors.seek(0)
         text = output.read().decode("utf-8", "replace")
         said = errors.read().decode("utf-8", "replace")
+    if not as_json:
+        return process.returncode, text, said
     try:
         return process.returncode, json.loads(text) if text.strip() else None, said
     except ValueError as error:
