@@ -17,7 +17,7 @@ using nlohmann::ordered_json;
 ExitStatus compareWith(const std::string& against, const ReportArguments& arguments, const LayerWork& work,
                        ordered_json& difference) {
     DiffArguments compared;
-    static_cast<LayerArguments&>(compared) = arguments;
+    static_cast<LayerArguments&>(compared) = static_cast<const LayerArguments&>(arguments);
     compared.json = false;
     compared.quiet = true;
     compared.first = against;

@@ -16,7 +16,6 @@ namespace cxml {
 namespace {
 
 using ConditionalXml::Condition;
-using ConditionalXml::FeatureClassRule;
 using embedded_host::RowList;
 using nlohmann::ordered_json;
 

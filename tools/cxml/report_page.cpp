@@ -141,22 +141,23 @@ private:
     }
 
     ordered_json conditionOf(const ordered_json& condition) {
+        const bool isNamed = !condition["name"].get_ref<const std::string&>().empty();
+        const std::string reason = reasonOf(condition);
         ordered_json view{{"id", conditionId(condition["address"])},
                           {"line", text(condition["line"])},
                           {"name", condition["name"]},
-                          {"shownName", condition["name"] == "" ? "(no name)" : text(condition["name"])},
+                          {"shownName", isNamed ? text(condition["name"]) : "(no name)"},
                           {"depth", std::to_string(std::min(condition["depth"].get<int>(), 3))},
                           {"picture", picture(condition["name"])},
                           {"isDefault", condition["fallback"]},
                           {"isLoser", condition["state"] == "replaced" || condition.contains("dead")},
                           {"look", lookOf(condition)},
-                          {"reason", reasonOf(condition)},
+                          {"reason", reason.empty() ? ordered_json() : ordered_json(reason)},
                           {"reached", text(condition["reached"])},
                           {"held", text(condition["held"])},
-                          {"decided", condition["name"] == "" ? "" : text(condition["decided"])},
+                          {"decided", isNamed ? text(condition["decided"]) : ""},
                           {"rules", ordered_json::array()},
                           {"sample", ordered_json::array()}};
-        if (view["reason"] == "") view["reason"] = nullptr;
         for (const ordered_json& rule : condition["rules"]) {
             const std::int64_t asked = rule["true"].get<std::int64_t>() + rule["false"].get<std::int64_t>();
             std::string answers = asked == 0 ? "" : fmt::format("{} of {} true", rule["true"].dump(), asked);
