@@ -41,7 +41,8 @@ std::vector<LayerInfo> layersOf(const Arguments& arguments, GdalWorkspace& works
     const std::vector<LayerInfo> available = workspace.layers();
     std::vector<LayerInfo> chosen;
     for (const std::string& name : arguments.layers) {
-        const LayerInfo& layer = findLayer(available, workspace.layerName(name), workspace.name());
+        const std::string meant = workspace.layerName(name);
+        const LayerInfo& layer = findLayer(available, meant, workspace.name());
         if (std::ranges::find(chosen, layer.name, &LayerInfo::name) == chosen.end()) chosen.push_back(layer);
     }
     if (!arguments.layers.empty()) return chosen;
