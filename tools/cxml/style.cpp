@@ -36,7 +36,8 @@ std::vector<LayerInfo> layersOf(const Arguments& arguments, GdalWorkspace& works
     if (arguments.layers.empty()) return available;
     std::vector<LayerInfo> chosen;
     for (const std::string& name : arguments.layers) {
-        const LayerInfo& layer = findLayer(available, workspace.layerName(name), workspace.name());
+        const std::string meant = workspace.layerName(name);
+        const LayerInfo& layer = findLayer(available, meant, workspace.name());
         if (std::ranges::find(chosen, layer.name, &LayerInfo::name) != chosen.end()) continue;
         if (!layer.spatial) throw HostError(fmt::format("{}: layer {} has no shapes", workspace.name(), layer.name));
         if (!workspace.fieldType(layer.name, "SYMBOL_C"))
