@@ -1,6 +1,7 @@
 #include "host/geodatabase/memory_dataset.h"
 
-#include "host/geodatabase/sqlite/sqlite_statement.h"
+#include "host/geodatabase/base/text.h"
+#include "host/geodatabase/sqlite/new_table.h"
 
 #include <cpl_vsi.h>
 #include <sqlite3.h>
@@ -18,42 +19,6 @@ struct CloseConnection {
 };
 using Connection = std::unique_ptr<sqlite3, CloseConnection>;
 
-const char* sqlType(ColumnType type) {
-    switch (type) {
-        case ColumnType::Boolean:
-            return "BOOLEAN";
-        case ColumnType::Int16:
-            return "SMALLINT";
-        case ColumnType::Integer:
-            return "MEDIUMINT";
-        case ColumnType::Integer64:
-            return "INTEGER";
-        case ColumnType::Real:
-            return "DOUBLE";
-        case ColumnType::Float32:
-            return "FLOAT";
-        case ColumnType::Date:
-            return "DATE";
-        case ColumnType::DateTime:
-            return "DATETIME";
-        default:
-            return "TEXT";
-    }
-}
-
-std::string quoted(const std::string& text, char quote) {
-    std::string all(1, quote);
-    for (const char c : text) {
-        if (c == quote) all += c;
-        all += c;
-    }
-    return all + quote;
-}
-
-void run(sqlite3* connection, const std::string& sql) {
-    if (sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) throw SqliteError(connection);
-}
-
 // What makes a file a GeoPackage, as far as its readers insist.
 constexpr const char* head =
     "PRAGMA application_id = 0x47504B47; PRAGMA user_version = 10300;"
@@ -66,18 +31,6 @@ constexpr const char* head =
     " min_x DOUBLE, min_y DOUBLE, max_x DOUBLE, max_y DOUBLE, srs_id INTEGER);"
     "CREATE TABLE gpkg_geometry_columns (table_name TEXT NOT NULL, column_name TEXT NOT NULL,"
     " geometry_type_name TEXT NOT NULL, srs_id INTEGER NOT NULL, z TINYINT NOT NULL, m TINYINT NOT NULL);";
-
-// A key of a name that no field has.
-std::string keyOf(const MemoryDataset::Table& table) {
-    std::string key = "fid";
-    for (bool isFree = false; !isFree;) {
-        isFree = true;
-        for (const MemoryDataset::Field& field : table.fields)
-            if (sqlite3_stricmp(field.name.c_str(), key.c_str()) == 0) isFree = false;
-        if (!isFree) key += '_';
-    }
-    return key;
-}
 
 void bind(SqliteStatement& statement, int parameter, const MemoryDataset::Value& value, Cell& cell) {
     CellPart part = CellPart::None;
@@ -96,23 +49,18 @@ void bind(SqliteStatement& statement, int parameter, const MemoryDataset::Value&
 }
 
 void add(sqlite3* connection, const MemoryDataset::Table& table) {
-    const std::string name = quoted(table.name, '"');
-    std::string columns = quoted(keyOf(table), '"') + " INTEGER PRIMARY KEY NOT NULL";
-    std::string places = "NULL";
-    for (const MemoryDataset::Field& field : table.fields) {
-        columns += ", " + quoted(field.name, '"') + ' ' + sqlType(field.type);
-        places += ", ?";
-    }
-    run(connection, "CREATE TABLE " + name + " (" + columns + ")");
-    run(connection, "INSERT INTO gpkg_contents (table_name, data_type, identifier) VALUES (" +
-                        quoted(table.name, '\'') + ", 'attributes', " +
-                        quoted(table.title.empty() ? table.name : table.title, '\'') + ")");
-    SqliteStatement insert(connection, "INSERT INTO " + name + " VALUES (" + places + ")");
+    std::vector<Column> columns;
+    for (const MemoryDataset::Field& field : table.fields) columns.push_back({field.name, field.type});
+    NewTable made(connection, table.name, columns);
+    runSql(connection, "INSERT INTO gpkg_contents (table_name, data_type, identifier) VALUES (" +
+                           quotedText(table.name) + ", 'attributes', " +
+                           quotedText(table.title.empty() ? table.name : table.title) + ")");
+    SqliteStatement& insertion = made.insertion();
     std::vector<Cell> cells(table.fields.size());
     for (const std::vector<MemoryDataset::Value>& row : table.rows) {
-        for (std::size_t i = 0; i < row.size(); ++i) bind(insert, static_cast<int>(i) + 1, row[i], cells[i]);
-        insert.step();
-        insert.reset();
+        for (std::size_t i = 0; i < row.size(); ++i) bind(insertion, static_cast<int>(i) + 1, row[i], cells[i]);
+        insertion.step();
+        insertion.reset();
     }
 }
 
@@ -122,10 +70,10 @@ Connection build(const std::vector<MemoryDataset::Table>& tables) {
     Connection connection(opened);
     if (!connection) throw std::bad_alloc();
     if (status != SQLITE_OK) throw SqliteError(opened);
-    run(opened, "BEGIN");
-    run(opened, head);
+    runSql(opened, "BEGIN");
+    runSql(opened, head);
     for (const MemoryDataset::Table& table : tables) add(opened, table);
-    run(opened, "COMMIT");
+    runSql(opened, "COMMIT");
     return connection;
 }
 

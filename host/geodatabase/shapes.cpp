@@ -13,6 +13,7 @@
 #include <ogr_spatialref.h>
 #include <ogrsf_frmts.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <utility>
@@ -204,6 +205,22 @@ private:
         }
     }
 
+    void checkStop() const {
+        if (options_.stop && *options_.stop) throw HostError("interrupted");
+    }
+
+    // Of the rows that the query is about, ascending.
+    std::vector<GIntBig> idsOf(OGRLayer& layer, const ShapeQuery& query, const GdalErrors& errors) const {
+        std::vector<GIntBig> ids;
+        const Filters filters(layer, query, errors);
+        while (const OGRFeatureUniquePtr feature{layer.GetNextFeature()}) {
+            checkStop();
+            ids.push_back(feature->GetFID());
+        }
+        std::ranges::sort(ids);
+        return ids;
+    }
+
     void readLayer(OGRLayer& layer, const ShapeQuery& query, const std::function<bool(ShapeRow&&)>& visit,
                    const GdalErrors& errors) const {
         const Transformation transformation = transformationOf(layer, Direction::ToDegrees);
@@ -213,19 +230,31 @@ private:
             fields.push_back(layer.GetLayerDefn()->GetFieldIndex(field.c_str()));
             if (fields.back() < 0) throw HostError("there is no field '" + field + "'");
         }
-        const Filters filters(layer, query, errors);
         Cell cell;
-        while (const OGRFeatureUniquePtr feature{layer.GetNextFeature()}) {
-            if (options_.stop && *options_.stop) throw HostError("interrupted");
+        const auto take = [&](OGRFeature& feature) {
             ShapeRow row;
-            row.id = feature->GetFID();
+            row.id = feature.GetFID();
             for (const int field : fields) {
                 const Column& column = schema->columns[static_cast<std::size_t>(field)];
-                readField(*feature, field, column.type, cell);
+                readField(feature, field, column.type, cell);
                 row.values.push_back(textOf(column, cell));
             }
-            row.shape = shapeOf(*feature, transformation.get());
-            if (!visit(std::move(row))) break;
+            row.shape = shapeOf(feature, transformation.get());
+            return visit(std::move(row));
+        };
+        // A spatial index gives rows in an order of its own.
+        if (query.within && layer.TestCapability(OLCRandomRead) != 0) {
+            for (const GIntBig id : idsOf(layer, query, errors)) {
+                checkStop();
+                const OGRFeatureUniquePtr feature{layer.GetFeature(id)};
+                if (feature && !take(*feature)) break;
+            }
+        } else {
+            const Filters filters(layer, query, errors);
+            while (const OGRFeatureUniquePtr feature{layer.GetNextFeature()}) {
+                checkStop();
+                if (!take(*feature)) break;
+            }
         }
         if (errors.any()) throw HostError("cannot be read: " + errors.text({}));
     }

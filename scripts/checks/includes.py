@@ -36,12 +36,18 @@ ARROWS = {
     "host/geodatabase/gdal": GEODATABASE | {"host/geodatabase/sqlite", "host/geodatabase/s57"},
     "host/geodatabase/objects": GEODATABASE | {"host/velcore"},
     "host/geodatabase": GEODATABASE | {f"host/geodatabase/{part}" for part in ("s57", "postgres", "gdal", "objects", "sqlite")},
+    "host/arrow": GEODATABASE | {"host/geodatabase/objects", "host/geodatabase/sqlite"},
     "tools/text": PLATFORM,
     "tools/s57": PLATFORM | {"host/geodatabase", "tools/text"},
     # The tools look at documents, and at runs, with the library's own parts.
     "tools/places": TEXT | {"src/cxml", "tools/text"},
     "tools/workbench": RULES | {"src/cxml", "src/symbolize", "host", "host/geodatabase/base", "tools/text",
                               "tools/places"},
+    # What is shown of documents and runs, without datasets and without a command line.
+    "tools/reports": RULES | {"src/cxml", "src/api", "host", "host/velcore", "host/geodatabase/base", "tools/text",
+                              "tools/s57", "tools/places", "tools/workbench"},
+    "tools/streams": RULES | {"src/cxml", "src/symbolize", "host", "host/arrow", "host/geodatabase/base", "tools/text",
+                              "tools/places", "tools/workbench", "tools/reports"},
     "tools/check": RULES | HOST | {"src/cxml", "tools/text", "tools/places", "tools/s57"},
     "tools/format": PLATFORM | {"tools/text", "tools/check"},
     "tools/draw": PLATFORM | HOST | {"tools/text"},
@@ -49,7 +55,7 @@ ARROWS = {
     "tools/lookups": PLATFORM | {"tools/text", "tools/s57"},
     "tools/pages": PLATFORM | {"tools/text"},
     "tools/cxml": RULES | HOST | {"src/cxml", "src/symbolize", "src/api"} | {
-        f"tools/{part}" for part in ("text", "s57", "places", "workbench", "check", "format", "draw", "style", "lookups", "pages")},
+        f"tools/{part}" for part in ("text", "s57", "places", "workbench", "reports", "check", "format", "draw", "style", "lookups", "pages")},
 }
 
 
@@ -116,7 +122,8 @@ LIBRARIES = [
     ("libxml2", re.compile(r"^libxml/"), ("platform/portable/", "tools/style/")),
     ("GDAL", re.compile(r"^(gdal|ogr|cpl_|vrt|gnm)\w*\.h$"), ("host/", "tests/host/")),
     ("libpq", re.compile(r"^libpq"), ("host/geodatabase/postgres/", "tests/postgres/")),
-    ("SQLite", re.compile(r"^sqlite3"), ("host/geodatabase/", "tests/host/", "tests/tool/", "bench/", "fuzz/")),
+    ("SQLite", re.compile(r"^sqlite3"), ("host/geodatabase/", "host/arrow/", "tests/host/", "tests/tool/", "bench/", "fuzz/")),
+    ("nanoarrow", re.compile(r"^nanoarrow"), ("host/arrow/", "python/", "tests/arrow/", "fuzz/")),
     ("librsvg", re.compile(r"^(librsvg/|cairo)"), ("tools/draw/",)),
     ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("host/python/", "tests/python/", "bench/")),
     ("Windows", re.compile(r"^(windows|windef|winbase|winnls|ole\w*|oa\w+|objbase|unknwn|msxml\w*|comdef\w*|atl\w+)\.h$",

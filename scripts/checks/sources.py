@@ -21,8 +21,13 @@ def tree_files(root):
     return sorted(path.relative_to(root) for path in root.rglob("*") if path.is_file())
 
 
+def own_files(root):
+    """Without what lies in third_party as others made it."""
+    return [path for path in tree_files(root) if path.parts[0] != "third_party"]
+
+
 def code_files(root):
-    return [path for path in tree_files(root) if path.suffix in CODE]
+    return [path for path in own_files(root) if path.suffix in CODE]
 
 
 def read_text(path):

@@ -3,7 +3,7 @@
 import re
 from urllib.parse import unquote
 
-from sources import read_text, tree_files
+from sources import read_text, own_files
 
 # Absolute paths of somebody's machine. (An XPath such as /root/child is not one.)
 MACHINE_PATH = re.compile(r"(?<![\w.$}~/*-])/(?:home|Users|tmp|work|mnt)/[\w.]|(?<![\w.$}~/*-])/root/\.|\b[A-Z]:\\+Users\\")
@@ -17,7 +17,7 @@ PACKAGE_HOST = re.compile(r"\b(?:[\w-]+\.)*[\w-]*(?:mirror|registry|pypi|artifac
 
 def check_words(root):
     problems = []
-    for path in tree_files(root):
+    for path in own_files(root):
         text = read_text(root / path)
         if text is None:
             continue
@@ -38,7 +38,7 @@ WRITTEN_BY_HAND = {".cpp", ".h", ".py", ".cmake", ".sh", ""}
 
 def check_size(root):
     problems = []
-    for path in tree_files(root):
+    for path in own_files(root):
         if path.suffix not in WRITTEN_BY_HAND and path.name != "CMakeLists.txt" or "data" in path.parts:
             continue
         lines = (read_text(root / path) or "").count("\n")
@@ -69,7 +69,7 @@ def anchors_of(text):
 
 def check_links(root):
     problems = []
-    for path in tree_files(root):
+    for path in own_files(root):
         if path.suffix != ".md":
             continue
         text = read_text(root / path) or ""

@@ -1,7 +1,7 @@
 // Each table on the pages about the language, run as cxml test runs tables.
-#include "document.h"
 #include "section_run.h"
 #include "services.h"
+#include "tools/reports/document.h"
 
 #include <gtest/gtest.h>
 #include <filesystem>

@@ -1,13 +1,13 @@
 // Parts of the tool that are easier to look at from inside.
-#include "configurations.h"
-#include "document.h"
 #include "layer_choice.h"
-#include "messages.h"
 #include "nearest_rows.h"
 #include "object_ids.h"
-#include "report.h"
 #include "services.h"
 #include "symbology/tarn_lib.h"
+#include "tools/reports/configurations.h"
+#include "tools/reports/document.h"
+#include "tools/reports/messages.h"
+#include "tools/reports/report.h"
 #include "tools/text/text.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "chart_order.h"
 
-#include "configurations.h"
 #include "cxml/target_fields.h"
+#include "tools/reports/configurations.h"
 #include "tools/text/text.h"
 
 #include <algorithm>

@@ -1,13 +1,13 @@
 // cxml coverage: what the rows of a dataset put to the test of a document.
 #include "commands.h"
 #include "coverage_floors.h"
-#include "coverage_report.h"
-#include "json_head.h"
 #include "layer_options.h"
 #include "observed_run.h"
 #include "output_place.h"
 #include "symbolize/runs.h"
 #include "test_files.h"
+#include "tools/reports/coverage_report.h"
+#include "tools/reports/json_head.h"
 #include "watched_process.h"
 
 #include <iostream>

@@ -1,8 +1,8 @@
 #include "diff_page.h"
 
-#include "ledger_report.h"
 #include "tools/pages/page.h"
 #include "tools/pages/templates.h"
+#include "tools/reports/ledger_report.h"
 
 #include <array>
 #include <nlohmann/json.hpp>

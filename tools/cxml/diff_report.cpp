@@ -1,6 +1,6 @@
 #include "diff_report.h"
 
-#include "ledger_report.h"
+#include "tools/reports/ledger_report.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

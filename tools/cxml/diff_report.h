@@ -1,8 +1,8 @@
 // What cxml diff shows.
 #pragma once
 
-#include "document.h"
 #include "made_up_rows.h"
+#include "tools/reports/document.h"
 #include "tools/workbench/cause.h"
 #include "tools/workbench/cross_reads.h"
 #include "tools/workbench/difference.h"

@@ -1,9 +1,9 @@
 // The rows that a comparison finds otherwise, as a layer: a map of the change.
 #pragma once
 
-#include "document.h"
 #include "host/geodatabase/base/workspace_options.h"
 #include "host/geodatabase/row_table.h"
+#include "tools/reports/document.h"
 #include "tools/workbench/difference.h"
 
 #include <string>

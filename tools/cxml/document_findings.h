@@ -1,9 +1,9 @@
 // What there is to find in a loaded document, or in one that did not load.
 #pragma once
 
-#include "document.h"
 #include "finding_text.h"
 #include "tools/check/document_check.h"
+#include "tools/reports/document.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,6 @@
 // cxml draw: a symbolized dataset as a picture.
 #include "chart_order.h"
 #include "commands.h"
-#include "document.h"
 #include "host/geodatabase/shapes.h"
 #include "host/host_error.h"
 #include "interrupt.h"
@@ -9,12 +8,13 @@
 #include "layer_options.h"
 #include "out_of_memory.h"
 #include "output_place.h"
-#include "report.h"
 #include "services.h"
 #include "tools/draw/chart.h"
 #include "tools/draw/frame.h"
 #include "tools/draw/raster.h"
 #include "tools/draw/svg.h"
+#include "tools/reports/document.h"
+#include "tools/reports/report.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

@@ -1,9 +1,7 @@
 // cxml explain: why a row gets its symbol, and why not another.
 #include "commands.h"
-#include "explain_report.h"
 #include "explained_run.h"
 #include "interrupt.h"
-#include "json_head.h"
 #include "layer_choice.h"
 #include "layer_options.h"
 #include "nearest_rows.h"
@@ -11,6 +9,8 @@
 #include "observed_run.h"
 #include "s57_tables.h"
 #include "symbolize/runs.h"
+#include "tools/reports/explain_report.h"
+#include "tools/reports/json_head.h"
 #include "tools/s57/catalogue.h"
 #include "tools/text/text.h"
 #include "watched_process.h"

@@ -1,8 +1,8 @@
 // A layer's run with an explanation of each row.
 #pragma once
 
-#include "explain_report.h"
 #include "layer_run.h"
+#include "tools/reports/explain_report.h"
 
 #include <functional>
 

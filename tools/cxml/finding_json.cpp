@@ -1,9 +1,9 @@
 #include "finding_json.h"
 
 #include "host/host_error.h"
-#include "json_head.h"
-#include "report.h"
 #include "tools/check/suppressions.h"
+#include "tools/reports/json_head.h"
+#include "tools/reports/report.h"
 
 #include <fmt/format.h>
 #include <fstream>

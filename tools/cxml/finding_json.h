@@ -1,8 +1,8 @@
 // Findings as programs read them.
 #pragma once
 
-#include "document.h"
 #include "tools/check/finding.h"
+#include "tools/reports/document.h"
 
 #include <nlohmann/json_fwd.hpp>
 #include <optional>

@@ -1,7 +1,5 @@
 // cxml fmt: gives documents the layout that all have.
 #include "commands.h"
-#include "console.h"
-#include "document.h"
 #include "finding_text.h"
 #include "host/host_error.h"
 #include "interrupt.h"
@@ -10,6 +8,8 @@
 #include "tools/format/layout.h"
 #include "tools/format/same_content.h"
 #include "tools/format/unified_diff.h"
+#include "tools/reports/console.h"
+#include "tools/reports/document.h"
 #include "tools/text/output_file.h"
 #include "tools/text/text.h"
 

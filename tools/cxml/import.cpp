@@ -1,9 +1,9 @@
 // cxml import: S-57 cells into a GeoPackage.
 #include "commands.h"
-#include "console.h"
 #include "host/geodatabase/import_cells.h"
 #include "host/host_error.h"
 #include "interrupt.h"
+#include "tools/reports/console.h"
 
 #include <fmt/format.h>
 #include <memory>

@@ -1,6 +1,5 @@
 // cxml init: a document to begin with.
 #include "commands.h"
-#include "console.h"
 #include "first_document.h"
 #include "host/geodatabase/gdal_workspace.h"
 #include "host/host_error.h"
@@ -11,6 +10,7 @@
 #include "out_of_memory.h"
 #include "output_place.h"
 #include "s57_tables.h"
+#include "tools/reports/console.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
 // Which layers of a dataset a command runs over.
 #pragma once
 
-#include "configurations.h"
 #include "host/geodatabase/gdal_workspace.h"
+#include "tools/reports/configurations.h"
 
 #include <string>
 #include <vector>

@@ -3,7 +3,7 @@
 #include "document_run.h"
 #include "interrupt.h"
 #include "out_of_memory.h"
-#include "report.h"
+#include "tools/reports/report.h"
 
 #include <iostream>
 

@@ -1,12 +1,12 @@
 // Running an operation of the library over layers of a dataset, each layer in one transaction.
 #pragma once
 
-#include "configurations.h"
 #include "exit_status.h"
 #include "host/geodatabase/gdal_workspace.h"
-#include "report.h"
 #include "services.h"
 #include "subtype_fields.h"
+#include "tools/reports/configurations.h"
+#include "tools/reports/report.h"
 
 #include <functional>
 #include <optional>

@@ -1,9 +1,9 @@
 #include "layer_survey.h"
 
-#include "configurations.h"
 #include "host/host_error.h"
 #include "interrupt.h"
 #include "subtype_fields.h"
+#include "tools/reports/configurations.h"
 #include "tools/text/text.h"
 #include "tools/workbench/row_outcome.h"
 

@@ -1,10 +1,10 @@
 // cxml ledger: how each row would end, without writing.
 #include "commands.h"
-#include "json_head.h"
 #include "layer_options.h"
 #include "ledger_files.h"
-#include "ledger_report.h"
 #include "observed_run.h"
+#include "tools/reports/json_head.h"
+#include "tools/reports/ledger_report.h"
 #include "watched_process.h"
 
 #include <iostream>

@@ -1,7 +1,7 @@
 #include "ledger_files.h"
 
-#include "json_head.h"
-#include "ledger_report.h"
+#include "tools/reports/json_head.h"
+#include "tools/reports/ledger_report.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

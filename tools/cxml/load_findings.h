@@ -1,9 +1,9 @@
 // What loading a document says, among the findings.
 #pragma once
 
-#include "document.h"
 #include "tools/check/finding.h"
 #include "tools/check/source_text.h"
+#include "tools/reports/document.h"
 
 namespace cxml {
 

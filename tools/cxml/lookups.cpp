@@ -1,13 +1,13 @@
 // cxml lookups: look-up tables as a rule document.
 #include "commands.h"
-#include "console.h"
-#include "document.h"
 #include "host/host_error.h"
 #include "interrupt.h"
-#include "json_head.h"
 #include "output_place.h"
 #include "s57_tables.h"
 #include "tools/lookups/lookup_document.h"
+#include "tools/reports/console.h"
+#include "tools/reports/document.h"
+#include "tools/reports/json_head.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
 #include "made_up_rows.h"
 
-#include "configurations.h"
 #include "rules/query_rules.h"
 #include "rules/rule.h"
+#include "tools/reports/configurations.h"
 #include "tools/text/text.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // cxml: symbolizes datasets with CXML documents.
 #include "command_line.h"
-#include "document.h"
 #include "interrupt.h"
 #include "out_of_memory.h"
+#include "tools/reports/document.h"
 #include "tools/text/text.h"
 #include "watched_process.h"
 

@@ -1,10 +1,10 @@
 // cxml pin: writes tests from the rows of a dataset.
 #include "commands.h"
-#include "json_head.h"
 #include "layer_options.h"
 #include "pin_rows.h"
 #include "section_run.h"
 #include "test_files.h"
+#include "tools/reports/json_head.h"
 #include "tools/text/output_file.h"
 #include "tools/text/text.h"
 #include "watched_process.h"

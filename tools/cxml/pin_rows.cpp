@@ -1,11 +1,11 @@
 #include "pin_rows.h"
 
-#include "configurations.h"
 #include "host/host_error.h"
 #include "object_ids.h"
 #include "section_run.h"
 #include "subtype_fields.h"
 #include "symbolize/runs.h"
+#include "tools/reports/configurations.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

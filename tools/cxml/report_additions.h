@@ -1,8 +1,8 @@
 // What a report has on request: the difference to another document, and tests.
 #pragma once
 
-#include "document.h"
 #include "report_run.h"
+#include "tools/reports/document.h"
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>

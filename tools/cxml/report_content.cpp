@@ -1,6 +1,6 @@
 #include "report_content.h"
 
-#include "coverage_report.h"
+#include "tools/reports/coverage_report.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

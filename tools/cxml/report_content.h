@@ -1,10 +1,10 @@
 // What a report tells of a document's classes and symbols.
 #pragma once
 
-#include "document.h"
-#include "report.h"
 #include "tools/check/finding.h"
 #include "tools/draw/symbol_set.h"
+#include "tools/reports/document.h"
+#include "tools/reports/report.h"
 #include "tools/workbench/coverage.h"
 
 #include <nlohmann/json_fwd.hpp>

@@ -7,13 +7,13 @@
 #include "host/geodatabase/shapes.h"
 #include "host/host_error.h"
 #include "interrupt.h"
-#include "json_head.h"
-#include "ledger_report.h"
 #include "observed_run.h"
 #include "out_of_memory.h"
 #include "report_additions.h"
 #include "report_content.h"
 #include "symbolize/runs.h"
+#include "tools/reports/json_head.h"
+#include "tools/reports/ledger_report.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

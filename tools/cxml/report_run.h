@@ -2,9 +2,9 @@
 #pragma once
 
 #include "document_findings.h"
-#include "explain_report.h"
 #include "layer_options.h"
 #include "report_map.h"
+#include "tools/reports/explain_report.h"
 #include "tools/workbench/coverage.h"
 #include "tools/workbench/operand_state.h"
 

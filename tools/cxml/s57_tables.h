@@ -1,7 +1,7 @@
 // Where GDAL's tables of S-57 are not installed.
 #pragma once
 
-#include "console.h"
+#include "tools/reports/console.h"
 
 namespace cxml {
 

@@ -2,8 +2,8 @@
 #include "tools/check/schema.h"
 
 #include "commands.h"
-#include "console.h"
 #include "output_place.h"
+#include "tools/reports/console.h"
 
 #include <iostream>
 #include <memory>

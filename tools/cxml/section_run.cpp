@@ -1,11 +1,11 @@
 #include "section_run.h"
 
-#include "configurations.h"
-#include "explain_report.h"
 #include "host/com_object.h"
 #include "interrupt.h"
 #include "symbolize/runs.h"
 #include "text/text.h"
+#include "tools/reports/configurations.h"
+#include "tools/reports/explain_report.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

@@ -2,8 +2,8 @@
 // somebody wants it.
 #pragma once
 
-#include "console.h"
 #include "host/python/interpreter.h"
+#include "tools/reports/console.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>

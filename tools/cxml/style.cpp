@@ -1,6 +1,5 @@
 // cxml style: how QGIS draws the layers of a dataset, written beside them.
 #include "commands.h"
-#include "document.h"
 #include "host/host_error.h"
 #include "interrupt.h"
 #include "layer_choice.h"
@@ -8,6 +7,7 @@
 #include "out_of_memory.h"
 #include "services.h"
 #include "style_writing.h"
+#include "tools/reports/document.h"
 
 #include <fmt/format.h>
 #include <algorithm>

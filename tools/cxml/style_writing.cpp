@@ -1,10 +1,10 @@
 #include "style_writing.h"
 
 #include "chart_order.h"
-#include "configurations.h"
 #include "host/host_error.h"
-#include "report.h"
 #include "tools/draw/svg.h"
+#include "tools/reports/configurations.h"
+#include "tools/reports/report.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

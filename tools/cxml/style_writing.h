@@ -1,10 +1,10 @@
 // Writing styles of layers beside them: what cxml style and symbolize --style do.
 #pragma once
 
-#include "console.h"
 #include "cxml/condition_map.h"
 #include "host/geodatabase/gdal_workspace.h"
 #include "tools/draw/symbol_set.h"
+#include "tools/reports/console.h"
 #include "tools/style/layer_style.h"
 
 #include <CLI/CLI.hpp>

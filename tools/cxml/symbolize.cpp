@@ -1,6 +1,5 @@
 // cxml symbolize: decides the symbols of a dataset's rows and writes them.
 #include "commands.h"
-#include "configurations.h"
 #include "diff.h"
 #include "layer_choice.h"
 #include "layer_options.h"
@@ -8,6 +7,7 @@
 #include "new_chart.h"
 #include "observed_run.h"
 #include "style_writing.h"
+#include "tools/reports/configurations.h"
 #include "watched_process.h"
 
 #include <iostream>

@@ -1,9 +1,9 @@
 // cxml symbols: folders of pictures.
 #include "commands.h"
-#include "console.h"
 #include "interrupt.h"
 #include "tools/draw/import_symbols.h"
 #include "tools/draw/styles.h"
+#include "tools/reports/console.h"
 
 #include <fmt/format.h>
 #include <memory>

@@ -1,15 +1,15 @@
 // cxml test: holds a document to the tables of rows that are written beside it.
 #include "commands.h"
 #include "coverage_floors.h"
-#include "coverage_report.h"
 #include "interrupt.h"
-#include "json_head.h"
 #include "layer_options.h"
 #include "out_of_memory.h"
 #include "output_place.h"
 #include "services.h"
 #include "test_files.h"
 #include "test_report.h"
+#include "tools/reports/coverage_report.h"
+#include "tools/reports/json_head.h"
 #include "tools/text/text.h"
 #include "watched_process.h"
 

@@ -1,6 +1,6 @@
 #include "test_report.h"
 
-#include "explain_report.h"
+#include "tools/reports/explain_report.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

@@ -1,10 +1,10 @@
 // What is shown of tests: failing rows for people, everything for programs.
 #pragma once
 
-#include "console.h"
-#include "document.h"
 #include "mutation_run.h"
 #include "test_files.h"
+#include "tools/reports/console.h"
+#include "tools/reports/document.h"
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>

@@ -1,6 +1,5 @@
 #include "catalogue.h"
 
-#include "host/geodatabase/s57_tables.h"
 #include "platform/platform.h"
 #include "tools/text/text.h"
 
@@ -166,13 +165,6 @@ S57Catalogue::S57Catalogue(std::string_view classes, std::string_view attributes
                 set.remove_prefix(std::min(end + 1, set.size()));
             }
     });
-}
-
-const S57Catalogue& S57Catalogue::installed() {
-    static const S57Catalogue catalogue(embedded_host::readS57Table("s57objectclasses.csv"),
-                                        embedded_host::readS57Table("s57attributes.csv"),
-                                        embedded_host::readS57Table("s57expectedinput.csv"));
-    return catalogue;
 }
 
 const S57Class* S57Catalogue::findClass(std::string_view acronym) const {

@@ -1,9 +1,8 @@
 // Dates and times between ISO 8601 texts and DATE.
 #include "host/geodatabase/objects/dates.h"
 
+#include "host/geodatabase/base/date_parts.h"
 #include "host/geodatabase/base/status_error.h"
-
-#include <ogr_core.h>
 
 #include <array>
 #include <chrono>
@@ -31,15 +30,14 @@ std::string formatted(const char* pattern, auto... values) {
 }  // namespace
 
 bool parseIso(ColumnType type, const std::string& text, DATE& date) {
-    // GDAL's reader wants a date before a time.
-    const std::string whole = type == ColumnType::Time ? "1899-12-30T" + text : text;
-    OGRField field;
-    if (!OGRParseDate(whole.c_str(), &field, 0)) return false;
-    const year_month_day ymd{std::chrono::year{field.Date.Year} / field.Date.Month / field.Date.Day};
+    // What reads it wants a date before a time.
+    const std::optional<DateParts> parts = readDate(type == ColumnType::Time ? "1899-12-30T" + text : text);
+    if (!parts) return false;
+    const year_month_day ymd{std::chrono::year{parts->year} / parts->month / parts->day};
     if (!ymd.ok()) return false;
     const auto dayNumber = static_cast<double>((sys_days{ymd} - dayZero).count());
-    const double seconds = std::round(static_cast<double>(field.Date.Second) * 1000.0) / 1000.0;
-    const double time = (field.Date.Hour * 3600 + field.Date.Minute * 60 + seconds) / 86400.0;
+    const double seconds = std::round(parts->second * 1000.0) / 1000.0;
+    const double time = (parts->hour * 3600 + parts->minute * 60 + seconds) / 86400.0;
     // Before day zero the fraction still counts forward from midnight, but with the sign of the day.
     date = dayNumber < 0 ? dayNumber - time : dayNumber + time;
     return true;

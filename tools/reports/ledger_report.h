@@ -1,7 +1,7 @@
 // What is shown of ledgers: tables for people, an object for programs.
 #pragma once
 
-#include "layer_run.h"
+#include "report.h"
 
 #include <nlohmann/json_fwd.hpp>
 #include <ostream>

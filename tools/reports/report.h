@@ -2,7 +2,7 @@
 #pragma once
 
 #include "document.h"
-#include "host/geodatabase/gdal_workspace.h"
+#include "host/geodatabase/base/run_monitor.h"
 #include "tools/workbench/ledger.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 // What is shown of coverage: text for people, an object for programs, a tracefile for what draws coverage beside lines.
 #pragma once
 
-#include "layer_run.h"
+#include "report.h"
 #include "tools/workbench/coverage_summary.h"
 
 #include <map>

@@ -1,0 +1,50 @@
+// StreamBatch: one batch of a stream's rows, and what a run puts into it.
+#pragma once
+
+#include "host/arrow/stream_schema.h"
+#include "host/geodatabase/base/cell.h"
+
+#include <nanoarrow.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace embedded_host {
+
+/// Columns are looked at, and checked, when they are first asked for: what nobody reads passes through as it is.
+class StreamBatch {
+public:
+    /// \param schema must outlive this. \throws HostError for an array that is no batch of it.
+    StreamBatch(const StreamSchema& schema, nanoarrow::UniqueArray array);
+
+    std::int64_t rows() const noexcept { return rows_; }
+    /// Fills the cell from a row as it came; NULL for a column that the run adds. \throws HostError
+    void read(std::size_t column, std::int64_t row, Cell& cell);
+    /// Has a row hold a value from now on. Rows in ascending order, or the last one again.
+    /// \throws HostError unless the column is one that the run writes.
+    void put(std::size_t column, std::int64_t row, const Cell& cell);
+    /// The batch with what was put. Columns into which nothing was put are those that came. Ends this.
+    nanoarrow::UniqueArray finish();
+
+private:
+    // The values that were put into one column; storage serves batch after batch no longer than its batch.
+    struct Changes {
+        std::vector<std::int64_t> rows;
+        std::vector<Cell> cells;
+    };
+
+    const ArrowArrayView& viewOf(std::size_t column);
+    bool mustBuild(std::size_t column) const;
+    void build(std::size_t column, ArrowArray& result);
+
+    const StreamSchema& schema_;
+    nanoarrow::UniqueArray array_;
+    std::int64_t rows_ = 0;
+    std::vector<std::optional<nanoarrow::UniqueArrayView>> views_;
+    std::vector<Changes> changes_;
+};
+
+}  // namespace embedded_host

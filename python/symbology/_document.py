@@ -1,0 +1,307 @@
+"""Documents at work on tables."""
+
+import html
+import json
+import os
+import pathlib
+import tempfile
+from collections.abc import Iterable, Mapping
+from dataclasses import dataclass
+
+from . import _symbology, _tool
+from ._errors import SymbologyError
+
+
+@dataclass(frozen=True)
+class Message:
+    """What a run had to say, and how often."""
+
+    text: str
+    count: int
+
+
+@dataclass(frozen=True)
+class Fields:
+    """The columns that a document needs of a class, and those that it writes, as it names them.
+
+    Names are compared exactly first, then without regard to case.
+    """
+
+    read: tuple[str, ...]
+    written: tuple[str, ...]
+
+
+class _Told(Mapping):
+    """An object of the tool's ``--json``, and its words."""
+
+    def __init__(self, content, text):
+        self._content = content
+        self._text = text
+
+    def __getitem__(self, key):
+        return self._content[key]
+
+    def __iter__(self):
+        return iter(self._content)
+
+    def __len__(self):
+        return len(self._content)
+
+    def __str__(self):
+        return self._text
+
+    def __repr__(self):
+        return self._text
+
+    def _repr_html_(self):
+        return f"<pre>{html.escape(self._text)}</pre>"
+
+
+class Ledger(_Told):
+    """How every row ended: by a rule, by a default, with an older symbol, without one, or by a failure; which conditions decided;
+    what could not be asked. A mapping with what ``cxml ledger --json`` has; ``str()`` gives its tables."""
+
+    def _repr_html_(self):
+        rows = []
+        for layer in self["layers"]:
+            ends = "".join(f"<td style='text-align:right'>{layer['ends'][end]}</td>" for end in layer["ends"])
+            rows.append(f"<tr><th>{html.escape(layer['layer'])}</th><td style='text-align:right'>{layer['rows']}</td>{ends}</tr>")
+            for decided in layer["decided"]:
+                rows.append(f"<tr><td></td><td style='text-align:right'>{decided['rows']}</td><td colspan='5'>"
+                            f"line {decided['line']}: {html.escape(decided['symbol'])}</td></tr>")
+        heads = "".join(f"<th>{end}</th>" for end in ("layer", "rows", "rule", "default", "kept", "none", "failed"))
+        return f"<table><thead><tr>{heads}</tr></thead><tbody>{''.join(rows)}</tbody></table>"
+
+
+class Coverage(_Told):
+    """What the rows put to the test of the document: a mapping with what ``cxml coverage --json`` has; ``str()`` gives its text."""
+
+
+class Explanation(_Told):
+    """Why a row gets what it gets, condition by condition: a mapping with what ``cxml explain --json`` has of a row.
+
+    Attributes:
+        row (int): the row's number, from 1.
+    """
+
+    def __init__(self, row, content, text):
+        super().__init__(content, text)
+        self.row = row
+
+
+class Result:
+    """A table with what a document writes: give it to whatever reads ``__arrow_c_stream__``, once.
+
+    Rows are symbolized while they are read, batch by batch; memory does not grow with them. What the run has to tell (:attr:`ledger`,
+    :attr:`messages` and so on) is there when the last batch has been read; before that, asking for it raises
+    :class:`SymbologyError`.
+    """
+
+    def __init__(self, capsule, report):
+        self._capsule = capsule
+        self._report = report
+
+    def __arrow_c_stream__(self, requested_schema=None):
+        """The Arrow stream. ``requested_schema`` is passed over, as the protocol allows."""
+        if self._capsule is None:
+            raise SymbologyError("the result has been read already; symbolize the table again, or keep what it was read into")
+        capsule, self._capsule = self._capsule, None
+        return capsule
+
+    @property
+    def is_ended(self):
+        """bool: whether the run is over."""
+        return self._report.is_ended
+
+    def _ended(self):
+        if not self._report.is_ended:
+            raise SymbologyError("the result has not been read to its end yet")
+        return self._report
+
+    @property
+    def rows(self):
+        """int: how many rows were symbolized."""
+        return self._ended().rows
+
+    @property
+    def changed(self):
+        """int: how many of them got other values than they had."""
+        return self._ended().changed
+
+    @property
+    def messages(self):
+        """list[Message]: each text once, in the order of their first coming."""
+        return [Message(text, count) for text, count in self._ended().messages]
+
+    @property
+    def summary(self):
+        """dict: "layer", "succeeded", "rows", "changed"; and, where there are any, "unreadable" and "refused": rows with values that
+        could not be read, or that their column did not take."""
+        return json.loads(self._ended().result_json)
+
+    @property
+    def ledger(self):
+        """Ledger | None: None when the table was symbolized with ``ledger=False``."""
+        report = self._ended()
+        return Ledger(json.loads(report.ledger_json), report.ledger_text) if report.ledger_json else None
+
+    @property
+    def coverage(self):
+        """Coverage | None: None unless the table was symbolized with ``coverage=True``."""
+        report = self._ended()
+        return Coverage(json.loads(report.coverage_json), report.coverage_text) if report.coverage_json else None
+
+    def __repr__(self):
+        if not self._report.is_ended:
+            return "<symbology.Result, not read to its end yet>"
+        return f"<symbology.Result: {self._report.rows} rows, {self._report.changed} changed>"
+
+    def _repr_html_(self):
+        if not self._report.is_ended or self.ledger is None:
+            return html.escape(repr(self))
+        return self.ledger._repr_html_()
+
+
+def _stream(table, what):
+    """The capsule with the table's Arrow stream."""
+    if type(table).__name__ == "PyCapsule":
+        return table
+    if type(table).__module__.partition(".")[0] == "geopandas":  # its geometry needs an encoding
+        table = table.to_arrow(geometry_encoding="WKB")
+    if hasattr(table, "__arrow_c_stream__"):
+        return table.__arrow_c_stream__()
+    if hasattr(table, "__arrow_c_array__"):
+        return _symbology.stream_of_array(*table.__arrow_c_array__())
+    hint = "; collect() it first" if hasattr(table, "collect") else ""
+    raise TypeError(f"{what} is a {type(table).__module__}.{type(table).__qualname__}, which gives no Arrow data{hint}")
+
+
+def _related(related):
+    return [(name, _stream(table, f"the related table '{name}'")) for name, table in (related or {}).items()]
+
+
+class Document:
+    """A rule document.
+
+    Args:
+        path (str | os.PathLike): the file. Files that it names are found as the command-line tool finds them.
+
+    Raises:
+        DocumentError: it cannot be read, is not well-formed, or does not load; with file and line.
+
+    One document may be used from several threads at once. Its expressions run in this Python, under its lock; everything else runs
+    without it.
+    """
+
+    def __init__(self, path):
+        self._document = _symbology.Document(os.fsdecode(path))
+        self._folder = None
+
+    @classmethod
+    def from_files(cls, files, name="rules.cxml"):
+        """A document that travels: of the bytes of its file and of those that it names.
+
+        Args:
+            files (Mapping[str, bytes]): by name, without folders; see :meth:`files`.
+            name (str): which of them is the document.
+        """
+        folder = tempfile.TemporaryDirectory(prefix="symbology-")
+        for file, content in files.items():
+            if pathlib.PurePath(file).name != file:
+                raise ValueError(f"'{file}' is not a plain file name")
+            (pathlib.Path(folder.name) / file).write_bytes(content)
+        document = cls(pathlib.Path(folder.name) / name)
+        document._folder = folder  # goes with the document
+        return document
+
+    @property
+    def path(self):
+        """str: the file."""
+        return self._document.path
+
+    @property
+    def classes(self):
+        """list[str]: the feature classes that it configures, as it writes them."""
+        return self._document.classes
+
+    @property
+    def messages(self):
+        """list[str]: what was said while it loaded, each text once."""
+        return self._document.messages
+
+    def fields(self, layer):
+        """The columns that a class needs and gets.
+
+        Args:
+            layer (str): the class, in whatever case.
+
+        Returns:
+            Fields
+
+        Raises:
+            SymbologyError: the document does not configure it.
+        """
+        read, written = self._document.fields(layer)
+        return Fields(tuple(read), tuple(written))
+
+    def symbolize(self, table, *, layer, subtype_field=None, related=None, ledger=True, coverage=False):
+        """Symbolizes a table.
+
+        Args:
+            table: anything with ``__arrow_c_stream__`` or ``__arrow_c_array__``. Columns that the document does not write pass through
+                as they are, geometry too; those that it writes and the table lacks are added at the end: "SYMBOL_C" (text),
+                "Xoffset_C" and "Yoffset_C" (millimetres on the chart, to the right and up), "Rotate_C" (degrees, clockwise from
+                north), and computed fields (text).
+            layer (str): the feature class.
+            subtype_field (str | None): the column with the subtypes' codes; without one every row has the class's default list.
+            related (Mapping[str, table] | None): tables that rules ask about, by name, read into memory before the run.
+            ledger (bool): whether it is counted how rows end.
+            coverage (bool): whether it is counted what rows put to the test; some four times slower.
+
+        Returns:
+            Result: the table, to be read once.
+
+        Raises:
+            SymbologyError: the class is not configured; a column that would be written is of a type that cannot be.
+            TypeError: a table gives no Arrow data.
+
+        What goes wrong later (a table that cannot be read, a question that cannot be asked) ends the stream with an error of the
+        reading library that has our text.
+        """
+        capsule, report = self._document.symbolize(_stream(table, "the table"), layer, subtype_field, _related(related), ledger,
+                                                   coverage)
+        return Result(capsule, report)
+
+    def explain(self, table, *, layer, rows=None, most=20, subtype_field=None, related=None):
+        """Why rows get what they get.
+
+        Args:
+            table, layer, subtype_field, related: as in :meth:`symbolize`.
+            rows (Iterable[int] | None): their numbers, from 1; the first ``most`` of the table when not given.
+            most (int): how many, without ``rows``.
+
+        Returns:
+            list[Explanation]: in the order of the rows; numbers that the table does not have are left out.
+        """
+        wanted = [] if rows is None else [int(row) for row in rows]
+        if rows is not None and not wanted:
+            return []
+        explained = self._document.explain(_stream(table, "the table"), layer, subtype_field, _related(related), wanted, most)
+        return [Explanation(row, json.loads(content), text) for row, content, text in explained]
+
+    def check(self, dataset=None):
+        """The findings of ``cxml check``, which has to be installed: see :func:`symbology.check`."""
+        return _tool.check(self.path, dataset)
+
+    def draw(self, table, *, layer, **options):
+        """A picture of a geopandas table with its symbols, for notebooks: see :func:`symbology._draw.draw`."""
+        from ._draw import draw
+        return draw(self, table, layer=layer, **options)
+
+    def __repr__(self):
+        return f"symbology.Document({self.path!r})"
+
+
+def files_of(path, more: Iterable = ()):
+    """The bytes of a document and of further files, by name, for :meth:`Document.from_files`."""
+    return {pathlib.Path(file).name: pathlib.Path(file).read_bytes() for file in (path, *more)}
