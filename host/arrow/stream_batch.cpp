@@ -36,7 +36,7 @@ StreamBatch::StreamBatch(const StreamSchema& schema, nanoarrow::UniqueArray arra
       array_(std::move(array)),
       rows_(array_->length),
       views_(schema.fields().size()),
-      changes_(schema.fields().size()) {
+      growing_(schema.fields().size()) {
     if (array_->length < 0 || array_->offset < 0)
         throw HostError("a batch of " + std::to_string(array_->length) + " rows cannot be");
     if (array_->n_children != static_cast<std::int64_t>(schema.givenCount()) ||
@@ -63,45 +63,52 @@ void StreamBatch::read(std::size_t column, std::int64_t row, Cell& cell) {
         cell.state = Cell::State::Null;
 }
 
+StreamBatch::Growing& StreamBatch::growing(std::size_t column) {
+    std::optional<Growing>& growing = growing_[column];
+    if (!growing) {
+        growing.emplace();
+        ArrowError error{};
+        const std::string title = "column '" + schema_.fields()[column].column().name + '\'';
+        expect(ArrowArrayInitFromSchema(growing->array.get(), schema_.result().children[column], &error), title, error);
+        expect(ArrowArrayStartAppending(growing->array.get()));
+    }
+    return *growing;
+}
+
+void StreamBatch::append(std::size_t column, Growing& growing, const Cell& cell) {
+    const StreamField& field = schema_.fields()[column];
+    if (!field.append(*growing.array.get(), cell))
+        throw HostError("column '" + field.column().name + "': '" + cell.text + "' is no value of its type");
+    ++growing.rows;
+}
+
+// Takes the rows up to this one as they came.
+void StreamBatch::growTo(std::size_t column, Growing& growing, std::int64_t row) {
+    if (column >= schema_.givenCount()) {
+        if (row > growing.rows) expect(ArrowArrayAppendNull(growing.array.get(), row - growing.rows));
+        growing.rows = row;
+        return;
+    }
+    while (growing.rows < row) {
+        read(column, growing.rows, came_);
+        append(column, growing, came_);
+    }
+}
+
 void StreamBatch::put(std::size_t column, std::int64_t row, const Cell& cell) {
     if (!schema_.isWritten(column))
         throw HostError("column '" + schema_.fields()[column].column().name + "' is not one that the run writes");
-    Changes& changes = changes_[column];
-    if (changes.rows.empty() || changes.rows.back() != row) {
-        changes.rows.push_back(row);
-        changes.cells.emplace_back();
-    }
-    changes.cells.back() = cell;
+    Growing& growing = this->growing(column);
+    if (row < growing.rows)
+        throw HostError("column '" + schema_.fields()[column].column().name + "' was written for this row already");
+    growTo(column, growing, row);
+    append(column, growing, cell);
 }
 
-bool StreamBatch::mustBuild(std::size_t column) const {
+bool StreamBatch::mustGrow(std::size_t column) const {
     // Dictionaries that are written become plain columns, in every batch.
-    return column >= schema_.givenCount() || !changes_[column].rows.empty() ||
+    return column >= schema_.givenCount() || growing_[column] ||
            (schema_.isWritten(column) && schema_.fields()[column].isDictionary());
-}
-
-void StreamBatch::build(std::size_t column, ArrowArray& result) {
-    const StreamField& field = schema_.fields()[column];
-    ArrowError error{};
-    const std::string title = "column '" + field.column().name + '\'';
-    expect(ArrowArrayInitFromSchema(&result, schema_.result().children[column], &error), title, error);
-    expect(ArrowArrayStartAppending(&result));
-    const Changes& changes = changes_[column];
-    if (changes.rows.empty() && column >= schema_.givenCount()) {
-        expect(ArrowArrayAppendNull(&result, rows_));
-    } else {
-        std::size_t next = 0;
-        Cell came;
-        for (std::int64_t row = 0; row < rows_; ++row) {
-            const bool isPut = next < changes.rows.size() && changes.rows[next] == row;
-            if (!isPut) read(column, row, came);
-            if (!field.append(result, isPut ? changes.cells[next] : came))
-                throw HostError(title + ": '" + (isPut ? changes.cells[next] : came).text +
-                                "' is no value of its type");
-            next += isPut ? 1 : 0;
-        }
-    }
-    expect(ArrowArrayFinishBuilding(&result, NANOARROW_VALIDATION_LEVEL_MINIMAL, &error), title, error);
 }
 
 nanoarrow::UniqueArray StreamBatch::finish() {
@@ -110,11 +117,17 @@ nanoarrow::UniqueArray StreamBatch::finish() {
     const std::size_t count = schema_.fields().size();
     expect(ArrowArrayAllocateChildren(result.get(), static_cast<std::int64_t>(count)));
     // What can fail comes first: a batch is given up whole, or not at all.
-    for (std::size_t i = 0; i < count; ++i)
-        if (mustBuild(i)) build(i, *result->children[i]);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!mustGrow(i)) continue;
+        Growing& growing = this->growing(i);
+        growTo(i, growing, rows_);
+        ArrowError error{};
+        expect(ArrowArrayFinishBuilding(growing.array.get(), NANOARROW_VALIDATION_LEVEL_MINIMAL, &error),
+               "column '" + schema_.fields()[i].column().name + '\'', error);
+    }
     views_.clear();
     for (std::size_t i = 0; i < count; ++i)
-        if (!mustBuild(i)) ArrowArrayMove(array_->children[i], result->children[i]);
+        ArrowArrayMove(growing_[i] ? growing_[i]->array.get() : array_->children[i], result->children[i]);
     result->length = rows_;
     result->null_count = 0;
     array_.reset();

@@ -14,10 +14,14 @@ std::size_t allocations() {
     return count.load(std::memory_order_relaxed);
 }
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
     count.fetch_add(1, std::memory_order_relaxed);
     // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what is below operator new
-    if (void* const block = std::malloc(size != 0 ? size : 1)) return block;
+    return std::malloc(size != 0 ? size : 1);
+}
+
+void* operator new(std::size_t size) {
+    if (void* const block = operator new(size, std::nothrow)) return block;
     throw std::bad_alloc();
 }
 
