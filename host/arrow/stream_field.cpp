@@ -315,13 +315,16 @@ namespace {
 // What has to be true before anybody looks behind the array's pointers.
 void checkShape(const ArrowArrayView& view, const ArrowArray& array, const std::string& title) {
     constexpr std::int64_t mostRows = std::int64_t{1} << 40U;
-    const bool isView =
-        view.storage_type == NANOARROW_TYPE_STRING_VIEW || view.storage_type == NANOARROW_TYPE_BINARY_VIEW;
+    std::int64_t buffers = 0;
+    for (const ArrowBufferType type : view.layout.buffer_type) buffers += type == NANOARROW_BUFFER_TYPE_NONE ? 0 : 1;
+    // One with sizes follows those that the layout knows.
     constexpr std::int64_t leastOfViews = 3;
+    if (view.storage_type == NANOARROW_TYPE_STRING_VIEW || view.storage_type == NANOARROW_TYPE_BINARY_VIEW)
+        buffers = leastOfViews;
     if (array.offset < 0 || array.length < 0 || array.offset > mostRows || array.length > mostRows)
         throw HostError(title + ": an array of " + std::to_string(array.length) + " rows from row " +
                         std::to_string(array.offset) + " on cannot be");
-    if (array.n_buffers < (isView ? leastOfViews : 0) || (array.n_buffers > 0 && !array.buffers))
+    if (array.n_buffers < buffers || (array.n_buffers > 0 && !array.buffers))
         throw HostError(title + ": the array lacks buffers");
     if (array.n_children != view.n_children || (array.n_children > 0 && !array.children))
         throw HostError(title + ": the array lacks children");

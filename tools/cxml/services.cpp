@@ -5,8 +5,8 @@
 #include "host/tarnlib/event_sink.h"
 #include "tools/text/text.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
+#include <array>
 #include <cerrno>
 #include <ctime>
 #include <exception>
@@ -19,13 +19,21 @@ void showDebugOutput(LPCSTR text, void* console) {
     static_cast<Console*>(console)->message("debugger", text);
 }
 
+// The time now, as ISO 8601 at UTC.
+std::string now() {
+    const std::time_t seconds = std::time(nullptr);
+    std::tm parts{};
+    std::array<char, 32> text{};
+    if (!gmtime_r(&seconds, &parts)) return "?";
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+
 // One line, on disk at once: it is of most use after a crash.
 bool writeEvent(const EventLogEntry& entry, void* file) {
     try {
         const std::string line =
-            fmt::format("{:%Y-%m-%dT%H:%M:%SZ} {}; {}; {}\n", fmt::gmtime(std::time(nullptr)),
-                        oneLine(toUtf8(WideView(entry.text))), oneLine(toUtf8(WideView(entry.source))),
-                        oneLine(toUtf8(WideView(entry.details))));
+            fmt::format("{} {}; {}; {}\n", now(), oneLine(toUtf8(WideView(entry.text))),
+                        oneLine(toUtf8(WideView(entry.source))), oneLine(toUtf8(WideView(entry.details))));
         auto* const log = static_cast<std::FILE*>(file);
         return std::fwrite(line.data(), 1, line.size(), log) == line.size() && std::fflush(log) == 0;
     } catch (const std::exception&) {
