@@ -1,0 +1,108 @@
+"""Documents at work in Apache Spark: a function for ``DataFrame.mapInArrow``.
+
+Needs the package pyspark, and this one on every worker; see the page on Python for how environments travel. Nothing of the driver's file
+system is needed there: the document, the files that it names and the related tables go with the function, as bytes.
+"""
+
+import io
+
+from ._document import Document
+from ._errors import SymbologyError
+
+
+def _to_bytes(table):
+    import pyarrow
+    from ._document import _stream
+    reader = pyarrow.RecordBatchReader._import_from_c_capsule(_stream(table, "the related table"))
+    sink = io.BytesIO()
+    with pyarrow.ipc.new_stream(sink, reader.schema) as writer:
+        for batch in reader:
+            writer.write_batch(batch)
+    return sink.getvalue()
+
+
+class _Symbolizer:
+    """What travels: plain bytes and names."""
+
+    def __init__(self, files, name, layer, subtype_field, related):
+        self.files = files
+        self.name = name
+        self.layer = layer
+        self.subtype_field = subtype_field
+        self.related = related
+
+    def __call__(self, batches):
+        import pyarrow
+        first = next(iter_batches := iter(batches), None)
+        if first is None:
+            return
+
+        def rows():
+            yield first
+            yield from iter_batches
+
+        document = Document.from_files(self.files, self.name)
+        related = {name: pyarrow.ipc.open_stream(data).read_all() for name, data in self.related.items()}
+        reader = pyarrow.RecordBatchReader.from_batches(first.schema, rows())
+        result = document.symbolize(reader, layer=self.layer, subtype_field=self.subtype_field, related=related, ledger=False)
+        yield from pyarrow.RecordBatchReader.from_stream(result)
+
+
+def symbolizer(document, layer, *, subtype_field=None, related=None, files=()):
+    """A function for ``mapInArrow``.
+
+    Args:
+        document (str | os.PathLike): the rule document.
+        layer (str): the feature class.
+        subtype_field (str | None): the column with the subtypes' codes.
+        related (Mapping[str, table] | None): tables that rules ask about, by name; they go to every worker whole, so they should be
+            below about 1 GB.
+        files (Iterable[str | os.PathLike]): further files that the document names (expressions); all in one folder on the worker.
+
+    Returns:
+        a function of batches, for ``frame.mapInArrow(function, schema)``; see :func:`schema`. Each task has the document for itself.
+        A stream that fails fails its task, with our text.
+    """
+    import pathlib
+    from ._document import files_of
+    return _Symbolizer(files_of(document, files), pathlib.Path(document).name, layer, subtype_field,
+                       {name: _to_bytes(table) for name, table in (related or {}).items()})
+
+
+def schema(frame, document, layer):
+    """The schema of a symbolized frame: the frame's own, with the fields that the document writes and the frame lacks.
+
+    Args:
+        frame (pyspark.sql.DataFrame): what is symbolized.
+        document (Document | str | os.PathLike): the rule document.
+        layer (str): the feature class.
+
+    Raises:
+        SymbologyError: the document does not configure the class.
+    """
+    from pyspark.sql import types
+    if not isinstance(document, Document):
+        document = Document(document)
+    written = document.fields(layer).written
+    if not written:
+        raise SymbologyError(f"{document.path}: nothing is written for '{layer}'")
+    have = {field.name.upper() for field in frame.schema}
+    fields = [*frame.schema]
+    for name in written:
+        if name.upper() not in have:
+            number = name.upper() in ("XOFFSET_C", "YOFFSET_C", "ROTATE_C")
+            fields.append(types.StructField(name, types.DoubleType() if number else types.StringType()))
+    return types.StructType(fields)
+
+
+def symbolize(frame, document, layer, **options):
+    """A frame with what the document writes: ``frame.mapInArrow(symbolizer(...), schema(...))``.
+
+    Args:
+        frame (pyspark.sql.DataFrame), document, layer: as above.
+        **options: as :func:`symbolizer` has them.
+
+    Returns:
+        pyspark.sql.DataFrame: lazy, as Spark's are.
+    """
+    return frame.mapInArrow(symbolizer(document, layer, **options), schema(frame, document, layer))
