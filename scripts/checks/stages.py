@@ -174,13 +174,14 @@ def faults(log):
 
 
 def pictures(log):
-    """What is made to be looked at, in the programs that people look at it with: a browser, QGIS."""
+    """What is made to be looked at, in the programs that people look at it with: a browser, QGIS; and the plug-in for QGIS."""
     counts = configure_and_build("release", log)
     if not counts.failed:
         environment = {**os.environ, "CXML": str(ROOT / "build/release/bin/cxml"), "SYMBOLOGY_PICTURES": str(LOGS.parent / "pictures")}
         for script in sorted((ROOT / "tests/pictures").glob("*_test.py")):
             counts.add(run(f"pictures.{script.stem.removesuffix('_test')}", ["/usr/bin/python3", "-B", script, "-v"], log,
                            env=environment))
+        counts.add(run("package.qgis", ["scripts/package", "qgis"], log))
     return counts
 
 

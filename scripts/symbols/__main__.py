@@ -13,11 +13,14 @@ import dangers
 import landmarks
 import lights
 import marks
+import nature
 import places
+import traffic
+import works
 from palette import Palette
 
 STYLES = Path(__file__).resolve().parents[2] / "share" / "symbology" / "symbols" / "styles.json"
-FAMILIES = (marks, lights, dangers, areas, landmarks, places)
+FAMILIES = (marks, lights, dangers, areas, landmarks, places, traffic, nature, works)
 
 
 def all_pictures():

@@ -23,6 +23,7 @@ from qgis.core import (QgsApplication, QgsFeatureRequest, QgsProcessingContext, 
 from cxml_symbology import runner  # noqa: E402
 from cxml_symbology.plugin import Plugin  # noqa: E402
 from cxml_symbology.source import dataset_and_layer, server  # noqa: E402
+from cxml_symbology.why import SCOPE, WhyPanel, explanation  # noqa: E402
 
 ALGORITHMS = ["check", "diff", "explain", "import", "reset", "style", "symbolize"]
 
@@ -144,7 +145,7 @@ class InQgis(unittest.TestCase):
         succeeded, results, log = self.run_algorithm("diff", DOCUMENT=DOCUMENT, LAYER=layer, OUTPUT=str(output))
         self.assertTrue(succeeded, log)
         self.assertEqual((results["ROWS"], results["SAME"]), (23, 22))
-        self.assertIn("BOYLAT: 1 rows, symbol: OLD -> BOYLAT13 by line 48", log)
+        self.assertIn("BOYLAT: 1 row, symbol: OLD -> BOYLAT13 by line 48", log)
         self.assertEqual(len(json.loads(output.read_text(encoding="utf-8"))["groups"]), 1)
 
     def test_a_cell_is_imported(self):
@@ -178,6 +179,52 @@ class InQgis(unittest.TestCase):
                                "boylat", "postgres")
         self.assertEqual(server(layer), ("PG:host='/run/pg' port='5433' dbname='charts' user='o\\'hara'", "office.boylat"))
 
+    def server(self):
+        """The folder of a private server's socket, with a database that has PostGIS."""
+        state = self.folder / "server"
+        program = [sys.executable, "-B", ROOT / "tests/postgres/server.py"]
+        subprocess.run([*program, "start", state], check=True, env={**os.environ, "CXML_TEST_SERVER_SECONDS": "240"})
+        said = state.read_text(encoding="utf-8").strip()
+        if said.startswith("none: "):
+            self.skipTest(said[6:])
+        self.addCleanup(subprocess.run, [*program, "stop", state], check=True)
+        # PostGIS is in the template of databases.
+        for database, command in (("postgres", "CREATE DATABASE charts"), ("charts", "CREATE SCHEMA office")):
+            subprocess.run(["psql", "-X", "-q", "-h", said, "-U", "admin", "-d", database, "-c", command], check=True)
+        return said
+
+    def test_a_layer_of_a_server_is_symbolized(self):
+        folder = self.server()
+        place = f"PG:host={folder} dbname=charts user=admin"
+        subprocess.run(["ogr2ogr", "-f", "PostgreSQL", place, self.chart, "BOYLAT", "-nln", "office.boylat", "-lco", "FID=fid"], check=True)
+        uri = f"host={folder} dbname='charts' user='admin' key='fid' table=\"office\".\"boylat\" (geom)"
+        layer = QgsVectorLayer(uri, "Buoys", "postgres")
+        self.assertTrue(layer.isValid(), layer.error().message())
+        QgsProject.instance().addMapLayer(layer)
+        succeeded, _, log = self.run_algorithm("symbolize", DOCUMENT=DOCUMENT, LAYER=layer)
+        self.assertFalse(succeeded)
+        self.assertIn("there is no table public.layer_styles", log)
+        self.assertNotIn("symbol_c", [field.name() for field in QgsVectorLayer(uri, "untouched", "postgres").fields()])
+        subtypes = {"SUBTYPE_FIELD": "fcsubtype"}
+        succeeded, results, log = self.run_algorithm("symbolize", DOCUMENT=DOCUMENT, LAYER=layer, STYLE_TABLE=True, **subtypes)
+        self.assertTrue(succeeded, log)
+        self.assertEqual(results, {"ROWS": 23, "CHANGED": 23})
+        self.assertEqual(tool("symbolize", DOCUMENT, self.chart, "BOYLAT", "--add-fields").returncode, 0)
+        self.assertIn("symbol_c", [field.name() for field in layer.fields()])
+        found = "".join(f"{feature['fid']}|{feature['symbol_c']}\n" for feature in sorted(layer.getFeatures(), key=lambda row: row["fid"]))
+        self.assertEqual(found, self.rows())
+        again = QgsVectorLayer(uri, "again", "postgres")
+        self.assertEqual(again.renderer().type(), "categorizedSymbol")
+        _, results, _ = self.run_algorithm("explain", DOCUMENT=DOCUMENT, LAYER=layer, FID=2, **subtypes)
+        said = tool("explain", DOCUMENT, place, "office.boylat", "--fid", 2, "--subtype-field", "fcsubtype").stdout
+        self.assertEqual(results["EXPLANATION"], said)
+        self.assertIn("BOYLAT13", said)
+        QgsProject.instance().writeEntry(SCOPE, "document", DOCUMENT)
+        self.assertEqual(explanation(layer, 2), said)
+        self.assertEqual(self.run_algorithm("diff", DOCUMENT=DOCUMENT, LAYER=layer, **subtypes)[1]["SAME"], 23)
+        self.assertTrue(self.run_algorithm("check", DOCUMENT=DOCUMENT, LAYER=layer, **subtypes)[0])
+        self.assertEqual(self.run_algorithm("reset", DOCUMENT=DOCUMENT, LAYER=layer)[1], {"ROWS": 23, "CHANGED": 23})
+
     def test_a_cancelled_run_leaves_the_dataset(self):
         document = self.folder / "slow.cxml"
         document.write_text('<conditionMap name="S"><featureClass name="BOYLAT"><condition rulename="A"/><condition type="2" field="LABEL_C">'
@@ -193,7 +240,6 @@ class InQgis(unittest.TestCase):
         self.assertNotIn("A", self.rows())
 
     def test_a_click_shows_the_explanation(self):
-        from cxml_symbology.why import SCOPE, WhyPanel
         layer = self.layer()
         self.assertTrue(self.run_algorithm("symbolize", DOCUMENT=DOCUMENT, LAYER=layer, STYLE=False)[0])
         panel = WhyPanel()
@@ -210,6 +256,58 @@ class InQgis(unittest.TestCase):
             panel.grab().save(str(Path(pictures) / "qgis-why.png"))
 
 
+class InQgisProcess(unittest.TestCase):
+    """The program for scripts, with nothing of a window."""
+
+    def setUp(self):
+        # Debian's qgis_process is a script that hands over options of the program with a window.
+        self.program = shutil.which("qgis_process.bin") or shutil.which("qgis_process")
+        if not self.program:
+            self.skipTest("qgis_process is not installed")
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        (self.folder / "home").mkdir(mode=0o700)
+        self.assertIn("cxml_symbology", self.process("plugins", "enable", "cxml_symbology").stdout)
+
+    def process(self, *words):
+        home = str(self.folder / "home")
+        return subprocess.run([self.program, *words], capture_output=True, text=True, check=False, timeout=120,
+                              env={**os.environ, "HOME": home, "XDG_RUNTIME_DIR": home, "QGIS_PLUGINPATH": str(ROOT / "plugins" / "qgis")})
+
+    def run_algorithm(self, name, *parameters):
+        done = self.process("run", f"cxml:{name}", "--json", "--", *parameters)
+        return done.returncode, json.loads(done.stdout)["results"] if done.stdout.startswith("{") else None, done.stderr
+
+    def test_the_algorithms_are_listed(self):
+        listed = self.process("list").stdout
+        for name in ALGORITHMS:
+            self.assertIn(f"cxml:{name}\t", listed)
+
+    def test_a_chart_is_symbolized(self):
+        chart, other = self.folder / "harbour.gpkg", self.folder / "other.gpkg"
+        subprocess.run([HARBOUR / "build", chart], check=True, capture_output=True)
+        shutil.copy(chart, other)
+        layer = f"LAYER={chart}|layername=BOYLAT"
+        status, results, errors = self.run_algorithm("symbolize", f"DOCUMENT={DOCUMENT}", layer)
+        self.assertEqual((status, results), (0, {"ROWS": 23, "CHANGED": 23}), errors)
+        self.assertEqual(tool("symbolize", DOCUMENT, other, "BOYLAT", "--add-fields").returncode, 0)
+        symbols = [subprocess.run(["sqlite3", file, "SELECT fid, SYMBOL_C FROM BOYLAT ORDER BY fid"], capture_output=True, text=True,
+                                  check=True).stdout for file in (chart, other)]
+        self.assertEqual(symbols[0], symbols[1])
+        _, results, _ = self.run_algorithm("explain", f"DOCUMENT={DOCUMENT}", layer, "FID=1")
+        self.assertEqual(results["EXPLANATION"], tool("explain", DOCUMENT, chart, "BOYLAT", "--fid", 1).stdout)
+
+    def test_what_cannot_be_is_told(self):
+        chart = self.folder / "harbour.gpkg"
+        subprocess.run([HARBOUR / "build", chart], check=True, capture_output=True)
+        status, results, errors = self.run_algorithm("check", "DOCUMENT=/nowhere.cxml", f"LAYER={chart}|layername=BOYLAT")
+        self.assertIn("/nowhere.cxml", f"{results}{errors}")
+        status, results, errors = self.run_algorithm("explain", f"DOCUMENT={DOCUMENT}", f"LAYER={chart}|layername=BOYLAT", "FID=1")
+        self.assertEqual((status, results), (1, None))
+        self.assertIn("the layer has no field SYMBOL_C", errors)
+
+
 class Metadata(unittest.TestCase):
     def test_it_is_complete(self):
         text = (ROOT / "plugins/qgis/cxml_symbology/metadata.txt").read_text(encoding="utf-8")
@@ -219,5 +317,5 @@ class Metadata(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    signal.alarm(300)  # a session of QGIS that hangs
+    signal.alarm(500)  # a session of QGIS that hangs
     unittest.main()

@@ -4,6 +4,8 @@ from qgis.core import QgsDataSourceUri, QgsProviderRegistry
 
 from .runner import ToolError
 
+SUBTYPE_PROPERTY = "cxml_symbology/subtype_field"  # of a layer: as it was named when the layer was symbolized
+
 
 def quoted(value):
     """A value of a connection string."""

@@ -4,10 +4,15 @@ from qgis.core import QgsProject, QgsSettings
 from qgis.gui import QgsMapToolIdentifyFeature
 from qgis.PyQt.QtCore import Qt
 from qgis.PyQt.QtGui import QFont
-from qgis.PyQt.QtWidgets import QAction, QDockWidget, QFileDialog, QPlainTextEdit
+from qgis.PyQt.QtWidgets import QDockWidget, QFileDialog, QPlainTextEdit
 
 from . import runner
-from .source import dataset_and_layer
+from .source import SUBTYPE_PROPERTY, dataset_and_layer
+
+try:
+    from qgis.PyQt.QtGui import QAction  # Qt 6
+except ImportError:
+    from qgis.PyQt.QtWidgets import QAction
 
 SCOPE = "cxml_symbology"
 
@@ -22,7 +27,9 @@ def explanation(layer, fid):
     try:
         place = dataset_and_layer(layer)
         tool = runner.find_tool(QgsSettings().value("cxml_symbology/tool", "", str))
-        _, said, errors = runner.run(tool, ["explain", document(), *place, "--fid", str(fid)], as_json=False)
+        field = layer.customProperty(SUBTYPE_PROPERTY, "")
+        subtypes = ["--subtype-field", field] if field else []
+        _, said, errors = runner.run(tool, ["explain", document(), *place, "--fid", str(fid), *subtypes], as_json=False)
         return said + errors
     except runner.ToolError as error:
         return str(error)
