@@ -1,4 +1,5 @@
 // The module _symbology: documents at work on Arrow streams, for Python. The package's Python code makes it pleasant.
+#include "host/arrow/symbolized_stream.h"
 #include "tools/streams/stream_document.h"
 
 #include <dlfcn.h>
@@ -173,5 +174,6 @@ NB_MODULE(_symbology, module) {
              "coverage"_a)
         .def("explain", &explain, "stream"_a, "layer"_a, "subtype_field"_a.none(), "related"_a, "rows"_a, "most"_a);
 
+    module.def("end_streams", &embedded_host::endAllStreams, nb::call_guard<nb::gil_scoped_release>());
     module.def("stream_of_array", &streamOfArray, "schema"_a, "array"_a);
 }

@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <exception>
 #include <mutex>
+#include <set>
 #include <thread>
 #include <utility>
 
@@ -31,18 +32,39 @@ public:
         dataset_->setTable(table_);
         monitor_.stop = &stop_;
         featureClass_ = new FeatureClass(table_, run_.subtypeField);
+        const std::lock_guard lock(open().mutex);
+        open().streams.insert(this);
     }
     ~SymbolizedStream() override {
+        const std::shared_ptr<void> around = waiting();
+        {
+            const std::lock_guard lock(open().mutex);
+            open().streams.erase(this);
+        }
+        end();
+    }
+    SymbolizedStream(const SymbolizedStream&) = delete;
+    SymbolizedStream& operator=(const SymbolizedStream&) = delete;
+
+    // All that have not been released.
+    struct Open {
+        std::mutex mutex;
+        std::set<SymbolizedStream*> streams;
+    };
+    static Open& open() {
+        static Open all;
+        return all;
+    }
+
+    // Stops the run, and waits for its thread.
+    void end() noexcept {
         {
             const std::lock_guard lock(mutex_);
             stop_ = true;
         }
         changed_.notify_all();
-        const std::shared_ptr<void> around = waiting();
         if (thread_.joinable()) thread_.join();
     }
-    SymbolizedStream(const SymbolizedStream&) = delete;
-    SymbolizedStream& operator=(const SymbolizedStream&) = delete;
 
     static void give(std::unique_ptr<SymbolizedStream> self, ArrowArrayStream& output) {
         output.get_schema = [](ArrowArrayStream* stream, ArrowSchema* schema) {
@@ -74,15 +96,15 @@ private:
             const std::shared_ptr<void> around = waiting();
             std::unique_lock lock(mutex_);
             // Not before somebody reads: a stream that is made and let go of costs nothing.
-            if (!thread_.joinable()) thread_ = std::thread([this] { go(); });
-            changed_.wait(lock, [this] { return ready_ || ended_; });
+            if (!thread_.joinable() && !stop_) thread_ = std::thread([this] { go(); });
+            changed_.wait(lock, [this] { return ready_ || ended_ || !thread_.joinable(); });
             if (ready_) {
                 ready_->move(&batch);
                 ready_.reset();
                 changed_.notify_all();
                 return 0;
             }
-            return status_;
+            return ended_ ? status_ : ECANCELED;
         } catch (const std::bad_alloc&) {
             return ENOMEM;
         } catch (const std::exception&) {
@@ -165,6 +187,12 @@ private:
 };
 
 }  // namespace
+
+void endAllStreams() noexcept {
+    SymbolizedStream::Open& all = SymbolizedStream::open();
+    const std::lock_guard lock(all.mutex);
+    for (SymbolizedStream* const stream : all.streams) stream->end();
+}
 
 void symbolizeStream(ArrowArrayStream& input, StreamRun run, ArrowArrayStream& output) {
     nanoarrow::UniqueArrayStream taken(&input);

@@ -46,4 +46,8 @@ struct StreamRun {
 /// \throws HostError for a schema that cannot be symbolized, naming the column.
 void symbolizeStream(ArrowArrayStream& input, StreamRun run, ArrowArrayStream& output);
 
+/// Ends the runs of all outputs that have not been released; who reads on gets an error. Returns when no run's thread
+/// is left: what runs use can end after that. From any thread that the runs do not wait for.
+void endAllStreams() noexcept;
+
 }  // namespace embedded_host

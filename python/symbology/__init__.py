@@ -13,12 +13,17 @@ A rule document (CXML) decides how features are drawn. Here it is put to work on
 Whole datasets (GeoPackage, PostgreSQL) are symbolized by the command-line tool, where it is installed: :func:`symbolize`.
 """
 
+import atexit as _atexit
 from importlib.metadata import PackageNotFoundError as _Missing
 from importlib.metadata import version as _version
 
+from . import _symbology
 from ._document import Coverage, Document, Explanation, Fields, Ledger, Message, Result
 from ._errors import DocumentError, SymbologyError
 from ._tool import ToolError, check, symbolize
+
+# Runs that go on while their reader does not need Python's lock, which a process that ends gives to nobody.
+_atexit.register(_symbology.end_streams)
 
 try:
     __version__ = _version("symbology")

@@ -112,7 +112,6 @@ INSTANTIATE_TEST_SUITE_P(
                     "column 'COLOUR'"},
         HostileCase{"far_offset_of_a_column", "u",
                     [](ArrowArray& batch) { batch.children[0]->offset = std::int64_t{1} << 62; }, "column 'COLOUR'"},
-        HostileCase{"fewer_columns", "u", [](ArrowArray& batch) { --batch.n_children; }, "1 columns, the stream 2"},
         HostileCase{"rows_that_are_null", "u", [](ArrowArray& batch) { batch.null_count = 1; }, "NULL as a whole"},
         HostileCase{"fewer_buffers", "u", [](ArrowArray& batch) { batch.children[0]->n_buffers = 1; },
                     "column 'COLOUR'"},
@@ -178,6 +177,17 @@ TEST(Producers, ThatFailInMidStreamAreQuoted) {
             EXPECT_NE(table.error.find(text), std::string::npos) << table.error;
         }
     }
+}
+
+TEST(Producers, OfOtherColumnsThanTheirSchemaAreRefused) {
+    auto producer = std::make_unique<Producer>();
+    std::vector<MadeColumn> more = columns("u", false);
+    more.push_back({"MORE", "i", {}});
+    producer->schema = schemaOf(more);
+    producer->batches.push_back(batchOf(columns("u", false), 0, 3));
+    const ReadTable table = readOf(std::move(producer));
+    EXPECT_EQ(table.status, EIO);
+    EXPECT_NE(table.error.find("a batch has 2 columns, the stream 3"), std::string::npos) << table.error;
 }
 
 TEST(Producers, WithoutASchemaAreRefused) {

@@ -1,5 +1,6 @@
 // Documents at work on streams: what comes out, what passes through, what is told.
 #include "arrow/made_stream.h"
+#include "host/arrow/symbolized_stream.h"
 #include "host/host_error.h"
 #include "tools/streams/stream_document.h"
 
@@ -157,6 +158,18 @@ TEST(Streams, MayBeLetGoOfAtAnyTime) {
         output.reset();
         EXPECT_EQ(report->isEnded(), batches != 0);
     }
+}
+
+TEST(Streams, EndTogetherWhenTheProcessDoes) {
+    const StreamDocument document(rules);
+    nanoarrow::UniqueArrayStream inputs[] = {streamOf(buoys(), 1), streamOf(buoys(), 1)};
+    nanoarrow::UniqueArrayStream outputs[2];
+    for (int i = 0; i < 2; ++i) document.symbolize(*inputs[i].get(), optionsFor("BOYLAT"), *outputs[i].get());
+    nanoarrow::UniqueArray batch;
+    ASSERT_EQ(outputs[0]->get_next(outputs[0].get(), batch.get()), 0);
+    embedded_host::endAllStreams();
+    EXPECT_NE(readAll(*outputs[0].get()).status, 0);
+    EXPECT_EQ(readAll(*outputs[1].get()).status, ECANCELED);
 }
 
 // Interleaved, and on threads of their own: each run has the document for itself.

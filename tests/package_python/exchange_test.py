@@ -40,6 +40,13 @@ TOPMARKS = pyarrow.table({"MASTER": ["No 2"]})
 SYMBOLS = ["BOYRED", "BOYTOP", "BOYDEF", "BOYRED"]
 
 
+def without_meanings(part):
+    """Without what S-57's tables say, which the package does not have."""
+    if isinstance(part, dict):
+        return {name: without_meanings(value) for name, value in part.items() if name != "meaning"}
+    return [without_meanings(value) for value in part] if isinstance(part, list) else part
+
+
 class Exchange(PackageTest):
     def setUp(self):
         super().setUp()
@@ -177,11 +184,11 @@ class Exchange(PackageTest):
         self.assertEqual([one.row for one in ours], [2, 7])
         for one in ours:
             number = table.column(fid).to_pylist()[one.row - 1]
-            theirs = json.loads(cxml("explain", HARBOUR / "harbour.cxml", chart, "BOYLAT", number, "--json"))
+            theirs = json.loads(cxml("explain", HARBOUR / "harbour.cxml", chart, "BOYLAT", "--fid", number, "--json"))
             expected = next(iter(theirs["rows"]))
             for member in ("conditions", "symbol", "writes", "subtype"):
                 if member in expected:
-                    self.assertEqual(one.get(member), expected[member], member)
+                    self.assertEqual(one.get(member), without_meanings(expected[member]), member)
             self.assertIn("decided by", str(one))
             self.assertIn("<pre>", one._repr_html_())
         self.assertEqual(len(document.explain(table, layer="BOYLAT", most=3)), 3)
