@@ -15,13 +15,13 @@ file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
      "${CMAKE_SOURCE_DIR}/platform/*.h" "${CMAKE_SOURCE_DIR}/include/*.h" "${CMAKE_SOURCE_DIR}/src/*.h"
      "${CMAKE_SOURCE_DIR}/host/*.h")
 set(host_headers ${headers})
-list(FILTER headers EXCLUDE REGEX "${behind_the_door}|^src/python/|^host/geodatabase/")
-list(FILTER host_headers INCLUDE REGEX "^host/geodatabase/")
+list(FILTER headers EXCLUDE REGEX "${behind_the_door}|^src/python/|^host/(geodatabase|arrow)/")
+list(FILTER host_headers INCLUDE REGEX "^host/(geodatabase|arrow)/")
 file(GLOB_RECURSE tool_headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
      "${CMAKE_SOURCE_DIR}/tools/*.h")
 
 headers_alone(headers-alone HEADERS ${headers})
 find_package(GDAL REQUIRED)
 find_package(SQLite3 REQUIRED)
-headers_alone(headers-alone-host LIBS cxhost GDAL::GDAL SQLite::SQLite3 HEADERS ${host_headers})
+headers_alone(headers-alone-host LIBS cxhost cxarrow GDAL::GDAL SQLite::SQLite3 HEADERS ${host_headers})
 headers_alone(headers-alone-tool LIBS cxml_parts HEADERS ${tool_headers})

@@ -185,6 +185,50 @@ def pictures(log):
     return counts
 
 
+def tests_of_package(log, environment, scripts, interpreter=None):
+    """The Python package's tests in an environment of the cache, which gets the wheel as its users would."""
+    wheels = sorted((ROOT / "build/wheels").glob("*.whl"))
+    python = cache_folder() / environment / "bin/python"
+    if interpreter:  # another Python, with what it finds of the packages
+        python = ROOT / "build" / environment / "bin/python"
+        made = run(f"{environment}: environment", [interpreter, "-m", "venv", "--clear", python.parents[1]], log)
+        made.add(run(f"{environment}: packages", [python, "-m", "pip", "install", "--quiet", "-r", "scripts/python/tests.txt"], log))
+        if made.failed:
+            return made
+    counts = run(f"{environment}: install", [python, "-m", "pip", "install", "--quiet", "--force-reinstall", *wheels], log)
+    if not wheels or counts.failed:
+        counts.failed += [] if wheels else [(environment, "there is no wheel")]
+        return counts
+    variables = {**os.environ, "CXML": str(ROOT / "build/release/bin/cxml")}
+    for script in scripts:
+        counts.add(run(f"{environment}.{script.removesuffix('_test.py')}",
+                       [python, "-B", ROOT / "tests/package_python" / script], log, env=variables))
+    return counts
+
+
+def python_package(log):
+    """The wheel, and the package in the system's Python and in the embedded one's release."""
+    counts = configure_and_build("release", log)
+    counts.add(run("wheel", ["/usr/bin/python3", "-B", "scripts/wheel"], log))
+    if counts.failed:
+        return counts
+    counts.add(tests_of_package(log, "python-tests", ["exchange_test.py", "conformance_test.py"]))
+    embedded = dict(line.split("=", 1) for line in (cache_folder() / "python.env").read_text().split())["PYTHON3_13"]
+    if os.path.realpath(embedded) != os.path.realpath("/usr/bin/python3"):
+        counts.add(tests_of_package(log, "python-3.13", ["exchange_test.py"], embedded))
+    return counts
+
+
+def spark(log):
+    """The package in Spark, on two local workers."""
+    counts = configure_and_build("release", log)
+    if not list((ROOT / "build/wheels").glob("*.whl")):
+        counts.add(run("wheel", ["/usr/bin/python3", "-B", "scripts/wheel"], log))
+    if not counts.failed:
+        counts.add(tests_of_package(log, "spark", ["spark_test.py"]))
+    return counts
+
+
 # The platforms whose counts are compared.
 PLATFORMS = {"release": "Linux", "windows": "Windows, under Wine"}
 
@@ -201,6 +245,8 @@ STAGES = {
     "soak": soak,
     "faults": faults,
     "pictures": pictures,
+    "python": python_package,
+    "spark": spark,
     "coverage": coverage,
 }
 

@@ -1,0 +1,116 @@
+#!/usr/bin/env python3
+"""Documents at work in Spark, on two local workers: the same answers as in one process, whatever happens to a worker."""
+
+import os
+import pathlib
+import sys
+import unittest
+
+import pyarrow
+import symbology
+import symbology.spark
+from pyspark.sql import SparkSession
+from support import PackageTest
+
+RULES = """<conditionMap name="rules">
+  <featureClass name="BOYLAT">
+    <condition rulename="BOYDEF"/>
+    <condition rulename="BOYRED" angle="45"><rule type="A" field="COLOUR" operator="equal" value="3"/></condition>
+    <condition rulename="BOYTOP">
+      <rule type="Q" operator="exists" table="TOPMAR"><query>MASTER = '%s'</query><params><param value="OBJNAM"/></params></rule>
+    </condition>
+    <condition type="2" field="LABEL">
+      <rule type="A" field="HEIGHT" operator="notequal" value="NULL"/>
+      <expression library="labels"><![CDATA[
+def Generate(OBJNAM, HEIGHT):
+    return label(OBJNAM, HEIGHT)
+]]></expression>
+    </condition>
+  </featureClass>
+  <functionLibrary><expressionFile name="labels">labels.py</expressionFile></functionLibrary>
+</conditionMap>"""
+LABELS = 'def label(name, height):\n    return "%s %.1fm" % (name, 1 / height)\n'
+ROWS = 2000
+
+
+def rows():
+    return pyarrow.table({"ID": list(range(ROWS)), "OBJNAM": [f"No {i % 50}" for i in range(ROWS)],
+                          "COLOUR": [("3", "4", None)[i % 3] for i in range(ROWS)],
+                          "HEIGHT": pyarrow.array([(2.0, None, 0.0, None)[i % 4] if i % 100 else 4.0 for i in range(ROWS)], pyarrow.float64())})
+
+
+TOPMARKS = pyarrow.table({"MASTER": ["No 2", "No 7"]})
+
+
+class Spark(PackageTest):
+    @classmethod
+    def setUpClass(cls):
+        os.environ["PYSPARK_PYTHON"] = sys.executable
+        cls.spark = (SparkSession.builder.master("local[2, 4]").appName("symbology").config("spark.ui.enabled", "false")
+                     .config("spark.sql.shuffle.partitions", "4").config("spark.driver.host", "127.0.0.1")
+                     .config("spark.driver.bindAddress", "127.0.0.1").config("spark.log.level", "ERROR").getOrCreate())
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.spark.stop()
+
+    def setUp(self):
+        super().setUp()
+        # References come before what refers to them.
+        head, library = RULES.split("  <functionLibrary>")
+        first = head.index("  <featureClass")
+        text = head[:first] + "  <functionLibrary>" + library.replace("</conditionMap>", "") + head[first:] + "</conditionMap>"
+        self.rules = self.file("rules.cxml", text)
+        self.labels = self.file("labels.py", LABELS)
+        document = symbology.Document(self.rules)
+        result = document.symbolize(rows(), layer="BOYLAT", related={"TOPMAR": TOPMARKS})
+        self.expected = {row["ID"]: row for row in pyarrow.table(result).to_pylist()}
+        self.assertTrue(any(row["LABEL"] for row in self.expected.values()))
+
+    def frame(self):
+        return self.spark.createDataFrame(rows()).repartition(5)
+
+    def compare(self, frame):
+        got = {row["ID"]: row.asDict() for row in frame.collect()}
+        self.assertEqual(len(got), ROWS)
+        different = [(number, row, self.expected[number]) for number, row in got.items() if row != self.expected[number]]
+        self.assertEqual(different[:3], [])
+
+    def test_equal_to_one_process(self):
+        frame = symbology.spark.symbolize(self.frame(), self.rules, "BOYLAT", related={"TOPMAR": TOPMARKS}, files=[self.labels])
+        self.assertEqual(frame.columns[-5:], ["SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C", "LABEL"])
+        # The files are needed when the function is made, and not afterwards.
+        self.rules.unlink()
+        self.labels.unlink()
+        self.compare(frame)
+
+    def test_a_worker_that_is_killed(self):
+        """The first task to come ends its process; Spark begins it again elsewhere."""
+        mark = str(self.folder / "killed")
+        function = symbology.spark.symbolizer(self.rules, "BOYLAT", related={"TOPMAR": TOPMARKS}, files=[self.labels])
+
+        def killed_once(batches):
+            import os
+            import signal
+            try:
+                os.close(os.open(mark, os.O_CREAT | os.O_EXCL))
+            except FileExistsError:
+                yield from function(batches)
+            else:
+                os.kill(os.getpid(), signal.SIGKILL)
+
+        frame = self.frame()
+        self.compare(frame.mapInArrow(killed_once, symbology.spark.schema(frame, self.rules, "BOYLAT")))
+        self.assertTrue(pathlib.Path(mark).exists())
+
+    def test_a_failure_has_our_words(self):
+        function = symbology.spark.symbolizer(self.rules, "BOYLAT", files=[self.labels], subtype_field="NOSUCH")
+        frame = self.frame()
+        with self.assertRaisesRegex(Exception, "there is no subtype field 'NOSUCH'"):
+            frame.mapInArrow(function, symbology.spark.schema(frame, self.rules, "BOYLAT")).collect()
+        with self.assertRaisesRegex(symbology.SymbologyError, "no configuration defined for 'LNDMRK'"):
+            symbology.spark.schema(frame, self.rules, "LNDMRK")
+
+
+if __name__ == "__main__":
+    unittest.main()
