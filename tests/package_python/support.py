@@ -10,7 +10,6 @@ import tempfile
 import unittest
 
 import pyarrow
-import pyogrio
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 CXML = os.environ.get("CXML") or str(ROOT / "build/release/bin/cxml")
@@ -25,11 +24,13 @@ def cxml(*arguments, fine=(0,)):
 
 
 def layers_of(dataset):
+    import pyogrio  # not in every environment
     return [name for name, _ in pyogrio.list_layers(dataset)]
 
 
 def read(dataset, layer):
     """The layer as Arrow data, in the order of its ids; with them in the metadata's way, as `fid`."""
+    import pyogrio
     meta, table = pyogrio.read_arrow(dataset, layer=layer, return_fids=True)
     fid = meta["fid_column"] or "OGC_FID"
     return table.sort_by(fid), fid
