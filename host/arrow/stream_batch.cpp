@@ -39,8 +39,7 @@ StreamBatch::StreamBatch(const StreamSchema& schema, nanoarrow::UniqueArray arra
       growing_(schema.fields().size()) {
     if (array_->length < 0 || array_->offset < 0)
         throw HostError("a batch of " + std::to_string(array_->length) + " rows cannot be");
-    if (array_->n_children != static_cast<std::int64_t>(schema.givenCount()) ||
-        (array_->n_children > 0 && !array_->children))
+    if (!std::cmp_equal(array_->n_children, schema.givenCount()) || (array_->n_children > 0 && !array_->children))
         throw HostError("a batch has " + std::to_string(array_->n_children) + " columns, the stream " +
                         std::to_string(schema.givenCount()));
     if (array_->null_count > 0) throw HostError("a batch has rows that are NULL as a whole");

@@ -145,9 +145,8 @@ std::string_view textAt(const ArrowArrayView& view, std::int64_t row) {
 
 }  // namespace
 
-StreamField::StreamField(const ArrowSchema& schema) : schema_(&schema), values_{} {
+StreamField::StreamField(const ArrowSchema& schema) : schema_(&schema), isDictionary_(schema.dictionary != nullptr) {
     const std::string title = titleOf(schema);
-    isDictionary_ = schema.dictionary != nullptr;
     viewOf(schema, title);
     values_ = viewOf(isDictionary_ ? *schema.dictionary : schema, title);
     if (isDictionary_ && schema.dictionary->dictionary)

@@ -19,20 +19,19 @@ std::vector<Column> columnsOf(const std::vector<StreamField>& fields) {
     return columns;
 }
 
-void checkStruct(const ArrowSchema& schema) {
+std::size_t columnsIn(const ArrowSchema& schema) {
     if (!schema.format || std::string_view(schema.format) != "+s" || (schema.n_children > 0 && !schema.children))
         throw HostError("the stream has no columns: it is not one of record batches");
     for (std::int64_t i = 0; i < schema.n_children; ++i)
         if (!schema.children[i] || !schema.children[i]->format)
             throw HostError("column " + std::to_string(i + 1) + " of the stream has no type");
+    return static_cast<std::size_t>(schema.n_children);
 }
 
 }  // namespace
 
 StreamSchema::StreamSchema(nanoarrow::UniqueSchema given, const std::vector<FieldRequest>& writes)
-    : given_(std::move(given)) {
-    checkStruct(*given_.get());
-    givenCount_ = static_cast<std::size_t>(given_->n_children);
+    : given_(std::move(given)), givenCount_(columnsIn(*given_.get())) {
     for (std::size_t i = 0; i < givenCount_; ++i) fields_.emplace_back(*given_->children[i]);
     const TableSchema known(columnsOf(fields_), noKey);
     written_.resize(givenCount_);
@@ -40,7 +39,7 @@ StreamSchema::StreamSchema(nanoarrow::UniqueSchema given, const std::vector<Fiel
     for (const FieldRequest& write : writes) {
         const WideString name = toWide(write.name);
         const LONG position = known.find(name);
-        if (position < 0 || static_cast<std::size_t>(position) >= givenCount_) {
+        if (position < 0 || std::cmp_greater_equal(position, givenCount_)) {
             const auto same = [&](const FieldRequest& other) {
                 return upperCased(toWide(other.name)) == upperCased(name);
             };

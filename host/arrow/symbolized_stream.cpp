@@ -32,13 +32,13 @@ public:
         dataset_->setTable(table_);
         monitor_.stop = &stop_;
         featureClass_ = new FeatureClass(table_, run_.subtypeField);
-        const std::lock_guard lock(open().mutex);
+        const std::scoped_lock lock(open().mutex);
         open().streams.insert(this);
     }
     ~SymbolizedStream() override {
         const std::shared_ptr<void> around = waiting();
         {
-            const std::lock_guard lock(open().mutex);
+            const std::scoped_lock lock(open().mutex);
             open().streams.erase(this);
         }
         end();
@@ -59,7 +59,7 @@ public:
     // Stops the run, and waits for its thread.
     void end() noexcept {
         {
-            const std::lock_guard lock(mutex_);
+            const std::scoped_lock lock(mutex_);
             stop_ = true;
         }
         changed_.notify_all();
@@ -137,7 +137,7 @@ private:
         table_.reset();
         dataset_.reset();
         input_.reset();
-        const std::lock_guard lock(mutex_);
+        const std::scoped_lock lock(mutex_);
         status_ = status;
         failure_ = std::move(failure);
         ended_ = true;
@@ -190,7 +190,7 @@ private:
 
 void endAllStreams() noexcept {
     SymbolizedStream::Open& all = SymbolizedStream::open();
-    const std::lock_guard lock(all.mutex);
+    const std::scoped_lock lock(all.mutex);
     for (SymbolizedStream* const stream : all.streams) stream->end();
 }
 

@@ -50,6 +50,7 @@ void bind(SqliteStatement& statement, int parameter, const MemoryDataset::Value&
 
 void add(sqlite3* connection, const MemoryDataset::Table& table) {
     std::vector<Column> columns;
+    columns.reserve(table.fields.size());
     for (const MemoryDataset::Field& field : table.fields) columns.push_back({field.name, field.type});
     NewTable made(connection, table.name, columns);
     runSql(connection, "INSERT INTO gpkg_contents (table_name, data_type, identifier) VALUES (" +

@@ -50,7 +50,7 @@ def entries_of(root, database):
     entries = {}
     for entry in json.loads(database.read_text(encoding="utf-8")):
         file = (Path(entry["directory"]) / entry["file"]).resolve()
-        if not file.is_relative_to(root) or file.is_relative_to(build):
+        if not file.is_relative_to(root) or file.is_relative_to(build) or file.is_relative_to(root / "third_party"):
             continue
         command = entry.get("command") or shlex.join(entry["arguments"])
         entries[file.relative_to(root)] = command.replace(str(build), "BUILD").replace(str(root), "ROOT")

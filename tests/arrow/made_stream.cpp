@@ -26,7 +26,7 @@ void append(ArrowArray& array, const MadeValue& value) {
 
 void setFormat(ArrowSchema& schema, const std::string& format) {
     // Lists are written "+l:item".
-    const std::size_t item = format.rfind("+l:", 0) == 0 ? 3 : 0;
+    const std::size_t item = format.starts_with("+l:") ? 3 : 0;
     require(ArrowSchemaSetFormat(&schema, item != 0 ? "+l" : format.c_str()));
     if (item == 0) return;
     require(ArrowSchemaAllocateChildren(&schema, 1));
@@ -61,7 +61,7 @@ void appendList(ArrowArray& array, const std::string& items, bool isText) {
 }
 
 void fill(ArrowArray& array, const MadeColumn& column, std::size_t begin, std::size_t end) {
-    const bool isList = column.format.rfind("+l:", 0) == 0;
+    const bool isList = column.format.starts_with("+l:");
     for (std::size_t i = begin; i < end; ++i) {
         const MadeValue& value = column.values.at(i);
         const auto* const text = std::get_if<std::string>(&value);

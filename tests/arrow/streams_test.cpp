@@ -30,7 +30,7 @@ struct Outcome {
     std::shared_ptr<StreamReport> report;
 };
 
-Outcome run(const StreamDocument& document, nanoarrow::UniqueArrayStream input, StreamOptions options) {
+Outcome run(const StreamDocument& document, nanoarrow::UniqueArrayStream input, const StreamOptions& options) {
     nanoarrow::UniqueArrayStream output;
     Outcome run;
     run.report = document.symbolize(*input.get(), options, *output.get());

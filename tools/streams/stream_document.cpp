@@ -54,7 +54,7 @@ std::vector<std::string> textsOf(const MessageLog& messages) {
 // What is read is the process's own affair: loading is done by one thread at a time.
 std::unique_ptr<Loaded> loadOne(const std::string& path) {
     static std::mutex loading;
-    const std::lock_guard lock(loading);
+    const std::scoped_lock lock(loading);
     auto loaded = std::make_unique<Loaded>(path);
     load(loaded->document);
     if (!loaded->document.loaded)
@@ -101,7 +101,7 @@ public:
     std::shared_ptr<Loaded> take() {
         Kept one;
         {
-            const std::lock_guard lock(mutex_);
+            const std::scoped_lock lock(mutex_);
             if (!idle_.empty()) {
                 one = std::move(idle_.back());
                 idle_.pop_back();
@@ -126,7 +126,7 @@ private:
 
     void giveBack(Loaded* used) noexcept {
         Kept one(used);
-        const std::lock_guard lock(mutex_);
+        const std::scoped_lock lock(mutex_);
         try {
             idle_.push_back(std::move(one));
         } catch (const std::bad_alloc&) {
@@ -141,43 +141,43 @@ private:
 };
 
 bool StreamReport::isEnded() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return isEnded_;
 }
 std::string StreamReport::failure() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.failure;
 }
 std::int64_t StreamReport::rows() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.rows;
 }
 std::int64_t StreamReport::changed() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.changed;
 }
 std::vector<StreamReport::Message> StreamReport::messages() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.messages;
 }
 std::string StreamReport::resultJson() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.resultJson;
 }
 std::string StreamReport::ledgerJson() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.ledgerJson;
 }
 std::string StreamReport::ledgerText() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.ledgerText;
 }
 std::string StreamReport::coverageJson() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.coverageJson;
 }
 std::string StreamReport::coverageText() const {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(mutex_);
     return content_.coverageText;
 }
 
@@ -253,7 +253,7 @@ public:
             content = {};
             content.failure = failure.empty() ? "out of memory" : failure;
         }
-        const std::lock_guard lock(report.mutex_);
+        const std::scoped_lock lock(report.mutex_);
         report.content_ = std::move(content);
         report.isEnded_ = true;
     }
