@@ -35,7 +35,7 @@ if(WIN32)
     install(FILES "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" DESTINATION bin)
   endforeach()
 else()
-  install(TARGETS symbology_platform cxml RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
+  install(TARGETS symbology_platform symbology_c cxml RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
   file(GLOB portable_headers "${CMAKE_SOURCE_DIR}/platform/portable/*.h")
   list(FILTER portable_headers INCLUDE REGEX
        "/(portable|types|unknown|bstr|debug_output|error_info|nls|registry|variant|variant_types|msxml)\\.h$")

@@ -19,4 +19,12 @@ if(NOT TARGET symbology::symbology)
       INTERFACE_LINK_LIBRARIES "${_symbology_prefix}/lib/libsymbology-platform.so")
   endif()
 endif()
+# symbology::c, the C interface over Arrow streams; not on Windows.
+if(NOT WIN32 AND NOT TARGET symbology::c)
+  add_library(symbology::c SHARED IMPORTED)
+  set_target_properties(symbology::c PROPERTIES
+    INTERFACE_INCLUDE_DIRECTORIES "${_symbology_prefix}/include"
+    IMPORTED_LOCATION "${_symbology_prefix}/lib/libsymbology_c.so"
+    IMPORTED_SONAME libsymbology_c.so.0)
+endif()
 unset(_symbology_prefix)

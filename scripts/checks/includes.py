@@ -48,6 +48,7 @@ ARROWS = {
                               "tools/s57", "tools/places", "tools/workbench"},
     "tools/streams": RULES | {"src/cxml", "src/symbolize", "host", "host/arrow", "host/geodatabase/base", "tools/text",
                               "tools/places", "tools/workbench", "tools/reports"},
+    "tools/c": {"include", "platform", "host", "tools/streams"},
     "tools/check": RULES | HOST | {"src/cxml", "tools/text", "tools/places", "tools/s57"},
     "tools/format": PLATFORM | {"tools/text", "tools/check"},
     "tools/draw": PLATFORM | HOST | {"tools/text"},
