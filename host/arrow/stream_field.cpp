@@ -244,7 +244,7 @@ void StreamField::readMoment(std::int64_t value, Cell& cell) const {
     }
     if (isDate) appendDay(cell.text, sys_days{days{day}});
     if (column_.type == ColumnType::Date) return;
-    const std::int64_t part = value - seconds * perSecond;
+    const std::int64_t part = value % perSecond < 0 ? value % perSecond + perSecond : value % perSecond;
     const milliseconds time((seconds - day * secondsPerDay) * 1000 + part * 1000 / perSecond);
     if (isDate) cell.text += 'T';
     appendTime(cell.text, time);

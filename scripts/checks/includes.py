@@ -124,7 +124,7 @@ LIBRARIES = [
     ("GDAL", re.compile(r"^(gdal|ogr|cpl_|vrt|gnm)\w*\.h$"), ("host/", "tests/host/")),
     ("libpq", re.compile(r"^libpq"), ("host/geodatabase/postgres/", "tests/postgres/")),
     ("SQLite", re.compile(r"^sqlite3"), ("host/geodatabase/", "host/arrow/", "tests/host/", "tests/tool/", "bench/", "fuzz/")),
-    ("nanoarrow", re.compile(r"^nanoarrow"), ("host/arrow/", "python/", "tests/arrow/", "fuzz/")),
+    ("nanoarrow", re.compile(r"^nanoarrow"), ("host/arrow/", "python/", "tests/arrow/", "tests/c/", "fuzz/")),
     ("librsvg", re.compile(r"^(librsvg/|cairo)"), ("tools/draw/",)),
     ("Python", re.compile(r"^(Python\.h|python3\.|pybind11/)"), ("host/python/", "tests/python/", "bench/")),
     ("Windows", re.compile(r"^(windows|windef|winbase|winnls|ole\w*|oa\w+|objbase|unknwn|msxml\w*|comdef\w*|atl\w+)\.h$",
