@@ -17,6 +17,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* NOLINTBEGIN(readability-identifier-naming,modernize-use-using): it is C, with the names that C libraries have */
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -111,5 +113,7 @@ SYMBOLOGY_C_API void symbology_error_free(symbology_error* error);
 #ifdef __cplusplus
 }
 #endif
+
+/* NOLINTEND(readability-identifier-naming,modernize-use-using) */
 
 #endif

@@ -27,7 +27,6 @@
 namespace cxml {
 
 using embedded_host::FieldKind;
-using embedded_host::FieldRequest;
 using embedded_host::HostError;
 using embedded_host::RunMonitor;
 using embedded_host::StreamRun;
@@ -92,7 +91,7 @@ bool isNumber(const std::string& field) {
 // The document as it was loaded, as often as runs need it at the same time.
 class StreamDocument::Pool : public std::enable_shared_from_this<Pool> {
 public:
-    explicit Pool(const std::string& path) : path_(path) {
+    explicit Pool(std::string path) : path_(std::move(path)) {
         idle_.emplace_back(loadOne(path_).release());
         sha256_ = idle_.front()->document.sha256;
     }
