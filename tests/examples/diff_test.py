@@ -55,7 +55,7 @@ def elements(text, names):
     return found
 
 
-def edit(text, chance):
+def edit(text, chance, classes):
     """The document with one change of the kinds that people make."""
     kind = chance.randrange(6)
     if kind == 0:  # another operand
@@ -81,8 +81,12 @@ def edit(text, chance):
             return text.replace('xoffset="', 'xoffset="1', 1)
         stop = following[0][1]
         return text[:begin] + text[end:stop] + text[begin:end] + text[stop:]
-    # a placement
-    condition = chance.choice(list(re.finditer(r"<condition\b(?![^>]*angle=)", text)))
+    # a placement, of a class that has rows where there is one
+    conditions = list(re.finditer(r"<condition\b(?![^>]*angle=)", text))
+    names = [(name.start(), name.group(1)) for name in re.finditer(r'<featureClass name="([^"]*)"', text)]
+    seen = [one for one in conditions if any(name in classes for begin, name in names if begin < one.start() and not any(
+        begin < other < one.start() for other, _ in names))]
+    condition = chance.choice(seen or conditions)
     return text[:condition.end()] + f' angle="{chance.choice([0, 45, 90])}"' + text[condition.end():]
 
 
@@ -147,7 +151,7 @@ class Differences(TestCase):
         seen = collections.Counter()
         for number in range(EDITS):
             chance = random.Random(f"{seed} {number}")
-            edited.write_text(edit(text, chance), encoding="utf-8")
+            edited.write_text(edit(text, chance, {layer for layer, _ in was}), encoding="utf-8")
             seen += self.check(document, edited, dataset, was, f"{seed} {number}")
         self.assertTrue(dataset.read_bytes() == before, "the dataset was written")
         if EDITS >= 100:
