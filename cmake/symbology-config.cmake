@@ -1,4 +1,4 @@
-# symbology::symbology, from the package that this file lies in.
+# symbology::symbology, and by the component geodatabase symbology::geodatabase, from the package that this file lies in.
 get_filename_component(_symbology_prefix "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
 
 if(NOT TARGET symbology::symbology)
@@ -19,4 +19,25 @@ if(NOT TARGET symbology::symbology)
       INTERFACE_LINK_LIBRARIES "${_symbology_prefix}/lib/libsymbology-platform.so")
   endif()
 endif()
+
+foreach(_symbology_component IN LISTS symbology_FIND_COMPONENTS)
+  if(NOT _symbology_component STREQUAL "geodatabase" OR NOT EXISTS "${_symbology_prefix}/lib/libsymbology_geodatabase.so")
+    set(symbology_${_symbology_component}_FOUND FALSE)
+    if(symbology_FIND_REQUIRED_${_symbology_component})
+      set(symbology_FOUND FALSE)
+      string(APPEND symbology_NOT_FOUND_MESSAGE "There is no component '${_symbology_component}' in this package. ")
+    endif()
+    continue()
+  endif()
+  set(symbology_${_symbology_component}_FOUND TRUE)
+  if(NOT TARGET symbology::geodatabase)
+    add_library(symbology::geodatabase SHARED IMPORTED)
+    set_target_properties(symbology::geodatabase PROPERTIES
+      INTERFACE_INCLUDE_DIRECTORIES "${_symbology_prefix}/include"
+      INTERFACE_COMPILE_FEATURES cxx_std_20
+      IMPORTED_LOCATION "${_symbology_prefix}/lib/libsymbology_geodatabase.so"
+      IMPORTED_SONAME libsymbology_geodatabase.so.0)
+  endif()
+endforeach()
+unset(_symbology_component)
 unset(_symbology_prefix)
