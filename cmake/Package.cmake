@@ -6,7 +6,10 @@ install(TARGETS symbology velcore tarnlib
         RUNTIME DESTINATION bin
         LIBRARY DESTINATION ${libdir}
         ARCHIVE DESTINATION ${libdir})
-install(DIRECTORY include/symbology DESTINATION include)
+if(WIN32)
+  set(not_here PATTERN geodatabase.h EXCLUDE)
+endif()
+install(DIRECTORY include/symbology DESTINATION include ${not_here})
 install(FILES platform/platform.h platform/atl.h platform/export.h platform/interface.h
         DESTINATION include/platform)
 install(DIRECTORY examples/host DESTINATION share/symbology/examples)
@@ -19,8 +22,10 @@ write_basic_package_version_file("${CMAKE_BINARY_DIR}/symbology-config-version.c
 install(FILES cmake/symbology-config.cmake "${CMAKE_BINARY_DIR}/symbology-config-version.cmake"
         DESTINATION ${libdir}/cmake/symbology)
 if(NOT WIN32)
-  configure_file(cmake/symbology.pc.in "${CMAKE_BINARY_DIR}/symbology.pc" @ONLY)
-  install(FILES "${CMAKE_BINARY_DIR}/symbology.pc" DESTINATION ${libdir}/pkgconfig)
+  foreach(name symbology symbology-geodatabase)
+    configure_file(cmake/${name}.pc.in "${CMAKE_BINARY_DIR}/${name}.pc" @ONLY)
+    install(FILES "${CMAKE_BINARY_DIR}/${name}.pc" DESTINATION ${libdir}/pkgconfig)
+  endforeach()
 endif()
 
 if(WIN32)
@@ -35,11 +40,13 @@ if(WIN32)
     install(FILES "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" DESTINATION bin)
   endforeach()
 else()
-  install(TARGETS symbology_platform symbology_c cxml RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
+  install(TARGETS symbology_geodatabase symbology_c symbology_platform cxml
+          RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
   file(GLOB portable_headers "${CMAKE_SOURCE_DIR}/platform/portable/*.h")
   list(FILTER portable_headers INCLUDE REGEX
        "/(portable|types|unknown|bstr|debug_output|error_info|nls|registry|variant|variant_types|msxml)\\.h$")
   install(FILES ${portable_headers} DESTINATION include/platform/portable)
+  install(DIRECTORY examples/one_call DESTINATION share/symbology/examples)
   install(FILES docs/cxml.1 DESTINATION share/man/man1)
 endif()
 if(SYMBOLOGY_BUNDLED_PYTHON)

@@ -4,5 +4,5 @@ include(HeadersAlone)
 file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS
      "${CMAKE_SOURCE_DIR}/platform/*.h" "${CMAKE_SOURCE_DIR}/include/*.h" "${CMAKE_SOURCE_DIR}/src/*.h"
      "${CMAKE_SOURCE_DIR}/host/*.h")
-list(FILTER headers EXCLUDE REGEX "^platform/portable/|^platform/(atl|interface)\\.h$|^src/python/|^host/geodatabase/")
+list(FILTER headers EXCLUDE REGEX "^platform/portable/|^platform/(atl|interface)\\.h$|^src/python/|^host/(geodatabase|arrow)/")
 headers_alone(windows-headers HEADERS ${headers})

@@ -1,4 +1,4 @@
-# symbology::symbology, from the package that this file lies in.
+# symbology::symbology, and by the component geodatabase symbology::geodatabase, from the package that this file lies in.
 get_filename_component(_symbology_prefix "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
 
 if(NOT TARGET symbology::symbology)
@@ -19,12 +19,31 @@ if(NOT TARGET symbology::symbology)
       INTERFACE_LINK_LIBRARIES "${_symbology_prefix}/lib/libsymbology-platform.so")
   endif()
 endif()
-# symbology::c, the C interface over Arrow streams; not on Windows.
-if(NOT WIN32 AND NOT TARGET symbology::c)
-  add_library(symbology::c SHARED IMPORTED)
-  set_target_properties(symbology::c PROPERTIES
-    INTERFACE_INCLUDE_DIRECTORIES "${_symbology_prefix}/include"
-    IMPORTED_LOCATION "${_symbology_prefix}/lib/libsymbology_c.so"
-    IMPORTED_SONAME libsymbology_c.so.0)
-endif()
+
+# symbology::geodatabase, one call that symbolizes a dataset; symbology::c, the C interface over Arrow streams. Not on Windows.
+foreach(_symbology_component IN LISTS symbology_FIND_COMPONENTS)
+  set(_symbology_library "${_symbology_prefix}/lib/libsymbology_${_symbology_component}.so")
+  if(NOT _symbology_component MATCHES "^(geodatabase|c)$" OR NOT EXISTS "${_symbology_library}")
+    set(symbology_${_symbology_component}_FOUND FALSE)
+    if(symbology_FIND_REQUIRED_${_symbology_component})
+      set(symbology_FOUND FALSE)
+      string(APPEND symbology_NOT_FOUND_MESSAGE "There is no component '${_symbology_component}' in this package. ")
+    endif()
+    continue()
+  endif()
+  set(symbology_${_symbology_component}_FOUND TRUE)
+  if(NOT TARGET symbology::${_symbology_component})
+    add_library(symbology::${_symbology_component} SHARED IMPORTED)
+    set_target_properties(symbology::${_symbology_component} PROPERTIES
+      INTERFACE_INCLUDE_DIRECTORIES "${_symbology_prefix}/include"
+      IMPORTED_LOCATION "${_symbology_library}"
+      IMPORTED_SONAME libsymbology_${_symbology_component}.so.0)
+    if(_symbology_component STREQUAL "geodatabase")
+      set_target_properties(symbology::geodatabase PROPERTIES INTERFACE_COMPILE_FEATURES cxx_std_20)
+    endif()
+  endif()
+endforeach()
+unset(_symbology_component)
+unset(_symbology_library)
+
 unset(_symbology_prefix)

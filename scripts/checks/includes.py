@@ -49,6 +49,9 @@ ARROWS = {
     "tools/streams": RULES | {"src/cxml", "src/symbolize", "host", "host/arrow", "host/geodatabase/base", "tools/text",
                               "tools/places", "tools/workbench", "tools/reports"},
     "tools/c": {"include", "platform", "host", "tools/streams"},
+    # Documents at work on datasets, without a command line.
+    "tools/runs": RULES | HOST | {"src/cxml", "tools/text", "tools/places", "tools/reports"},
+    "tools/geodatabase": RULES | HOST | {"src/cxml", "src/symbolize", "tools/text", "tools/reports", "tools/runs"},
     "tools/check": RULES | HOST | {"src/cxml", "tools/text", "tools/places", "tools/s57"},
     "tools/format": PLATFORM | {"tools/text", "tools/check"},
     "tools/draw": PLATFORM | HOST | {"tools/text"},
@@ -56,7 +59,7 @@ ARROWS = {
     "tools/lookups": PLATFORM | {"tools/text", "tools/s57"},
     "tools/pages": PLATFORM | {"tools/text"},
     "tools/cxml": RULES | HOST | {"src/cxml", "src/symbolize", "src/api"} | {
-        f"tools/{part}" for part in ("text", "s57", "places", "workbench", "reports", "check", "format", "draw", "style", "lookups", "pages")},
+        f"tools/{part}" for part in ("text", "s57", "places", "workbench", "reports", "runs", "check", "format", "draw", "style", "lookups", "pages")},
 }
 
 

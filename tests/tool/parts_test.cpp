@@ -1,5 +1,4 @@
 // Parts of the tool that are easier to look at from inside.
-#include "layer_choice.h"
 #include "nearest_rows.h"
 #include "object_ids.h"
 #include "services.h"
@@ -8,6 +7,7 @@
 #include "tools/reports/document.h"
 #include "tools/reports/messages.h"
 #include "tools/reports/report.h"
+#include "tools/runs/layer_choice.h"
 #include "tools/text/text.h"
 
 #include <gtest/gtest.h>

@@ -6,13 +6,13 @@
 #include "host/geodatabase/gdal_workspace.h"
 #include "host/host_error.h"
 #include "interrupt.h"
-#include "layer_choice.h"
 #include "layer_options.h"
 #include "out_of_memory.h"
 #include "services.h"
-#include "subtype_fields.h"
 #include "tools/check/suppressions.h"
 #include "tools/draw/symbol_set.h"
+#include "tools/runs/layer_choice.h"
+#include "tools/runs/subtype_fields.h"
 
 #include <fmt/format.h>
 #include <algorithm>

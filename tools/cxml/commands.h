@@ -1,7 +1,7 @@
 // The subcommands, one file each.
 #pragma once
 
-#include "exit_status.h"
+#include "tools/runs/exit_status.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>

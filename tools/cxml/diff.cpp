@@ -5,7 +5,6 @@
 #include "diff_page.h"
 #include "diff_report.h"
 #include "diff_rows.h"
-#include "document_run.h"
 #include "interrupt.h"
 #include "layer_options.h"
 #include "observed_run.h"
@@ -14,6 +13,7 @@
 #include "symbolize/runs.h"
 #include "tools/reports/configurations.h"
 #include "tools/reports/json_head.h"
+#include "tools/runs/document_run.h"
 #include "tools/text/text.h"
 #include "tools/workbench/outcome_spool.h"
 #include "watched_process.h"
@@ -162,8 +162,9 @@ void DiffCommand::open(Access access) {
     workspace_.reset();
     workspace_ = GdalWorkspace::open(arguments_.dataset, access, workspaceOptions(arguments_));
     work_.access = access;
-    if (first_) firstRun_.emplace(arguments_, work_, console_, *first_, *workspace_, results_).prepare();
-    secondRun_.emplace(arguments_, work_, console_, second_, *workspace_, results_).prepare();
+    if (first_)
+        firstRun_.emplace(arguments_, work_, console_, *first_, *workspace_, results_, stopRequested()).prepare();
+    secondRun_.emplace(arguments_, work_, console_, second_, *workspace_, results_, stopRequested()).prepare();
 }
 
 void DiffCommand::findCrossReads() {

@@ -4,7 +4,6 @@
 #include "host/geodatabase/shapes.h"
 #include "host/host_error.h"
 #include "interrupt.h"
-#include "layer_choice.h"
 #include "layer_options.h"
 #include "out_of_memory.h"
 #include "output_place.h"
@@ -15,6 +14,7 @@
 #include "tools/draw/svg.h"
 #include "tools/reports/document.h"
 #include "tools/reports/report.h"
+#include "tools/runs/layer_choice.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

@@ -4,13 +4,13 @@
 #include "host/geodatabase/gdal_workspace.h"
 #include "host/host_error.h"
 #include "interrupt.h"
-#include "layer_choice.h"
 #include "layer_options.h"
 #include "layer_survey.h"
 #include "out_of_memory.h"
 #include "output_place.h"
 #include "s57_tables.h"
 #include "tools/reports/console.h"
+#include "tools/runs/layer_choice.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

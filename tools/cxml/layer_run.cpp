@@ -1,9 +1,9 @@
 #include "layer_run.h"
 
-#include "document_run.h"
 #include "interrupt.h"
 #include "out_of_memory.h"
 #include "tools/reports/report.h"
+#include "tools/runs/document_run.h"
 
 #include <iostream>
 
@@ -69,7 +69,7 @@ ExitStatus LayerCommand::runAll() {
     const embedded_host::WorkspaceOptions options{.lockTimeout = arguments_.lockTimeout, .stop = &stopRequested()};
     const std::shared_ptr<GdalWorkspace> workspace =
         work_.open ? work_.open(console_, options) : GdalWorkspace::open(arguments_.dataset, work_.access, options);
-    DocumentRun run(arguments_, work_, console_, document_, *workspace, results_);
+    DocumentRun run(arguments_, work_, console_, document_, *workspace, results_, stopRequested());
     run.prepare();
     const ExitStatus status = run.run();
     if (work_.afterwards && status != ExitStatus::Interrupted) work_.afterwards(*workspace, run.layers(), document_);

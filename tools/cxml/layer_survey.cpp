@@ -2,8 +2,8 @@
 
 #include "host/host_error.h"
 #include "interrupt.h"
-#include "subtype_fields.h"
 #include "tools/reports/configurations.h"
+#include "tools/runs/subtype_fields.h"
 #include "tools/text/text.h"
 #include "tools/workbench/row_outcome.h"
 

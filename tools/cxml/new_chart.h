@@ -1,12 +1,12 @@
 // The dataset that symbolize makes instead of writing in place.
 #pragma once
 
-#include "exit_status.h"
 #include "host/geodatabase/gdal_workspace.h"
 #include "host/geodatabase/new_file.h"
 #include "layer_run.h"
 #include "output_place.h"
 #include "tools/reports/console.h"
+#include "tools/runs/exit_status.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>

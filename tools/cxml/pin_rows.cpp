@@ -3,9 +3,9 @@
 #include "host/host_error.h"
 #include "object_ids.h"
 #include "section_run.h"
-#include "subtype_fields.h"
 #include "symbolize/runs.h"
 #include "tools/reports/configurations.h"
+#include "tools/runs/subtype_fields.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>

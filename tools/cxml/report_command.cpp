@@ -2,11 +2,11 @@
 #include "commands.h"
 #include "host/host_error.h"
 #include "interrupt.h"
-#include "layer_choice.h"
 #include "out_of_memory.h"
 #include "output_place.h"
 #include "report_page.h"
 #include "tools/reports/json_head.h"
+#include "tools/runs/layer_choice.h"
 #include "watched_process.h"
 
 #include <fmt/format.h>

@@ -1,7 +1,6 @@
 #include "report_run.h"
 
 #include "chart_order.h"
-#include "document_run.h"
 #include "explained_run.h"
 #include "finding_json.h"
 #include "host/geodatabase/shapes.h"
@@ -14,6 +13,7 @@
 #include "symbolize/runs.h"
 #include "tools/reports/json_head.h"
 #include "tools/reports/ledger_report.h"
+#include "tools/runs/document_run.h"
 #include "tools/text/text.h"
 
 #include <fmt/format.h>
@@ -103,7 +103,7 @@ ExitStatus ReportRun::runRows() {
     workspace_ = GdalWorkspace::open(arguments_.dataset, Access::Rehearse, workspaceOptions(arguments_));
     dataset_ = workspace_->name();
     work_.run = [this](const LayerRun& run) { return runLayer(run); };
-    DocumentRun run(arguments_, work_, console_, document_, *workspace_, results_);
+    DocumentRun run(arguments_, work_, console_, document_, *workspace_, results_, stopRequested());
     run.prepare();
     return run.run();
 }
@@ -164,7 +164,7 @@ void ReportRun::explainSamples() {
         return runExplained(run, [this](const ExplainedRow& row) { addExplanation(row); });
     };
     std::vector<LayerResult> results;
-    DocumentRun run(arguments, work, console_, document_, *workspace_, results);
+    DocumentRun run(arguments, work, console_, document_, *workspace_, results, stopRequested());
     run.prepare();
     run.run();
 }

@@ -2,12 +2,12 @@
 #include "commands.h"
 #include "host/host_error.h"
 #include "interrupt.h"
-#include "layer_choice.h"
 #include "layer_options.h"
 #include "out_of_memory.h"
 #include "services.h"
 #include "style_writing.h"
 #include "tools/reports/document.h"
+#include "tools/runs/layer_choice.h"
 
 #include <fmt/format.h>
 #include <algorithm>

@@ -1,13 +1,14 @@
 // cxml symbolize: decides the symbols of a dataset's rows and writes them.
 #include "commands.h"
 #include "diff.h"
-#include "layer_choice.h"
 #include "layer_options.h"
 #include "ledger_files.h"
 #include "new_chart.h"
 #include "observed_run.h"
 #include "style_writing.h"
 #include "tools/reports/configurations.h"
+#include "tools/runs/layer_choice.h"
+#include "tools/runs/target_fields.h"
 #include "watched_process.h"
 
 #include <iostream>
@@ -16,8 +17,6 @@
 namespace cxml {
 namespace {
 
-using embedded_host::FieldKind;
-using embedded_host::FieldRequest;
 using embedded_host::GdalWorkspace;
 using embedded_host::WorkspaceOptions;
 
@@ -31,16 +30,6 @@ struct Arguments : LayerArguments {
     bool styles = false;
     StyleOptions style;
 };
-
-void addTargetFields(GdalWorkspace& workspace, const std::string& layer,
-                     const ConditionalXml::FeatureClassRule& configuration) {
-    std::vector<FieldRequest> fields;
-    for (const std::string& field : writtenFields(configuration)) {
-        const bool isPlacement = isTargetField(field) && field != targetFields.front();
-        fields.push_back({field, isPlacement ? FieldKind::Real : FieldKind::Text});
-    }
-    workspace.addFields(layer, fields);
-}
 
 ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
     goOnWatched();  // expressions run in this process, and may end it

@@ -1,7 +1,7 @@
 // A command in a process of its own, so that somebody is left to say how it ended.
 #pragma once
 
-#include "exit_status.h"
+#include "tools/runs/exit_status.h"
 
 namespace cxml {
 

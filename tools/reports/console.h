@@ -3,7 +3,9 @@
 
 #include "progress.h"
 
+#include <functional>
 #include <string_view>
+#include <utility>
 
 namespace cxml {
 
@@ -14,6 +16,10 @@ public:
     enum class Bar { WhenTerminal, Never };
 
     explicit Console(Bar bar);
+
+    /// A console of a process that is no command: whatever would be shown goes to `listener` and nowhere else.
+    using Listener = std::function<void(std::string_view source, std::string_view text)>;  // source: "" for its own
+    explicit Console(Listener listener) : listener_(std::move(listener)), progress_(nullptr) {}
 
     /// A text of the library as it comes, "source: text", to standard error.
     void message(std::string_view source, std::string_view text);
@@ -27,6 +33,7 @@ public:
     Progress& progress() noexcept { return progress_; }
 
 private:
+    Listener listener_;
     Progress progress_;
 };
 

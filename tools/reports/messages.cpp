@@ -55,6 +55,7 @@ private:
 
 void MessageLog::add(MessageKind kind, std::string_view text) {
     ++total_;
+    last_.assign(text);
     const Origin origin = originOf ? originOf(text) : Origin{};
     auto known = index_.find(text);
     if (known == index_.end()) {

@@ -59,6 +59,8 @@ public:
 
     /// Whether nothing came.
     bool empty() const noexcept { return total_ == 0; }
+    /// The text that came last; empty without one.
+    const std::string& last() const noexcept { return last_; }
     /// Distinct texts in order of their first coming.
     const std::vector<Text>& texts() const noexcept { return texts_; }
     /// Every message in order; empty unless all are kept.
@@ -75,6 +77,7 @@ private:
     Keep keep_;
     Show show_;
     std::uint64_t total_ = 0;
+    std::string last_;
     bool incomplete_ = false;
     std::vector<Text> texts_;
     std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> index_;

@@ -19,6 +19,9 @@ struct LayerResult {
     std::string layer;
     bool succeeded = false;
     bool interrupted = false;
+    // Why it did not succeed, in one line.
+    // NOLINTNEXTLINE(readability-redundant-member-init): designated initializers leave it out
+    std::string failure{};
     std::int64_t rows = 0;     // visited
     std::int64_t changed = 0;  // written; none of a run that was rolled back
     // Rows with values that could not be read, and with values that were not taken: they keep what they had.

@@ -1,6 +1,5 @@
 #include "document_run.h"
 
-#include "interrupt.h"
 #include "layer_choice.h"
 #include "tools/text/text.h"
 
@@ -57,15 +56,16 @@ std::int64_t rowsToVisit(const LayerInfo& layer, ISelectionSet* selection) {
 
 }  // namespace
 
-DocumentRun::DocumentRun(const LayerArguments& arguments, const LayerWork& work, Console& console, Document& document,
-                         GdalWorkspace& workspace, std::vector<LayerResult>& results)
+DocumentRun::DocumentRun(const RunArguments& arguments, const LayerWork& work, Console& console, Document& document,
+                         GdalWorkspace& workspace, std::vector<LayerResult>& results, const std::atomic<bool>& stop)
     : arguments_(arguments),
       work_(work),
       keep_(arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts),
       console_(console),
       document_(document),
       workspace_(workspace),
-      results_(results) {}
+      results_(results),
+      stop_(stop) {}
 
 void DocumentRun::prepare() {
     const ConditionalXml::ConditionMap& map = *document_.map;
@@ -145,12 +145,21 @@ ExitStatus DocumentRun::runLayer(const LayerInfo& layer) {
     result.interrupted = status == ExitStatus::Interrupted;
     if (!result.succeeded) {
         result.changed = 0;
-        if (result.messages.empty() && !result.interrupted)
-            console_.complain(
-                fmt::format("{}: no configuration in {} for the class '{}'", layer.name, document_.path, layer.alias));
+        tellWhy(layer, result);
     }
     if (!arguments_.json && work_.showsLayers) console_.result(summaryLine(result));
     return status;
+}
+
+void DocumentRun::tellWhy(const LayerInfo& layer, LayerResult& result) {
+    if (result.interrupted) {
+        result.failure = "interrupted";
+    } else if (!result.messages.empty()) {
+        result.failure = oneLine(result.messages.last());
+    } else {
+        result.failure = fmt::format("no configuration in {} for the class '{}'", document_.path, layer.alias);
+        console_.complain(fmt::format("{}: {}", layer.name, result.failure));
+    }
 }
 
 ExitStatus DocumentRun::runInTransaction(const LayerInfo& layer, LayerResult& result) {
@@ -177,7 +186,7 @@ ExitStatus DocumentRun::runInTransaction(const LayerInfo& layer, LayerResult& re
 
 ExitStatus DocumentRun::runRows(IFeatureClass* featureClass, ISelectionSet* selection, LayerResult& result) {
     RunMonitor monitor;
-    monitor.stop = &stopRequested();
+    monitor.stop = &stop_;
     monitor.onProgress = [this](std::int64_t rows) { console_.progress().rows(rows); };
     monitor.onRow = work_.onRow;
     const Watch watch(workspace_, monitor);
