@@ -6,6 +6,8 @@
 #include "symbology/host_interfaces.h"
 
 #include <algorithm>
+#include <mutex>
+#include <shared_mutex>
 #include <utility>
 #include <vector>
 
@@ -13,19 +15,31 @@ namespace {
 
 using Registration = std::pair<CLSID, VelClassFactory>;
 
-std::vector<Registration>& registrations() {
-    static std::vector<Registration> all;
-    return all;
+// Runs of several threads make filters while another one loads a document.
+struct Registrations {
+    std::shared_mutex mutex;
+    std::vector<Registration> all;
+
+    std::vector<Registration>::iterator find(REFCLSID clsid) {
+        return std::ranges::find_if(all, [&](const Registration& entry) { return entry.first == clsid; });
+    }
+};
+
+Registrations& registrations() {
+    static Registrations one;
+    return one;
 }
 
-std::vector<Registration>::iterator findRegistration(REFCLSID clsid) {
-    std::vector<Registration>& all = registrations();
-    return std::ranges::find_if(all, [&](const Registration& entry) { return entry.first == clsid; });
+// Null when none is registered.
+VelClassFactory registeredFactory(REFCLSID clsid) {
+    Registrations& known = registrations();
+    const std::shared_lock lock(known.mutex);
+    const auto found = known.find(clsid);
+    return found == known.all.end() ? nullptr : found->second;
 }
 
 HRESULT create(REFCLSID clsid, DWORD context, REFIID iid, void** object) {
-    if (const auto found = findRegistration(clsid); found != registrations().end())
-        return found->second(context, iid, object);
+    if (const VelClassFactory factory = registeredFactory(clsid)) return factory(context, iid, object);
     if (clsid == CLSID_QueryFilter) return createQueryFilter(iid, object);
     return CoCreateInstance(clsid, nullptr, context, iid, object);
 }
@@ -43,13 +57,15 @@ extern "C" HRESULT STDMETHODCALLTYPE VelCreateInstance(REFCLSID clsid, IUnknown*
 }
 
 extern "C" void VelRegisterClass(REFCLSID clsid, VelClassFactory factory) {
-    const auto found = findRegistration(clsid);
-    if (found == registrations().end()) {
-        if (factory) registrations().emplace_back(clsid, factory);
+    Registrations& known = registrations();
+    const std::unique_lock lock(known.mutex);
+    const auto found = known.find(clsid);
+    if (found == known.all.end()) {
+        if (factory) known.all.emplace_back(clsid, factory);
     } else if (factory) {
         found->second = factory;
     } else {
-        registrations().erase(found);
+        known.all.erase(found);
     }
 }
 

@@ -293,11 +293,6 @@ class Document:
         """The findings of ``cxml check``, which has to be installed: see :func:`symbology.check`."""
         return _tool.check(self.path, dataset)
 
-    def draw(self, table, *, layer, **options):
-        """A picture of a geopandas table with its symbols, for notebooks: see :func:`symbology._draw.draw`."""
-        from ._draw import draw
-        return draw(self, table, layer=layer, **options)
-
     def __repr__(self):
         return f"symbology.Document({self.path!r})"
 

@@ -52,6 +52,8 @@ def entries_of(root, database):
         file = (Path(entry["directory"]) / entry["file"]).resolve()
         if not file.is_relative_to(root) or file.is_relative_to(build) or file.is_relative_to(root / "third_party"):
             continue
+        if file.suffix == ".c":  # the checks, and the names, are those of C++
+            continue
         command = entry.get("command") or shlex.join(entry["arguments"])
         entries[file.relative_to(root)] = command.replace(str(build), "BUILD").replace(str(root), "ROOT")
     return sorted(entries.items())
