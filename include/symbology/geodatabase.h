@@ -3,6 +3,7 @@
 
 #include "platform/export.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -81,11 +82,8 @@ struct Outcome {
     /// What was said while the document loaded.
     std::vector<Message> documentMessages;
 
-    bool failed() const {
-        for (const LayerOutcome& layer : layers)
-            if (layer.failed) return true;
-        return false;
-    }
+    /// Whether any layer's run failed.
+    bool failed() const { return std::ranges::any_of(layers, &LayerOutcome::failed); }
 };
 
 /// Told of each text when it first comes, on the thread of the call. The source is the layer, the document's path while

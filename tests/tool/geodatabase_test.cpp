@@ -54,9 +54,9 @@ TEST_F(OneCall, WritesWhatTheToolWrites) {
     ASSERT_EQ(outcome.layers.size(), 1U);
     const LayerOutcome& layer = outcome.layers.front();
     const nlohmann::json own = cxmlJson({"symbolize", data("buoys.cxml"), copy}, 0)["layers"][0];
-    EXPECT_EQ(layer.layer, own["layer"]);
-    EXPECT_EQ(layer.rows, own["rows"]);
-    EXPECT_EQ(layer.changed, own["changed"]);
+    EXPECT_EQ(layer.layer, own["layer"].get<std::string>());
+    EXPECT_EQ(layer.rows, own["rows"].get<std::int64_t>());
+    EXPECT_EQ(layer.changed, own["changed"].get<std::int64_t>());
     EXPECT_EQ(layer.changed, 4);
     EXPECT_FALSE(layer.failed) << layer.why;
     EXPECT_EQ(layer.why, "");
