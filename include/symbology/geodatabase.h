@@ -3,6 +3,7 @@
 
 #include "platform/export.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -81,11 +82,8 @@ struct Outcome {
     /// What was said while the document loaded.
     std::vector<Message> documentMessages;
 
-    bool failed() const {
-        for (const LayerOutcome& layer : layers)
-            if (layer.failed) return true;
-        return false;
-    }
+    /// Whether any layer's run failed.
+    bool failed() const { return std::ranges::any_of(layers, &LayerOutcome::failed); }
 };
 
 /// Told of each text when it first comes, on the thread of the call. The source is the layer, the document's path while
@@ -98,7 +96,8 @@ using MessageListener = std::function<void(std::string_view source, std::string_
 ///
 /// May be called from any thread; calls of several threads run one after the other. No other thread may load documents
 /// or symbolize through SymbologyManager meanwhile. A document with expressions needs a Python that the process has
-/// initialised, and whose lock the caller does not hold. Writes nothing to the standard streams.
+/// initialised, and whose lock the caller does not hold. Nothing is written to the standard streams but what
+/// expressions print.
 /// \param dataset a path, or "PG:" with a connection string. \param document the path of a rule document.
 /// \param messages may be empty.
 /// \throws Error when the document does not load, the dataset cannot be opened or written, or has no such layer or

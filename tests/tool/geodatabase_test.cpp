@@ -3,6 +3,7 @@
 #include "host/python/interpreter.h"
 #include "tool_test.h"
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 #include <thread>
@@ -54,9 +55,9 @@ TEST_F(OneCall, WritesWhatTheToolWrites) {
     ASSERT_EQ(outcome.layers.size(), 1U);
     const LayerOutcome& layer = outcome.layers.front();
     const nlohmann::json own = cxmlJson({"symbolize", data("buoys.cxml"), copy}, 0)["layers"][0];
-    EXPECT_EQ(layer.layer, own["layer"]);
-    EXPECT_EQ(layer.rows, own["rows"]);
-    EXPECT_EQ(layer.changed, own["changed"]);
+    EXPECT_EQ(layer.layer, own["layer"].get<std::string>());
+    EXPECT_EQ(layer.rows, own["rows"].get<std::int64_t>());
+    EXPECT_EQ(layer.changed, own["changed"].get<std::int64_t>());
     EXPECT_EQ(layer.changed, 4);
     EXPECT_FALSE(layer.failed) << layer.why;
     EXPECT_EQ(layer.why, "");
@@ -206,6 +207,29 @@ TEST_F(OneCall, WaitsForLocksAsLongAsItIsTold) {
     EXPECT_NE(outcome.layers[0].why.find("locked"), std::string::npos) << outcome.layers[0].why;
     sqlite3_close(other);
     EXPECT_FALSE(run("buoys.cxml", {.lockTimeout = 0}).failed());
+}
+
+TEST_F(OneCall, CountsRowsWithValuesThatCannotBeReadOrPut) {
+    addTable(dataset, "BOYLAT", "CATLAM MEDIUMINT, SYMBOL_C TEXT(4)", "(CATLAM) VALUES (1), ('many'), (2)");
+    const symbology::Outcome outcome = run();
+    ASSERT_EQ(outcome.layers.size(), 1U);
+    EXPECT_FALSE(outcome.layers[0].failed) << outcome.layers[0].why;
+    EXPECT_EQ(outcome.layers[0].unreadable.count, 1);
+    EXPECT_EQ(outcome.layers[0].unreadable.ids, std::vector<std::int64_t>{2});
+    EXPECT_EQ(outcome.layers[0].refused.count, 1);
+    EXPECT_EQ(outcome.layers[0].refused.ids, std::vector<std::int64_t>{1}) << "GREEN is longer than the field";
+    EXPECT_EQ(symbols(dataset), "- - RED");
+}
+
+TEST_F(OneCall, TellsWhatIsSaidWhileTheDocumentLoads) {
+    addBuoys(dataset);
+    const symbology::Outcome outcome = run("unknown_operator.cxml");
+    ASSERT_FALSE(outcome.documentMessages.empty());
+    ASSERT_GE(heard.size(), outcome.documentMessages.size());
+    for (std::size_t i = 0; i < outcome.documentMessages.size(); ++i)
+        EXPECT_EQ(heard[i], data("unknown_operator.cxml") + ": " + outcome.documentMessages[i].text);
+    const auto says = [](const symbology::Message& message) { return message.text.find("eq") != std::string::npos; };
+    EXPECT_TRUE(std::ranges::any_of(outcome.documentMessages, says)) << outcome.documentMessages[0].text;
 }
 
 TEST_F(OneCall, ListenerThatThrowsEndsTheCallAndTheLayer) {

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 #include <atomic>
+#include <cmath>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -43,10 +44,10 @@ void expectUsable(const SymbolizeOptions& options) {
     }
     if (options.where && options.where->find_first_not_of(" \t\r\n") == std::string::npos)
         throw Error("the condition for rows is empty");
-    // Also what is not a number is outside.
-    if (options.lockTimeout && !(*options.lockTimeout >= 0 && *options.lockTimeout <= longestLockTimeout))
-        throw Error(fmt::format("the lock time-out {} is not between 0 and {} seconds", *options.lockTimeout,
-                                longestLockTimeout));
+    const double lockTimeout = options.lockTimeout.value_or(0);
+    if (std::isnan(lockTimeout) || lockTimeout < 0 || lockTimeout > longestLockTimeout)
+        throw Error(
+            fmt::format("the lock time-out {} is not between 0 and {} seconds", lockTimeout, longestLockTimeout));
 }
 
 std::vector<Message> messagesOf(const MessageLog& log) {
@@ -172,7 +173,7 @@ Outcome symbolize(const std::string& dataset, const std::string& document, const
     expectUsable(options);
     // The object factory, by which documents are loaded and filters made, belongs to one thread at a time.
     static std::mutex oneAtATime;
-    const std::lock_guard lock(oneAtATime);
+    const std::scoped_lock lock(oneAtATime);
     try {
         return Call(dataset, document, options, messages).run();
     } catch (const CAtlException& e) {
