@@ -15,6 +15,8 @@
 namespace embedded_host {
 namespace {
 
+constexpr const char* letGo = "the stream was let go of before its end";
+
 nanoarrow::UniqueSchema schemaOf(ArrowArrayStream& stream) {
     nanoarrow::UniqueSchema schema;
     ArrowError error{};
@@ -120,6 +122,7 @@ private:
             dataset_->monitor = &monitor_;
             run_.run(featureClass_, monitor_);
             if (!monitor_.failure.empty()) throw HostError(monitor_.failure);
+            if (stop_) throw HostError(letGo);
         } catch (const std::bad_alloc&) {
             status = ENOMEM;
         } catch (const CAtlException& error) {
@@ -163,7 +166,7 @@ private:
     void give(nanoarrow::UniqueArray batch) override {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [this] { return !ready_ || stop_; });
-        if (stop_) throw HostError("the stream was let go of before its end");
+        if (stop_) throw HostError(letGo);
         ready_.emplace(std::move(batch));
         changed_.notify_all();
     }
