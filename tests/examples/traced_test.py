@@ -141,7 +141,10 @@ class Traced(TestCase):
         """Outside of its own folder a hostile document has no file opened that a harmless one has not."""
         file = self.written(document(file="harmless.py"))
         self.written(HARMLESS, "harmless.py")
-        harmless = {name: self.opened(self.trace(*arguments)) for name, arguments in self.commands(file).items()}
+        traces = {name: self.trace(*arguments) for name, arguments in self.commands(file).items()}
+        harmless = {name: self.opened(calls) for name, calls in traces.items()}
+        # Some GDALs take away what they would have noted beside a dataset, which is not there.
+        aside = {call for calls in traces.values() for call in calls if call[0] == "unlink" and call[1].endswith(".aux.xml")}
         # A tool that is not installed looks for its libraries in the current folder, too; some GDALs look for more beside a
         # dataset.
         usual = {entry for own, _ in harmless.values() for entry in own if ".so" in entry or entry.lower().endswith(".aux")}
@@ -165,7 +168,7 @@ class Traced(TestCase):
                         own.discard("marks.gpkg")
                     self.assertEqual(own, expected)
                     self.assertLessEqual(elsewhere, harmless[name][1])
-                    self.assertEqual([call for call in calls if call[0] not in OPENING], [])
+                    self.assertEqual([call for call in calls if call[0] not in OPENING and call not in aside], [])
                     self.assertEqual(self.content(), before)
 
     def test_schema_reads_nothing_here(self):
