@@ -5,6 +5,8 @@ Needs the packages duckdb and pyarrow.
 
 import os
 import pathlib
+import shutil
+from concurrent.futures import ThreadPoolExecutor, wait
 
 import duckdb
 import pyarrow
@@ -22,6 +24,56 @@ def _quoted(text):
 def _source(source):
     path = pathlib.Path(source)
     return _quoted(path / "**" / "*.parquet" if path.is_dir() else path)
+
+
+def _tables(connection, related):
+    return {name: connection.sql(f"SELECT * FROM read_parquet({_source(table)})").to_arrow_table()
+            if isinstance(table, (str, os.PathLike)) else table for name, table in (related or {}).items()}
+
+
+def _copy(base, select, target, document, **options):
+    """Symbolizes the rows that a SELECT gives into a new file, which has its name when it is whole."""
+    reading, writing = base.cursor(), base.cursor()
+    result = document.symbolize(reading.sql(select).to_arrow_reader(_ROWS), **options)
+    stream = pyarrow.RecordBatchReader.from_stream(result)
+    partial = target.with_name(target.name + ".partial")
+    try:
+        writing.register("symbology_stream", stream)
+        writing.execute(f"COPY (SELECT * FROM symbology_stream) TO {_quoted(partial)} (FORMAT parquet, ROW_GROUP_SIZE {_ROWS})")
+        os.replace(partial, target)
+    except Exception as error:
+        if result.is_ended and result._report.failure:
+            raise SymbologyError(result._report.failure) from error
+        raise
+    finally:
+        writing.unregister("symbology_stream")
+        partial.unlink(missing_ok=True)
+    return result
+
+
+def _row_groups(connection, source):
+    """(file, first row, rows) of each group, in the order in which DuckDB reads them."""
+    groups = connection.execute(f"SELECT file_name, row_group_id, any_value(row_group_num_rows) FROM parquet_metadata({_source(source)}) "
+                                "GROUP BY ALL ORDER BY ALL").fetchall()
+    found, first = [], {}
+    for file, _, rows in groups:
+        found.append((file, first.get(file, 0), rows))
+        first[file] = first.get(file, 0) + rows
+    return found
+
+
+def _selects(groups, parts):
+    """A SELECT for each part: runs of whole row groups, of about as many rows each."""
+    total, done = max(1, sum(rows for _, _, rows in groups)), 0
+    ranges = [{} for _ in range(parts)]
+    for file, first, rows in groups:
+        part = ranges[min(parts - 1, (done + rows // 2) * parts // total)]
+        begin, _ = part.get(file, (first, None))
+        part[file] = (begin, first + rows - 1)
+        done += rows
+    return [" UNION ALL ".join(f"SELECT * EXCLUDE (file_row_number) FROM read_parquet({_quoted(file)}, file_row_number = true) "
+                               f"WHERE file_row_number BETWEEN {begin} AND {end}" for file, (begin, end) in part.items())
+            for part in ranges if part]
 
 
 def symbolize(source, target, document, *, layer, subtype_field=None, related=None, connection=None, overwrite=False, **options):
@@ -55,22 +107,63 @@ def symbolize(source, target, document, *, layer, subtype_field=None, related=No
     if not isinstance(document, Document):
         document = Document(document)
     base = connection or duckdb.connect()
-    reading, writing = base.cursor(), base.cursor()
-    tables = {name: reading.sql(f"SELECT * FROM read_parquet({_source(table)})").to_arrow_table()
-              if isinstance(table, (str, os.PathLike)) else table for name, table in (related or {}).items()}
-    rows = reading.sql(f"SELECT * FROM read_parquet({_source(source)})").to_arrow_reader(_ROWS)
-    result = document.symbolize(rows, layer=layer, subtype_field=subtype_field, related=tables, **options)
-    stream = pyarrow.RecordBatchReader.from_stream(result)
-    partial = target.with_name(target.name + ".partial")
+    return _copy(base, f"SELECT * FROM read_parquet({_source(source)})", target, document, layer=layer, subtype_field=subtype_field,
+                 related=_tables(base.cursor(), related), **options)
+
+
+def symbolize_in_parts(source, folder, document, *, layer, parts, workers=None, subtype_field=None, related=None, connection=None,
+                       overwrite=False, **options):
+    """Symbolizes a Parquet file, or a folder of them, into a new folder of Parquet files, several at a time.
+
+    Args:
+        source (str | os.PathLike): as in :func:`symbolize`; files are cut between row groups only.
+        folder (str | os.PathLike): the new folder, with the files "part-00001.parquet" and so on: together they have the source's rows
+            in its order. It has its name when all of them are whole.
+        parts (int): how many files, at least 1; fewer where there are not as many row groups.
+        workers (int | None): how many parts at a time; as many as there are processors when not given. Each has a document and related
+            tables for itself.
+        document, layer, subtype_field, related, connection, overwrite, **options: as in :func:`symbolize`.
+
+    Returns:
+        list[Result]: of the parts, in their order. Rows are numbered within their part.
+
+    Raises:
+        SymbologyError: a part failed, which is named; there is no folder then.
+        FileExistsError: there is something by the folder's name already.
+        duckdb.Error: a file cannot be read or written.
+    """
+    if parts < 1 or workers is not None and workers < 1:
+        raise ValueError("parts and workers are at least 1")
+    folder = pathlib.Path(folder)
+    if folder.exists() and not (overwrite and folder.is_dir()):
+        raise FileExistsError(f"{folder} is there already; overwrite=True replaces a folder")
+    if not isinstance(document, Document):
+        document = Document(document)
+    base = connection or duckdb.connect()
+    tables = _tables(base.cursor(), related)
+    groups = _row_groups(base.cursor(), source)
+    selects = _selects(groups, parts) if groups else [f"SELECT * FROM read_parquet({_source(source)})"]
+    partial = folder.with_name(folder.name + ".partial")
+    shutil.rmtree(partial, ignore_errors=True)
+    partial.mkdir()
+
+    def symbolize_part(number, select):
+        try:
+            return _copy(base, select, partial / f"part-{number:05}.parquet", document, layer=layer, subtype_field=subtype_field,
+                         related=tables, **options)
+        except SymbologyError as error:
+            raise SymbologyError(f"part {number}: {error}") from error
+
     try:
-        writing.register("symbology_stream", stream)
-        writing.execute(f"COPY (SELECT * FROM symbology_stream) TO {_quoted(partial)} (FORMAT parquet, ROW_GROUP_SIZE {_ROWS})")
-        os.replace(partial, target)
-    except Exception as error:
-        if result.is_ended and result._report.failure:
-            raise SymbologyError(result._report.failure) from error
-        raise
+        with ThreadPoolExecutor(workers or os.cpu_count() or 1) as pool:
+            running = [pool.submit(symbolize_part, number, select) for number, select in enumerate(selects, 1)]
+            wait(running, return_when="FIRST_EXCEPTION")
+            for part in running:
+                part.cancel()  # those that have not begun, where one failed
+        results = [part.result() for part in sorted(running, key=lambda part: part.cancelled())]
+        if folder.exists():
+            shutil.rmtree(folder)
+        os.replace(partial, folder)
     finally:
-        writing.unregister("symbology_stream")
-        partial.unlink(missing_ok=True)
-    return result
+        shutil.rmtree(partial, ignore_errors=True)
+    return results
