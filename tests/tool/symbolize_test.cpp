@@ -46,6 +46,18 @@ protected:
     std::string dataset;
 };
 
+TEST_F(Symbolize, SeveralJobsAreNotForAFile) {
+    addBuoys(dataset);
+    const Outcome outcome = run({"--jobs", "2", "--add-fields"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "cxml: " + dataset +
+                               ": --jobs is for databases on a server: a file is written by one process at a time\n");
+    EXPECT_EQ(symbols(dataset), "- - - - -");
+    EXPECT_EQ(run({"--jobs", "1"}).status, 0);
+    EXPECT_EQ(symbols(dataset), "GREEN RED GREEN - RED");
+}
+
 TEST_F(Symbolize, WritesSymbolsAndSaysHowMany) {
     addBuoys(dataset);
     const Outcome outcome = run();

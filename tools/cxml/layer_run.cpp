@@ -25,7 +25,8 @@ public:
           work_(work),
           console_(arguments.json || arguments.quiet ? Console::Bar::Never : Console::Bar::WhenTerminal),
           services_(arguments.services, console_),
-          document_(console_, arguments.document, arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts) {}
+          document_(console_, arguments.document, arguments.json ? MessageLog::Keep::All : MessageLog::Keep::Counts,
+                    work.isPart ? MessageLog::Show::Never : MessageLog::Show::AsTheyCome) {}
 
     ExitStatus run();
 
@@ -50,7 +51,7 @@ ExitStatus LayerCommand::run() {
         else
             console_.complain(e.what());
     }
-    if (status == ExitStatus::Interrupted) console_.complain("interrupted");
+    if (status == ExitStatus::Interrupted && !work_.isPart) console_.complain("interrupted");
     if (work_.report) return work_.report(console_, document_, results_, status);
     if (arguments_.json) writeJson(std::cout, document_, results_);
     return status;
@@ -71,6 +72,10 @@ ExitStatus LayerCommand::runAll() {
         work_.open ? work_.open(console_, options) : GdalWorkspace::open(arguments_.dataset, work_.access, options);
     DocumentRun run(arguments_, work_, console_, document_, *workspace, results_, stopRequested());
     run.prepare();
+    if (work_.inPlaceOfRuns) {
+        work_.inPlaceOfRuns(run);
+        return stopped() ? ExitStatus::Interrupted : ExitStatus::Good;
+    }
     const ExitStatus status = run.run();
     if (work_.afterwards && status != ExitStatus::Interrupted) work_.afterwards(*workspace, run.layers(), document_);
     return status;

@@ -1,6 +1,7 @@
 // cxml symbolize: decides the symbols of a dataset's rows and writes them.
 #include "commands.h"
 #include "diff.h"
+#include "layer_jobs.h"
 #include "layer_options.h"
 #include "ledger_files.h"
 #include "new_chart.h"
@@ -24,12 +25,31 @@ struct Arguments : LayerArguments {
     RowArguments rows;
     bool addFields = false;
     bool strict = false;
+    int jobs = 1;
     bool dryRun = false;
     LedgerFileOptions files;
     NewChartOptions chart;
     bool styles = false;
     StyleOptions style;
 };
+
+// With --strict, what was said counts.
+ExitStatus judged(const Arguments& arguments, const Document& document, const std::vector<LayerResult>& results,
+                  ExitStatus status) {
+    return arguments.strict && status == ExitStatus::Good && !isFlawless(document, results) ? ExitStatus::Failed
+                                                                                            : status;
+}
+
+ExitStatus symbolizeInJobs(const Arguments& arguments, LayerWork work) {
+    const LedgerFileOptions none;
+    LedgerFiles files(none, arguments);
+    if (arguments.addFields) work.prepare = addTargetFields;
+    work.run = [&](const LayerRun& run) { return runWithLedger(run, files); };
+    work.whyFailed = whyNoSymbols;
+    work.report = [&](Console& /*console*/, const Document& document, const std::vector<LayerResult>& results,
+                      ExitStatus status) { return judged(arguments, document, results, status); };
+    return runLayersInJobs(arguments, arguments.jobs, std::move(work));
+}
 
 ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
     goOnWatched();  // expressions run in this process, and may end it
@@ -61,9 +81,7 @@ ExitStatus symbolize(const Arguments& arguments, LayerWork work) {
             writeJson(std::cout, document, results, styles ? styles->json() : "");
         else if (styles)
             styles->report(console);
-        status = chart.end(console, files.end(console, document, results, status));
-        return arguments.strict && status == ExitStatus::Good && !isFlawless(document, results) ? ExitStatus::Failed
-                                                                                                : status;
+        return judged(arguments, document, results, chart.end(console, files.end(console, document, results, status)));
     };
     return runLayers(arguments, work);
 }
@@ -79,22 +97,31 @@ void addSymbolize(CLI::App& app, Command& chosen) {
         command->add_flag("--add-fields", arguments->addFields, "first add the fields that are written and missing");
     auto* const strict = command->add_flag("--strict", arguments->strict,
                                            "status 1 for any message, failed row or query that could not be asked");
+    auto* const jobs = command
+                           ->add_option("--jobs", arguments->jobs,
+                                        "how many layers of a database at a time, each in a process of its own")
+                           ->type_name("N")
+                           ->check(CLI::Range(1, mostJobs));
     addLedgerFiles(*command, arguments->files);
     addNewChart(*command, arguments->chart);
     auto* const styles =
         command->add_flag("--style", arguments->styles, "write how QGIS draws it, as 'cxml style' does");
     addStyleOptions(*command, arguments->style);
+    for (const char* option : {"--ledger", "--rows", "--output", "--log"}) jobs->excludes(command->get_option(option));
+    jobs->excludes(styles);
     for (const char* option : {"--symbols", "--palette", "--create-style-table"})
         command->get_option(option)->needs(styles);
     command
         ->add_flag("--dry-run", arguments->dryRun, "only show what would change, as 'cxml diff' does; status 1 if any")
-        ->excludes(addFields, strict, styles, command->get_option("--ledger"), command->get_option("--rows"),
+        ->excludes(jobs, addFields, strict, styles, command->get_option("--ledger"), command->get_option("--rows"),
                    command->get_option("--output"));
     command->callback([&chosen, arguments] {
         LayerWork work;
         limitTo(arguments->rows, work);
         if (arguments->dryRun)
             chosen = [arguments, work] { return showDifference({*arguments, {}, {}, {}, {}, {}, {}, {}}, work); };
+        else if (arguments->jobs > 1)
+            chosen = [arguments, work] { return symbolizeInJobs(*arguments, work); };
         else
             chosen = [arguments, work] { return symbolize(*arguments, work); };
     });

@@ -80,24 +80,6 @@ void writeMessages(std::ostream& out, const MessageLog& messages) {
     out << ']';
 }
 
-void writeJson(std::ostream& out, const LayerResult& result) {
-    out << "{\"layer\": " << jsonString(result.layer) << ", \"succeeded\": " << jsonBool(result.succeeded)
-        << ", \"rows\": " << result.rows << ", \"changed\": " << result.changed;
-    writeJson(out, "unreadable", result.unreadable);
-    writeJson(out, "refused", result.refused);
-    if (result.ledger) {
-        const char* separator = R"(, "ends": {)";
-        for (std::size_t end = 0; end < rowEndNames.size(); ++end) {
-            out << separator << '"' << rowEndNames[end] << "\": " << result.ledger->count(static_cast<RowEnd>(end));
-            separator = ", ";
-        }
-        out << '}';
-    }
-    out << ", \"messages\": ";
-    writeMessages(out, result.messages);
-    out << '}';
-}
-
 }  // namespace
 
 std::string summaryLine(const LayerResult& result) {
@@ -115,6 +97,24 @@ std::string summaryLine(const LayerResult& result) {
 
 std::string jsonString(std::string_view text) {
     return withEscapedControls(nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+void writeJson(std::ostream& out, const LayerResult& result) {
+    out << "{\"layer\": " << jsonString(result.layer) << ", \"succeeded\": " << jsonBool(result.succeeded)
+        << ", \"rows\": " << result.rows << ", \"changed\": " << result.changed;
+    writeJson(out, "unreadable", result.unreadable);
+    writeJson(out, "refused", result.refused);
+    if (result.ledger) {
+        const char* separator = R"(, "ends": {)";
+        for (std::size_t end = 0; end < rowEndNames.size(); ++end) {
+            out << separator << '"' << rowEndNames[end] << "\": " << result.ledger->count(static_cast<RowEnd>(end));
+            separator = ", ";
+        }
+        out << '}';
+    }
+    out << ", \"messages\": ";
+    writeMessages(out, result.messages);
+    out << '}';
 }
 
 void writeJson(std::ostream& out, const Document& document) {

@@ -41,6 +41,9 @@ std::string summaryLine(const LayerResult& result);
 void writeJson(std::ostream& out, const Document& document, const std::vector<LayerResult>& layers,
                const std::string& more = {});
 
+/// The object of one layer.
+void writeJson(std::ostream& out, const LayerResult& result);
+
 /// The value of a member "document".
 void writeJson(std::ostream& out, const Document& document);
 

@@ -121,10 +121,13 @@ void DocumentRun::chooseSubtypeFields(const std::vector<LayerInfo>& available) {
             fmt::format("{}: there is no field '{}'; the layer runs without --subtype-field", layer, *field));
 }
 
-CComPtr<IFeatureClass> DocumentRun::openLayer(const LayerInfo& layer) const {
+std::optional<std::string> DocumentRun::subtypeField(const LayerInfo& layer) const {
     const auto field = subtypeFields_.find(layer.name);
-    return workspace_.openFeatureClass(
-        layer.name, field == subtypeFields_.end() ? std::nullopt : std::optional<std::string>(field->second));
+    return field == subtypeFields_.end() ? std::nullopt : std::optional(field->second);
+}
+
+CComPtr<IFeatureClass> DocumentRun::openLayer(const LayerInfo& layer) const {
+    return workspace_.openFeatureClass(layer.name, subtypeField(layer));
 }
 
 ExitStatus DocumentRun::runLayer(const LayerInfo& layer) {

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ public:
     /// Chooses the layers. All that can be refused is refused here, before a layer changes. \throws HostError
     void prepare();
     const std::vector<embedded_host::LayerInfo>& layers() const noexcept { return layers_; }
+    /// The field with a layer's subtypes, where an option names one.
+    std::optional<std::string> subtypeField(const embedded_host::LayerInfo& layer) const;
     /// Runs the work over the layers.
     ExitStatus run();
 

@@ -20,6 +20,8 @@ struct RunArguments {
     bool json = false;                // every message is kept, with its row and line
 };
 
+class DocumentRun;
+
 /// The run of one layer.
 struct LayerRun {
     const Document& document;
@@ -51,6 +53,8 @@ struct LayerWork {
     /// After a run over some rows that returned true: why it has failed all the same, else the empty text. May be
     /// empty.
     std::function<std::string(embedded_host::GdalWorkspace&, const std::string& layer)> whyFailed;
+    /// In the place of all runs, when everything has been checked and prepared; may be empty.
+    std::function<void(const DocumentRun&)> inPlaceOfRuns;
     /// After the last run, unless it was interrupted; may be empty.
     std::function<void(embedded_host::GdalWorkspace&, const std::vector<embedded_host::LayerInfo>&, const Document&)>
         afterwards;
@@ -58,6 +62,8 @@ struct LayerWork {
     ExitStatus notLoaded = ExitStatus::Failed;
     /// Whether a line for each layer is shown when its run has ended.
     bool showsLayers = true;
+    /// Whether it is one of several runs of a command: what concerns all of them is said elsewhere.
+    bool isPart = false;
     /// Whether messages are shown as they come.
     MessageLog::Show showsMessages = MessageLog::Show::AsTheyCome;
     /// Whether the lead of messages names the document besides the layer.
