@@ -18,6 +18,7 @@ from importlib.metadata import PackageNotFoundError as _Missing
 from importlib.metadata import version as _version
 
 from . import _symbology
+from ._draw import Picture
 from ._document import Coverage, Document, Explanation, Fields, Ledger, Message, Result
 from ._errors import DocumentError, SymbologyError
 from ._tool import ToolError, check, symbolize
@@ -30,5 +31,5 @@ try:
 except _Missing:  # a module that lies beside its sources
     __version__ = "0"
 
-__all__ = ["Coverage", "Document", "DocumentError", "Explanation", "Fields", "Ledger", "Message", "Result", "SymbologyError",
+__all__ = ["Coverage", "Document", "DocumentError", "Explanation", "Fields", "Ledger", "Message", "Picture", "Result", "SymbologyError",
            "ToolError", "check", "symbolize"]

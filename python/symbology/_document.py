@@ -8,7 +8,7 @@ import tempfile
 from collections.abc import Iterable, Mapping
 from dataclasses import dataclass
 
-from . import _symbology, _tool
+from . import _draw, _symbology, _tool
 from ._errors import SymbologyError
 
 
@@ -166,7 +166,7 @@ def _stream(table, what):
     """The capsule with the table's Arrow stream."""
     if type(table).__name__ == "PyCapsule":
         return table
-    if type(table).__module__.partition(".")[0] == "geopandas":  # its geometry needs an encoding
+    if type(table).__module__.partition(".")[0] == "geopandas" and hasattr(table, "to_arrow"):  # its geometry needs an encoding
         table = table.to_arrow(geometry_encoding="WKB")
     if hasattr(table, "__arrow_c_stream__"):
         return table.__arrow_c_stream__()
@@ -288,6 +288,31 @@ class Document:
             return []
         explained = self._document.explain(_stream(table, "the table"), layer, subtype_field, _related(related), wanted, most)
         return [Explanation(row, json.loads(content), text) for row, content, text in explained]
+
+    def draw(self, tables, *, layer=None, subtype_field=None, related=None, symbols=None, palette="day", scale=None, bbox=None):
+        """How tables look on a chart when they are symbolized, by ``cxml draw``, which has to be installed, and geopandas with pyogrio.
+
+        Args:
+            tables: a table of geopandas, or another with a geometry that geopandas reads; or several, a mapping by layers.
+            layer (str | None): the feature class of a single table.
+            subtype_field (str | Mapping[str, str] | None): the column with the subtypes' codes; or several, by layers.
+            related: as in :meth:`symbolize`, for all of them.
+            symbols (str | os.PathLike | None): a folder with pictures, NAME.svg, instead of the tool's own.
+            palette (str): "day", "dusk" or "night".
+            scale (float | None): 20000 for 1:20,000, in the middle of the map; one at which the map fits when not given.
+            bbox (tuple[float, float, float, float] | None): west, south, east, north, in degrees.
+
+        Returns:
+            Picture: notebooks show it; ``svg`` and ``save()`` give it away.
+
+        Raises:
+            SymbologyError: a package is missing, or a table has no geometry, or one without a CRS.
+            ToolError: the tool is not there, or cannot draw.
+        """
+        if layer is None and not isinstance(tables, Mapping):
+            raise TypeError("a single table needs its layer")
+        return _draw.draw(self, tables if layer is None else {layer: tables}, subtype_field=subtype_field, related=related,
+                          symbols=symbols, palette=palette, scale=scale, bbox=bbox)
 
     def check(self, dataset=None):
         """The findings of ``cxml check``, which has to be installed: see :func:`symbology.check`."""

@@ -223,6 +223,65 @@ class Exchange(PackageTest):
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "1\n", ""))
 
 
+class Draw(PackageTest):
+    def setUp(self):
+        super().setUp()
+        try:
+            import geopandas
+            import pyogrio  # noqa: F401
+            import shapely
+        except ImportError as error:
+            self.skipTest(str(error))
+        self.document = symbology.Document(self.file("rules.cxml", RULES.replace("BOYRED", "BOYLAT24").replace("BOYTOP", "BOYLAT13")))
+        points = [shapely.Point(10 + i / 100, 54) for i in range(4)]
+        self.frame = geopandas.GeoDataFrame(BUOYS.to_pandas(), geometry=points, crs=4326)
+
+    def test_a_table(self):
+        picture = self.document.draw(self.frame, layer="BOYLAT", related={"TOPMAR": TOPMARKS})
+        self.assertEqual(picture.summary["layers"], [{"layer": "BOYLAT", "rows": 4, "drawn": 4, "withoutSymbol": 0, "withoutShape": 0}])
+        self.assertEqual(picture.summary["withoutPicture"], [{"symbol": "BOYDEF", "features": 1}])
+        self.assertNotIn("picture", picture.summary)
+        self.assertTrue(picture._repr_svg_().startswith("<?xml") or picture.svg.startswith("<svg"), picture.svg[:80])
+        self.assertRegex(repr(picture), r"^<symbology.Picture: 1:\d+, BOYLAT 4>$")
+        picture.save(self.folder / "chart.svg")
+        self.assertEqual((self.folder / "chart.svg").read_text(encoding="utf-8"), picture.svg)
+
+    def test_several_tables_and_what_is_chosen(self):
+        rules = RULES.replace("</conditionMap>", '<featureClass name="LIGHTS"><condition rulename="LIGHTS11"/></featureClass></conditionMap>')
+        document = symbology.Document(self.file("two.cxml", rules))
+        lights = self.frame[["geometry"]]
+        picture = document.draw({"BOYLAT": self.frame, "LIGHTS": lights.assign(fid="mine")}, related={"TOPMAR": TOPMARKS}, scale=25000,
+                                bbox=(9.995, 53.99, 10.015, 54.01), palette="night")
+        self.assertEqual(picture.summary["scale"], 25000)
+        self.assertEqual([(layer["layer"], layer["drawn"]) for layer in picture.summary["layers"]], [("BOYLAT", 2), ("LIGHTS", 2)])
+        day = document.draw(lights, layer="LIGHTS", scale=25000)
+        self.assertNotEqual(document.draw(lights, layer="LIGHTS", scale=25000, palette="dusk").svg, day.svg)
+        self.assertEqual(document.draw(lights.to_arrow(geometry_encoding="WKB"), layer="LIGHTS", scale=25000).svg, day.svg)
+
+    def test_subtypes(self):
+        rules = RULES.replace("</featureClass>", '<subtype number="3"><condition rulename="BOYLAT13"/></subtype></featureClass>'
+                              '<featureClass name="LIGHTS"><condition rulename="LIGHTS11"/></featureClass>')
+        document = symbology.Document(self.file("two.cxml", rules))
+        frame = self.frame.assign(KIND=[3, 3, 3, 1])
+        for field in ("KIND", {"BOYLAT": "KIND"}):
+            tables = {"BOYLAT": frame, "LIGHTS": frame if field == "KIND" else self.frame[["geometry"]]}
+            picture = document.draw(tables, subtype_field=field, related={"TOPMAR": TOPMARKS})
+            self.assertEqual(picture.summary["withoutPicture"], [{"symbol": "BOYRED", "features": 1}])
+
+    def test_what_cannot_be_drawn(self):
+        cases = ((lambda: self.document.draw(self.frame), TypeError, "needs its layer"),
+                 (lambda: self.document.draw(BUOYS, layer="BOYLAT", related={"TOPMAR": TOPMARKS}), symbology.SymbologyError, "BOYLAT: the table cannot be drawn"),
+                 (lambda: self.document.draw(self.frame.set_crs(None, allow_override=True), layer="BOYLAT", related={"TOPMAR": TOPMARKS}),
+                  symbology.SymbologyError, "BOYLAT: .*no CRS"),
+                 (lambda: self.document.draw(self.frame, layer="NOCLASS"), symbology.SymbologyError, "NOCLASS"),
+                 (lambda: self.document.draw(self.frame, layer="BOYLAT", related={"TOPMAR": TOPMARKS}, palette="noon"), symbology.ToolError, "palette"),
+                 (lambda: self.document.draw(self.frame, layer="BOYLAT", related={"TOPMAR": TOPMARKS}, symbols="/no/where"),
+                  symbology.ToolError, "/no/where"))
+        for call, error, text in cases:
+            with self.subTest(text), self.assertRaisesRegex(error, text):
+                call()
+
+
 class DuckDb(PackageTest):
     def test_geoparquet_to_geoparquet(self):
         rules = self.file("rules.cxml", RULES)
