@@ -7,7 +7,7 @@ install(TARGETS symbology velcore tarnlib
         LIBRARY DESTINATION ${libdir}
         ARCHIVE DESTINATION ${libdir})
 if(WIN32)
-  set(not_here PATTERN geodatabase.h EXCLUDE)
+  set(not_here PATTERN geodatabase*.h EXCLUDE)
 endif()
 install(DIRECTORY include/symbology DESTINATION include ${not_here})
 install(FILES platform/platform.h platform/atl.h platform/export.h platform/interface.h
@@ -46,7 +46,7 @@ else()
   list(FILTER portable_headers INCLUDE REGEX
        "/(portable|types|unknown|bstr|debug_output|error_info|nls|registry|variant|variant_types|msxml)\\.h$")
   install(FILES ${portable_headers} DESTINATION include/platform/portable)
-  install(DIRECTORY examples/one_call DESTINATION share/symbology/examples)
+  install(DIRECTORY examples/one_call examples/dataset_c DESTINATION share/symbology/examples)
   install(FILES docs/cxml.1 DESTINATION share/man/man1)
 endif()
 if(SYMBOLOGY_BUNDLED_PYTHON)

@@ -38,12 +38,14 @@ foreach(_symbology_component IN LISTS symbology_FIND_COMPONENTS)
       INTERFACE_INCLUDE_DIRECTORIES "${_symbology_prefix}/include"
       IMPORTED_LOCATION "${_symbology_library}"
       IMPORTED_SONAME libsymbology_${_symbology_component}.so.0)
-    if(_symbology_component STREQUAL "geodatabase")
+    get_property(_symbology_languages GLOBAL PROPERTY ENABLED_LANGUAGES)
+    if(_symbology_component STREQUAL "geodatabase" AND "CXX" IN_LIST _symbology_languages)  # C has it, too
       set_target_properties(symbology::geodatabase PROPERTIES INTERFACE_COMPILE_FEATURES cxx_std_20)
     endif()
   endif()
 endforeach()
 unset(_symbology_component)
+unset(_symbology_languages)
 unset(_symbology_library)
 
 unset(_symbology_prefix)
