@@ -212,7 +212,7 @@ def python_package(log):
     counts.add(run("wheel", ["/usr/bin/python3", "-B", "scripts/wheel"], log))
     if counts.failed:
         return counts
-    counts.add(tests_of_package(log, "python-tests", ["exchange_test.py", "conformance_test.py"]))
+    counts.add(tests_of_package(log, "python-tests", ["exchange_test.py", "conformance_test.py", "examples_test.py"]))
     embedded = dict(line.split("=", 1) for line in (cache_folder() / "python.env").read_text().split())["PYTHON3_13"]
     if os.path.realpath(embedded) != os.path.realpath("/usr/bin/python3"):
         counts.add(tests_of_package(log, "python-3.13", ["exchange_test.py"], embedded))
@@ -225,7 +225,7 @@ def spark(log):
     if not list((ROOT / "build/wheels").glob("*.whl")):
         counts.add(run("wheel", ["/usr/bin/python3", "-B", "scripts/wheel"], log))
     if not counts.failed:
-        counts.add(tests_of_package(log, "spark", ["spark_test.py"]))
+        counts.add(tests_of_package(log, "spark", ["spark_test.py", "spark_examples_test.py"]))
     return counts
 
 
