@@ -7,7 +7,7 @@ install(TARGETS symbology velcore tarnlib
         LIBRARY DESTINATION ${libdir}
         ARCHIVE DESTINATION ${libdir})
 if(WIN32)
-  set(not_here PATTERN geodatabase.h EXCLUDE)
+  set(not_here PATTERN geodatabase*.h EXCLUDE PATTERN python.h EXCLUDE PATTERN arrow.h EXCLUDE)
 endif()
 install(DIRECTORY include/symbology DESTINATION include ${not_here})
 install(FILES platform/platform.h platform/atl.h platform/export.h platform/interface.h
@@ -22,7 +22,7 @@ write_basic_package_version_file("${CMAKE_BINARY_DIR}/symbology-config-version.c
 install(FILES cmake/symbology-config.cmake "${CMAKE_BINARY_DIR}/symbology-config-version.cmake"
         DESTINATION ${libdir}/cmake/symbology)
 if(NOT WIN32)
-  foreach(name symbology symbology-geodatabase)
+  foreach(name symbology symbology-geodatabase symbology-c symbology-arrow symbology-python)
     configure_file(cmake/${name}.pc.in "${CMAKE_BINARY_DIR}/${name}.pc" @ONLY)
     install(FILES "${CMAKE_BINARY_DIR}/${name}.pc" DESTINATION ${libdir}/pkgconfig)
   endforeach()
@@ -40,13 +40,13 @@ if(WIN32)
     install(FILES "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" DESTINATION bin)
   endforeach()
 else()
-  install(TARGETS symbology_geodatabase symbology_c symbology_platform cxml
+  install(TARGETS symbology_geodatabase symbology_c symbology_python symbology_platform cxml
           RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
   file(GLOB portable_headers "${CMAKE_SOURCE_DIR}/platform/portable/*.h")
   list(FILTER portable_headers INCLUDE REGEX
        "/(portable|types|unknown|bstr|debug_output|error_info|nls|registry|variant|variant_types|msxml)\\.h$")
   install(FILES ${portable_headers} DESTINATION include/platform/portable)
-  install(DIRECTORY examples/one_call DESTINATION share/symbology/examples)
+  install(DIRECTORY examples/one_call examples/dataset_c examples/stream examples/host_python DESTINATION share/symbology/examples)
   install(FILES docs/cxml.1 DESTINATION share/man/man1)
 endif()
 if(SYMBOLOGY_BUNDLED_PYTHON)

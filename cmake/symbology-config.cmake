@@ -20,10 +20,15 @@ if(NOT TARGET symbology::symbology)
   endif()
 endif()
 
-# symbology::geodatabase, one call that symbolizes a dataset; symbology::c, the C interface over Arrow streams. Not on Windows.
+# By components, not on Windows: symbology::geodatabase, one call that symbolizes a dataset; symbology::c, the C interface over
+# Arrow streams, and symbology::arrow, the same in classes for C++; symbology::python, which starts a Python for expressions.
 foreach(_symbology_component IN LISTS symbology_FIND_COMPONENTS)
-  set(_symbology_library "${_symbology_prefix}/lib/libsymbology_${_symbology_component}.so")
-  if(NOT _symbology_component MATCHES "^(geodatabase|c)$" OR NOT EXISTS "${_symbology_library}")
+  set(_symbology_name ${_symbology_component})
+  if(_symbology_component STREQUAL "arrow")
+    set(_symbology_name c)  # it is a header alone
+  endif()
+  set(_symbology_library "${_symbology_prefix}/lib/libsymbology_${_symbology_name}.so")
+  if(NOT _symbology_component MATCHES "^(geodatabase|c|arrow|python)$" OR NOT EXISTS "${_symbology_library}")
     set(symbology_${_symbology_component}_FOUND FALSE)
     if(symbology_FIND_REQUIRED_${_symbology_component})
       set(symbology_FOUND FALSE)
@@ -32,18 +37,26 @@ foreach(_symbology_component IN LISTS symbology_FIND_COMPONENTS)
     continue()
   endif()
   set(symbology_${_symbology_component}_FOUND TRUE)
-  if(NOT TARGET symbology::${_symbology_component})
-    add_library(symbology::${_symbology_component} SHARED IMPORTED)
-    set_target_properties(symbology::${_symbology_component} PROPERTIES
+  if(NOT TARGET symbology::${_symbology_name})
+    add_library(symbology::${_symbology_name} SHARED IMPORTED)
+    set_target_properties(symbology::${_symbology_name} PROPERTIES
       INTERFACE_INCLUDE_DIRECTORIES "${_symbology_prefix}/include"
       IMPORTED_LOCATION "${_symbology_library}"
-      IMPORTED_SONAME libsymbology_${_symbology_component}.so.0)
-    if(_symbology_component STREQUAL "geodatabase")
-      set_target_properties(symbology::geodatabase PROPERTIES INTERFACE_COMPILE_FEATURES cxx_std_20)
-    endif()
+      IMPORTED_SONAME libsymbology_${_symbology_name}.so.0)
+  endif()
+  if(_symbology_component STREQUAL "arrow" AND NOT TARGET symbology::arrow)
+    add_library(symbology::arrow INTERFACE IMPORTED)
+    set_target_properties(symbology::arrow PROPERTIES INTERFACE_LINK_LIBRARIES symbology::c)
+  endif()
+  # What C has, too, asks for C++ where there is C++.
+  get_property(_symbology_languages GLOBAL PROPERTY ENABLED_LANGUAGES)
+  if(NOT _symbology_component STREQUAL "c" AND "CXX" IN_LIST _symbology_languages)
+    set_target_properties(symbology::${_symbology_component} PROPERTIES INTERFACE_COMPILE_FEATURES cxx_std_20)
   endif()
 endforeach()
 unset(_symbology_component)
+unset(_symbology_name)
+unset(_symbology_languages)
 unset(_symbology_library)
 
 unset(_symbology_prefix)

@@ -107,8 +107,13 @@ std::shared_ptr<Table> StreamTable::itself() const {
 }
 
 ObjectIds StreamTable::select(const std::string& where, bool onlyOne, const ColumnSet& /*ahead*/) {
+    // Which of its failures are the run's, the table that is asked tells itself: a wrong clause is not.
+    return asked()->select(where, onlyOne, {});
+}
+
+std::shared_ptr<Table> StreamTable::asked() const {
     try {
-        return itself()->select(where, onlyOne, {});
+        return itself();
     } catch (const HostError& error) {
         dataset().noteFailure(error.what());
         throw;

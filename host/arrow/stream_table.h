@@ -81,6 +81,8 @@ private:
     bool advance();
     void readCell(std::size_t column, ObjectId id, Cell& cell);
     std::shared_ptr<Table> itself() const;
+    /// The same, for a question; a run without it fails.
+    std::shared_ptr<Table> asked() const;
 
     StreamDataset& streams_;  // that of dataset()
     const StreamSchema& streamSchema_;

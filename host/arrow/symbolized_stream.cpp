@@ -120,6 +120,7 @@ private:
         std::string failure;
         try {
             dataset_->monitor = &monitor_;
+            if (run_.related) run_.related->monitor = &monitor_;
             run_.run(featureClass_, monitor_);
             if (!monitor_.failure.empty()) throw HostError(monitor_.failure);
             if (stop_) throw HostError(letGo);
@@ -134,6 +135,7 @@ private:
         if (status == ENOMEM && failure.empty()) keep(failure, "out of memory");
         if (run_.onEnd) run_.onEnd(monitor_, failure);
         // What the run has used ends with it: another thread may release the stream.
+        if (run_.related) run_.related->monitor = nullptr;
         run_.run = nullptr;
         run_.onEnd = nullptr;
         featureClass_.Release();

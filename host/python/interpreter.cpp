@@ -54,7 +54,8 @@ PythonInterpreter::PythonInterpreter(const PythonOptions& options) {
     }
     config.write_bytecode = 0;  // importing leaves no files behind
     try {
-        check(PyConfig_SetBytesString(&config, &config.home, pythonHome().c_str()));
+        const std::string home = options.home.empty() ? pythonHome() : options.home;
+        check(PyConfig_SetBytesString(&config, &config.home, home.c_str()));
         check(Py_InitializeFromConfig(&config));
     } catch (...) {
         PyConfig_Clear(&config);

@@ -7,6 +7,7 @@ namespace embedded_host {
 
 struct PythonOptions {
     bool userSitePackages = false;  // whether the user's own packages can be imported
+    std::string home{};             // where its standard library is; empty: as said below
 };
 
 /// Initialises the interpreter for as long as it lives: isolated from the environment, with the standard library that

@@ -265,7 +265,7 @@ class Document:
             SymbologyError: the class is not configured; a column that would be written is of a type that cannot be.
             TypeError: a table gives no Arrow data.
 
-        What goes wrong later (a table that cannot be read, a question that cannot be asked) ends the stream with an error of the
+        What goes wrong later (a table that cannot be read, a question without its table) ends the stream with an error of the
         reading library that has our text.
         """
         capsule, report = self._document.symbolize(_stream(table, "the table"), layer, subtype_field, _related(related), ledger,

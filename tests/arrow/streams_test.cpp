@@ -5,8 +5,10 @@
 #include "tools/streams/stream_document.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <array>
+#include <cerrno>
 #include <thread>
 #include <utility>
 
@@ -133,6 +135,37 @@ TEST(Streams, AskTheirOwnRowsWhereTheyAreGivenTwice) {
     EXPECT_EQ(alone.table.status, EIO);
     EXPECT_NE(alone.table.error.find("give them as a related table, too"), std::string::npos) << alone.table.error;
     EXPECT_EQ(alone.report->failure(), alone.table.error);
+}
+
+TEST(Streams, GoOnAfterAQuestionThatIsNoSql) {
+    const StreamDocument document(rules);
+    const std::vector<MadeColumn> twins{{"NAME", "u", {std::string("a"), std::string("b"), std::string("c")}},
+                                        {"OTHER", "u", {std::string("O'Neill"), std::string("a"), std::string("d")}}};
+    nanoarrow::UniqueArrayStream again = streamOf(twins);
+    StreamOptions options = optionsFor("TWINS");
+    options.related.emplace_back("TWINS", again.get());
+    const Outcome result = run(document, streamOf(twins, 1), options);
+    EXPECT_EQ(result.table.status, 0) << result.table.error;
+    EXPECT_EQ(result.report->failure(), "");
+    EXPECT_EQ(result.table["SYMBOL_C"], (Texts{"NULL", "TWIN", "NULL"})) << "a rule that cannot be asked is false";
+}
+
+/// A question about another table that finds no memory is no false answer.
+TEST(Streams, EndWithAQuestionThatFindsNoMemory) {
+    const StreamDocument document(TEST_DATA_DIR "/hungry.cxml");
+    nanoarrow::UniqueArrayStream lights = streamOf({{"NAME", "u", {std::string("a")}}});
+    StreamOptions options = optionsFor("BUOYS");
+    options.related.emplace_back("LIGHTS", lights.get());
+    const std::int64_t before = sqlite3_hard_heap_limit64(16'000'000);
+    const Outcome result = run(document, streamOf({{"NAME", "u", {std::string("a")}}}), options);
+    sqlite3_hard_heap_limit64(before);
+    EXPECT_EQ(result.table.status, ENOMEM);
+    EXPECT_EQ(result.report->failure(), "out of memory");
+    // Where there is enough, the answer is another.
+    nanoarrow::UniqueArrayStream more = streamOf({{"NAME", "u", {std::string("a")}}});
+    options.related = {{"LIGHTS", more.get()}};
+    EXPECT_EQ(run(document, streamOf({{"NAME", "u", {std::string("a")}}}), options).table["SYMBOL_C"],
+              (Texts{"ASKED"}));
 }
 
 TEST(Streams, MayBeEmpty) {

@@ -1,9 +1,29 @@
 // Fields and rows.
 #include "memhost/table.h"
 
+#include <cmath>
 #include <stdexcept>
 
 namespace memhost {
+
+namespace {
+
+// As a database takes it: without loss, and no fraction into a whole number.
+HRESULT convert(const VARIANT& value, VARTYPE type, CComVariant& converted) {
+    if (value.vt == VT_NULL || value.vt == VT_EMPTY) {
+        converted.vt = VT_NULL;
+        return S_OK;
+    }
+    auto* const source = const_cast<VARIANT*>(&value);
+    if (type == VT_I2 || type == VT_I4 || type == VT_I8) {
+        CComVariant number;
+        if (const HRESULT hr = VariantChangeTypeEx(&number, source, LOCALE_INVARIANT, 0, VT_R8); FAILED(hr)) return hr;
+        if (number.dblVal != std::trunc(number.dblVal)) return DISP_E_TYPEMISMATCH;
+    }
+    return VariantChangeTypeEx(&converted, source, LOCALE_INVARIANT, VARIANT_NOUSEROVERRIDE, type);
+}
+
+}  // namespace
 
 HRESULT Fields::FindField(BSTR name, LONG* index) {
     return call(
@@ -77,7 +97,9 @@ HRESULT Row::put_Value(LONG index, VARIANT value) {
     return call(Op::RowPutValue, [&] {
         if (index < 0 || static_cast<std::size_t>(index) >= table_->definition_.fields.size()) return E_INVALIDARG;
         CComVariant copy;
-        const HRESULT hr = VariantCopy(&copy, &value);
+        const HRESULT hr = table_->definition_.converts
+                               ? convert(value, table_->definition_.fields[static_cast<std::size_t>(index)].type, copy)
+                               : VariantCopy(&copy, &value);
         if (FAILED(hr)) return hr;
         for (Edit& edit : edits_)
             if (edit.field == index) {

@@ -131,6 +131,7 @@ public:
         std::string subtypeField;  // empty: no subtypes
         Unfetched unfetched = Unfetched::Fails;
         bool recordsUpdates = true;
+        bool converts = false;
     };
 
     explicit TableObject(Definition definition);
@@ -231,6 +232,11 @@ public:
     /// For runs of many rows: updates are made but not kept for reading.
     Table& forgetsUpdates() {
         definition_.recordsUpdates = false;
+        return *this;
+    }
+    /// What is put becomes a value of the field's type, as in databases; what cannot is refused.
+    Table& converts() {
+        definition_.converts = true;
         return *this;
     }
     /// The table stands alone in a file-system workspace of its own.

@@ -1,4 +1,4 @@
-"""The library's one call over a server, as the example makes it: it adds fields, and each layer is a transaction."""
+"""The library's one call over a server, as the examples in C++ and C make it: it adds fields, and each layer is a transaction."""
 import os
 import subprocess
 
@@ -12,8 +12,10 @@ BUOYS = """<featureClass name="buoys">
 
 
 class OneCall(DatabaseTest):
+    program = os.environ["ONE_CALL"]
+
     def call(self, *arguments):
-        done = subprocess.run([os.environ["ONE_CALL"], *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        done = subprocess.run([self.program, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                               encoding="utf-8", check=False)
         return done.returncode, done.stdout, done.stderr
 
@@ -52,6 +54,10 @@ class OneCall(DatabaseTest):
         self.assertIn("nobody_here", err)
         self.assertNotIn("secret", err)
         self.assertEqual(self.call(self.rules, self.dataset(), "beacons")[0], 2)
+
+
+class OneCallInC(OneCall):
+    program = os.environ["DATASET_C"]
 
 
 if __name__ == "__main__":
