@@ -19,7 +19,10 @@ namespace {
 // The file that has the address.
 std::string fileOf(const void* address) {
     Dl_info info{};
-    return dladdr(address, &info) != 0 && info.dli_fname ? info.dli_fname : "";
+    if (dladdr(address, &info) == 0 || !info.dli_fname) return {};
+    std::error_code none;  // a program's name may be as it was called
+    const std::filesystem::path file = std::filesystem::canonical(info.dli_fname, none);
+    return none ? info.dli_fname : file.string();
 }
 
 /// Of several the first that is initialised, as the library looks for it. It stays loaded.
@@ -37,11 +40,10 @@ std::optional<Python> findInitialised() {
 
 /// The standard library that was installed beside this one; empty when there is none.
 std::string installedHome() {
-    std::error_code none;
     const std::filesystem::path library = fileOf(reinterpret_cast<void*>(&installedHome));
-    const std::filesystem::path prefix = std::filesystem::canonical(library, none).parent_path().parent_path();
-    const std::filesystem::path home = prefix / SYMBOLOGY_INSTALLED_PYTHON;
-    return !none && std::filesystem::exists(home / "lib/python3.13/os.py", none) ? home.string() : std::string();
+    const std::filesystem::path home = library.parent_path().parent_path() / SYMBOLOGY_INSTALLED_PYTHON;
+    std::error_code none;
+    return std::filesystem::exists(home / "lib/python3.13/os.py", none) ? home.string() : std::string();
 }
 
 }  // namespace
