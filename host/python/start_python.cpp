@@ -27,7 +27,7 @@ std::string fileOf(const void* address) {
 
 /// Of several the first that is initialised, as the library looks for it. It stays loaded.
 std::optional<Python> findInitialised() {
-    for (const LoadedModule module : loadedModules("python3")) {
+    for (void* const module : loadedModules("python3")) {
         const auto isInitialized = reinterpret_cast<int (*)()>(exportedSymbol(module, "Py_IsInitialized"));
         const auto version = reinterpret_cast<const char* (*)()>(exportedSymbol(module, "Py_GetVersion"));
         if (!isInitialized || !version || isInitialized() == 0) continue;
