@@ -7,7 +7,8 @@ namespace embedded_host {
 
 struct PythonOptions {
     bool userSitePackages = false;  // whether the user's own packages can be imported
-    std::string home{};             // where its standard library is; empty: as said below
+    // Where its standard library is; empty: as said below.
+    std::string home{};  // NOLINT(readability-redundant-member-init): designated initializers leave it out
 };
 
 /// Initialises the interpreter for as long as it lives: isolated from the environment, with the standard library that

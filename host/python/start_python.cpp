@@ -19,12 +19,15 @@ namespace {
 // The file that has the address.
 std::string fileOf(const void* address) {
     Dl_info info{};
-    return dladdr(address, &info) != 0 && info.dli_fname ? info.dli_fname : "";
+    if (dladdr(address, &info) == 0 || !info.dli_fname) return {};
+    std::error_code none;  // a program's name may be as it was called
+    const std::filesystem::path file = std::filesystem::canonical(info.dli_fname, none);
+    return none ? info.dli_fname : file.string();
 }
 
 /// Of several the first that is initialised, as the library looks for it. It stays loaded.
 std::optional<Python> findInitialised() {
-    for (const LoadedModule module : loadedModules("python3")) {
+    for (void* const module : loadedModules("python3")) {
         const auto isInitialized = reinterpret_cast<int (*)()>(exportedSymbol(module, "Py_IsInitialized"));
         const auto version = reinterpret_cast<const char* (*)()>(exportedSymbol(module, "Py_GetVersion"));
         if (!isInitialized || !version || isInitialized() == 0) continue;
@@ -37,11 +40,10 @@ std::optional<Python> findInitialised() {
 
 /// The standard library that was installed beside this one; empty when there is none.
 std::string installedHome() {
-    std::error_code none;
     const std::filesystem::path library = fileOf(reinterpret_cast<void*>(&installedHome));
-    const std::filesystem::path prefix = std::filesystem::canonical(library, none).parent_path().parent_path();
-    const std::filesystem::path home = prefix / SYMBOLOGY_INSTALLED_PYTHON;
-    return !none && std::filesystem::exists(home / "lib/python3.13/os.py", none) ? home.string() : std::string();
+    const std::filesystem::path home = library.parent_path().parent_path() / SYMBOLOGY_INSTALLED_PYTHON;
+    std::error_code none;
+    return std::filesystem::exists(home / "lib/python3.13/os.py", none) ? home.string() : std::string();
 }
 
 }  // namespace

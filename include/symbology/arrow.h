@@ -20,12 +20,12 @@ namespace symbology::arrow {
 /// What cannot be done: what() says in one line why, and names the file, class, column or table.
 class Error : public std::runtime_error {
 public:
-    Error(const std::string& text, std::string file) : std::runtime_error(text), file_(std::move(file)) {}
+    Error(const std::string& text, std::string file) : std::runtime_error(text), documentFile(std::move(file)) {}
     /// The document's path when it did not load, else empty.
-    const std::string& file() const noexcept { return file_; }
+    const std::string& file() const noexcept { return documentFile; }
 
 private:
-    std::string file_;
+    std::string documentFile;
 };
 
 /// A text that was said, and how often.
@@ -58,34 +58,34 @@ struct Options {
 /// or end before. One thread at a time.
 class Run {
 public:
-    bool isEnded() const { return symbology_run_ended(run_.get()) != 0; }
-    std::int64_t rows() const { return symbology_run_rows(run_.get()); }
+    bool isEnded() const { return symbology_run_ended(handle.get()) != 0; }
+    std::int64_t rows() const { return symbology_run_rows(handle.get()); }
     /// Those that got other values than they had.
-    std::int64_t changed() const { return symbology_run_changed(run_.get()); }
+    std::int64_t changed() const { return symbology_run_changed(handle.get()); }
     /// Why the stream ended early; empty when it did not.
-    std::string failure() const { return symbology_run_failure(run_.get()); }
+    std::string failure() const { return symbology_run_failure(handle.get()); }
     /// Each text once, in the order of their first coming.
     std::vector<Message> messages() const {
         std::vector<Message> all;
-        for (std::size_t i = 0; i < symbology_run_message_count(run_.get()); ++i) {
+        for (std::size_t i = 0; i < symbology_run_message_count(handle.get()); ++i) {
             Message message{{}, 0};
-            if (const char* const text = symbology_run_message(run_.get(), i, &message.count)) message.text = text;
+            if (const char* const text = symbology_run_message(handle.get(), i, &message.count)) message.text = text;
             all.push_back(std::move(message));
         }
         return all;
     }
     /// As `cxml ledger --json` and `cxml coverage --json` write it; empty when it was not asked for.
-    std::string ledgerJson() const { return symbology_run_ledger_json(run_.get()); }
-    std::string coverageJson() const { return symbology_run_coverage_json(run_.get()); }
+    std::string ledgerJson() const { return symbology_run_ledger_json(handle.get()); }
+    std::string coverageJson() const { return symbology_run_coverage_json(handle.get()); }
 
 private:
     friend class Document;
     struct Free {
         void operator()(symbology_run* run) const noexcept { symbology_run_free(run); }
     };
-    explicit Run(symbology_run* run) : run_(run) {}
+    explicit Run(symbology_run* run) : handle(run) {}
 
-    std::unique_ptr<symbology_run, Free> run_;
+    std::unique_ptr<symbology_run, Free> handle;
 };
 
 /// A loaded rule document. May be used from any thread, also while streams that it symbolizes are read, and ends before
@@ -95,15 +95,16 @@ public:
     /// \throws Error when the file cannot be read, is not well-formed or does not load.
     explicit Document(const std::string& path) {
         symbology_error* error = nullptr;
-        document_.reset(symbology_open(path.c_str(), &error));
-        if (!document_) fail(error);
+        handle.reset(symbology_open(path.c_str(), &error));
+        if (!handle) fail(error);
     }
 
     /// The feature classes that it configures, as it writes them, in the order of their names.
     std::vector<std::string> classes() const {
         std::vector<std::string> names;
-        for (std::size_t i = 0; i < symbology_class_count(document_.get()); ++i)
-            names.emplace_back(symbology_class_name(document_.get(), i));
+        names.reserve(symbology_class_count(handle.get()));
+        for (std::size_t i = 0; i < symbology_class_count(handle.get()); ++i)
+            names.emplace_back(symbology_class_name(handle.get(), i));
         return names;
     }
 
@@ -113,6 +114,7 @@ public:
     /// alone; what goes wrong later ends it with an error.
     Run symbolize(ArrowArrayStream& input, const Options& options, ArrowArrayStream& output) const {
         std::vector<symbology_related> related;
+        related.reserve(options.related.size());
         for (const Related& table : options.related) related.push_back({table.name.c_str(), table.stream});
         symbology_options given{};
         given.size = sizeof given;
@@ -123,7 +125,7 @@ public:
         given.ledger = options.ledger ? 1 : 0;
         given.coverage = options.coverage ? 1 : 0;
         symbology_error* error = nullptr;
-        symbology_run* const run = symbology_symbolize_stream(document_.get(), &input, &given, &output, &error);
+        symbology_run* const run = symbology_symbolize_stream(handle.get(), &input, &given, &output, &error);
         if (!run) fail(error);
         return Run(run);
     }
@@ -141,7 +143,7 @@ private:
         throw Error(symbology_error_text(error), symbology_error_file(error));
     }
 
-    std::unique_ptr<symbology_document, Close> document_;
+    std::unique_ptr<symbology_document, Close> handle;
 };
 
 /// One call: the rows of `input` by the document of a path, see Document::symbolize(). \throws Error

@@ -87,11 +87,11 @@ SYMBOLOGY_DATASET_API const char* symbology_dataset_layer_failure(const symbolog
 SYMBOLOGY_DATASET_API int64_t symbology_dataset_layer_rows(const symbology_dataset_outcome* outcome, size_t layer);
 SYMBOLOGY_DATASET_API int64_t symbology_dataset_layer_changed(const symbology_dataset_outcome* outcome, size_t layer);
 /** Rows with a value that is not of its field's type, and with one that a field did not take. \param ids the first 20
- *  of their ids; may be NULL. \param id_count how many these are; may be NULL. */
+ *  of their ids; may be NULL. \param count how many these are; may be NULL. */
 SYMBOLOGY_DATASET_API int64_t symbology_dataset_layer_unreadable(const symbology_dataset_outcome* outcome, size_t layer,
-                                                                 const int64_t** ids, size_t* id_count);
+                                                                 const int64_t** ids, size_t* count);
 SYMBOLOGY_DATASET_API int64_t symbology_dataset_layer_refused(const symbology_dataset_outcome* outcome, size_t layer,
-                                                              const int64_t** ids, size_t* id_count);
+                                                              const int64_t** ids, size_t* count);
 /** What was said of a layer, each text once. \param times how often it came; may be NULL. \return NULL when there is no
  *  such message. */
 SYMBOLOGY_DATASET_API size_t symbology_dataset_message_count(const symbology_dataset_outcome* outcome, size_t layer);

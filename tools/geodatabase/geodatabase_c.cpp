@@ -146,15 +146,15 @@ int64_t symbology_dataset_layer_changed(const symbology_dataset_outcome* outcome
 }
 
 int64_t symbology_dataset_layer_unreadable(const symbology_dataset_outcome* outcome, size_t layer, const int64_t** ids,
-                                           size_t* id_count) {
+                                           size_t* count) {
     const LayerOutcome* const found = layerAt(outcome, layer);
-    return rowsOf(found ? &found->unreadable : nullptr, ids, id_count);
+    return rowsOf(found ? &found->unreadable : nullptr, ids, count);
 }
 
 int64_t symbology_dataset_layer_refused(const symbology_dataset_outcome* outcome, size_t layer, const int64_t** ids,
-                                        size_t* id_count) {
+                                        size_t* count) {
     const LayerOutcome* const found = layerAt(outcome, layer);
-    return rowsOf(found ? &found->refused : nullptr, ids, id_count);
+    return rowsOf(found ? &found->refused : nullptr, ids, count);
 }
 
 size_t symbology_dataset_message_count(const symbology_dataset_outcome* outcome, size_t layer) {
