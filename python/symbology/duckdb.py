@@ -1,4 +1,4 @@
-"""GeoParquet in, GeoParquet out, by DuckDB: files of any size in bounded memory.
+"""GeoParquet in, GeoParquet out, by DuckDB: files of any size in as much memory as DuckDB may use.
 
 Needs the packages duckdb and pyarrow.
 """
