@@ -194,6 +194,16 @@ class Exchange(PackageTest):
         self.assertEqual(len(document.explain(table, layer="BOYLAT", most=3)), 3)
         self.assertEqual(document.explain(table, layer="BOYLAT", rows=[]), [])
 
+    def test_texts_have_the_order_of_words(self):
+        """Which needs ICU's data, of which the wheel has a part."""
+        texts = ["ab", "Zebra", "émeraude", "Stø", "ß", "red", "灯台", "Ж", "3,4", "é", "a*"]
+        rules = self.file("words.cxml", '<conditionMap name="w"><featureClass name="W"><condition rulename="NO"/><condition rulename="YES">'
+                          '<rule type="A" field="A" operator="gt" fieldValue="B"/></condition></featureClass></conditionMap>')
+        pairs = pyarrow.table({"A": [one for one in texts for _ in texts], "B": [other for _ in texts for other in texts]})
+        symbols = pyarrow.table(symbology.Document(rules).symbolize(pairs, layer="W")).column("SYMBOL_C").to_pylist()
+        greater = {one: sum(symbol == "YES" for symbol in symbols[at * len(texts):][:len(texts)]) for at, one in enumerate(texts)}
+        self.assertEqual(sorted(texts, key=greater.get), ["3,4", "a*", "ab", "é", "émeraude", "red", "ß", "Stø", "Zebra", "Ж", "灯台"])
+
     def test_fields_and_classes(self):
         self.assertEqual(self.document.classes, ["BOYLAT"])
         self.assertEqual(self.document.fields("boylat").written, ("SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C", "LABEL"))
