@@ -20,6 +20,7 @@ namespace symbology::arrow {
 /// What cannot be done: what() says in one line why, and names the file, class, column or table.
 class Error : public std::runtime_error {
 public:
+    /// \param text one line. \param file see file().
     Error(const std::string& text, std::string file) : std::runtime_error(text), documentFile(std::move(file)) {}
     /// The document's path when it did not load, else empty.
     const std::string& file() const noexcept { return documentFile; }
@@ -30,26 +31,28 @@ private:
 
 /// A text that was said, and how often.
 struct Message {
-    std::string text;
-    std::uint64_t count;
+    std::string text;     ///< one line
+    std::uint64_t count;  ///< from 1
 };
 
 /// A table that rules ask about. Its stream is moved from, also on failure.
 struct Related {
-    std::string name;
-    ArrowArrayStream* stream;
+    std::string name;          ///< as rules write it, in any case
+    ArrowArrayStream* stream;  ///< not null
 };
 
-// Any of them may be named alone.
 // NOLINTBEGIN(readability-redundant-member-init): designated initializers leave them out
+/// How a stream is symbolized. Any of them may be named alone.
 struct Options {
     /// The feature class, in any case.
     std::string layer{};
     /// The column with the subtypes' codes; none: every row has the class's default list.
     std::optional<std::string> subtypeField{};
+    /// Read into memory before the run.
     std::vector<Related> related{};
-    /// Whether it is counted how rows end, and what they put to the test; everything is evaluated for the latter.
+    /// Whether it is counted how rows end.
     bool ledger = false;
+    /// Whether it is counted what rows put to the test; everything is evaluated for it.
     bool coverage = false;
 };
 // NOLINTEND(readability-redundant-member-init)
@@ -58,7 +61,9 @@ struct Options {
 /// or end before. One thread at a time.
 class Run {
 public:
+    /// Whether the run is over.
     bool isEnded() const { return symbology_run_ended(handle.get()) != 0; }
+    /// Those that were symbolized.
     std::int64_t rows() const { return symbology_run_rows(handle.get()); }
     /// Those that got other values than they had.
     std::int64_t changed() const { return symbology_run_changed(handle.get()); }
@@ -74,8 +79,9 @@ public:
         }
         return all;
     }
-    /// As `cxml ledger --json` and `cxml coverage --json` write it; empty when it was not asked for.
+    /// As `cxml ledger --json` writes it; empty when it was not asked for.
     std::string ledgerJson() const { return symbology_run_ledger_json(handle.get()); }
+    /// As `cxml coverage --json` writes it; empty when it was not asked for.
     std::string coverageJson() const { return symbology_run_coverage_json(handle.get()); }
 
 private:
@@ -109,9 +115,9 @@ public:
     }
 
     /// Makes `output` a stream that gives the batches of `input` with what the document writes, one for one; rows are
-    /// symbolized while it is read. \param input moved from, also on failure. \param output released by the caller, at
-    /// any time. \throws Error for a class that is not there or a column that cannot be written, and `output` is left
-    /// alone; what goes wrong later ends it with an error.
+    /// symbolized while it is read. \param options the class, at least. \param input moved from, also on failure.
+    /// \param output released by the caller, at any time. \throws Error for a class that is not there or a column that
+    /// cannot be written, and `output` is left alone; what goes wrong later ends it with an error.
     Run symbolize(ArrowArrayStream& input, const Options& options, ArrowArrayStream& output) const {
         std::vector<symbology_related> related;
         related.reserve(options.related.size());

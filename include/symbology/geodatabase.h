@@ -26,12 +26,13 @@ namespace symbology {
 /// Nothing was run: what() says in one line why, and names the file, dataset, layer or field.
 class SYMBOLOGY_GEODATABASE_API Error : public std::runtime_error {
 public:
+    /// \param text one line.
     explicit Error(const std::string& text);
     ~Error() override;
 };
 
-// Any of them may be named alone: {.where = "..."}.
 // NOLINTBEGIN(readability-redundant-member-init): designated initializers leave them out
+/// How a dataset is symbolized. Any of them may be named alone: {.where = "..."}.
 struct SymbolizeOptions {
     /// Names of layers, run in this order; empty: all whose title, or else name, the document configures.
     std::vector<std::string> layers{};
@@ -50,32 +51,34 @@ struct SymbolizeOptions {
 
 /// A text that was said, and how often.
 struct Message {
-    std::string text;
-    std::uint64_t count;
+    std::string text;     ///< one line
+    std::uint64_t count;  ///< from 1
 };
 
 /// Some rows: how many, and the first 20 ids.
 struct Rows {
-    std::int64_t count = 0;
-    std::vector<std::int64_t> ids;
+    std::int64_t count = 0;         ///< of all of them
+    std::vector<std::int64_t> ids;  ///< of the first, in the order of the run
 };
 
+/// What became of a layer.
 struct LayerOutcome {
-    std::string layer;
+    std::string layer;  ///< its name
     /// Whether the run failed: the layer's rows are then what they were before.
     bool failed = false;
     /// Why, in one line; empty when it did not.
     std::string why;
-    std::int64_t rows = 0;     // visited
-    std::int64_t changed = 0;  // written
+    std::int64_t rows = 0;     ///< visited
+    std::int64_t changed = 0;  ///< written
     /// What was said, each text once, in the order of their first coming: of 10,000 different ones.
     std::vector<Message> messages;
-    /// Rows with a value that is not of its field's type, and with one that a field did not take: these fields keep
-    /// what they had. They make no run fail.
+    /// Rows with a value that is not of its field's type. They make no run fail.
     Rows unreadable;
+    /// Rows with a value that a field did not take: it keeps what it had. Likewise.
     Rows refused;
 };
 
+/// What became of a dataset.
 struct Outcome {
     /// In the order of their runs; empty when the document configures none of the dataset's layers.
     std::vector<LayerOutcome> layers;

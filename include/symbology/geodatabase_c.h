@@ -37,8 +37,8 @@ SYMBOLOGY_DATASET_API int symbology_dataset_version(void);
 
 /** The field with the subtypes' codes of a layer. */
 typedef struct symbology_dataset_subtypes {
-    const char* layer;
-    const char* field;
+    const char* layer; /**< its name */
+    const char* field; /**< a column of whole numbers */
 } symbology_dataset_subtypes;
 
 /** Told of each text when it first comes, on the thread of the call. \param source the layer, the document's path while
@@ -50,11 +50,11 @@ typedef int (*symbology_dataset_listener)(void* context, const char* source, con
 typedef struct symbology_dataset_options {
     size_t size;               /**< sizeof(symbology_dataset_options): says which of the members below there are */
     const char* const* layers; /**< run in this order; NULL: all that the document configures */
-    size_t layer_count;
-    int add_missing_fields; /**< whether the fields that the document writes are added where they lack */
-    const char* where;      /**< the rows to visit, as an SQL condition of the dataset; NULL: all */
+    size_t layer_count;        /**< how many these are */
+    int add_missing_fields;    /**< whether the fields that the document writes are added where they lack */
+    const char* where;         /**< the rows to visit, as an SQL condition of the dataset; NULL: all */
     const symbology_dataset_subtypes* subtypes; /**< for layers whose dataset does not say; NULL for none */
-    size_t subtypes_count;
+    size_t subtypes_count;                      /**< how many these are */
     const double* lock_timeout; /**< seconds, 0 to a million, to wait for what someone else has locked; NULL: as
                                      symbology/geodatabase.h says */
     symbology_dataset_listener listener; /**< NULL for none */

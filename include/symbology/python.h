@@ -19,17 +19,19 @@ namespace symbology::python {
 /// Why there is no Python.
 class SYMBOLOGY_PYTHON_API Error : public std::runtime_error {
 public:
+    /// \param text one line.
     explicit Error(const std::string& text);
     ~Error() override;
 };
 
 /// Which Python expressions run in.
 struct Python {
-    std::string version;  // "3.13.0"
-    std::string file;     // the program or library that it is in
-    bool isOurs;          // whether start() has started it; else somebody else had
+    std::string version;  ///< "3.13.0"
+    std::string file;     ///< the program or library that it is in
+    bool isOurs;          ///< whether start() has started it; else somebody else had
 };
 
+/// How a Python is started.
 struct StartOptions {
     /// Whether the packages of the user can be imported. Of a Python that somebody else has started, that is their
     /// affair.

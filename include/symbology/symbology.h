@@ -59,7 +59,7 @@ SYMBOLOGY_C_API const char* symbology_class_name(const symbology_document* docum
 
 /** A table that rules ask about. */
 typedef struct symbology_related {
-    const char* name;
+    const char* name;                /**< as rules write it, in any case */
     struct ArrowArrayStream* stream; /**< moved from, also on failure */
 } symbology_related;
 
@@ -69,8 +69,8 @@ typedef struct symbology_options {
     const char* layer;                /**< the feature class, in any case */
     const char* subtype_field;        /**< the column with the subtypes' codes; NULL for none */
     const symbology_related* related; /**< tables that rules ask about; NULL for none */
-    size_t related_count;
-    int ledger;   /**< whether it is counted how rows end */
+    size_t related_count;             /**< how many these are */
+    int ledger;                       /**< whether it is counted how rows end */
     int coverage; /**< whether it is counted what rows put to the test; everything is evaluated for it */
 } symbology_options;
 

@@ -18,9 +18,13 @@ class ConditionMap;
 /// except where a method says otherwise.
 class SYMBOLOGY_API SymbologyManager {
 public:
+    /// Without a document.
     SymbologyManager() noexcept;
+    /// With the other one's document and texts.
     SymbologyManager(const SymbologyManager& other);
+    /// The same; what was there before goes.
     SymbologyManager& operator=(const SymbologyManager& other);
+    /// The document goes with the last manager that shares it.
     ~SymbologyManager();
 
     /// Loads the document at `path` in the place of the current one.
@@ -35,7 +39,8 @@ public:
     ///         messages and do not make it false. No std::exception leaves it.
     bool symbolize(IFeatureClass* featureClass, ISelectionSet* selection, IGPMessages* messages);
 
-    /// Symbolizes one row that the caller holds and, when it changed, stores.
+    /// Symbolizes one row that the caller holds and, when it changed, stores. \param row null is refused.
+    /// \param messages may be null.
     /// \param changed set true when the row changed, otherwise left alone: it accumulates over many calls.
     /// \return true when the row was handled or needed nothing. No exception leaves it, out of memory included.
     bool symbolize(IRow* row, bool* changed, IGPMessages* messages);
@@ -67,18 +72,27 @@ private:
 
 /// The door to the members that the host may look at and the table helpers that exist for it.
 struct SymbologyManagerAccess {
+    /// Reads a field of a table's first row. \return E_FAIL when there is no such field, else the status of the first
+    /// step that failed.
     static HRESULT getTableField(ITable* table, const OLECHAR* fieldName, CComVariant& value) {
         return SymbologyManager::GetTableField(table, fieldName, value);
     }
+    /// Writes it, likewise.
     static HRESULT putTableField(SymbologyManager& manager, ITable* table, const OLECHAR* fieldName,
                                  CComVariant& value) {
         return manager.putTableField(table, fieldName, value);
     }
+    /// The texts and flags below are what the document says of itself; texts are borrowed, null where there is none.
     static BSTR documentName(const SymbologyManager& manager) { return manager.documentName; }
+    /// Likewise, its title.
     static BSTR documentAlias(const SymbologyManager& manager) { return manager.documentAlias; }
+    /// Whether it is a document of definitions.
     static bool isRuleDefinitions(const SymbologyManager& manager) { return manager.isRuleDefinitions; }
+    /// Whether it is a document of conditions.
     static bool isConditionMap(const SymbologyManager& manager) { return manager.isConditionMap; }
+    /// Where the definitions came from.
     static BSTR ruleDefinitionsPath(const SymbologyManager& manager) { return manager.ruleDefinitionsPath; }
+    /// Where the conditions came from.
     static BSTR conditionMapPath(const SymbologyManager& manager) { return manager.conditionMapPath; }
     /// Shared with the manager.
     static const std::shared_ptr<ConditionalXml::ConditionMap>& currentMap(const SymbologyManager& manager) {
