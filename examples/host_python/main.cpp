@@ -1,5 +1,5 @@
 // A host that prints its messages and starts Python for the expressions of its document: one class with one row. Call
-// it with the path of labels.cxml; it prints which Python there is, what is said, and what the row has got.
+// it with the path of data/labels.cxml; it prints which Python there is, what is said, and what the row has got.
 #include "../host/host_objects.h"
 
 #include <symbology/python.h>
@@ -48,7 +48,7 @@ int run(const char* path) {
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        std::fputs("usage: symbology_host_python labels.cxml\n", stderr);
+        std::fputs("usage: symbology_host_python data/labels.cxml\n", stderr);
         return 2;
     }
     try {
