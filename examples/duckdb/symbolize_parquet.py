@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Symbolizes Parquet files by DuckDB, in memory that does not grow with rows, and counts the symbols with SQL.
+"""Symbolizes Parquet files by DuckDB, in about as much memory as it may take, and counts the symbols with SQL.
 
     symbolize_parquet.py SOURCE TARGET DOCUMENT LAYER [--related NAME=FILE]... [--memory 1GB]
 
