@@ -4,7 +4,7 @@
 // same names with the same meaning, so that every line above this header is the same on both.
 #pragma once
 
-#include "platform/export.h"
+#include "export.h"
 
 #ifdef _WIN32
 #ifndef NOMINMAX
@@ -15,16 +15,16 @@
 #include <msxml.h>
 #include <oleauto.h>
 #else
-#include "platform/portable/portable.h"
+#include "portable/portable.h"
 #endif
 
-#include "platform/interface.h"
+#include "interface.h"
 
 // The helper types that COM code is written with; where the ATL headers exist they are used.
 #if defined(_WIN32) && __has_include(<atlbase.h>)
 #include <atlbase.h>
 #else
-#include "platform/atl.h"
+#include "atl.h"
 #endif
 
 #include <string>

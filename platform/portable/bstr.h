@@ -1,7 +1,7 @@
 // BSTR allocation.
 #pragma once
 
-#include "platform/portable/types.h"
+#include "types.h"
 
 /// Copies a null-terminated text; null gives null. Null is also the answer when memory runs out.
 SYMBOLOGY_PLATFORM_API BSTR SysAllocString(const OLECHAR* text);

@@ -1,7 +1,7 @@
 // Debugger output.
 #pragma once
 
-#include "platform/portable/types.h"
+#include "types.h"
 
 /// Takes a text that was meant for a debugger; may be called from any thread that runs the library.
 using PlatformDebugSink = void (*)(LPCSTR text, void* context);

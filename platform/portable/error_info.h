@@ -1,10 +1,10 @@
 // The thread's COM error information.
 #pragma once
 
-#include "platform/portable/bstr.h"
-#include "platform/portable/unknown.h"
+#include "bstr.h"
+#include "unknown.h"
 
-#include "platform/interface.h"
+#include "../interface.h"
 
 SYMBOLOGY_INTERFACE(IErrorInfo, "1CF2B120-547D-101B-8E65-08002B2BD119") : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) = 0;

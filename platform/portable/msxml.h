@@ -1,9 +1,9 @@
 // The XML DOM: of the MSXML interfaces, the operations that the library uses.
 #pragma once
 
-#include "platform/portable/variant.h"
+#include "variant.h"
 
-#include "platform/interface.h"
+#include "../interface.h"
 
 struct IXMLDOMNode;
 struct IXMLDOMNodeList;

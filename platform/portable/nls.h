@@ -1,7 +1,7 @@
 // Case mapping and code pages.
 #pragma once
 
-#include "platform/portable/types.h"
+#include "types.h"
 
 // Off Windows every "ANSI" code page is UTF-8.
 constexpr UINT CP_ACP = 0;

@@ -2,15 +2,15 @@
 // Include platform/platform.h, not this file.
 #pragma once
 
-#include "platform/portable/types.h"
+#include "types.h"
 
-#include "platform/portable/unknown.h"
+#include "unknown.h"
 
-#include "platform/portable/bstr.h"
-#include "platform/portable/debug_output.h"
-#include "platform/portable/error_info.h"
-#include "platform/portable/nls.h"
-#include "platform/portable/registry.h"
-#include "platform/portable/variant.h"
+#include "bstr.h"
+#include "debug_output.h"
+#include "error_info.h"
+#include "nls.h"
+#include "registry.h"
+#include "variant.h"
 
-#include "platform/portable/msxml.h"
+#include "msxml.h"

@@ -5,7 +5,7 @@
 // "Name"=dword:0000000a, in UTF-8. It is read anew whenever a key is opened.
 #pragma once
 
-#include "platform/portable/types.h"
+#include "types.h"
 
 struct PlatformRegistryKey;
 using HKEY = PlatformRegistryKey*;

@@ -1,7 +1,7 @@
 // IUnknown, interface identifiers, and object creation by class identifier.
 #pragma once
 
-#include "platform/portable/types.h"
+#include "types.h"
 
 namespace symbology_platform {
 /// Specialised by SYMBOLOGY_INTERFACE for every interface; `value` is its identifier.

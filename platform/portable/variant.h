@@ -1,8 +1,8 @@
 // VARIANT: its layout, copying, conversion and comparison, with the results and statuses of OLE Automation.
 #pragma once
 
-#include "platform/portable/bstr.h"
-#include "platform/portable/unknown.h"
+#include "bstr.h"
+#include "unknown.h"
 
 using VARTYPE = std::uint16_t;
 
