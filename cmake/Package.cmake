@@ -1,30 +1,33 @@
-# What a package holds: the library with what hosts need to build against it, an example, and licence notes.
+# What a package holds: the library with what hosts need to build against it, an example, and licence notes. An archive holds all of
+# it; for Debian each component is a package (DebianPackages).
 include(GNUInstallDirs)
 set(libdir lib)  # one place on every system: the package is unpacked anywhere
 
 install(TARGETS symbology velcore tarnlib
-        RUNTIME DESTINATION bin
-        LIBRARY DESTINATION ${libdir}
-        ARCHIVE DESTINATION ${libdir})
+        RUNTIME DESTINATION bin COMPONENT library
+        LIBRARY DESTINATION ${libdir} COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${libdir} COMPONENT development)
 if(WIN32)
   set(not_here PATTERN geodatabase*.h EXCLUDE PATTERN python.h EXCLUDE PATTERN arrow.h EXCLUDE)
 endif()
-install(DIRECTORY include/symbology DESTINATION include ${not_here})
+install(DIRECTORY include/symbology DESTINATION include COMPONENT development ${not_here})
+# Beside what includes them, so that a program needs one folder of headers, and none in it but symbology.
 install(FILES platform/platform.h platform/atl.h platform/export.h platform/interface.h
-        DESTINATION include/platform)
-install(DIRECTORY examples/host DESTINATION share/symbology/examples)
-install(DIRECTORY share/symbology/symbols DESTINATION share/symbology)
-install(FILES README.md DESTINATION share/doc/symbology)
-install(DIRECTORY docs DESTINATION share/doc/symbology FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.svg")
+        DESTINATION include/symbology/platform COMPONENT development)
+install(DIRECTORY examples/host DESTINATION share/symbology/examples COMPONENT development)
+install(DIRECTORY share/symbology/symbols DESTINATION share/symbology COMPONENT tool)
+install(FILES README.md DESTINATION share/doc/symbology COMPONENT documentation)
+install(DIRECTORY docs DESTINATION share/doc/symbology COMPONENT documentation
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.svg")
 # How builds find it, by CMake and by pkg-config. Before 1.0 each minor version may change what hosts see.
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/symbology-config-version.cmake" COMPATIBILITY SameMinorVersion)
 install(FILES cmake/symbology-config.cmake "${CMAKE_BINARY_DIR}/symbology-config-version.cmake"
-        DESTINATION ${libdir}/cmake/symbology)
+        DESTINATION ${libdir}/cmake/symbology COMPONENT development)
 if(NOT WIN32)
   foreach(name symbology symbology-geodatabase symbology-c symbology-arrow symbology-python)
     configure_file(cmake/${name}.pc.in "${CMAKE_BINARY_DIR}/${name}.pc" @ONLY)
-    install(FILES "${CMAKE_BINARY_DIR}/${name}.pc" DESTINATION ${libdir}/pkgconfig)
+    install(FILES "${CMAKE_BINARY_DIR}/${name}.pc" DESTINATION ${libdir}/pkgconfig COMPONENT development)
   endforeach()
 endif()
 
@@ -40,14 +43,19 @@ if(WIN32)
     install(FILES "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" DESTINATION bin)
   endforeach()
 else()
-  install(TARGETS symbology_geodatabase symbology_c symbology_python symbology_platform cxml
-          RUNTIME DESTINATION bin LIBRARY DESTINATION ${libdir})
-  file(GLOB portable_headers "${CMAKE_SOURCE_DIR}/platform/portable/*.h")
-  list(FILTER portable_headers INCLUDE REGEX
-       "/(portable|types|unknown|bstr|debug_output|error_info|nls|registry|variant|variant_types|msxml)\\.h$")
-  install(FILES ${portable_headers} DESTINATION include/platform/portable)
-  install(DIRECTORY examples/one_call examples/dataset_c examples/stream examples/host_python DESTINATION share/symbology/examples)
-  install(FILES docs/cxml.1 DESTINATION share/man/man1)
+  install(TARGETS symbology_platform
+          LIBRARY DESTINATION ${libdir} COMPONENT library NAMELINK_COMPONENT development)
+  foreach(part c geodatabase python)
+    install(TARGETS symbology_${part} LIBRARY DESTINATION ${libdir} COMPONENT ${part} NAMELINK_COMPONENT development)
+  endforeach()
+  install(TARGETS cxml RUNTIME DESTINATION bin COMPONENT tool)
+  set(portable_headers portable types unknown bstr debug_output error_info nls registry variant msxml)
+  list(TRANSFORM portable_headers PREPEND platform/portable/)
+  list(TRANSFORM portable_headers APPEND .h)
+  install(FILES ${portable_headers} DESTINATION include/symbology/platform/portable COMPONENT development)
+  install(DIRECTORY examples/one_call examples/dataset_c examples/stream examples/host_python DESTINATION share/symbology/examples
+          COMPONENT development)
+  install(FILES docs/cxml.1 DESTINATION share/man/man1 COMPONENT tool)
 endif()
 if(SYMBOLOGY_BUNDLED_PYTHON)
   include(PackagePython)
@@ -63,7 +71,7 @@ set(CPACK_GENERATOR TGZ DEB)
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
 endif()
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION science)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)  # what it depends on is asked of the files themselves
+if(NOT WIN32)
+  include(DebianPackages)
+endif()
 include(CPack)

@@ -1,15 +1,33 @@
 """Documents at work on tables."""
 
+from __future__ import annotations
+
 import html
 import json
 import os
 import pathlib
 import tempfile
-from collections.abc import Iterable, Mapping
+from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass
+from typing import Any, Protocol, TypeAlias, cast
 
 from . import _draw, _symbology, _tool
 from ._errors import SymbologyError
+
+
+class ArrowStream(Protocol):
+    """A table that gives itself away as an Arrow stream."""
+
+    def __arrow_c_stream__(self, requested_schema: object | None = None) -> object: ...
+
+
+class ArrowArray(Protocol):
+    """A batch of rows that gives itself away as an Arrow array of structs."""
+
+    def __arrow_c_array__(self, requested_schema: object | None = None) -> tuple[object, object]: ...
+
+
+Table: TypeAlias = ArrowStream | ArrowArray
 
 
 @dataclass(frozen=True)
@@ -31,29 +49,29 @@ class Fields:
     written: tuple[str, ...]
 
 
-class _Told(Mapping):
+class _Told(Mapping[str, Any]):
     """An object of the tool's ``--json``, and its words."""
 
-    def __init__(self, content, text):
+    def __init__(self, content: dict[str, Any], text: str) -> None:
         self._content = content
         self._text = text
 
-    def __getitem__(self, key):
+    def __getitem__(self, key: str) -> Any:
         return self._content[key]
 
-    def __iter__(self):
+    def __iter__(self) -> Iterator[str]:
         return iter(self._content)
 
-    def __len__(self):
+    def __len__(self) -> int:
         return len(self._content)
 
-    def __str__(self):
+    def __str__(self) -> str:
         return self._text
 
-    def __repr__(self):
+    def __repr__(self) -> str:
         return self._text
 
-    def _repr_html_(self):
+    def _repr_html_(self) -> str:
         return f"<pre>{html.escape(self._text)}</pre>"
 
 
@@ -61,7 +79,7 @@ class Ledger(_Told):
     """How every row ended: by a rule, by a default, with an older symbol, without one, or by a failure; which conditions decided;
     what could not be asked. A mapping with what ``cxml ledger --json`` has; ``str()`` gives its tables."""
 
-    def _repr_html_(self):
+    def _repr_html_(self) -> str:
         rows = []
         for layer in self["layers"]:
             ends = "".join(f"<td style='text-align:right'>{layer['ends'][end]}</td>" for end in layer["ends"])
@@ -84,7 +102,7 @@ class Explanation(_Told):
         row (int): the row's number, from 1.
     """
 
-    def __init__(self, row, content, text):
+    def __init__(self, row: int, content: dict[str, Any], text: str) -> None:
         super().__init__(content, text)
         self.row = row
 
@@ -97,11 +115,11 @@ class Result:
     :class:`SymbologyError`.
     """
 
-    def __init__(self, capsule, report):
-        self._capsule = capsule
+    def __init__(self, capsule: object, report: _symbology.Report) -> None:
+        self._capsule: object | None = capsule
         self._report = report
 
-    def __arrow_c_stream__(self, requested_schema=None):
+    def __arrow_c_stream__(self, requested_schema: object | None = None) -> object:
         """The Arrow stream. ``requested_schema`` is passed over, as the protocol allows."""
         if self._capsule is None:
             raise SymbologyError("the result has been read already; symbolize the table again, or keep what it was read into")
@@ -109,60 +127,59 @@ class Result:
         return capsule
 
     @property
-    def is_ended(self):
+    def is_ended(self) -> bool:
         """bool: whether the run is over."""
         return self._report.is_ended
 
-    def _ended(self):
+    def _ended(self) -> _symbology.Report:
         if not self._report.is_ended:
             raise SymbologyError("the result has not been read to its end yet")
         return self._report
 
     @property
-    def rows(self):
+    def rows(self) -> int:
         """int: how many rows were symbolized."""
         return self._ended().rows
 
     @property
-    def changed(self):
+    def changed(self) -> int:
         """int: how many of them got other values than they had."""
         return self._ended().changed
 
     @property
-    def messages(self):
+    def messages(self) -> list[Message]:
         """list[Message]: each text once, in the order of their first coming."""
         return [Message(text, count) for text, count in self._ended().messages]
 
     @property
-    def summary(self):
+    def summary(self) -> dict[str, Any]:
         """dict: "layer", "succeeded", "rows", "changed"; and, where there are any, "unreadable" and "refused": rows with values that
         could not be read, or that their column did not take."""
         return json.loads(self._ended().result_json)
 
     @property
-    def ledger(self):
+    def ledger(self) -> Ledger | None:
         """Ledger | None: None when the table was symbolized with ``ledger=False``."""
         report = self._ended()
         return Ledger(json.loads(report.ledger_json), report.ledger_text) if report.ledger_json else None
 
     @property
-    def coverage(self):
+    def coverage(self) -> Coverage | None:
         """Coverage | None: None unless the table was symbolized with ``coverage=True``."""
         report = self._ended()
         return Coverage(json.loads(report.coverage_json), report.coverage_text) if report.coverage_json else None
 
-    def __repr__(self):
+    def __repr__(self) -> str:
         if not self._report.is_ended:
             return "<symbology.Result, not read to its end yet>"
         return f"<symbology.Result: {self._report.rows} rows, {self._report.changed} changed>"
 
-    def _repr_html_(self):
-        if not self._report.is_ended or self.ledger is None:
-            return html.escape(repr(self))
-        return self.ledger._repr_html_()
+    def _repr_html_(self) -> str:
+        ledger = self.ledger if self._report.is_ended else None
+        return ledger._repr_html_() if ledger is not None else html.escape(repr(self))
 
 
-def _stream(table, what):
+def _stream(table: Any, what: str) -> object:
     """The capsule with the table's Arrow stream."""
     if type(table).__name__ == "PyCapsule":
         return table
@@ -176,7 +193,7 @@ def _stream(table, what):
     raise TypeError(f"{what} is a {type(table).__module__}.{type(table).__qualname__}, which gives no Arrow data{hint}")
 
 
-def _related(related):
+def _related(related: Mapping[str, Table] | None) -> list[tuple[str, object]]:
     return [(name, _stream(table, f"the related table '{name}'")) for name, table in (related or {}).items()]
 
 
@@ -193,12 +210,12 @@ class Document:
     without it.
     """
 
-    def __init__(self, path):
+    def __init__(self, path: str | os.PathLike[str]) -> None:
         self._document = _symbology.Document(os.fsdecode(path))
-        self._folder = None
+        self._folder: tempfile.TemporaryDirectory[str] | None = None
 
     @classmethod
-    def from_files(cls, files, name="rules.cxml"):
+    def from_files(cls, files: Mapping[str, bytes], name: str = "rules.cxml") -> Document:
         """A document that travels: of the bytes of its file and of those that it names.
 
         Args:
@@ -215,21 +232,21 @@ class Document:
         return document
 
     @property
-    def path(self):
+    def path(self) -> str:
         """str: the file."""
         return self._document.path
 
     @property
-    def classes(self):
+    def classes(self) -> list[str]:
         """list[str]: the feature classes that it configures, as it writes them."""
         return self._document.classes
 
     @property
-    def messages(self):
+    def messages(self) -> list[str]:
         """list[str]: what was said while it loaded, each text once."""
         return self._document.messages
 
-    def fields(self, layer):
+    def fields(self, layer: str) -> Fields:
         """The columns that a class needs and gets.
 
         Args:
@@ -244,7 +261,8 @@ class Document:
         read, written = self._document.fields(layer)
         return Fields(tuple(read), tuple(written))
 
-    def symbolize(self, table, *, layer, subtype_field=None, related=None, ledger=True, coverage=False):
+    def symbolize(self, table: Table, *, layer: str, subtype_field: str | None = None, related: Mapping[str, Table] | None = None,
+                  ledger: bool = True, coverage: bool = False) -> Result:
         """Symbolizes a table.
 
         Args:
@@ -272,7 +290,8 @@ class Document:
                                                    coverage)
         return Result(capsule, report)
 
-    def explain(self, table, *, layer, rows=None, most=20, subtype_field=None, related=None):
+    def explain(self, table: Table, *, layer: str, rows: Iterable[int] | None = None, most: int = 20, subtype_field: str | None = None,
+                related: Mapping[str, Table] | None = None) -> list[Explanation]:
         """Why rows get what they get.
 
         Args:
@@ -289,7 +308,9 @@ class Document:
         explained = self._document.explain(_stream(table, "the table"), layer, subtype_field, _related(related), wanted, most)
         return [Explanation(row, json.loads(content), text) for row, content, text in explained]
 
-    def draw(self, tables, *, layer=None, subtype_field=None, related=None, symbols=None, palette="day", scale=None, bbox=None):
+    def draw(self, tables: Table | Mapping[str, Table], *, layer: str | None = None, subtype_field: str | Mapping[str, str] | None = None,
+             related: Mapping[str, Table] | None = None, symbols: str | os.PathLike[str] | None = None, palette: str = "day",
+             scale: float | None = None, bbox: tuple[float, float, float, float] | None = None) -> _draw.Picture:
         """How tables look on a chart when they are symbolized, by ``cxml draw``, which has to be installed, and geopandas with pyogrio.
 
         Args:
@@ -309,19 +330,21 @@ class Document:
             SymbologyError: a package is missing, or a table has no geometry, or one without a CRS.
             ToolError: the tool is not there, or cannot draw.
         """
-        if layer is None and not isinstance(tables, Mapping):
+        if layer is not None:
+            tables = {layer: cast(Table, tables)}
+        elif not isinstance(tables, Mapping):
             raise TypeError("a single table needs its layer")
-        return _draw.draw(self, tables if layer is None else {layer: tables}, subtype_field=subtype_field, related=related,
+        return _draw.draw(self, tables, subtype_field=subtype_field, related=related,
                           symbols=symbols, palette=palette, scale=scale, bbox=bbox)
 
-    def check(self, dataset=None):
+    def check(self, dataset: str | os.PathLike[str] | None = None) -> dict[str, Any]:
         """The findings of ``cxml check``, which has to be installed: see :func:`symbology.check`."""
         return _tool.check(self.path, dataset)
 
-    def __repr__(self):
+    def __repr__(self) -> str:
         return f"symbology.Document({self.path!r})"
 
 
-def files_of(path, more: Iterable = ()):
+def files_of(path: str | os.PathLike[str], more: Iterable[str | os.PathLike[str]] = ()) -> dict[str, bytes]:
     """The bytes of a document and of further files, by name, for :meth:`Document.from_files`."""
     return {pathlib.Path(file).name: pathlib.Path(file).read_bytes() for file in (path, *more)}

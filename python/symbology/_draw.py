@@ -1,11 +1,18 @@
 """Pictures of tables, by the command-line tool."""
 
+from __future__ import annotations
+
+import os
 import pathlib
 import tempfile
 from collections.abc import Mapping
+from typing import TYPE_CHECKING, Any
 
 from . import _tool
 from ._errors import SymbologyError
+
+if TYPE_CHECKING:
+    from ._document import Document, Table
 
 
 class Picture:
@@ -16,23 +23,25 @@ class Picture:
         summary (dict): what ``cxml draw --json`` writes: the scale, the bounds, what was drawn of each layer, names without a picture.
     """
 
-    def __init__(self, svg, summary):
+    def __init__(self, svg: str, summary: Mapping[str, Any]) -> None:
         self.svg = svg
         self.summary = {name: value for name, value in summary.items() if name != "picture"}
 
-    def save(self, path):
+    def save(self, path: str | os.PathLike[str]) -> None:
         """Writes it to a file, replacing what is there."""
         pathlib.Path(path).write_text(self.svg, encoding="utf-8")
 
-    def _repr_svg_(self):
+    def _repr_svg_(self) -> str:
         return self.svg
 
-    def __repr__(self):
+    def __repr__(self) -> str:
         layers = ", ".join(f"{layer['layer']} {layer['drawn']}" for layer in self.summary["layers"])
         return f"<symbology.Picture: 1:{self.summary['scale']:.0f}, {layers}>"
 
 
-def draw(document, tables, *, subtype_field, related, symbols, palette, scale, bbox):
+def draw(document: Document, tables: Mapping[str, Table], *, subtype_field: str | Mapping[str, str] | None,
+         related: Mapping[str, Table] | None, symbols: str | os.PathLike[str] | None, palette: str, scale: float | None,
+         bbox: tuple[float, float, float, float] | None) -> Picture:
     """See :meth:`symbology.Document.draw`."""
     try:
         import geopandas

@@ -1,6 +1,7 @@
 """What goes wrong."""
 
 import re
+from collections.abc import Iterable
 
 
 class SymbologyError(RuntimeError):
@@ -16,7 +17,7 @@ class DocumentError(SymbologyError):
         messages (list[str]): what was said while it loaded, in order, each text once.
     """
 
-    def __init__(self, text, file="", messages=()):
+    def __init__(self, text: str, file: str = "", messages: Iterable[str] = ()) -> None:
         super().__init__(text)
         self.file = file
         self.messages = list(messages)

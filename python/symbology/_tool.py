@@ -4,6 +4,8 @@ import json
 import os
 import shutil
 import subprocess
+from collections.abc import Container, Iterable, Sequence
+from typing import Any
 
 from ._errors import SymbologyError
 
@@ -16,13 +18,13 @@ class ToolError(SymbologyError):
         output (dict | None): what it wrote as JSON.
     """
 
-    def __init__(self, text, status=None, output=None):
+    def __init__(self, text: str, status: int | None = None, output: dict[str, Any] | None = None) -> None:
         super().__init__(text)
         self.status = status
         self.output = output
 
 
-def _run(arguments, fine):
+def _run(arguments: Sequence[str | os.PathLike[str]], fine: Container[int]) -> dict[str, Any]:
     tool = os.environ.get("CXML") or shutil.which("cxml")
     if not tool:
         raise ToolError("the command-line tool cxml is not installed: it is not in PATH, and CXML does not name it")
@@ -37,7 +39,8 @@ def _run(arguments, fine):
     return output
 
 
-def symbolize(dataset, document, *, layers=(), add_fields=True, where=None, output=None, options=()):
+def symbolize(dataset: str | os.PathLike[str], document: str | os.PathLike[str], *, layers: Iterable[str] = (), add_fields: bool = True,
+              where: str | None = None, output: str | os.PathLike[str] | None = None, options: Iterable[str] = ()) -> dict[str, Any]:
     """Symbolizes a dataset: a GeoPackage, or a database ("PG:...").
 
     Args:
@@ -55,14 +58,15 @@ def symbolize(dataset, document, *, layers=(), add_fields=True, where=None, outp
     Raises:
         ToolError: the tool is not there, or a layer failed; layers that fail stay as they were.
     """
-    arguments = ["symbolize", document, dataset, *layers, "--json"]
+    arguments: list[str | os.PathLike[str]] = ["symbolize", document, dataset, *layers, "--json"]
     arguments += ["--add-fields"] if add_fields else []
     arguments += ["--where", where] if where is not None else []
     arguments += ["--output", output] if output is not None else []
     return _run([*arguments, *options], fine=(0,))
 
 
-def check(document, dataset=None, *, options=()):
+def check(document: str | os.PathLike[str], dataset: str | os.PathLike[str] | None = None, *,
+          options: Iterable[str] = ()) -> dict[str, Any]:
     """The findings of ``cxml check``: mistakes in a document, found without a run.
 
     Args:

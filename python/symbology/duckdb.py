@@ -3,35 +3,41 @@
 Needs the packages duckdb and pyarrow.
 """
 
+from __future__ import annotations
+
 import os
 import pathlib
 import shutil
+from collections.abc import Mapping, Sequence
 from concurrent.futures import ThreadPoolExecutor, wait
+from typing import Any, TypeAlias
 
 import duckdb
 import pyarrow
 
-from ._document import Document
+from ._document import Document, Result, Table
 from ._errors import SymbologyError
+
+Path: TypeAlias = str | os.PathLike[str]
 
 _ROWS = 122_880  # of a batch, and of DuckDB's own row groups
 
 
-def _quoted(text):
+def _quoted(text: object) -> str:
     return "'" + str(text).replace("'", "''") + "'"
 
 
-def _source(source):
+def _source(source: Path) -> str:
     path = pathlib.Path(source)
     return _quoted(path / "**" / "*.parquet" if path.is_dir() else path)
 
 
-def _tables(connection, related):
+def _tables(connection: duckdb.DuckDBPyConnection, related: Mapping[str, Table | Path] | None) -> dict[str, Table]:
     return {name: connection.sql(f"SELECT * FROM read_parquet({_source(table)})").to_arrow_table()
             if isinstance(table, (str, os.PathLike)) else table for name, table in (related or {}).items()}
 
 
-def _copy(base, select, target, document, **options):
+def _copy(base: duckdb.DuckDBPyConnection, select: str, target: pathlib.Path, document: Document, **options: Any) -> Result:
     """Symbolizes the rows that a SELECT gives into a new file, which has its name when it is whole."""
     reading, writing = base.cursor(), base.cursor()
     result = document.symbolize(reading.sql(select).to_arrow_reader(_ROWS), **options)
@@ -51,21 +57,22 @@ def _copy(base, select, target, document, **options):
     return result
 
 
-def _row_groups(connection, source):
+def _row_groups(connection: duckdb.DuckDBPyConnection, source: Path) -> list[tuple[str, int, int]]:
     """(file, first row, rows) of each group, in the order in which DuckDB reads them."""
     groups = connection.execute(f"SELECT file_name, row_group_id, any_value(row_group_num_rows) FROM parquet_metadata({_source(source)}) "
                                 "GROUP BY ALL ORDER BY ALL").fetchall()
-    found, first = [], {}
+    found: list[tuple[str, int, int]] = []
+    first: dict[str, int] = {}
     for file, _, rows in groups:
         found.append((file, first.get(file, 0), rows))
         first[file] = first.get(file, 0) + rows
     return found
 
 
-def _selects(groups, parts):
+def _selects(groups: Sequence[tuple[str, int, int]], parts: int) -> list[str]:
     """A SELECT for each part: runs of whole row groups, of about as many rows each."""
     total, done = max(1, sum(rows for _, _, rows in groups)), 0
-    ranges = [{} for _ in range(parts)]
+    ranges: list[dict[str, tuple[int, int]]] = [{} for _ in range(parts)]
     for file, first, rows in groups:
         part = ranges[min(parts - 1, (done + rows // 2) * parts // total)]
         begin, _ = part.get(file, (first, None))
@@ -76,7 +83,9 @@ def _selects(groups, parts):
             for part in ranges if part]
 
 
-def symbolize(source, target, document, *, layer, subtype_field=None, related=None, connection=None, overwrite=False, **options):
+def symbolize(source: Path, target: Path, document: Document | Path, *, layer: str, subtype_field: str | None = None,
+              related: Mapping[str, Table | Path] | None = None, connection: duckdb.DuckDBPyConnection | None = None,
+              overwrite: bool = False, **options: bool) -> Result:
     """Symbolizes a Parquet file, or a folder of them, into one new Parquet file.
 
     Args:
@@ -111,8 +120,9 @@ def symbolize(source, target, document, *, layer, subtype_field=None, related=No
                  related=_tables(base.cursor(), related), **options)
 
 
-def symbolize_in_parts(source, folder, document, *, layer, parts, workers=None, subtype_field=None, related=None, connection=None,
-                       overwrite=False, **options):
+def symbolize_in_parts(source: Path, folder: Path, document: Document | Path, *, layer: str, parts: int, workers: int | None = None,
+                       subtype_field: str | None = None, related: Mapping[str, Table | Path] | None = None,
+                       connection: duckdb.DuckDBPyConnection | None = None, overwrite: bool = False, **options: bool) -> list[Result]:
     """Symbolizes a Parquet file, or a folder of them, into a new folder of Parquet files, several at a time.
 
     Args:
@@ -147,7 +157,7 @@ def symbolize_in_parts(source, folder, document, *, layer, parts, workers=None, 
     shutil.rmtree(partial, ignore_errors=True)
     partial.mkdir()
 
-    def symbolize_part(number, select):
+    def symbolize_part(number: int, select: str) -> Result:
         try:
             return _copy(base, select, partial / f"part-{number:05}.parquet", document, layer=layer, subtype_field=subtype_field,
                          related=tables, **options)

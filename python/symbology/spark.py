@@ -4,13 +4,22 @@ Needs the package pyspark, and this one on every worker; see the page on Python 
 system is needed there: the document, the files that it names and the related tables go with the function, as bytes.
 """
 
-import io
+from __future__ import annotations
 
-from ._document import Document
+import io
+import os
+from collections.abc import Callable, Iterable, Iterator, Mapping
+from typing import TYPE_CHECKING, Any
+
+from ._document import Document, Table
 from ._errors import SymbologyError
 
+if TYPE_CHECKING:
+    import pyarrow
+    from pyspark.sql import DataFrame, types
 
-def _to_bytes(table):
+
+def _to_bytes(table: Table) -> bytes:
     import pyarrow
     from ._document import _stream
     reader = pyarrow.RecordBatchReader._import_from_c_capsule(_stream(table, "the related table"))
@@ -24,20 +33,20 @@ def _to_bytes(table):
 class _Symbolizer:
     """What travels: plain bytes and names."""
 
-    def __init__(self, files, name, layer, subtype_field, related):
+    def __init__(self, files: dict[str, bytes], name: str, layer: str, subtype_field: str | None, related: dict[str, bytes]) -> None:
         self.files = files
         self.name = name
         self.layer = layer
         self.subtype_field = subtype_field
         self.related = related
 
-    def __call__(self, batches):
+    def __call__(self, batches: Iterable[pyarrow.RecordBatch]) -> Iterator[pyarrow.RecordBatch]:
         import pyarrow
         first = next(iter_batches := iter(batches), None)
         if first is None:
             return
 
-        def rows():
+        def rows() -> Iterator[pyarrow.RecordBatch]:
             yield first
             yield from iter_batches
 
@@ -48,7 +57,9 @@ class _Symbolizer:
         yield from pyarrow.RecordBatchReader.from_stream(result)
 
 
-def symbolizer(document, layer, *, subtype_field=None, related=None, files=()):
+def symbolizer(document: str | os.PathLike[str], layer: str, *, subtype_field: str | None = None,
+               related: Mapping[str, Table] | None = None,
+               files: Iterable[str | os.PathLike[str]] = ()) -> Callable[[Iterable[pyarrow.RecordBatch]], Iterator[pyarrow.RecordBatch]]:
     """A function for ``mapInArrow``.
 
     Args:
@@ -69,7 +80,7 @@ def symbolizer(document, layer, *, subtype_field=None, related=None, files=()):
                        {name: _to_bytes(table) for name, table in (related or {}).items()})
 
 
-def schema(frame, document, layer):
+def schema(frame: DataFrame, document: Document | str | os.PathLike[str], layer: str) -> types.StructType:
     """The schema of a symbolized frame: the frame's own, with the fields that the document writes and the frame lacks.
 
     Args:
@@ -95,7 +106,7 @@ def schema(frame, document, layer):
     return types.StructType(fields)
 
 
-def symbolize(frame, document, layer, **options):
+def symbolize(frame: DataFrame, document: str | os.PathLike[str], layer: str, **options: Any) -> DataFrame:
     """A frame with what the document writes: ``frame.mapInArrow(symbolizer(...), schema(...))``.
 
     Args:

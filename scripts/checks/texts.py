@@ -14,6 +14,9 @@ KNOWN_HOSTS = re.compile(r"(^|\.)(w3\.org|geopackage\.org|gdal\.org|opengis\.net
 PACKAGE_HOST = re.compile(r"\b(?:[\w-]+\.)*[\w-]*(?:mirror|registry|pypi|artifact)[\w-]*(?:\.[\w-]+)*"
                           r"\.(?:com|dev|internal|io|net|org)\b", re.IGNORECASE)
 
+# What a merge leaves where it found two answers.
+MERGE_MARK = re.compile(r"^(<{7}|>{7}|\|{7}) ")
+
 
 def check_words(root):
     problems = []
@@ -22,6 +25,8 @@ def check_words(root):
         if text is None:
             continue
         for number, line in enumerate(text.splitlines(), 1):
+            if MERGE_MARK.match(line):
+                problems.append(f"{path}:{number}: a merge was not finished")
             for match in MACHINE_PATH.finditer(line):
                 problems.append(f"{path}:{number}: a path of one machine: {match.group(0)}...")
             for match in URL_HOST.finditer(line):

@@ -131,6 +131,7 @@ class ChecksTest(unittest.TestCase):
             ("docs/windows.md", "C:" + "\\Users\\someone", "a path of one machine"),
             ("scripts/pip", "https:" + "//packages.somewhere.test/simple", "a host: packages.somewhere.test"),
             ("scripts/apt", "deb http:" + "//user@debian.somewhere.test/debian", "a host: debian.somewhere.test"),
+            ("docs/merged.md", "one\n" + "<" * 7 + " HEAD\n", "docs/merged.md:2: a merge was not finished"),
             ("scripts/bare", "index = files.py" + "pi.somewhere.org", "a package host"),
         ]:
             with self.subTest(name):
