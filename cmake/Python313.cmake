@@ -29,8 +29,7 @@ set_target_properties(embedded_python PROPERTIES
   INTERFACE_INCLUDE_DIRECTORIES "${embedded_include}"
   INTERFACE_SYSTEM_INCLUDE_DIRECTORIES "${embedded_include}")
 
-# One that is no package of the system's is installed with the library, which looks for it there.
+# One that is no package of the system's is installed with what starts it, which looks for it there.
 if(NOT SYMBOLOGY_PYTHON_HOME STREQUAL "/usr")
   get_filename_component(SYMBOLOGY_BUNDLED_PYTHON "${embedded_library}" REALPATH)
-  list(APPEND CMAKE_INSTALL_RPATH "$ORIGIN/../${SYMBOLOGY_INSTALLED_PYTHON}/lib")
 endif()

@@ -155,7 +155,8 @@ class Result:
     def summary(self) -> dict[str, Any]:
         """dict: "layer", "succeeded", "rows", "changed"; and, where there are any, "unreadable" and "refused": rows with values that
         could not be read, or that their column did not take."""
-        return json.loads(self._ended().result_json)
+        summary: dict[str, Any] = json.loads(self._ended().result_json)
+        return summary
 
     @property
     def ledger(self) -> Ledger | None:

@@ -30,6 +30,7 @@ def _run(arguments: Sequence[str | os.PathLike[str]], fine: Container[int]) -> d
         raise ToolError("the command-line tool cxml is not installed: it is not in PATH, and CXML does not name it")
     done = subprocess.run([tool, *map(os.fsdecode, arguments)], capture_output=True, text=True, encoding="utf-8", errors="replace",
                           check=False, stdin=subprocess.DEVNULL)
+    output: dict[str, Any] | None
     try:
         output = json.loads(done.stdout)
     except ValueError:
