@@ -23,9 +23,9 @@ class Counts:
 
 
 def skip_reason(output, message):
-    """GoogleTest prints `file:line: Skipped` and then the reason."""
-    said = re.search(r"Skipped\s*\n\s*(\S.*)", output)
-    return said.group(1).strip() if said else message or "no reason given"
+    """GoogleTest prints `file:line: Skipped` and then the reason; scripts print `skipped: reason`."""
+    said = re.search(r"Skipped\s*\n\s*(\S.*)|^skipped: (\S.*)", output, re.MULTILINE)
+    return (said.group(1) or said.group(2)).strip() if said else message or "no reason given"
 
 
 def read_program(path):
