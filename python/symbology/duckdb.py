@@ -8,7 +8,7 @@ from __future__ import annotations
 import os
 import pathlib
 import shutil
-from collections.abc import Mapping, Sequence
+from collections.abc import Callable, Mapping, Sequence
 from concurrent.futures import ThreadPoolExecutor, wait
 from typing import Any, TypeAlias
 
@@ -27,6 +27,10 @@ def _quoted(text: object) -> str:
     return "'" + str(text).replace("'", "''") + "'"
 
 
+def _name(name: str) -> str:
+    return '"' + name.replace('"', '""') + '"'
+
+
 def _source(source: Path) -> str:
     path = pathlib.Path(source)
     return _quoted(path / "**" / "*.parquet" if path.is_dir() else path)
@@ -37,15 +41,49 @@ def _tables(connection: duckdb.DuckDBPyConnection, related: Mapping[str, Table |
             if isinstance(table, (str, os.PathLike)) else table for name, table in (related or {}).items()}
 
 
-def _copy(base: duckdb.DuckDBPyConnection, select: str, target: pathlib.Path, document: Document, **options: Any) -> Result:
-    """Symbolizes the rows that a SELECT gives into a new file, which has its name when it is whole."""
+# A row's place, as DuckDB tells it: that of its file among those that are read, and its own there.
+_FILE, _ROW = "file_index", "file_row_number"
+# The rows of a source with these columns, in their order: a SELECT.
+Rows: TypeAlias = Callable[[str], str]
+
+
+def _all_rows(source: Path) -> Rows:
+    return lambda columns: f"SELECT {columns} FROM read_parquet({_source(source)})"
+
+
+def _copy(base: duckdb.DuckDBPyConnection, rows: Rows, target: pathlib.Path, document: Document, *, layer: str,
+          subtype_field: str | None, **options: Any) -> Result:
+    """Symbolizes rows into a new file, which has its name when it is whole.
+
+    Only the columns that the document reads and writes come here; the others stay with DuckDB, which puts both together by the rows'
+    places. Where it may change their order, whole rows come.
+    """
     reading, writing = base.cursor(), base.cursor()
-    result = document.symbolize(reading.sql(select).to_arrow_reader(_ROWS), **options)
+    columns = [name for name, *_ in reading.execute(f"DESCRIBE {rows('*')}").fetchall()]
+    there = {name.casefold(): name for name in columns}
+    fields = document.fields(layer)
+    written = [name.casefold() for name in fields.written]
+    used = dict.fromkeys(there[name.casefold()] for name in (*fields.read, *fields.written, *([subtype_field] if subtype_field else []))
+                         if name.casefold() in there)
+    together = not {_FILE, _ROW} & there.keys() and reading.execute("SELECT current_setting('preserve_insertion_order')").fetchall() == [(True,)]
+
+    cross = ", ".join([*map(_name, used), f"{_FILE} AS symbology_file", f"{_ROW} AS symbology_row"]) if together else "*"
+    result = document.symbolize(reading.sql(rows(cross)).to_arrow_reader(_ROWS), layer=layer, subtype_field=subtype_field, **options)
     stream = pyarrow.RecordBatchReader.from_stream(result)
+    select = "SELECT * FROM symbology_stream"
+    if together:
+        # A row that meets another one would get its symbol.
+        checked = (f"CASE WHEN came.{_ROW} = made.symbology_row AND came.{_FILE} = made.symbology_file THEN made.{{0}} "
+                   "ELSE error('rows came in two orders') END AS {0}")
+        made = {name: checked.format(_name(name)) for name in stream.schema.names if name.casefold() in written}
+        replaced = ", ".join(value for name, value in made.items() if name.casefold() in there)
+        added = "".join(f", {value}" for name, value in made.items() if name.casefold() not in there)
+        keep = f"came.* EXCLUDE ({_FILE}, {_ROW})" + (f" REPLACE ({replaced})" if replaced else "")
+        select = f"SELECT {keep}{added} FROM ({rows(f'*, {_FILE}, {_ROW}')}) came POSITIONAL JOIN symbology_stream made"
     partial = target.with_name(target.name + ".partial")
     try:
         writing.register("symbology_stream", stream)
-        writing.execute(f"COPY (SELECT * FROM symbology_stream) TO {_quoted(partial)} (FORMAT parquet, ROW_GROUP_SIZE {_ROWS})")
+        writing.execute(f"COPY ({select}) TO {_quoted(partial)} (FORMAT parquet, ROW_GROUP_SIZE {_ROWS})")
         os.replace(partial, target)
     except Exception as error:
         if result.is_ended and result._report.failure:
@@ -69,8 +107,8 @@ def _row_groups(connection: duckdb.DuckDBPyConnection, source: Path) -> list[tup
     return found
 
 
-def _selects(groups: Sequence[tuple[str, int, int]], parts: int) -> list[str]:
-    """A SELECT for each part: runs of whole row groups, of about as many rows each."""
+def _parts(groups: Sequence[tuple[str, int, int]], parts: int) -> list[Rows]:
+    """The rows of each part: runs of whole row groups, of about as many rows each."""
     total, done = max(1, sum(rows for _, _, rows in groups)), 0
     ranges: list[dict[str, tuple[int, int]]] = [{} for _ in range(parts)]
     for file, first, rows in groups:
@@ -78,9 +116,13 @@ def _selects(groups: Sequence[tuple[str, int, int]], parts: int) -> list[str]:
         begin, _ = part.get(file, (first, None))
         part[file] = (begin, first + rows - 1)
         done += rows
-    return [" UNION ALL ".join(f"SELECT * EXCLUDE (file_row_number) FROM read_parquet({_quoted(file)}, file_row_number = true) "
-                               f"WHERE file_row_number BETWEEN {begin} AND {end}" for file, (begin, end) in part.items())
-            for part in ranges if part]
+
+    def rows_of(part: dict[str, tuple[int, int]]) -> Rows:
+        return lambda columns: " UNION ALL ".join(
+            f"SELECT {columns} FROM read_parquet({_quoted(file)}) WHERE {_ROW} BETWEEN {begin} AND {end}"
+            for file, (begin, end) in part.items())
+
+    return [rows_of(part) for part in ranges if part]
 
 
 def symbolize(source: Path, target: Path, document: Document | Path, *, layer: str, subtype_field: str | None = None,
@@ -116,7 +158,7 @@ def symbolize(source: Path, target: Path, document: Document | Path, *, layer: s
     if not isinstance(document, Document):
         document = Document(document)
     base = connection or duckdb.connect()
-    return _copy(base, f"SELECT * FROM read_parquet({_source(source)})", target, document, layer=layer, subtype_field=subtype_field,
+    return _copy(base, _all_rows(source), target, document, layer=layer, subtype_field=subtype_field,
                  related=_tables(base.cursor(), related), **options)
 
 
@@ -152,21 +194,21 @@ def symbolize_in_parts(source: Path, folder: Path, document: Document | Path, *,
     base = connection or duckdb.connect()
     tables = _tables(base.cursor(), related)
     groups = _row_groups(base.cursor(), source)
-    selects = _selects(groups, parts) if groups else [f"SELECT * FROM read_parquet({_source(source)})"]
+    cut = _parts(groups, parts) if groups else [_all_rows(source)]
     partial = folder.with_name(folder.name + ".partial")
     shutil.rmtree(partial, ignore_errors=True)
     partial.mkdir()
 
-    def symbolize_part(number: int, select: str) -> Result:
+    def symbolize_part(number: int, rows: Rows) -> Result:
         try:
-            return _copy(base, select, partial / f"part-{number:05}.parquet", document, layer=layer, subtype_field=subtype_field,
+            return _copy(base, rows, partial / f"part-{number:05}.parquet", document, layer=layer, subtype_field=subtype_field,
                          related=tables, **options)
         except SymbologyError as error:
             raise SymbologyError(f"part {number}: {error}") from error
 
     try:
         with ThreadPoolExecutor(workers or os.cpu_count() or 1) as pool:
-            running = [pool.submit(symbolize_part, number, select) for number, select in enumerate(selects, 1)]
+            running = [pool.submit(symbolize_part, number, rows) for number, rows in enumerate(cut, 1)]
             wait(running, return_when="FIRST_EXCEPTION")
             for part in running:
                 part.cancel()  # those that have not begun, where one failed

@@ -212,12 +212,13 @@ def python_package(log):
     counts.add(run("wheel", ["/usr/bin/python3", "-B", "scripts/wheel"], log))
     if counts.failed:
         return counts
-    counts.add(tests_of_package(log, "python-tests", ["exchange_test.py", "conformance_test.py", "examples_test.py", "types_test.py"]))
+    counts.add(tests_of_package(log, "python-tests", ["exchange_test.py", "duckdb_test.py", "conformance_test.py", "examples_test.py",
+                                                 "types_test.py"]))
     if not counts.failed:  # its answers, not its times
         counts.add(run("streams_bench", [cache_folder() / "python-tests/bin/python", "-B", "bench/streams", "--quick"], log))
     embedded = dict(line.split("=", 1) for line in (cache_folder() / "python.env").read_text().split())["PYTHON3_13"]
     if os.path.realpath(embedded) != os.path.realpath("/usr/bin/python3"):
-        counts.add(tests_of_package(log, "python-3.13", ["exchange_test.py"], embedded))
+        counts.add(tests_of_package(log, "python-3.13", ["exchange_test.py", "duckdb_test.py"], embedded))
     return counts
 
 

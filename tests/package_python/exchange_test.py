@@ -12,33 +12,8 @@ import duckdb
 import pandas
 import polars
 import pyarrow
-import pyarrow.parquet
 import symbology
-import symbology.duckdb
-from support import CXML, HARBOUR, PackageTest, cxml, read, run_tool
-
-RULES = """<conditionMap name="rules">
-  <featureClass name="BOYLAT">
-    <condition rulename="BOYDEF"/>
-    <condition rulename="BOYRED" angle="45"><rule type="A" field="COLOUR" operator="equal" value="3"/></condition>
-    <condition rulename="BOYTOP">
-      <rule type="Q" operator="exists" table="TOPMAR"><query>MASTER = '%s'</query><params><param value="OBJNAM"/></params></rule>
-    </condition>
-    <condition type="2" field="LABEL">
-      <rule type="A" field="HEIGHT" operator="notequal" value="NULL"/>
-      <expression><![CDATA[
-import threading
-def Generate(OBJNAM, HEIGHT):
-    return "%s %.1fm" % (OBJNAM, 1 / HEIGHT)
-]]></expression>
-    </condition>
-  </featureClass>
-</conditionMap>"""
-BUOYS = pyarrow.table({"OBJNAM": ["No 1", "No 2", "No 3", None], "COLOUR": ["3", "4", None, "3"],
-                       "HEIGHT": pyarrow.array([2.0, None, 0.0, None], pyarrow.float64())})
-TOPMARKS = pyarrow.table({"MASTER": ["No 2"]})
-SYMBOLS = ["BOYRED", "BOYTOP", "BOYDEF", "BOYRED"]
-
+from support import BUOYS, CXML, HARBOUR, RULES, SYMBOLS, TOPMARKS, PackageTest, cxml, read, run_tool
 
 def without_meanings(part):
     """Without what S-57's tables say, which the package does not have."""
@@ -290,92 +265,6 @@ class Draw(PackageTest):
         for call, error, text in cases:
             with self.subTest(text), self.assertRaisesRegex(error, text):
                 call()
-
-
-class DuckDb(PackageTest):
-    def test_geoparquet_to_geoparquet(self):
-        rules = self.file("rules.cxml", RULES)
-        many = pyarrow.concat_tables([BUOYS] * 1000)
-        parts = self.folder / "parts"
-        parts.mkdir()
-        pyarrow.parquet.write_table(many.slice(0, 1500), parts / "a.parquet", row_group_size=300)
-        pyarrow.parquet.write_table(many.slice(1500), parts / "b.parquet")
-        topmarks = self.folder / "topmarks.parquet"
-        pyarrow.parquet.write_table(TOPMARKS, topmarks)
-        target = self.folder / "out.parquet"
-        result = symbology.duckdb.symbolize(parts, target, rules, layer="BOYLAT", related={"TOPMAR": topmarks})
-        self.assertEqual(result.rows, 4000)
-        self.assertEqual(pyarrow.parquet.read_table(target).column("SYMBOL_C").to_pylist(), SYMBOLS * 1000)
-        with self.assertRaises(FileExistsError):
-            symbology.duckdb.symbolize(parts, target, rules, layer="BOYLAT")
-        with self.assertRaisesRegex(symbology.SymbologyError, "BOYSPP"):
-            symbology.duckdb.symbolize(parts, self.folder / "other.parquet", rules, layer="BOYSPP")
-        self.assertEqual(sorted(file.name for file in self.folder.glob("*.parquet*")), ["out.parquet", "topmarks.parquet"])
-
-    def test_in_parts(self):
-        """Parts hold whole row groups, in the source's order; many are made at a time."""
-        many = pyarrow.concat_tables([BUOYS] * 1000).append_column("ID", pyarrow.array(range(4000)))
-        source = self.folder / "chart"
-        source.mkdir()
-        pyarrow.parquet.write_table(many.slice(0, 1500), source / "a.parquet", row_group_size=300)
-        pyarrow.parquet.write_table(many.slice(1500), source / "b.parquet", row_group_size=300)
-        rules = self.file("rules.cxml", RULES)
-        target = self.folder / "symbolized"
-        for parts, sizes in ((1, [4000]), (3, [1200, 1500, 1300]), (100, [300] * 13 + [100])):
-            with self.subTest(parts):
-                results = symbology.duckdb.symbolize_in_parts(source, target, rules, layer="BOYLAT", parts=parts, overwrite=True,
-                                                              related={"TOPMAR": TOPMARKS})
-                files = sorted(target.iterdir())
-                self.assertEqual([file.name for file in files], [f"part-{number:05}.parquet" for number in range(1, len(sizes) + 1)])
-                self.assertEqual([pyarrow.parquet.read_metadata(file).num_rows for file in files], sizes)
-                self.assertEqual([result.rows for result in results], sizes)
-                table = pyarrow.parquet.read_table(target)
-                self.assertEqual(table.column("ID").to_pylist(), list(range(4000)))
-                self.assertEqual(table.column("SYMBOL_C").to_pylist(), SYMBOLS * 1000)
-
-    def test_in_parts_of_no_rows(self):
-        pyarrow.parquet.write_table(BUOYS.slice(0, 0), self.folder / "in.parquet")
-        target = self.folder / "out"
-        results = symbology.duckdb.symbolize_in_parts(self.folder / "in.parquet", target, self.file("rules.cxml", RULES), layer="BOYLAT",
-                                                      parts=4, related={"TOPMAR": TOPMARKS})
-        self.assertEqual([result.rows for result in results], [0])
-        self.assertEqual(pyarrow.parquet.read_table(target).column_names, 
-                         [*BUOYS.column_names, "SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C", "LABEL"])
-
-    def test_a_part_that_fails(self):
-        """It takes all others with it: there is no folder, and what stood in its place stays."""
-        many = pyarrow.concat_tables([BUOYS] * 100)
-        source = self.folder / "in.parquet"
-        pyarrow.parquet.write_table(many, source, row_group_size=100)
-        rules = self.file("rules.cxml", RULES)
-        kept = self.folder / "kept"
-        kept.mkdir()
-        (kept / "mine").write_text("mine")
-        for target, options, error, text in (
-                (self.folder / "new", {"layer": "BOYSPP"}, symbology.SymbologyError, "part 1: .*BOYSPP"),
-                (kept, {"layer": "BOYSPP", "overwrite": True}, symbology.SymbologyError, "part 1: .*BOYSPP"),
-                (kept, {"layer": "BOYLAT"}, FileExistsError, "kept is there already"),
-                (source, {"layer": "BOYLAT", "overwrite": True}, FileExistsError, "in.parquet is there already"),
-                (self.folder / "new", {"layer": "BOYLAT", "parts": 0}, ValueError, "at least 1"),
-                (self.folder / "new", {"layer": "BOYLAT", "workers": 0}, ValueError, "at least 1")):
-            with self.subTest(text), self.assertRaisesRegex(error, text):
-                symbology.duckdb.symbolize_in_parts(source, target, rules, **{"parts": 4, "workers": 1, **options})
-        self.assertEqual(sorted(file.name for file in self.folder.iterdir()), ["in.parquet", "kept", "rules.cxml"])
-        self.assertEqual((kept / "mine").read_text(), "mine")
-
-    def test_a_geometry_stays_one(self):
-        try:
-            import geopandas
-            import shapely
-        except ImportError as error:
-            self.skipTest(str(error))
-        frame = geopandas.GeoDataFrame(BUOYS.to_pandas(), geometry=[shapely.Point(i, -i) for i in range(4)], crs=4326)
-        source, target = self.folder / "in.parquet", self.folder / "out.parquet"
-        frame.to_parquet(source)
-        symbology.duckdb.symbolize(source, target, self.file("rules.cxml", RULES), layer="BOYLAT", related={"TOPMAR": TOPMARKS})
-        back = geopandas.read_parquet(target)
-        self.assertEqual(list(back["SYMBOL_C"]), SYMBOLS)
-        self.assertTrue(back.geometry.geom_equals(frame.geometry).all())
 
 
 if __name__ == "__main__":

@@ -14,6 +14,28 @@ import pyarrow
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 CXML = os.environ.get("CXML") or str(ROOT / "build/release/bin/cxml")
 HARBOUR = ROOT / "examples" / "harbour"
+# A document, rows, and what they get.
+RULES = """<conditionMap name="rules">
+  <featureClass name="BOYLAT">
+    <condition rulename="BOYDEF"/>
+    <condition rulename="BOYRED" angle="45"><rule type="A" field="COLOUR" operator="equal" value="3"/></condition>
+    <condition rulename="BOYTOP">
+      <rule type="Q" operator="exists" table="TOPMAR"><query>MASTER = '%s'</query><params><param value="OBJNAM"/></params></rule>
+    </condition>
+    <condition type="2" field="LABEL">
+      <rule type="A" field="HEIGHT" operator="notequal" value="NULL"/>
+      <expression><![CDATA[
+import threading
+def Generate(OBJNAM, HEIGHT):
+    return "%s %.1fm" % (OBJNAM, 1 / HEIGHT)
+]]></expression>
+    </condition>
+  </featureClass>
+</conditionMap>"""
+BUOYS = pyarrow.table({"OBJNAM": ["No 1", "No 2", "No 3", None], "COLOUR": ["3", "4", None, "3"],
+                       "HEIGHT": pyarrow.array([2.0, None, 0.0, None], pyarrow.float64())})
+TOPMARKS = pyarrow.table({"MASTER": ["No 2"]})
+SYMBOLS = ["BOYRED", "BOYTOP", "BOYDEF", "BOYRED"]
 
 
 def cxml(*arguments, fine=(0,)):
