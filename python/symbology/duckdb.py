@@ -75,7 +75,9 @@ def _copy(base: duckdb.DuckDBPyConnection, rows: Rows, target: pathlib.Path, doc
         # A row that meets another one would get its symbol.
         checked = (f"CASE WHEN came.{_ROW} = made.symbology_row AND came.{_FILE} = made.symbology_file THEN made.{{0}} "
                    "ELSE error('rows came in two orders') END AS {0}")
-        made = {name: checked.format(_name(name)) for name in stream.schema.names if name.casefold() in written}
+        names = [name for name in stream.schema.names if name.casefold() in written]
+        made = {name: f"made.{_name(name)} AS {_name(name)}" for name in names}
+        made.update({name: checked.format(_name(name)) for name in names[:1]})
         replaced = ", ".join(value for name, value in made.items() if name.casefold() in there)
         added = "".join(f", {value}" for name, value in made.items() if name.casefold() not in there)
         keep = f"came.* EXCLUDE ({_FILE}, {_ROW})" + (f" REPLACE ({replaced})" if replaced else "")
