@@ -1,4 +1,4 @@
-"""Documents at work in Apache Spark: a function for ``DataFrame.mapInArrow``.
+"""Documents at work in Apache Spark: frames in, frames out; and a function for ``DataFrame.mapInArrow``.
 
 Needs the package pyspark, and this one on every worker; see the page on Python for how environments travel. Nothing of the driver's file
 system is needed there: the document, the files that it names and the related tables go with the function, as bytes.
@@ -9,14 +9,14 @@ from __future__ import annotations
 import io
 import os
 from collections.abc import Callable, Iterable, Iterator, Mapping
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING
 
 from ._document import Document, Table
 from ._errors import SymbologyError
 
 if TYPE_CHECKING:
     import pyarrow
-    from pyspark.sql import DataFrame, types
+    from pyspark.sql import Column, DataFrame, types
 
 
 def _to_bytes(table: Table) -> bytes:
@@ -106,14 +106,44 @@ def schema(frame: DataFrame, document: Document | str | os.PathLike[str], layer:
     return types.StructType(fields)
 
 
-def symbolize(frame: DataFrame, document: str | os.PathLike[str], layer: str, **options: Any) -> DataFrame:
-    """A frame with what the document writes: ``frame.mapInArrow(symbolizer(...), schema(...))``.
+def symbolize(frame: DataFrame, document: str | os.PathLike[str], layer: str, *, subtype_field: str | None = None,
+              related: Mapping[str, Table] | None = None, files: Iterable[str | os.PathLike[str]] = ()) -> DataFrame:
+    """A frame with what the document writes. Only the columns that it reads and writes leave the JVM; the others may be of any type.
 
     Args:
-        frame (pyspark.sql.DataFrame), document, layer: as above.
-        **options: as :func:`symbolizer` has them.
+        frame (pyspark.sql.DataFrame): what is symbolized.
+        document, layer, subtype_field, related, files: as :func:`symbolizer` has them.
 
     Returns:
-        pyspark.sql.DataFrame: lazy, as Spark's are.
+        pyspark.sql.DataFrame: lazy, as Spark's are; its columns are those of :func:`schema`.
+
+    Raises:
+        SymbologyError: the document does not configure the class.
     """
-    return frame.mapInArrow(symbolizer(document, layer, **options), schema(frame, document, layer))
+    import pyarrow
+    from pyspark.sql import functions, types
+    function = symbolizer(document, layer, subtype_field=subtype_field, related=related, files=files)
+    loaded = Document(document)
+    fields = loaded.fields(layer)
+    written = {name.casefold() for name in fields.written}
+    used = written | {name.casefold() for name in fields.read} | ({subtype_field.casefold()} if subtype_field else set())
+    answers = [field for field in schema(frame, loaded, layer) if field.name.casefold() in written]
+    names = [field.name for field in answers]
+
+    def decide(batches: Iterator[pyarrow.Array]) -> Iterator[pyarrow.Array]:
+        for batch in function(map(pyarrow.RecordBatch.from_struct_array, batches)):
+            yield pyarrow.StructArray.from_arrays([batch.column(name) for name in names], names=names)
+
+    # By these Spark knows what kind of function it is; as they stand above they are texts.
+    decide.__annotations__ = {"batches": Iterator[pyarrow.Array], "return": Iterator[pyarrow.Array]}
+
+    def column(name: str) -> Column:
+        return functions.col("`" + name.replace("`", "``") + "`")
+
+    asked = [column(name) for name in frame.columns if name.casefold() in used] or [functions.lit(True)]
+    decided = functions.arrow_udf(decide, types.StructType(answers))(functions.struct(*asked))
+    there = {name.casefold() for name in frame.columns}
+    made = {name: functions.col("symbology_decided").getField(name).alias(name) for name in names}
+    return frame.withColumn("symbology_decided", decided).select(
+        *[made[name] if name in made else column(name) for name in frame.columns],
+        *[made[name] for name in names if name.casefold() not in there])

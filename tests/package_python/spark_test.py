@@ -3,6 +3,7 @@
 
 import os
 import pathlib
+import re
 import sys
 import unittest
 
@@ -79,10 +80,32 @@ class Spark(PackageTest):
     def test_equal_to_one_process(self):
         frame = symbology.spark.symbolize(self.frame(), self.rules, "BOYLAT", related={"TOPMAR": TOPMARKS}, files=[self.labels])
         self.assertEqual(frame.columns[-5:], ["SYMBOL_C", "Xoffset_C", "Yoffset_C", "Rotate_C", "LABEL"])
+        # What crosses is one struct of what the document reads, once, though its answers are five.
+        plan = frame._jdf.queryExecution().executedPlan().toString()
+        self.assertEqual((plan.count("ArrowEvalPython"), plan.count("decide("), plan.count("MapInArrow")), (1, 1, 0), plan)
+        crossing = re.search(r"decide\((.*?)\)", plan).group(1)
+        self.assertEqual(re.findall(r"(\w+), \w+#", crossing), ["OBJNAM", "COLOUR", "HEIGHT"], plan)
         # The files are needed when the function is made, and not afterwards.
         self.rules.unlink()
         self.labels.unlink()
         self.compare(frame)
+
+    def test_columns_that_nobody_reads_may_be_anything(self):
+        """Types that do not come to Python at all, and names that need quotes; what is written keeps its column."""
+        from pyspark.sql import functions
+        frame = (self.frame().withColumn("a `span`.x", functions.expr("INTERVAL '1-2' YEAR TO MONTH")).withColumn("symbol_c", functions.lit("OLD"))
+                 .withColumn("many", functions.create_map(functions.lit("k"), functions.col("ID"))))
+        symbolized = symbology.spark.symbolize(frame, self.rules, "BOYLAT", related={"TOPMAR": TOPMARKS}, files=[self.labels])
+        self.assertEqual(symbolized.columns, [*frame.columns, "Xoffset_C", "Yoffset_C", "Rotate_C", "LABEL"])
+        self.assertEqual([field for field in symbolized.schema if field.name in frame.columns][:4], list(frame.schema)[:4])
+        odd = symbolized.where("`a ``span``.x` = INTERVAL '1-2' YEAR TO MONTH AND many['k'] = ID")
+        self.assertEqual({row["ID"]: row["symbol_c"] for row in odd.select("ID", "symbol_c").collect()},
+                         {number: row["SYMBOL_C"] for number, row in self.expected.items()})
+
+    def test_a_document_that_reads_nothing(self):
+        rules = self.file("default.cxml", '<conditionMap name="rules"><featureClass name="BOYLAT"><condition rulename="BOYDEF"/></featureClass></conditionMap>')
+        frame = symbology.spark.symbolize(self.frame(), rules, "BOYLAT")
+        self.assertEqual([row.asDict() for row in frame.groupBy("SYMBOL_C").count().collect()], [{"SYMBOL_C": "BOYDEF", "count": ROWS}])
 
     def test_a_worker_that_is_killed(self):
         """The first task to come ends its process; Spark begins it again elsewhere."""
