@@ -8,7 +8,7 @@ import unittest
 
 import pyarrow
 import pyarrow.parquet
-from support import ROOT, PackageTest
+from support import LOOPBACK, ROOT, PackageTest
 
 EXAMPLE = ROOT / "examples/spark/symbolize_frame.py"
 RULES = ROOT / "examples/notebook/buoys.cxml"
@@ -19,7 +19,7 @@ class Spark(PackageTest):
     def run_example(self, *arguments):
         settings = ("--master local[2] --conf spark.ui.enabled=false --conf spark.driver.host=127.0.0.1 "
                     "--conf spark.driver.bindAddress=127.0.0.1 --conf spark.log.level=ERROR pyspark-shell")
-        environment = {**os.environ, "PYSPARK_PYTHON": sys.executable, "PYSPARK_SUBMIT_ARGS": settings}
+        environment = {**os.environ, **LOOPBACK, "PYSPARK_PYTHON": sys.executable, "PYSPARK_SUBMIT_ARGS": settings}
         return subprocess.run([sys.executable, "-B", EXAMPLE, *map(str, arguments)], env=environment, capture_output=True, text=True,
                               check=False)
 

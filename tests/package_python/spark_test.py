@@ -11,7 +11,7 @@ import pyarrow
 import symbology
 import symbology.spark
 from pyspark.sql import SparkSession
-from support import PackageTest
+from support import LOOPBACK, PackageTest
 
 RULES = """<conditionMap name="rules">
   <featureClass name="BOYLAT">
@@ -46,7 +46,7 @@ TOPMARKS = pyarrow.table({"MASTER": ["No 2", "No 7"]})
 class Spark(PackageTest):
     @classmethod
     def setUpClass(cls):
-        os.environ["PYSPARK_PYTHON"] = sys.executable
+        os.environ.update(LOOPBACK, PYSPARK_PYTHON=sys.executable)
         cls.spark = (SparkSession.builder.master("local[2, 4]").appName("symbology").config("spark.ui.enabled", "false")
                      .config("spark.sql.shuffle.partitions", "4").config("spark.driver.host", "127.0.0.1")
                      .config("spark.driver.bindAddress", "127.0.0.1").config("spark.log.level", "ERROR").getOrCreate())

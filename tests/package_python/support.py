@@ -37,6 +37,9 @@ BUOYS = pyarrow.table({"OBJNAM": ["No 1", "No 2", "No 3", None], "COLOUR": ["3",
 TOPMARKS = pyarrow.table({"MASTER": ["No 2"]})
 SYMBOLS = ["BOYRED", "BOYTOP", "BOYDEF", "BOYRED"]
 
+# Spark asks for the machine's address by its name, which a name service need not know.
+LOOPBACK = {"SPARK_LOCAL_IP": "127.0.0.1"}
+
 
 def cxml(*arguments, fine=(0,)):
     done = subprocess.run([CXML, *map(str, arguments)], capture_output=True, text=True, check=False)
