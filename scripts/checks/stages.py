@@ -206,10 +206,21 @@ def tests_of_package(log, environment, scripts, interpreter=None):
     return counts
 
 
+wheel_is_made = False
+
+
+def make_wheel(log):
+    """The wheel of these sources; once, whichever stages of this run need it."""
+    global wheel_is_made  # pylint: disable=global-statement
+    counts = Counts() if wheel_is_made else run("wheel", ["/usr/bin/python3", "-B", "scripts/wheel"], log)
+    wheel_is_made = not counts.failed
+    return counts
+
+
 def python_package(log):
     """The wheel, and the package in the system's Python and in the embedded one's release."""
     counts = configure_and_build("release", log)
-    counts.add(run("wheel", ["/usr/bin/python3", "-B", "scripts/wheel"], log))
+    counts.add(make_wheel(log))
     if counts.failed:
         return counts
     counts.add(tests_of_package(log, "python-tests", ["exchange_test.py", "duckdb_test.py", "conformance_test.py", "examples_test.py",
@@ -225,8 +236,7 @@ def python_package(log):
 def spark(log):
     """The package in Spark, on two local workers."""
     counts = configure_and_build("release", log)
-    if not list((ROOT / "build/wheels").glob("*.whl")):
-        counts.add(run("wheel", ["/usr/bin/python3", "-B", "scripts/wheel"], log))
+    counts.add(make_wheel(log))
     if not counts.failed:
         counts.add(tests_of_package(log, "spark", ["spark_test.py", "spark_examples_test.py"]))
     return counts
