@@ -48,6 +48,11 @@ class Fields:
     read: tuple[str, ...]
     written: tuple[str, ...]
 
+    def _among(self, columns: Iterable[str], subtype_field: str | None) -> list[str]:
+        """Those of the columns that a run reads or writes."""
+        used = {name.casefold() for name in (*self.read, *self.written, *([subtype_field] if subtype_field else []))}
+        return [name for name in columns if name.casefold() in used]
+
 
 class _Told(Mapping[str, Any]):
     """An object of the tool's ``--json``, and its words."""

@@ -51,6 +51,21 @@ def _all_rows(source: Path) -> Rows:
     return lambda columns: f"SELECT {columns} FROM read_parquet({_source(source)})"
 
 
+def _beside(rows: Rows, columns: Sequence[str], answers: Sequence[str]) -> str:
+    """The rows with the answers that the stream has for them: a SELECT."""
+    there = {name.casefold() for name in columns}
+    # A row that meets another one would get its symbol. One answer's check is one of all: they come together.
+    checked = (f"CASE WHEN came.{_ROW} = made.symbology_row AND came.{_FILE} = made.symbology_file THEN made.{{0}} "
+               "ELSE error('rows came in two orders') END AS {0}")
+    replaced: list[str] = []
+    added: list[str] = []
+    for place, name in enumerate(answers):
+        answer = ("made.{0} AS {0}" if place else checked).format(_name(name))
+        (replaced if name.casefold() in there else added).append(answer)
+    came = f"came.* EXCLUDE ({_FILE}, {_ROW})" + (f" REPLACE ({', '.join(replaced)})" if replaced else "")
+    return f"SELECT {', '.join([came, *added])} FROM ({rows(f'*, {_FILE}, {_ROW}')}) came POSITIONAL JOIN symbology_stream made"
+
+
 def _copy(base: duckdb.DuckDBPyConnection, rows: Rows, target: pathlib.Path, document: Document, *, layer: str,
           subtype_field: str | None, **options: Any) -> Result:
     """Symbolizes rows into a new file, which has its name when it is whole.
@@ -60,28 +75,19 @@ def _copy(base: duckdb.DuckDBPyConnection, rows: Rows, target: pathlib.Path, doc
     """
     reading, writing = base.cursor(), base.cursor()
     columns = [name for name, *_ in reading.execute(f"DESCRIBE {rows('*')}").fetchall()]
-    there = {name.casefold(): name for name in columns}
     fields = document.fields(layer)
-    written = [name.casefold() for name in fields.written]
-    used = dict.fromkeys(there[name.casefold()] for name in (*fields.read, *fields.written, *([subtype_field] if subtype_field else []))
-                         if name.casefold() in there)
-    together = not {_FILE, _ROW} & there.keys() and reading.execute("SELECT current_setting('preserve_insertion_order')").fetchall() == [(True,)]
+    in_order = reading.execute("SELECT current_setting('preserve_insertion_order')").fetchall() == [(True,)]
+    together = in_order and not {_FILE, _ROW} & {name.casefold() for name in columns}
 
-    cross = ", ".join([*map(_name, used), f"{_FILE} AS symbology_file", f"{_ROW} AS symbology_row"]) if together else "*"
+    cross = "*"
+    if together:
+        cross = ", ".join([*map(_name, fields._among(columns, subtype_field)), f"{_FILE} AS symbology_file", f"{_ROW} AS symbology_row"])
     result = document.symbolize(reading.sql(rows(cross)).to_arrow_reader(_ROWS), layer=layer, subtype_field=subtype_field, **options)
     stream = pyarrow.RecordBatchReader.from_stream(result)
     select = "SELECT * FROM symbology_stream"
     if together:
-        # A row that meets another one would get its symbol.
-        checked = (f"CASE WHEN came.{_ROW} = made.symbology_row AND came.{_FILE} = made.symbology_file THEN made.{{0}} "
-                   "ELSE error('rows came in two orders') END AS {0}")
-        names = [name for name in stream.schema.names if name.casefold() in written]
-        made = {name: f"made.{_name(name)} AS {_name(name)}" for name in names}
-        made.update({name: checked.format(_name(name)) for name in names[:1]})
-        replaced = ", ".join(value for name, value in made.items() if name.casefold() in there)
-        added = "".join(f", {value}" for name, value in made.items() if name.casefold() not in there)
-        keep = f"came.* EXCLUDE ({_FILE}, {_ROW})" + (f" REPLACE ({replaced})" if replaced else "")
-        select = f"SELECT {keep}{added} FROM ({rows(f'*, {_FILE}, {_ROW}')}) came POSITIONAL JOIN symbology_stream made"
+        written = {name.casefold() for name in fields.written}
+        select = _beside(rows, columns, [name for name in stream.schema.names if name.casefold() in written])
     partial = target.with_name(target.name + ".partial")
     try:
         writing.register("symbology_stream", stream)

@@ -126,8 +126,8 @@ def symbolize(frame: DataFrame, document: str | os.PathLike[str], layer: str, *,
     loaded = Document(document)
     fields = loaded.fields(layer)
     written = {name.casefold() for name in fields.written}
-    used = written | {name.casefold() for name in fields.read} | ({subtype_field.casefold()} if subtype_field else set())
-    answers = [field for field in schema(frame, loaded, layer) if field.name.casefold() in written]
+    whole = schema(frame, loaded, layer)
+    answers = [field for field in whole if field.name.casefold() in written]
     names = [field.name for field in answers]
 
     def decide(batches: Iterator[pyarrow.Array]) -> Iterator[pyarrow.Array]:
@@ -140,10 +140,8 @@ def symbolize(frame: DataFrame, document: str | os.PathLike[str], layer: str, *,
     def column(name: str) -> Column:
         return functions.col("`" + name.replace("`", "``") + "`")
 
-    asked = [column(name) for name in frame.columns if name.casefold() in used] or [functions.lit(True)]
+    asked = [column(name) for name in fields._among(frame.columns, subtype_field)] or [functions.lit(True)]
     decided = functions.arrow_udf(decide, types.StructType(answers))(functions.struct(*asked))
-    there = {name.casefold() for name in frame.columns}
     made = {name: functions.col("symbology_decided").getField(name).alias(name) for name in names}
     return frame.withColumn("symbology_decided", decided).select(
-        *[made[name] if name in made else column(name) for name in frame.columns],
-        *[made[name] for name in names if name.casefold() not in there])
+        *[made[field.name] if field.name in made else column(field.name) for field in whole])

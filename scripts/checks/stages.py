@@ -223,8 +223,8 @@ def python_package(log):
     counts.add(make_wheel(log))
     if counts.failed:
         return counts
-    counts.add(tests_of_package(log, "python-tests", ["exchange_test.py", "duckdb_test.py", "conformance_test.py", "examples_test.py",
-                                                 "types_test.py"]))
+    scripts = ["exchange_test.py", "duckdb_test.py", "conformance_test.py", "examples_test.py", "types_test.py"]
+    counts.add(tests_of_package(log, "python-tests", scripts))
     if not counts.failed:  # its answers, not its times
         counts.add(run("streams_bench", [cache_folder() / "python-tests/bin/python", "-B", "bench/streams", "--quick"], log))
     embedded = dict(line.split("=", 1) for line in (cache_folder() / "python.env").read_text().split())["PYTHON3_13"]

@@ -11,25 +11,13 @@ import pyarrow
 import symbology
 import symbology.spark
 from pyspark.sql import SparkSession
-from support import LOOPBACK, PackageTest
+from support import LOOPBACK, PackageTest, buoy_rules
 
-RULES = """<conditionMap name="rules">
-  <featureClass name="BOYLAT">
-    <condition rulename="BOYDEF"/>
-    <condition rulename="BOYRED" angle="45"><rule type="A" field="COLOUR" operator="equal" value="3"/></condition>
-    <condition rulename="BOYTOP">
-      <rule type="Q" operator="exists" table="TOPMAR"><query>MASTER = '%s'</query><params><param value="OBJNAM"/></params></rule>
-    </condition>
-    <condition type="2" field="LABEL">
-      <rule type="A" field="HEIGHT" operator="notequal" value="NULL"/>
-      <expression library="labels"><![CDATA[
+RULES = buoy_rules("""<expression library="labels"><![CDATA[
 def Generate(OBJNAM, HEIGHT):
     return label(OBJNAM, HEIGHT)
-]]></expression>
-    </condition>
-  </featureClass>
-  <functionLibrary><expressionFile name="labels">labels.py</expressionFile></functionLibrary>
-</conditionMap>"""
+]]></expression>""", """  <functionLibrary><expressionFile name="labels">labels.py</expressionFile></functionLibrary>
+""")
 LABELS = 'def label(name, height):\n    return "%s %.1fm" % (name, 1 / height)\n'
 ROWS = 2000
 
@@ -57,11 +45,7 @@ class Spark(PackageTest):
 
     def setUp(self):
         super().setUp()
-        # References come before what refers to them.
-        head, library = RULES.split("  <functionLibrary>")
-        first = head.index("  <featureClass")
-        text = head[:first] + "  <functionLibrary>" + library.replace("</conditionMap>", "") + head[first:] + "</conditionMap>"
-        self.rules = self.file("rules.cxml", text)
+        self.rules = self.file("rules.cxml", RULES)
         self.labels = self.file("labels.py", LABELS)
         document = symbology.Document(self.rules)
         result = document.symbolize(rows(), layer="BOYLAT", related={"TOPMAR": TOPMARKS})

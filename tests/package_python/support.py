@@ -14,9 +14,12 @@ import pyarrow
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 CXML = os.environ.get("CXML") or str(ROOT / "build/release/bin/cxml")
 HARBOUR = ROOT / "examples" / "harbour"
-# A document, rows, and what they get.
-RULES = """<conditionMap name="rules">
-  <featureClass name="BOYLAT">
+
+
+def buoy_rules(expression, library=""):
+    """A document: symbols by colour and topmark, labels by an expression, and a library of expressions."""
+    return f"""<conditionMap name="rules">
+{library}  <featureClass name="BOYLAT">
     <condition rulename="BOYDEF"/>
     <condition rulename="BOYRED" angle="45"><rule type="A" field="COLOUR" operator="equal" value="3"/></condition>
     <condition rulename="BOYTOP">
@@ -24,14 +27,18 @@ RULES = """<conditionMap name="rules">
     </condition>
     <condition type="2" field="LABEL">
       <rule type="A" field="HEIGHT" operator="notequal" value="NULL"/>
-      <expression><![CDATA[
-import threading
-def Generate(OBJNAM, HEIGHT):
-    return "%s %.1fm" % (OBJNAM, 1 / HEIGHT)
-]]></expression>
+      {expression}
     </condition>
   </featureClass>
 </conditionMap>"""
+
+
+# One of them, rows, and what they get.
+RULES = buoy_rules("""<expression><![CDATA[
+import threading
+def Generate(OBJNAM, HEIGHT):
+    return "%s %.1fm" % (OBJNAM, 1 / HEIGHT)
+]]></expression>""")
 BUOYS = pyarrow.table({"OBJNAM": ["No 1", "No 2", "No 3", None], "COLOUR": ["3", "4", None, "3"],
                        "HEIGHT": pyarrow.array([2.0, None, 0.0, None], pyarrow.float64())})
 TOPMARKS = pyarrow.table({"MASTER": ["No 2"]})
